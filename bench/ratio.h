@@ -26,7 +26,6 @@
 #include <limits>
 #include <string>
 #include <type_traits>
-#include <utility>
 
 namespace zenta::bench {
 
@@ -46,7 +45,7 @@ struct Contestant {
 template <class Run>
 Contestant(const char*, Run) -> Contestant<Run>;
 
-// Seconds that `count` calls in a row take.
+// Seconds of one call, averaged over `count` calls in a row.
 template <class Run>
 double TimeSlice(Run& run, std::size_t count) {
   const auto start = std::chrono::steady_clock::now();
@@ -58,15 +57,16 @@ double TimeSlice(Run& run, std::size_t count) {
     }
     benchmark::ClobberMemory();
   }
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+  const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+  return passed.count() / static_cast<double>(count);
 }
 
-// How many calls make a slice long enough for the clock: 20 microseconds, or one call that takes
+// How many calls make a slice that the clock can tell: 20 microseconds, or one call if that takes
 // longer.
 template <class Run>
 std::size_t SliceCount(Run& run) {
   std::size_t count = 1;
-  while (TimeSlice(run, count) < 20e-6) count *= 2;
+  while (TimeSlice(run, count) * static_cast<double>(count) < 20e-6) count *= 2;
   return count;
 }
 
@@ -75,23 +75,21 @@ std::size_t SliceCount(Run& run) {
 template <class... Runs>
 std::array<double, sizeof...(Runs)> Race(benchmark::State& state, Job job,
                                          Contestant<Runs>... contestants) {
+  static_assert(sizeof...(Runs) > 0);
   const std::array counts{SliceCount(contestants.run)...};
   std::array<double, sizeof...(Runs)> best;
   best.fill(std::numeric_limits<double>::infinity());
   for ([[maybe_unused]] auto _ : state) {
-    std::size_t i = 0;
-    ((best[i] =
-          std::min(best[i], TimeSlice(contestants.run, counts[i]) / static_cast<double>(counts[i])),
-      ++i),
-     ...);
+    auto count = counts.begin();
+    const std::array round{TimeSlice(contestants.run, *count++)...};  // braces: left to right
+    for (std::size_t i = 0; i != best.size(); ++i) best[i] = std::min(best[i], round[i]);
   }
   state.counters["ns"] = best[0] * 1e9 / job.items;
   if (job.bytes > 0) state.counters["GBps"] = job.bytes / best[0] * 1e-9;
-  std::size_t i = 0;
-  ((i != 0 ? void(state.counters[std::string("x_") + contestants.name] = best[i] / best[0])
-           : void(),
-    ++i),
-   ...);
+  const std::array names{contestants.name...};
+  for (std::size_t i = 1; i != best.size(); ++i) {
+    state.counters[std::string("x_") + names[i]] = best[i] / best[0];
+  }
   return best;
 }
 
