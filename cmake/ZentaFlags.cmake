@@ -1,0 +1,31 @@
+# Compiler settings that hold for every target of this project.
+#
+# The include root is the repository's root, so every include names its folder: "corelib/text/str.h".
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+add_library(zenta_flags INTERFACE)
+target_compile_options(zenta_flags INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion
+                                             $<$<BOOL:${ZENTA_WERROR}>:-Werror>)
+
+if(ZENTA_SANITIZE OR ZENTA_FUZZ)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+if(ZENTA_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "ZENTA_FUZZ needs clang: configure with --preset fuzz")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+if(ZENTA_COVERAGE)
+  add_compile_options(--coverage)
+  add_link_options(--coverage)
+endif()

@@ -1,0 +1,65 @@
+# The four kinds of targets. Files are always listed by name, relative to the calling folder.
+
+# A static library zenta_<name>, offered as zenta::<name>. HEADERS are its public headers: they are installed and, like
+# every include, named from the repository's root. LINKS are public, PRIVATE_LINKS stay inside. THROWS lists the sources
+# that call a throwing library and catch there; all others are built without exceptions and run-time types, unless the
+# whole library is marked EXCEPTIONS.
+function(zenta_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCEPTIONS" "" "SOURCES;HEADERS;LINKS;PRIVATE_LINKS;THROWS")
+  set(target zenta_${name})
+  add_library(${target} STATIC ${arg_SOURCES} ${arg_THROWS})
+  add_library(zenta::${name} ALIAS ${target})
+  set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  # Text of char16_t is viewed as units of unsigned short and back, here and in the headers that a caller inlines.
+  target_compile_options(${target} PUBLIC -fno-strict-aliasing)
+  target_link_libraries(${target} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS} $<BUILD_INTERFACE:zenta_flags>)
+  if(arg_SOURCES AND NOT arg_EXCEPTIONS)
+    set_property(SOURCE ${arg_SOURCES} APPEND PROPERTY COMPILE_OPTIONS -fno-exceptions -fno-rtti)
+  endif()
+  set_property(GLOBAL APPEND PROPERTY ZENTA_LIBRARIES ${target})
+endfunction()
+
+# A GoogleTest program; every test of it becomes a ctest entry named <name>.<Suite>.<Test>.
+# ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker.
+function(zenta_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINKS;LINK_OPTIONS;ENVIRONMENT;DEFINITIONS")
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 300)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main zenta_flags)
+  target_link_options(${name} PRIVATE ${arg_LINK_OPTIONS})
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+                       PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${arg_ENVIRONMENT}")
+endfunction()
+
+# A Google Benchmark program. DEFINITIONS and LINKS as usual; peers that are measured beside us go into LINKS.
+function(zenta_benchmark name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;DEFINITIONS")
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} benchmark::benchmark_main zenta_flags)
+  set_property(GLOBAL APPEND PROPERTY ZENTA_BENCHMARKS ${name})
+endfunction()
+
+# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/. With ZENTA_FUZZ it is a
+# libFuzzer program; otherwise it replays its corpus as a test, so that every compiler builds and runs it.
+function(zenta_fuzzer name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;DEFINITIONS")
+  add_executable(${name} ${arg_SOURCES})
+  target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
+  target_link_libraries(${name} PRIVATE ${arg_LINKS} zenta_flags)
+  if(ZENTA_FUZZ)
+    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    set_property(GLOBAL APPEND PROPERTY ZENTA_FUZZERS ${name})
+  else()
+    target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cc")
+    add_test(NAME fuzz_replay.${name} COMMAND ${name} "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}")
+  endif()
+endfunction()
