@@ -1,0 +1,147 @@
+// The arena that every keyed container and every message tree takes its memory from: small requests
+// are cut one after another from zero-filled blocks, and nothing is freed before the whole arena
+// is.
+//
+// The arena owns all memory that it hands out; a pointer stays valid until reset(), rewind() or the
+// arena's end, and moving the arena leaves it valid. What an arena holds is never destroyed, so
+// only trivially destructible types may live in it. A request that cannot be served gives null and
+// leaves the arena as it was. One thread at a time.
+//
+//   block:  link to the block obtained before it | usable bytes (64-bit) | the usable bytes ...
+//
+// Blocks grow with their number, from the standard size to 16 times that, never beyond 4 MiB. A
+// request that is larger than the next block would be, or that meets a current block with 2048
+// bytes or more still free, gets a block of its own; small requests go on filling the current
+// block.
+#pragma once
+
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+#include <utility>
+
+namespace tstl {
+
+class Chunk {
+ public:
+  static constexpr std::uint64_t kPage = 4096;
+  // No block that is shared by several requests is larger, and rewind() keeps no more than this.
+  static constexpr std::uint64_t kMaxBlock = 4194304;
+  // A current block with at least this much left is not given up for a request that it cannot hold.
+  static constexpr std::uint32_t kWorthKeeping = 2048;
+  // Every block starts at such an address, so no request may ask for a stricter alignment.
+  static constexpr std::size_t kMaxAlign = alignof(std::max_align_t);
+
+  // Takes no memory before the first request.
+  Chunk() = default;
+  // The standard block has (`block_pages` + 1) * 4096 bytes.
+  explicit Chunk(std::uint16_t block_pages) : block_pages_(block_pages) {}
+  Chunk(Chunk&& other) noexcept { swap(other); }
+  Chunk& operator=(Chunk&& other) noexcept;
+  ~Chunk() { release_blocks(); }
+
+  // `n` zero-filled bytes at a multiple of 4; null when memory is short, whatever `n` is. The next
+  // request follows directly, at the next multiple of 4. `n` = 0 gives the place where the next
+  // request would go, which is null in an arena that has no block yet.
+  [[nodiscard]] void* alloc(std::uint64_t n) { return alloc_aligned(n, 4); }
+
+  // The same at a multiple of `align`: for records with 8-byte members.
+  // REQUIRES: `align` is a power of two from 4 to kMaxAlign.
+  [[nodiscard]] void* alloc_aligned(std::uint64_t n, std::size_t align);
+
+  // `n` elements of T, all bytes zero, aligned for T; null when memory is short or the product of
+  // count and size is no size at all.
+  template <class T>
+  [[nodiscard]] T* alloc_array(std::uint64_t n);
+
+  // One T, all bytes zero; null when memory is short.
+  template <class T>
+  [[nodiscard]] T* make() {
+    return alloc_array<T>(1);
+  }
+
+  // A copy of the `n` units, followed by one zero unit; null when memory is short.
+  template <class T>
+  [[nodiscard]] T* copy_units(const T* units, std::uint64_t n);
+
+  // Releases every block and zeroes all counts. The standard block size stays, cut to kMaxBlock.
+  void reset();
+
+  // Empties the arena for the next message: as reset(), but one block stays, as large as all were
+  // together (up to kMaxBlock), so that a message like the last one finds its memory in place. Only
+  // the bytes that were handed out are zeroed again. When memory is short it is reset() alone.
+  void rewind();
+
+  void swap(Chunk& other) noexcept;
+
+  // The standard block size from the next block on, in pages of 4096 bytes minus one.
+  void set_block_pages(std::uint16_t pages) { block_pages_ = pages; }
+
+  std::uint16_t block_pages() const { return block_pages_; }
+  // Sum of the usable bytes of all blocks.
+  std::uint64_t total() const { return total_; }
+  // Free bytes of the current block.
+  std::uint32_t left() const { return left_; }
+  // Blocks obtained; stays at 65535 when there are more.
+  std::uint16_t block_cnt() const { return block_cnt_; }
+  // Requests made, failed ones included; wraps.
+  std::uint32_t alloc_cnt() const { return alloc_cnt_; }
+
+ private:
+  struct Block {
+    Block* prev;
+    std::uint64_t size;  // usable bytes, a multiple of 4; they follow the header
+
+    unsigned char* data() { return reinterpret_cast<unsigned char*>(this + 1); }
+  };
+  static_assert(sizeof(Block) == 16 && sizeof(Block) % kMaxAlign == 0);
+
+  void* alloc_from_new_block(std::uint64_t n);
+  std::uint64_t next_block_size() const;
+  Block* obtain(std::uint64_t size);
+  void make_current(Block* block);
+  void release_blocks();
+
+  unsigned char* cursor_ = nullptr;
+  Block* blocks_ = nullptr;  // the block obtained last; not always the current one
+  std::uint64_t total_ = 0;
+  std::uint32_t left_ = 0;  // always a multiple of 4
+  std::uint16_t block_pages_ = 0;
+  std::uint16_t block_cnt_ = 0;
+  std::uint32_t alloc_cnt_ = 0;
+};
+static_assert(sizeof(Chunk) == 40 && std::is_standard_layout_v<Chunk>);
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+inline void* Chunk::alloc_aligned(std::uint64_t n, std::size_t align) {
+  assert(align >= 4 && align <= kMaxAlign && (align & (align - 1)) == 0);
+  ++alloc_cnt_;
+  const std::uint64_t gap = -reinterpret_cast<std::uintptr_t>(cursor_) & (align - 1);
+  if (n > left_ || gap > left_ - ((n + 3) & ~std::uint64_t{3})) return alloc_from_new_block(n);
+  const std::uint64_t taken = gap + ((n + 3) & ~std::uint64_t{3});
+  unsigned char* const place = cursor_ + gap;
+  cursor_ += taken;
+  left_ -= static_cast<std::uint32_t>(taken);
+  return place;
+}
+
+template <class T>
+T* Chunk::alloc_array(std::uint64_t n) {
+  static_assert(std::is_trivially_destructible_v<T>);
+  static_assert(alignof(T) <= kMaxAlign);
+  if (n > SIZE_MAX / sizeof(T)) return nullptr;
+  return static_cast<T*>(alloc_aligned(n * sizeof(T), std::max<std::size_t>(alignof(T), 4)));
+}
+
+template <class T>
+T* Chunk::copy_units(const T* units, std::uint64_t n) {
+  T* const copy = n == UINT64_MAX ? nullptr : alloc_array<T>(n + 1);
+  if (copy != nullptr && n != 0) std::memcpy(copy, units, n * sizeof(T));
+  return copy;
+}
+
+}  // namespace tstl
