@@ -1,0 +1,285 @@
+// BufferRef and BufferRefMutable: the views in which the whole library hands text from function to
+// function.
+//
+// A view is a pointer and a 32-bit length in units, copied by value. It never owns or frees memory:
+// the owner of the text must outlive it. No zero is assumed after the text. The constness of a view
+// is its own, not that of the text: a view is made from a pointer to const as well and drops the
+// const, on purpose, so that one type serves both. Operations that change units (the section "in
+// place") are for views over writable memory only; the caller has to know.
+//
+// The const operations are those of TextOps. Nothing fails and nothing allocates.
+#pragma once
+
+#include <algorithm>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "corelib/text/str.h"
+#include "corelib/text/text_ops.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+// The standard library's character for a unit: views convert from and to its strings.
+template <Unit T>
+using CharOf = std::conditional_t<sizeof(T) == 1, char, char16_t>;
+
+// Packed so that an array of views holds pointer and length back to back, without gaps.
+#pragma pack(push, 4)
+template <Unit T>
+class BufferRef : public TextOps<T, BufferRef<T>> {
+ public:
+  using Char = CharOf<T>;
+  using StdView = std::basic_string_view<Char>;
+
+  constexpr BufferRef() noexcept = default;
+  constexpr BufferRef(const T* str, unsigned len) noexcept : str_(const_cast<T*>(str)), len_(len) {}
+  // A zero-terminated text of `char` (8-bit) or `char16_t` (16-bit); a null pointer gives an empty
+  // view.
+  template <std::same_as<CharOf<T>> C>
+  BufferRef(const C* text) noexcept
+      : BufferRef(text, STR::zz_len(reinterpret_cast<const T*>(text))) {}
+  // Any owner of text with units of T.
+  template <Text V>
+  requires(std::same_as<typename V::unit_type, T> &&
+           !std::derived_from<V, BufferRef>) constexpr BufferRef(const V& text) noexcept
+      : BufferRef(text.ref_internal_data(), text.len()) {}
+  // Standard strings of the unit's character type. A text of 2^32 units or more is cut to 2^32 - 1.
+  BufferRef(StdView text) noexcept
+      : BufferRef(reinterpret_cast<const T*>(text.data()), cut_length(text.size())) {}
+  BufferRef(const std::basic_string<Char>& text) noexcept : BufferRef(StdView(text)) {}
+  template <std::same_as<Char> C>
+  BufferRef(const C* str, unsigned len) noexcept
+      : BufferRef(reinterpret_cast<const T*>(str), len) {}
+
+  // ---- Access. None of these checks bounds.
+
+  constexpr void set_str(const T* str, unsigned len) noexcept { *this = BufferRef(str, len); }
+  constexpr void restr(const T* str) noexcept { str_ = const_cast<T*>(str); }
+  constexpr void relen(unsigned len) noexcept { len_ = len; }
+
+  [[nodiscard]] constexpr unsigned len() const noexcept { return len_; }
+  [[nodiscard]] constexpr T* ref_internal_data() const noexcept { return str_; }
+  [[nodiscard]] constexpr T* str(unsigned pos = 0) const noexcept { return str_ + pos; }
+  [[nodiscard]] constexpr const T* cstr(unsigned pos = 0) const noexcept { return str_ + pos; }
+  [[nodiscard]] constexpr T& ref(unsigned pos) const noexcept { return str_[pos]; }
+  [[nodiscard]] constexpr T& operator[](unsigned pos) const noexcept { return str_[pos]; }
+  [[nodiscard]] constexpr T& front() const noexcept { return str_[0]; }
+  // The unit `n` places before the last.
+  [[nodiscard]] constexpr T& back(unsigned n = 0) const noexcept {
+    assert(n < len_);
+    return str_[len_ - 1 - n];
+  }
+  [[nodiscard]] constexpr T* begin() const noexcept { return str_; }
+  [[nodiscard]] constexpr T* end() const noexcept { return str_ + len_; }
+  [[nodiscard]] constexpr const T* cbegin() const noexcept { return str_; }
+  [[nodiscard]] constexpr const T* cend() const noexcept { return str_ + len_; }
+  [[nodiscard]] constexpr bool is_empty() const noexcept { return len_ == 0; }
+  explicit constexpr operator bool() const noexcept { return len_ != 0; }
+
+  // The text as the standard library sees it, of the same lifetime.
+  [[nodiscard]] StdView std_view() const noexcept {
+    return StdView(reinterpret_cast<const Char*>(str_), len_);
+  }
+  operator StdView() const noexcept { return std_view(); }
+
+  // ---- In place. REQUIRES: the memory is writable, and as long as the result where that is longer
+  // than the view.
+
+  // Writes a zero after the last unit.
+  void ensure_zero_end() noexcept { str_[len_] = 0; }
+  void to_up() noexcept { STR::zz_up(str_, len_); }
+  void to_low() noexcept { STR::zz_low(str_, len_); }
+  // Returns how many units were replaced.
+  unsigned replace_chr(T from, T to) noexcept { return STR::zz_replchr(str_, len_, from, to); }
+  // REQUIRES: the view is not empty.
+  void reverse() noexcept { STR::zz_rev(str_, len_); }
+
+  // Remove every unit equal to `c`, every unit that occurs in `set`, and the units [pos, pos + n),
+  // cut at the end.
+  void erase_chr(T c) noexcept;
+  void erase_chrlist(BufferRef set) noexcept;
+  void erase(unsigned pos, unsigned n) noexcept;
+
+  // Writes over the units from `pos` on, after the last unit, and before the unit at `pos` (after
+  // the last when `pos` is past it). `other` may be a part of this very view. A sum of lengths past
+  // 32 bits changes nothing.
+  void write(unsigned pos, BufferRef other) noexcept;
+  void append_str(BufferRef other) noexcept;
+  void insert_str(unsigned pos, BufferRef other) noexcept;
+
+ protected:
+  // Drops min(n, len) units at the start.
+  constexpr void advance(std::uint64_t n) noexcept {
+    const unsigned step = n < len_ ? static_cast<unsigned>(n) : len_;
+    str_ += step;
+    len_ -= step;
+  }
+
+ private:
+  static unsigned cut_length(std::size_t n) {
+    return n < NOT_FOUND ? static_cast<unsigned>(n) : NOT_FOUND;
+  }
+
+  T* str_ = nullptr;
+  unsigned len_ = 0;
+};
+
+// A view that consumes itself from the front: what every reader holds while it walks through its
+// input. Each reader call consumes something until the view is empty, so a loop "while not empty"
+// ends.
+template <Unit T>
+class BufferRefMutable : public BufferRef<T> {
+ public:
+  using View = BufferRef<T>;
+  using View::View;
+  constexpr BufferRefMutable(View view) noexcept : View(view) {}
+
+  constexpr void reset() noexcept { *this = BufferRefMutable(); }
+
+  // Drops min(n, len) units; returns the new length.
+  constexpr unsigned cut_head(unsigned n) noexcept {
+    this->advance(n);
+    return this->len();
+  }
+  // Takes the first min(n, len) units, and drops `skip` more after them.
+  constexpr View fetch_head(unsigned n, unsigned skip = 0) noexcept {
+    return take(this->sub_head(n), std::uint64_t{n} + skip);
+  }
+  // Take what precedes the first `c`, `s` or line break (as find_crlf sees it) and drop that too;
+  // the whole view when there is none. An empty `s` precedes everything: nothing is taken.
+  constexpr View fetch_before_chr(T c) noexcept { return fetch_before(this->find_chr(c), 1); }
+  constexpr View fetch_before_str(View s) noexcept {
+    return fetch_before(this->find_str(s), s.len());
+  }
+  constexpr View fetch_before_crlf() noexcept {
+    unsigned brk_len = 0;
+    const unsigned at = this->find_crlf(brk_len);
+    return fetch_before(at, brk_len);
+  }
+  // Drop the spaces (U+0020 only) at the start, at the end, at both; return the view as it is then.
+  constexpr View trim_head() noexcept { return *this = this->sub_trim_head(); }
+  constexpr View trim_tail() noexcept { return *this = this->sub_trim_tail(); }
+  constexpr View trim_all() noexcept { return *this = this->sub_trim_all(); }
+
+ private:
+  constexpr View take(View head, std::uint64_t consumed) {
+    this->advance(consumed);
+    return head;
+  }
+  // NOT_FOUND is no less than any length, so it takes and consumes everything.
+  constexpr View fetch_before(unsigned at, unsigned skip) { return fetch_head(at, skip); }
+};
+#pragma pack(pop)
+
+template <Unit T>
+void BufferRef<T>::erase_chr(T c) noexcept {
+  unsigned kept = static_cast<unsigned>(detail::first_of(str_, len_, c));
+  for (unsigned i = kept; i < len_; ++i) {
+    const T unit = str_[i];
+    str_[kept] = unit;
+    kept += unit != c;
+  }
+  len_ = kept;
+}
+
+template <Unit T>
+void BufferRef<T>::erase_chrlist(BufferRef set) noexcept {
+  const detail::UnitSet<T> lookup(set.str_, set.len_);
+  unsigned kept = 0;
+  for (unsigned i = 0; i < len_; ++i) {
+    const T unit = str_[i];
+    str_[kept] = unit;
+    kept += !lookup.has(unit);
+  }
+  len_ = kept;
+}
+
+template <Unit T>
+void BufferRef<T>::erase(unsigned pos, unsigned n) noexcept {
+  if (pos >= len_) return;
+  const BufferRef tail = this->sub_tail(pos).sub_tail(n);
+  write(pos, tail);
+  len_ = pos + tail.len_;
+}
+
+template <Unit T>
+void BufferRef<T>::write(unsigned pos, BufferRef other) noexcept {
+  if (other) std::memmove(str_ + pos, other.str_, other.len_ * sizeof(T));
+}
+
+template <Unit T>
+void BufferRef<T>::append_str(BufferRef other) noexcept {
+  if (std::uint64_t{len_} + other.len_ > NOT_FOUND) return;
+  write(len_, other);
+  len_ += other.len_;
+}
+
+template <Unit T>
+void BufferRef<T>::insert_str(unsigned pos, BufferRef other) noexcept {
+  if (std::uint64_t{len_} + other.len_ > NOT_FOUND) return;
+  const BufferRef tail = this->sub_tail(std::min(pos, len_));
+  const bool apart = std::less_equal<>()(other.end(), tail.begin()) ||
+                     std::less_equal<>()(tail.end() + other.len_, other.begin());
+  if (apart) {
+    write(len_ - tail.len_ + other.len_, tail);
+    write(len_ - tail.len_, other);
+  } else {
+    // `other` stands in what is about to move: take it behind the text first, then exchange the
+    // two.
+    write(len_, other);
+    std::rotate(tail.begin(), tail.end(), tail.end() + other.len_);
+  }
+  len_ += other.len_;
+}
+
+extern template class BufferRef<unsigned char>;
+extern template class BufferRef<unsigned short>;
+extern template class BufferRefMutable<unsigned char>;
+extern template class BufferRefMutable<unsigned short>;
+
+static_assert(sizeof(BufferRef<unsigned char>) == sizeof(void*) + 4 &&
+              alignof(BufferRef<unsigned char>) == 4);
+static_assert(sizeof(BufferRefMutable<unsigned short>) == sizeof(void*) + 4);
+static_assert(std::is_trivially_copyable_v<BufferRefMutable<unsigned short>> &&
+              std::is_standard_layout_v<BufferRef<unsigned short>>);
+
+// For messages and test output: 8-bit units as they are; 16-bit units as characters where they are
+// ASCII, else as \uXXXX, so that what is not valid text shows too.
+template <Unit T, class Stream>
+Stream& write_text(Stream& out, BufferRef<T> text) {
+  for (const T unit : text) {
+    if (unit < 0x80 || sizeof(T) == 1) {
+      out.put(static_cast<char>(unit));
+      continue;
+    }
+    out.put('\\').put('u');
+    for (int shift = 12; shift >= 0; shift -= 4) out.put("0123456789ABCDEF"[unit >> shift & 15]);
+  }
+  return out;
+}
+template <class Traits, Unit T>
+std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out,
+                                             BufferRef<T> text) {
+  return write_text(out, text);
+}
+
+}  // namespace tstl
+
+// Equal to the hash of the standard view of the same text, so that either finds the other in a
+// transparent table.
+template <tstl::Unit T>
+struct std::hash<tstl::BufferRef<T>> {
+  std::size_t operator()(tstl::BufferRef<T> text) const noexcept {
+    return std::hash<typename tstl::BufferRef<T>::StdView>()(text);
+  }
+};
+template <tstl::Unit T>
+struct std::hash<tstl::BufferRefMutable<T>> : std::hash<tstl::BufferRef<T>> {};
