@@ -1,0 +1,73 @@
+// What the typed suites of the text tests share: the two unit widths and texts of either from one
+// literal.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+
+#include "corelib/text/buffer_ref.h"
+
+namespace tstl {
+
+using Units = testing::Types<unsigned char, unsigned short>;
+
+struct UnitNames {
+  template <class T>
+  static std::string GetName(int) {
+    return sizeof(T) == 1 ? "Unit8" : "Unit16";
+  }
+};
+
+// The standard string whose view converts to BufferRef<T>.
+template <class T>
+using StdString = std::basic_string<CharOf<T>>;
+
+// The same text in units of T; each byte becomes one unit.
+template <class T>
+StdString<T> Widen(std::string_view bytes) {
+  StdString<T> text;
+  for (const char byte : bytes) text += static_cast<CharOf<T>>(static_cast<unsigned char>(byte));
+  return text;
+}
+
+// A text in a heap block of exactly its size: the address sanitizer sees every access past its
+// ends.
+template <class T>
+class HeapText {
+ public:
+  explicit HeapText(BufferRef<T> text) : units_(new T[text.len()]), len_(text.len()) {
+    std::copy(text.begin(), text.end(), units_.get());
+  }
+  explicit HeapText(std::string_view bytes) : HeapText(BufferRef<T>(Widen<T>(bytes))) {}
+
+  BufferRef<T> view() const { return BufferRef<T>(units_.get(), len_); }
+  operator BufferRef<T>() const { return view(); }
+
+ private:
+  std::unique_ptr<T[]> units_;
+  unsigned len_;
+};
+
+// Random texts over a few units, so that matches and near matches are frequent.
+class RandomTexts {
+ public:
+  explicit RandomTexts(unsigned seed) : random_(seed) {}
+
+  unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
+  template <class T>
+  HeapText<T> next(unsigned max_len, std::string_view alphabet) {
+    std::string bytes(below(max_len + 1), '\0');
+    for (char& byte : bytes) byte = alphabet[below(static_cast<unsigned>(alphabet.size()))];
+    return HeapText<T>(bytes);
+  }
+
+ private:
+  std::mt19937 random_;
+};
+
+}  // namespace tstl
