@@ -3,9 +3,9 @@
 # A static library zenta_<name>, offered as zenta::<name>. HEADERS are its public headers: they are installed and, like
 # every include, named from the repository's root. LINKS are public, PRIVATE_LINKS stay inside. THROWS lists the sources
 # that call a throwing library and catch there; all others are built without exceptions and run-time types, unless the
-# whole library is marked EXCEPTIONS.
+# whole library is marked EXCEPTIONS. INTERNAL: a part of the programs, neither installed nor exported.
 function(zenta_library name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCEPTIONS" "" "SOURCES;HEADERS;LINKS;PRIVATE_LINKS;THROWS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EXCEPTIONS;INTERNAL" "" "SOURCES;HEADERS;LINKS;PRIVATE_LINKS;THROWS")
   set(target zenta_${name})
   add_library(${target} STATIC ${arg_SOURCES} ${arg_THROWS})
   add_library(zenta::${name} ALIAS ${target})
@@ -18,7 +18,9 @@ function(zenta_library name)
   if(arg_SOURCES AND NOT arg_EXCEPTIONS)
     set_property(SOURCE ${arg_SOURCES} APPEND PROPERTY COMPILE_OPTIONS -fno-exceptions -fno-rtti)
   endif()
-  set_property(GLOBAL APPEND PROPERTY ZENTA_LIBRARIES ${target})
+  if(NOT arg_INTERNAL)
+    set_property(GLOBAL APPEND PROPERTY ZENTA_LIBRARIES ${target})
+  endif()
 endfunction()
 
 # A GoogleTest program; every test of it becomes a ctest entry named <name>.<Suite>.<Test>.

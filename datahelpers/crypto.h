@@ -30,7 +30,11 @@ class Md5 {
   std::unique_ptr<State> state_;
 };
 
-[[nodiscard]] Md5Digest Md5Of(ByteView bytes);
+[[nodiscard]] inline Md5Digest Md5Of(ByteView bytes) {
+  Md5 md5;
+  md5.Update(bytes);
+  return md5.Finish();
+}
 
 // A 1,024-bit public key, made once and used for any number of blocks.
 class RsaPublicKey {

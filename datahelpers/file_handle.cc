@@ -1,0 +1,71 @@
+#include "datahelpers/file_handle.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cassert>
+#include <cerrno>
+
+namespace zenta {
+namespace {
+
+class Descriptor final : public FileHandle {
+ public:
+  explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
+  ~Descriptor() override { ::close(descriptor_); }
+  Descriptor(Descriptor&&) = delete;
+
+  std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
+    assert(!into.empty());
+    ssize_t count;
+    do {
+      count = ::read(descriptor_, into.data(), into.size());
+    } while (count < 0 && errno == EINTR);
+    if (count < 0) return std::nullopt;
+    return static_cast<std::size_t>(count);
+  }
+
+ private:
+  const int descriptor_;
+};
+
+class PosixFiles final : public FileOpener {
+ public:
+  std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
+    if (path.find('\0') != std::string::npos) return nullptr;  // would name another file
+    // Without O_NONBLOCK a named pipe would hold up the open until somebody writes to it.
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    if (descriptor < 0) return nullptr;
+    auto file = AdoptDescriptor(descriptor);
+    struct stat status;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    return file;
+  }
+};
+
+}  // namespace
+
+std::unique_ptr<FileHandle> AdoptDescriptor(int descriptor) {
+  assert(descriptor >= 0);
+  return std::make_unique<Descriptor>(descriptor);
+}
+
+FileOpener& SystemFiles() {
+  static PosixFiles files;
+  return files;
+}
+
+Data ReadAll(FileHandle& file, std::size_t limit) {
+  Bytes bytes;
+  std::array<std::uint8_t, 16384> chunk;
+  for (;;) {
+    const auto count = file.Read(chunk);
+    if (!count || *count > limit - bytes.size()) return std::nullopt;
+    if (*count == 0) return bytes;
+    bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(*count));
+  }
+}
+
+}  // namespace zenta
