@@ -61,8 +61,9 @@ class Block {
     return block;
   }
 
-  // All ones in the lanes that are equal, zero in the others.
+  // All ones in the lanes that are equal, or less, zero in the others.
   friend Block equal(Block a, Block b) { return Block(a.lanes_ == b.lanes_); }
+  friend Block less(Block a, Block b) { return Block(a.lanes_ < b.lanes_); }
   friend Block operator|(Block a, Block b) { return Block(a.lanes_ | b.lanes_); }
   friend Block operator&(Block a, Block b) { return Block(a.lanes_ & b.lanes_); }
   friend Block operator~(Block a) { return Block(~a.lanes_); }
