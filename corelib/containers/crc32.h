@@ -1,0 +1,40 @@
+// CRC-32 of IEEE 802.3 (that of Ethernet, gzip and PNG): reflected polynomial 0xEDB88320, register
+// preset to all ones, result complemented. It is the hash of the keyed tables and of dictionary
+// images, where it is part of the file format. Made for keys of a few bytes up to some dozens.
+//
+// Nothing fails and nothing outside the run is read.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+// Of `n` bytes; 0 for none, for which `bytes` may be null.
+[[nodiscard]] std::uint32_t crc32(const unsigned char* bytes, std::size_t n) noexcept;
+
+// Of a key: of its bytes, or of its 16-bit units with the low byte first, on every machine.
+template <Unit T>
+[[nodiscard]] std::uint32_t crc32(BufferRef<T> key) noexcept;
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+namespace detail {
+// Unit by unit, however the machine keeps them.
+std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept;
+}  // namespace detail
+
+template <Unit T>
+std::uint32_t crc32(BufferRef<T> key) noexcept {
+  if constexpr (sizeof(T) != 1 && std::endian::native != std::endian::little) {
+    return detail::crc32_units(key.cstr(), key.len());
+  } else {
+    return crc32(reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+  }
+}
+
+}  // namespace tstl

@@ -1,0 +1,89 @@
+// The keyed node: a 64-bit value, a key's length and the key's units behind it, in one piece of an
+// arena. It is the element of the list, and every other keyed node ends with it.
+//
+// The arena owns nodes; they are never freed one by one and never move. A node is packed, so that
+// no reference to its fields exists: its value is read and stored by functions.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <new>
+#include <type_traits>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+//   offset 0, 8 bytes: value
+//          8, 4 bytes: key length in units
+//         12:          the key's units, a zero unit, zero bytes up to the next multiple of 4
+#pragma pack(push, 4)
+template <Unit T>
+class KeyedNode {
+ public:
+  using unit_type = T;
+
+  std::uint64_t value() const { return value_; }
+  void set_value(std::uint64_t value) { value_ = value; }
+
+  // The key as recorded; it ends with a zero unit (which a key longer than its recorded length has
+  // further on).
+  BufferRef<T> key() const { return BufferRef<T>(str(), len_); }
+  const T* str() const { return reinterpret_cast<const T*>(this + 1); }
+  std::uint32_t len() const { return len_; }
+
+  // Copies all units of `key` and records `len` as their number. REQUIRES: the node is as
+  // alloc_node made it for a key of this length.
+  void init_key(BufferRef<T> key, std::uint32_t len) {
+    len_ = len;
+    if (key) std::memcpy(reinterpret_cast<T*>(this + 1), key.cstr(), key.len() * sizeof(T));
+  }
+
+ private:
+  std::uint64_t value_ = 0;
+  std::uint32_t len_ = 0;
+};
+#pragma pack(pop)
+static_assert(sizeof(KeyedNode<unsigned char>) == 12 && sizeof(KeyedNode<unsigned short>) == 12);
+static_assert(std::is_trivially_copyable_v<KeyedNode<unsigned short>>);
+
+// What lists and hash tables record as the length of a key: its low 16 bits, on purpose. A key of
+// 65536 units or more is copied whole, but from then on it is known by its first (length modulo
+// 65536) units only: a key of 70000 units is listed with 4464, and a search for it finds nothing.
+// Whoever takes keys of unknown length refuses the long ones first.
+constexpr std::uint32_t recorded_len(std::uint32_t len) { return len & 0xFFFF; }
+
+namespace detail {
+
+// The bytes of a Node and the units of a key behind it; the node's key is still to be set. Null when
+// memory is short.
+template <class Node, Unit T>
+Node* alloc_node(Chunk& arena, BufferRef<T> key) {
+  static_assert(alignof(Node) <= 4 && sizeof(Node) % alignof(T) == 0);
+  void* const place = arena.alloc(sizeof(Node) + (key.len() + std::uint64_t{1}) * sizeof(T));
+  return place == nullptr ? nullptr : new (place) Node;
+}
+
+// Calls fn(key, value) for a node. The value is handed over in an aligned copy, which is stored back
+// when `fn` has changed it; a const node keeps its value.
+template <class Node, class Fn>
+decltype(auto) visit_node(Node& node, Fn& fn) {
+  struct Copy {
+    Node& node;
+    std::uint64_t value;
+    ~Copy() {
+      if constexpr (!std::is_const_v<Node>) {
+        if (value != node.value()) node.set_value(value);
+      }
+    }
+  } copy{node, node.value()};
+  const auto key = node.key();
+  return fn(key, copy.value);
+}
+
+}  // namespace detail
+}  // namespace tstl
