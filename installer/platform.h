@@ -106,7 +106,8 @@ class InputSources {
 class Log {
  public:
   virtual ~Log() = default;
-  // One line, without its end; the log puts its own prefix (time, program) in front.
+  // One line, without its end; the log puts its own prefix (time, program) in front. A log that
+  // nobody reads any more must not end the program (a closed pipe's signal).
   virtual void Line(std::string_view text) = 0;
 };
 

@@ -1,0 +1,40 @@
+#include "installer/run_as_administrator.h"
+
+#include <utility>
+
+#include "installer/attempt.h"
+
+namespace zenta {
+namespace {
+
+constexpr char kPasswordRequired[] = "The administrator password is required to do this.";
+
+std::string ScriptSource(const std::string& path, std::span<const std::string> arguments) {
+  std::string joined;
+  for (const std::string& argument : arguments) {
+    if (&argument != arguments.data()) joined += ' ';
+    joined += argument;
+  }
+  const std::string command = "'" + path + "' " + joined;
+  return "do shell script \"" + command + "\" with administrator privileges";
+}
+
+Text ErrorText(ScriptOutcome failure) {
+  if (failure.error_number == kScriptCancelled) return kPasswordRequired;
+  return std::move(failure.error_message);
+}
+
+}  // namespace
+
+bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
+                        std::span<const std::string> arguments, Text* output, Text* error) {
+  ScriptOutcome outcome = AttemptOr({}, [&] { return scripts.Run(ScriptSource(path, arguments)); });
+  if (outcome.succeeded) {
+    if (output != nullptr) *output = std::move(outcome.result);
+  } else if (error != nullptr) {
+    *error = ErrorText(std::move(outcome));
+  }
+  return outcome.succeeded;
+}
+
+}  // namespace zenta

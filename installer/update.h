@@ -1,0 +1,15 @@
+// The update flow: what the program does, once, when it is started.
+#pragma once
+
+#include "installer/platform.h"
+
+namespace zenta {
+
+// Announces the run; if a downloaded package and its signed digest are there and agree, installs
+// the package with administrator rights, brings the input source up or counts the failure, and
+// removes the package. Has no result: what it leaves behind is the installed input method, the
+// failure counter in the user's defaults, the notifications and the log. Before the package is
+// found to be signed nothing is changed, so whatever goes wrong until then is a quiet stop.
+void RunUpdate(Platform& platform) noexcept;
+
+}  // namespace zenta
