@@ -1,0 +1,47 @@
+// Files that either come into being whole or not at all.
+//
+// A NewFile exists on disk from its constructor on and is removed again by its destructor, unless
+// Keep or ReplaceAs was reached: whatever throws in between leaves nothing half done behind. Every
+// member that fails throws Failure, naming the file.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <string_view>
+
+namespace zenta {
+
+class NewFile {
+ public:
+  // Creates `path` for reading and writing with `mode`, less the umask, from the start. Never opens
+  // or follows what is already there.
+  NewFile(std::filesystem::path path, mode_t mode);
+  // A file of a hidden, unused name in the folder of `target`.
+  static NewFile Beside(const std::filesystem::path& target, mode_t mode);
+  NewFile(NewFile&& other) noexcept;
+  NewFile& operator=(NewFile&&) = delete;
+  ~NewFile();
+
+  [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+  [[nodiscard]] int descriptor() const { return descriptor_; }
+
+  // Appends.
+  void Write(std::string_view bytes);
+  // Returns when the contents are on disk.
+  void Sync();
+  // The file stays, under its name; Sync comes first.
+  void Keep() noexcept { path_.clear(); }
+  // The contents are on disk, then the file takes the name `target`, replacing a file or link that
+  // had it, in one step.
+  void ReplaceAs(const std::filesystem::path& target);
+
+ private:
+  std::filesystem::path path_;  // empty: moved from, kept or renamed; nothing to remove
+  int descriptor_ = -1;
+};
+
+// Makes the names in a folder durable. Best effort: some file systems cannot.
+void SyncFolder(const std::filesystem::path& folder);
+
+}  // namespace zenta

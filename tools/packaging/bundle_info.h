@@ -1,0 +1,20 @@
+// What a bundle says of itself in Contents/Info.plist.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+namespace zenta {
+
+// A value that the bundle does not state, or not as a text, is empty.
+struct BundleInfo {
+  std::string identifier;     // CFBundleIdentifier
+  std::string short_version;  // CFBundleShortVersionString, the version that people see
+  std::string version;        // CFBundleVersion, the build's
+};
+
+// Reads the property list, XML or binary. Throws Failure if `bundle` is no folder, or its
+// Info.plist is missing, over 1 MiB long or no property list with a dictionary at its root.
+[[nodiscard]] BundleInfo ReadBundleInfo(const std::filesystem::path& bundle);
+
+}  // namespace zenta

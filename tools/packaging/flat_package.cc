@@ -1,0 +1,234 @@
+#include "tools/packaging/flat_package.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdlib>
+#include <initializer_list>
+#include <optional>
+#include <sstream>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tools/common/failure.h"
+#include "tools/common/new_file.h"
+#include "tools/common/read_file.h"
+#include "tools/packaging/archive_writer.h"
+#include "tools/packaging/bundle_info.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint64_t kMaxEntryBytes = (std::uint64_t{1} << 33) - 1;  // 11 octal digits of odc
+constexpr std::size_t kCopyBytes = 256 << 10;
+
+struct Item {
+  fs::path path;       // where it is on disk
+  ArchiveEntry entry;  // what it becomes in the payload
+};
+
+struct Listing {
+  std::vector<Item> items;  // parents first, siblings by name
+  std::uint64_t content_bytes = 0;
+  std::time_t newest = 0;
+};
+
+std::optional<std::time_t> SourceDateEpoch() {
+  const char* text = std::getenv("SOURCE_DATE_EPOCH");
+  if (text == nullptr) return std::nullopt;
+  const std::string_view digits = text;
+  std::uint32_t seconds = 0;
+  const auto [end, error] = std::from_chars(digits.begin(), digits.end(), seconds);
+  if (error != std::errc() || end != digits.end()) {
+    throw Failure("SOURCE_DATE_EPOCH is no number of seconds since 1970: " + std::string(digits));
+  }
+  return seconds;
+}
+
+ArchiveEntry EntryOf(const fs::path& path, std::string name, std::optional<std::time_t> time) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) != 0) throw SystemFailure("cannot read " + path.string());
+  ArchiveEntry entry{.name = std::move(name),
+                     .mode = status.st_mode,
+                     .modified = time.value_or(std::max<std::time_t>(status.st_mtime, 0))};
+  if (S_ISREG(status.st_mode)) {
+    entry.size = static_cast<std::uint64_t>(status.st_size);
+    if (entry.size > kMaxEntryBytes) throw Failure(path.string() + " is 8 GiB or longer");
+  } else if (S_ISLNK(status.st_mode)) {
+    entry.link_target = fs::read_symlink(path).string();
+  } else if (!S_ISDIR(status.st_mode)) {
+    throw Failure(path.string() + " is neither a file nor a folder nor a symbolic link");
+  }
+  return entry;
+}
+
+// Appends `path` and, if it is a folder, everything below.
+void ListTree(const fs::path& path, const std::string& name, std::optional<std::time_t> time,
+              Listing& listing) {
+  const ArchiveEntry entry = EntryOf(path, name, time);
+  listing.items.push_back({path, entry});
+  listing.content_bytes += entry.size;
+  listing.newest = std::max(listing.newest, entry.modified);
+  if (!S_ISDIR(entry.mode)) return;
+  std::vector<std::string> children;
+  for (const auto& child : fs::directory_iterator(path)) {
+    children.push_back(child.path().filename().string());
+  }
+  std::sort(children.begin(), children.end());
+  for (const std::string& child : children) {
+    ListTree(path / child, name + "/" + child, time, listing);
+  }
+}
+
+Listing ListBundle(const fs::path& bundle, const std::string& name) {
+  Listing listing;
+  listing.items.push_back({{}, {.name = ".", .mode = S_IFDIR | 0755}});
+  ListTree(bundle, "./" + name, SourceDateEpoch(), listing);
+  listing.items.front().entry.modified = listing.newest;
+  return listing;
+}
+
+// Appends a file's bytes to the current entry, which was announced with `size` of them.
+void CopyToArchive(const fs::path& path, std::uint64_t size, ArchiveWriter& writer,
+                   const std::function<void(std::uint64_t)>& advanced) {
+  std::vector<std::uint8_t> buffer(kCopyBytes);
+  const auto file = OpenFile(path);
+  std::uint64_t left = size;
+  while (true) {
+    const auto count = file->Read(buffer);
+    if (!count) throw Failure("cannot read " + path.string());
+    if (*count > left) throw Failure(path.string() + " grew while it was packed");
+    if (*count == 0) break;
+    writer.Write({reinterpret_cast<const char*>(buffer.data()), *count});
+    left -= *count;
+    if (advanced) advanced(*count);
+  }
+  if (left != 0) throw Failure(path.string() + " shrank while it was packed");
+}
+
+void WritePayload(const Listing& listing, const PackageOptions& options, const NewFile& payload) {
+  ArchiveWriter writer(ArchiveWriter::Kind::kGzippedCpio, payload.descriptor(),
+                       payload.path().string());
+  std::uint64_t done = 0;
+  const auto advanced = [&](std::uint64_t count) {
+    done += count;
+    if (options.progress) options.progress(done, listing.content_bytes);
+  };
+  for (const auto& [path, entry] : listing.items) {
+    writer.Begin(entry);
+    if (S_ISREG(entry.mode)) CopyToArchive(path, entry.size, writer, advanced);
+  }
+  writer.Finish();
+}
+
+void WriteParts(const std::string& info, const fs::path& payload, std::time_t modified,
+                const NewFile& package) {
+  ArchiveWriter writer(ArchiveWriter::Kind::kXar, package.descriptor(), package.path().string());
+  const auto begin = [&](const char* name, std::uint64_t size) {
+    writer.Begin({.name = name, .mode = S_IFREG | 0644, .size = size, .modified = modified});
+  };
+  begin("Bom", 0);
+  begin("PackageInfo", info.size());
+  writer.Write(info);
+  const std::uint64_t size = fs::file_size(payload);
+  begin("Payload", size);
+  CopyToArchive(payload, size, writer, {});
+  writer.Finish();
+}
+
+// Text as the value of an XML attribute (XML 1.0, 2.3 and 2.2: control characters have no place).
+std::string Escaped(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20) {
+          throw Failure("a control character in '" + std::string(text) + "'");
+        }
+        out += c;
+    }
+  }
+  return out;
+}
+
+std::string PackageInfo(const PackageSummary& package, const BundleInfo& info,
+                        const std::string& bundle_name, const std::string& install_location) {
+  const std::uint64_t kilobytes = (package.content_bytes + 1023) / 1024;
+  std::ostringstream xml;
+  xml << R"(<?xml version="1.0" encoding="utf-8"?>)" << '\n'
+      << R"(<pkg-info overwrite-permissions="true" relocatable="false" auth="root")"
+      << R"( format-version="2" identifier=")" << Escaped(package.identifier) << R"(" version=")"
+      << Escaped(package.version) << R"(" install-location=")" << Escaped(install_location)
+      << "\">\n"
+      << R"(    <payload numberOfFiles=")" << package.entries << R"(" installKBytes=")" << kilobytes
+      << "\"/>\n"
+      << R"(    <bundle path="./)" << Escaped(bundle_name) << R"(" id=")"
+      << Escaped(info.identifier) << R"(" CFBundleShortVersionString=")"
+      << Escaped(info.short_version) << R"(" CFBundleVersion=")" << Escaped(info.version)
+      << "\"/>\n"
+      << "</pkg-info>\n";
+  return xml.str();
+}
+
+// The first value that is not empty.
+std::string FirstOf(const char* what, std::initializer_list<std::string> candidates) {
+  for (const std::string& value : candidates) {
+    if (!value.empty()) return value;
+  }
+  throw Failure(std::string("the bundle's Info.plist states no ") + what + ": give one");
+}
+
+void CheckInstallLocation(const fs::path& location) {
+  if (!location.is_absolute()) throw Failure("the install location is no absolute path");
+  for (const fs::path& part : location) {
+    if (part == "..") throw Failure("the install location leads upwards (..)");
+  }
+}
+
+// The name that the bundle was given by, which may be that of a link to it.
+std::string NameOf(const fs::path& bundle) {
+  const fs::path whole = fs::absolute(bundle).lexically_normal();
+  return (whole.has_filename() ? whole : whole.parent_path()).filename().string();
+}
+
+}  // namespace
+
+PackageSummary WriteFlatPackage(const PackageOptions& options) {
+  CheckInstallLocation(options.install_location);
+  const BundleInfo info = ReadBundleInfo(options.bundle);
+  PackageSummary summary;
+  summary.identifier = FirstOf("identifier", {options.identifier, info.identifier});
+  summary.version = FirstOf("version", {options.version, info.short_version, info.version});
+  // Listed before anything is created, so that a package made inside the bundle is not part of it.
+  const std::string name = NameOf(options.bundle);
+  const Listing listing = ListBundle(fs::canonical(options.bundle), name);
+  summary.entries = listing.items.size();
+  summary.content_bytes = listing.content_bytes;
+
+  const std::string text = PackageInfo(summary, info, name, options.install_location);
+  const NewFile payload = NewFile::Beside(options.out, 0600);
+  WritePayload(listing, options, payload);
+  NewFile package = NewFile::Beside(options.out, 0666);
+  WriteParts(text, payload.path(), listing.newest, package);
+  summary.package_bytes = fs::file_size(package.path());
+  package.ReplaceAs(options.out);
+  return summary;
+}
+
+}  // namespace zenta

@@ -1,0 +1,52 @@
+// Writes a bundle as a component flat package: what the system installer takes with -pkg.
+//
+// A flat package is an XAR archive with three files at its root:
+//
+//   Bom          the bill of materials; EMPTY here. Nothing but macOS's own installer reads it, and
+//                only macOS has a program that makes one: a package for real Macs is built there.
+//   PackageInfo  XML: identifier, version, install location, sizes, the bundle's versions
+//   Payload      gzip of a cpio archive (POSIX.1-1988 "odc"): "." and "./NAME.app/...", owned by
+//   root
+//
+// Entries are sorted by name and carry no inode numbers, owners or clock times of the packing
+// machine: the same files with the same times make the same PackageInfo and Payload, byte for byte.
+// The whole package still differs from one packing to the next, since libarchive writes the time of
+// packing into the archive's table of contents.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <string>
+
+namespace zenta {
+
+struct PackageOptions {
+  std::filesystem::path bundle;  // a folder with Contents/Info.plist
+  std::filesystem::path out;     // replaced if it exists; untouched when packing fails
+  std::string identifier;        // empty: the bundle's
+  std::string version;           // empty: the bundle's short version, else its build version
+  std::string install_location = "/Library/Input Methods";  // absolute, no ".."
+  // Called with the bytes of the bundle's files that are packed so far, and in all; may be null.
+  std::function<void(std::uint64_t done, std::uint64_t all)> progress;
+};
+
+struct PackageSummary {
+  std::string identifier;
+  std::string version;
+  std::uint64_t entries = 0;        // files, folders and links, "." included
+  std::uint64_t content_bytes = 0;  // of the files
+  std::uint64_t package_bytes = 0;
+};
+
+// Packs. Symbolic links are kept as links, permissions as they are; of a file with several names
+// each name becomes a file. If SOURCE_DATE_EPOCH is set in the environment (whole seconds since
+// 1970), it stands for every modification time. The payload goes through a temporary file beside
+// `out`, never through memory.
+//
+// Throws Failure for a bundle without identifier or version, a value that has no place in a
+// package, a file that is neither file, folder nor symbolic link, is 8 GiB or longer, or changes
+// meanwhile, and for every error of the disk.
+PackageSummary WriteFlatPackage(const PackageOptions& options);
+
+}  // namespace zenta

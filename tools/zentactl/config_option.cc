@@ -1,0 +1,30 @@
+#include "tools/zentactl/config_option.h"
+
+#include <variant>
+
+#include "tools/common/failure.h"
+#include "tools/signing/signer.h"
+
+namespace zenta {
+
+void AddConfigOption(CLI::App& command, std::string& path) {
+  command
+      .add_option("--config", path,
+                  "Signing configuration (signing.conf of keygen); the one that\n"
+                  "zentactl and zenta-update were built with if not given")
+      ->type_name("FILE");
+}
+
+SigningConfig LoadConfig(const std::string& path) {
+  if (path.empty()) return BuiltInSigningConfig();
+  auto read = ReadSigningConfig(path);
+  if (const auto* error = std::get_if<std::string>(&read)) throw Failure(*error);
+  return std::get<SigningConfig>(read);
+}
+
+std::string DescribeKey(const SigningConfig& config) {
+  return Fingerprint(config.modulus) +
+         (config.development ? " (development: its private half is public)" : "");
+}
+
+}  // namespace zenta

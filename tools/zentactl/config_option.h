@@ -1,0 +1,21 @@
+// The option --config, which several commands share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "datahelpers/signing_config.h"
+
+namespace zenta {
+
+// Adds --config to `command`; it fills `path`, which has to live as long as the command.
+void AddConfigOption(CLI::App& command, std::string& path);
+
+// The configuration in the file at `path`; of an empty path, the one that this program was built
+// with. Throws Failure.
+[[nodiscard]] SigningConfig LoadConfig(const std::string& path);
+
+// How a configuration's key is printed: its fingerprint, and what there is to know about it.
+[[nodiscard]] std::string DescribeKey(const SigningConfig& config);
+
+}  // namespace zenta

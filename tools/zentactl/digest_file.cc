@@ -1,0 +1,81 @@
+#include "tools/zentactl/digest_file.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "datahelpers/alphabet_codec.h"
+#include "datahelpers/crypto.h"
+#include "datahelpers/signature_block.h"
+#include "datahelpers/ztdh_class.h"
+#include "tools/common/failure.h"
+#include "tools/common/read_file.h"
+
+namespace zenta {
+namespace {
+
+constexpr std::size_t kMaxDigestFileBytes = 1 << 20;
+
+// A byte of unknown origin for a terminal: as it is if printable ASCII, else as its number.
+std::string Printable(char c) {
+  if (c > ' ' && c <= '~') return {c};
+  char text[5];
+  std::snprintf(text, sizeof text, "\\x%02x", static_cast<unsigned>(static_cast<unsigned char>(c)));
+  return text;
+}
+
+std::string WhyNotDecoded(std::string_view text, const SigningConfig& config) {
+  const std::string_view alphabet(config.alphabet.data(), config.alphabet.size());
+  const std::size_t first = text.find_first_not_of(" \t\r\n");
+  if (first == text.npos) return "the digest file is empty";
+  const std::string accepted = std::string(alphabet) + " \t\r\n";
+  const std::size_t foreign = text.find_first_not_of(accepted);
+  if (foreign != text.npos) {
+    return "foreign character '" + Printable(text[foreign]) + "' at position " +
+           std::to_string(foreign + 1) + " of the digest file: not in the configuration's alphabet";
+  }
+  return "the digest file does not decode: cut off, altered, or made with another configuration";
+}
+
+std::string WhyNotOpened(ByteView block, const RsaPublicKey& key) {
+  if (block.size() < kSignatureBytes) {
+    return "the digest file is too short: it decodes to " + std::to_string(block.size()) +
+           " bytes, a signature has " + std::to_string(kSignatureBytes);
+  }
+  SignatureBlock first;
+  std::copy_n(block.begin(), first.size(), first.begin());
+  if (!key.Raise(first)) return "the signature is a number above the key's modulus: not its work";
+  return "wrong padding in the opened signature: made with another key or configuration, or "
+         "altered";
+}
+
+}  // namespace
+
+std::string PackageDigest(const std::filesystem::path& package) {
+  const Text digest =
+      ZTDHClass::ZTDHMethod006(ZTDHClass::MD5DataWithFileHandle(OpenFile(package).get()));
+  if (!digest) throw Failure("cannot digest " + package.string());
+  return *digest;
+}
+
+std::string ReadDigestFile(const std::filesystem::path& path) {
+  return ReadWholeFile(path, kMaxDigestFileBytes);
+}
+
+std::optional<std::string> WhyRefused(std::string_view digest_file,
+                                      const std::string& package_digest,
+                                      const SigningConfig& config) {
+  const Data block = AlphabetCodec(config.alphabet, config.value).Decode(BytesOf(digest_file));
+  if (!block) return WhyNotDecoded(digest_file, config);
+  const RsaPublicKey key(config);
+  const Data payload = OpenSignatureBlock(*block, key);
+  if (!payload) return WhyNotOpened(*block, key);
+  const std::string signed_digest = TextOf(*payload);
+  if (signed_digest == package_digest) return std::nullopt;
+  std::string shown;
+  for (const char c : signed_digest) shown += Printable(c);
+  return "the digest differs: another package was signed, or this one was altered\n"
+         "  signed:  " +
+         shown + "\n  package: " + package_digest;
+}
+
+}  // namespace zenta

@@ -1,0 +1,25 @@
+// The check that the updater makes of a package and its digest file, and in words why it fails.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "datahelpers/signing_config.h"
+
+namespace zenta {
+
+// The package's digest: 32 hexadecimal digits. Reads the file once. Throws Failure.
+[[nodiscard]] std::string PackageDigest(const std::filesystem::path& package);
+
+// The text of a digest file; throws Failure if it is missing, unreadable or over 1 MiB long.
+[[nodiscard]] std::string ReadDigestFile(const std::filesystem::path& path);
+
+// nullopt if the updater with this configuration installs a package of this digest when given this
+// digest file; otherwise the first step that refuses it, as a sentence.
+[[nodiscard]] std::optional<std::string> WhyRefused(std::string_view digest_file,
+                                                    const std::string& package_digest,
+                                                    const SigningConfig& config);
+
+}  // namespace zenta

@@ -1,0 +1,118 @@
+#include <openssl/crypto.h>
+#include <openssl/rand.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+
+#include "tools/common/failure.h"
+#include "tools/common/new_file.h"
+#include "tools/signing/signer.h"
+#include "tools/zentactl/commands.h"
+#include "tools/zentactl/digest_file.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kCharacters =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
+
+std::uint32_t RandomWord() {
+  unsigned char bytes[4];
+  if (RAND_bytes(bytes, sizeof bytes) != 1) throw Failure("the system has no random numbers");
+  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+         std::uint32_t{bytes[2]} << 8 | bytes[3];
+}
+
+// Evenly distributed: words from the incomplete last run of `bound` are thrown away.
+std::uint32_t RandomBelow(std::uint32_t bound) {
+  const std::uint32_t excess = (UINT32_MAX % bound + 1) % bound;
+  std::uint32_t word;
+  do {
+    word = RandomWord();
+  } while (word > UINT32_MAX - excess);
+  return word % bound;
+}
+
+SigningConfig FreshConfig(const Signer& key) {
+  SigningConfig config{.modulus = key.Modulus(), .exponent = key.Exponent(), .value = RandomWord()};
+  kCharacters.copy(config.alphabet.data(), config.alphabet.size());
+  for (std::uint32_t i = static_cast<std::uint32_t>(config.alphabet.size()); i > 1; --i) {
+    std::swap(config.alphabet[i - 1], config.alphabet[RandomBelow(i)]);
+  }
+  return config;
+}
+
+// Signs with the key as its file has it, and opens with the configuration as its file has it.
+void CheckPair(const fs::path& conf, const std::string& pem) {
+  const auto config = ReadSigningConfig(conf.string());
+  const auto key = Signer::FromPem(pem);
+  if (std::holds_alternative<SigningConfig>(config) && std::holds_alternative<Signer>(key)) {
+    const std::string digest(32, '0');
+    const auto& trusted = std::get<SigningConfig>(config);
+    const auto text = SignDigest(digest, trusted, std::get<Signer>(key));
+    if (text && !WhyRefused(*text, digest, trusted)) return;
+  }
+  throw Failure("the key that was made does not work with its configuration");
+}
+
+void Keygen(const fs::path& folder) {
+  if (fs::create_directories(folder)) fs::permissions(folder, fs::perms::owner_all);
+  // Both names are taken before there is a key, and both files go again if anything fails.
+  NewFile key_file(folder / "private-key.pem", 0600);
+  NewFile conf_file(folder / "signing.conf", 0666);
+  const Signer key = Signer::Generate();
+  const SigningConfig config = FreshConfig(key);
+  std::string pem = key.ToPem();
+  const std::shared_ptr<void> wipe(nullptr,
+                                   [&pem](void*) { OPENSSL_cleanse(pem.data(), pem.size()); });
+  const std::string fingerprint = Fingerprint(config.modulus);
+  key_file.Write(pem);
+  conf_file.Write(
+      "# Made by zentactl keygen. Public: it holds no secret. Key fingerprint (SHA-256):\n# " +
+      fingerprint + "\n" + FormatSigningConfig(config));
+  key_file.Sync();
+  conf_file.Sync();
+  CheckPair(conf_file.path(), pem);
+  const std::string key_path = key_file.path().string();
+  const std::string conf_path = fs::absolute(conf_file.path()).lexically_normal().string();
+  key_file.Keep();
+  conf_file.Keep();
+  SyncFolder(folder);
+  std::cout << "private key    " << key_path << "  (only you can read it: keep it so)\n"
+            << "configuration  " << conf_path << "\nfingerprint    " << fingerprint
+            << "\n\nNext, build an updater that trusts this key and no other, and sign with it:\n"
+            << "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=" << conf_path
+            << "\n  zentactl sign update.pkg --key " << key_path << " --config " << conf_path
+            << '\n';
+}
+
+}  // namespace
+
+void DefineKeygen(CLI::App& command) {
+  const auto folder = std::make_shared<fs::path>();
+  command.add_option("--out", *folder, "Folder for both files; made if it is not there")
+      ->type_name("DIR")
+      ->required();
+  command.footer(
+      "Makes two files and overwrites none:\n"
+      "  private-key.pem  an RSA key with the exponent 65537, mode 0600, not encrypted\n"
+      "  signing.conf     what an updater is built with to trust it: the public key, and a fresh\n"
+      "                   alphabet and 32-bit value for the text of its digest files\n"
+      "\n"
+      "The key has 1,024 bits because the format of the digest file fixes that. It is less than\n"
+      "what is advised today: guard the folder that packages are downloaded to as well.\n"
+      "\n"
+      "Example:\n"
+      "  zentactl keygen --out keys");
+  command.callback([folder] { Keygen(*folder); });
+}
+
+}  // namespace zenta

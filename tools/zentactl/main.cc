@@ -1,0 +1,75 @@
+// zentactl: what a person who releases or examines this input method does from the command line.
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "tools/zentactl/commands.h"
+
+namespace {
+
+constexpr int kFailed = 1;   // the command failed: a sentence on standard error says why
+constexpr int kMisused = 2;  // the command line is wrong
+
+struct Command {
+  const char* name;
+  const char* summary;
+  void (*define)(CLI::App& command);
+};
+
+constexpr Command kCommands[] = {
+    {"keygen", "make a signing key and the configuration that trusts it", zenta::DefineKeygen},
+    {"pack", "make an installer package of a bundle", zenta::DefinePack},
+    {"sign", "make the signed digest file of a package", zenta::DefineSign},
+    {"verify", "check a package against its digest file, as the updater does", zenta::DefineVerify},
+};
+
+void Describe(CLI::App& app) {
+  app.name("zentactl");
+  app.set_version_flag("--version", "zentactl " ZENTA_VERSION);
+  app.require_subcommand(1);
+  app.footer(
+      "A release, from key to update:\n"
+      "  zentactl keygen --out keys\n"
+      "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=\"$PWD/keys/signing.conf\"\n"
+      "  zentactl pack ZentaIM.app --out update.pkg\n"
+      "  zentactl sign update.pkg --key keys/private-key.pem --config keys/signing.conf\n"
+      "  zentactl verify update.pkg inputPkg.txt --config keys/signing.conf\n"
+      "\n"
+      "'zentactl COMMAND --help' explains a command. Exit status: 0 done, 1 failed, 2 misused.");
+  for (const Command& command : kCommands) {
+    command.define(*app.add_subcommand(command.name, command.summary));
+  }
+}
+
+int Run(CLI::App& app, int argc, char** argv) {
+  Describe(app);
+  if (argc < 2) {
+    std::cerr << app.help();
+    return kMisused;
+  }
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kMisused;
+  }
+  if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
+  return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::string command = "zentactl";
+  try {
+    CLI::App app("Keys, signatures and packages of the Zenta input method.");
+    try {
+      return Run(app, argc, argv);
+    } catch (...) {
+      for (const CLI::App* chosen : app.get_subcommands()) command += " " + chosen->get_name();
+      throw;
+    }
+  } catch (const std::exception& error) {
+    std::cerr << command << ": " << error.what() << '\n';
+    return kFailed;
+  }
+}
