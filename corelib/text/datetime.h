@@ -1,0 +1,92 @@
+// Date, Time and DateTime: calendar dates and clock times in a byte for each field, and their fixed
+// text forms.
+//
+// Plain values; nothing is checked. A field that is out of range gives a text that is not a date,
+// of the same length: zz_str always writes exactly kLength units and a zero, so its room is kLength
+// + 1 units whatever the fields hold.
+//
+// Each half of a text is made by one decimal conversion instead of three, on purpose: the fields
+// are spread over a single number with an empty digit between them, and the separators are then
+// written over the empty digits. Mind that a minute or second of 100 and more carries into the
+// separator's digit, and 1000 of anything into the field before.
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <type_traits>
+
+#include "corelib/text/detail/digits.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+// A day of the years 1970 to 2225 of the Gregorian calendar; all fields count from 0.
+struct Date {
+  static constexpr unsigned kLength = 10;
+
+  unsigned char years = 0;  // since 1970
+  unsigned char month = 0;  // 0 to 11
+  unsigned char day = 0;    // of the month, 0 to 30
+
+  // "YYYY-MM-DD". A month or day index of 255 counts as -1.
+  template <Unit T>
+  unsigned zz_str(T* buf) const noexcept {
+    const auto next = [](unsigned char index) { return static_cast<unsigned char>(index + 1); };
+    detail::write_pairs<5>(buf, (1970u + years) * 1000000 + next(month) * 1000u + next(day));
+    buf[4] = buf[7] = '-';
+    buf[kLength] = 0;
+    return kLength;
+  }
+
+  friend constexpr auto operator<=>(const Date&, const Date&) noexcept = default;
+};
+
+// A time of day on the 24-hour clock.
+struct Time {
+  static constexpr unsigned kLength = 8;
+
+  unsigned char hour = 0;
+  unsigned char minute = 0;
+  unsigned char second = 0;
+
+  // "HH:MM:SS". Of an hour of three digits the last two are written.
+  template <Unit T>
+  unsigned zz_str(T* buf) const noexcept {
+    detail::write_pairs<4>(buf, hour * 1000000u + minute * 1000u + second);
+    buf[2] = buf[5] = ':';
+    buf[kLength] = 0;
+    return kLength;
+  }
+
+  friend constexpr auto operator<=>(const Time&, const Time&) noexcept = default;
+};
+
+// A date, a time of that day, and the unit that stands between the two in the text. Values are
+// ordered by time.
+struct DateTime {
+  static constexpr unsigned kLength = Date::kLength + 1 + Time::kLength;
+
+  Date date;
+  unsigned char hour = 0;
+  unsigned char minute = 0;
+  unsigned char second = 0;
+  char16_t separator = u' ';  // any unit in 16-bit text; of it the low byte in 8-bit text
+
+  [[nodiscard]] constexpr Time time() const noexcept { return {hour, minute, second}; }
+
+  // "YYYY-MM-DD", the separator, "HH:MM:SS".
+  template <Unit T>
+  unsigned zz_str(T* buf) const noexcept {
+    buf += date.zz_str(buf);
+    *buf++ = static_cast<T>(separator);
+    time().zz_str(buf);
+    return kLength;
+  }
+
+  friend constexpr auto operator<=>(const DateTime&, const DateTime&) noexcept = default;
+};
+
+static_assert(sizeof(Date) == 3 && sizeof(Time) == 3 && sizeof(DateTime) == 8);
+static_assert(std::is_trivially_copyable_v<DateTime> && std::is_standard_layout_v<DateTime>);
+
+}  // namespace tstl

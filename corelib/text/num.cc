@@ -1,0 +1,55 @@
+#include "corelib/text/num.h"
+
+#include <cassert>
+#include <charconv>
+#include <cmath>
+#include <system_error>
+
+namespace tstl {
+namespace {
+
+constexpr double kLeastScientific = 1e21;  // the bounds that ECMAScript's Number.toString has, too
+constexpr double kLeastFixed = 1e-6;
+
+// What std::to_chars wrote into `chars`, in units of T and with a zero.
+template <Unit T>
+unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
+  assert(written.ec == std::errc());
+  T* const end = std::copy(chars, static_cast<const char*>(written.ptr), buf);
+  *end = 0;
+  return static_cast<unsigned>(end - buf);
+}
+
+}  // namespace
+
+template <Unit T>
+unsigned NUM::zz_toreal(T* buf, double value) noexcept {
+  if (std::isnan(value)) value = std::abs(value);  // its sign means nothing
+  const double size = std::abs(value);
+  const bool fixed = size == 0 || (size >= kLeastFixed && size < kLeastScientific);
+  char chars[kRealRoom];
+  return finish(buf, chars,
+                std::to_chars(chars, chars + sizeof chars, value,
+                              fixed ? std::chars_format::fixed : std::chars_format::scientific));
+}
+
+template <Unit T>
+unsigned NUM::zz_toreal(T* buf, double value, unsigned int_digits, unsigned frac_digits) noexcept {
+  if (!(std::abs(value) < kLeastScientific)) return zz_toreal(buf, value);
+  int_digits = std::min(int_digits, kMaxRealDigits);
+  frac_digits = std::min(frac_digits, kMaxRealDigits);
+  char chars[kFixedRealRoom];
+  const unsigned len =
+      finish(buf, chars,
+             std::to_chars(chars, chars + sizeof chars, value, std::chars_format::fixed,
+                           static_cast<int>(frac_digits)));
+  const unsigned fraction = frac_digits == 0 ? 0 : frac_digits + 1;
+  return zz_fixp(buf, len, int_digits + fraction + std::signbit(value));
+}
+
+template unsigned NUM::zz_toreal(unsigned char*, double) noexcept;
+template unsigned NUM::zz_toreal(unsigned short*, double) noexcept;
+template unsigned NUM::zz_toreal(unsigned char*, double, unsigned, unsigned) noexcept;
+template unsigned NUM::zz_toreal(unsigned short*, double, unsigned, unsigned) noexcept;
+
+}  // namespace tstl
