@@ -13,7 +13,8 @@
 namespace zenta {
 namespace {
 
-constexpr std::size_t kMaxDigestFileBytes = 1 << 20;
+// What the updater takes into memory at most.
+constexpr std::size_t kMaxDigestFileBytes = 65536;
 
 // A byte of unknown origin for a terminal: as it is if printable ASCII, else as its number.
 std::string Printable(char c) {
@@ -36,16 +37,26 @@ std::string WhyNotDecoded(std::string_view text, const SigningConfig& config) {
   return "the digest file does not decode: cut off, altered, or made with another configuration";
 }
 
-std::string WhyNotOpened(ByteView block, const RsaPublicKey& key) {
-  if (block.size() < kSignatureBytes) {
-    return "the digest file is too short: it decodes to " + std::to_string(block.size()) +
-           " bytes, a signature has " + std::to_string(kSignatureBytes);
+std::string WhyNotOpened(ByteView block, const SigningConfig& config) {
+  if (block.size() != kSignatureBytes) {
+    return std::string("the digest file is too ") +
+           (block.size() < kSignatureBytes ? "short" : "long") + ": it decodes to " +
+           std::to_string(block.size()) + " bytes, a signature has " +
+           std::to_string(kSignatureBytes);
   }
-  SignatureBlock first;
-  std::copy_n(block.begin(), first.size(), first.begin());
-  if (!key.Raise(first)) return "the signature is a number above the key's modulus: not its work";
+  SignatureBlock signature;
+  std::copy(block.begin(), block.end(), signature.begin());
+  if (!RsaPublicKey(config).Raise(signature)) {
+    return "the signature is a number above the key's modulus: made with another key, or altered";
+  }
   return "wrong padding in the opened signature: made with another key or configuration, or "
          "altered";
+}
+
+// The payload of a block that is exactly one signature, as the updater wants it.
+Data SignedPayload(ByteView block, const SigningConfig& config) {
+  if (block.size() != kSignatureBytes) return std::nullopt;
+  return OpenSignatureBlock(block, RsaPublicKey(config));
 }
 
 }  // namespace
@@ -66,9 +77,8 @@ std::optional<std::string> WhyRefused(std::string_view digest_file,
                                       const SigningConfig& config) {
   const Data block = AlphabetCodec(config.alphabet, config.value).Decode(BytesOf(digest_file));
   if (!block) return WhyNotDecoded(digest_file, config);
-  const RsaPublicKey key(config);
-  const Data payload = OpenSignatureBlock(*block, key);
-  if (!payload) return WhyNotOpened(*block, key);
+  const Data payload = SignedPayload(*block, config);
+  if (!payload) return WhyNotOpened(*block, config);
   const std::string signed_digest = TextOf(*payload);
   if (signed_digest == package_digest) return std::nullopt;
   std::string shown;

@@ -13,7 +13,8 @@ namespace zenta {
 // The package's digest: 32 hexadecimal digits. Reads the file once. Throws Failure.
 [[nodiscard]] std::string PackageDigest(const std::filesystem::path& package);
 
-// The text of a digest file; throws Failure if it is missing, unreadable or over 1 MiB long.
+// The text of a digest file; throws Failure if it is missing, unreadable or longer than the
+// 64 KiB that the updater reads.
 [[nodiscard]] std::string ReadDigestFile(const std::filesystem::path& path);
 
 // nullopt if the updater with this configuration installs a package of this digest when given this
