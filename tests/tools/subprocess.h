@@ -1,0 +1,68 @@
+// Runs a program and keeps what it said.
+#pragma once
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace zenta {
+
+struct Finished {
+  int status = -1;  // exit status; 128 + signal if it was killed
+  std::string out;
+  std::string err;
+};
+
+struct RunOptions {
+  std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
+  rlim_t max_file_bytes = RLIM_INFINITY;  // writing more to one file fails, as on a full disk
+  const char* out = nullptr;              // file that takes standard output instead of Finished
+};
+
+inline std::string ReadToEnd(int descriptor) {
+  std::string text;
+  std::array<char, 4096> part;
+  for (ssize_t count; (count = read(descriptor, part.data(), part.size())) > 0;) {
+    text.append(part.data(), static_cast<std::size_t>(count));
+  }
+  close(descriptor);
+  return text;
+}
+
+// Waits for the end. Each stream may hold as much as a pipe takes: 64 KiB.
+inline Finished RunProgram(std::vector<std::string> command, const RunOptions& options = {}) {
+  int out[2], err[2];
+  if (pipe(out) != 0 || pipe(err) != 0) std::abort();
+  const pid_t child = fork();
+  if (child == 0) {
+    dup2(options.out != nullptr ? open(options.out, O_WRONLY) : out[1], STDOUT_FILENO);
+    dup2(err[1], STDERR_FILENO);
+    for (const int end : {out[0], out[1], err[0], err[1]}) close(end);
+    for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
+    const rlimit limit{options.max_file_bytes, options.max_file_bytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    signal(SIGXFSZ, SIG_IGN);
+    std::vector<char*> arguments;
+    for (std::string& argument : command) arguments.push_back(argument.data());
+    arguments.push_back(nullptr);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  close(out[1]);
+  close(err[1]);
+  Finished finished{.status = -1, .out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
+  int status = 0;
+  waitpid(child, &status, 0);
+  finished.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  return finished;
+}
+
+}  // namespace zenta

@@ -1,0 +1,318 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <set>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "datahelpers/alphabet_codec.h"
+#include "datahelpers/signing_config.h"
+#include "tests/tools/flat_package_reader.h"
+#include "tests/tools/subprocess.h"
+#include "tools/signing/signer.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::UnorderedElementsAre;
+
+std::string Contents(const fs::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Put(const fs::path& path, const std::string& contents) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << contents;
+}
+
+std::set<std::string> Names(const fs::path& folder) {
+  std::set<std::string> names;
+  for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename());
+  return names;
+}
+
+// A folder of its own for each test.
+class ZentactlTest : public testing::Test {
+ protected:
+  ZentactlTest() {
+    std::string name = (fs::temp_directory_path() / "zentactl-test-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+  }
+  ~ZentactlTest() override { fs::remove_all(folder_); }
+
+  [[nodiscard]] std::string At(const std::string& name) const { return (folder_ / name).string(); }
+  static Finished Do(std::vector<std::string> arguments, const RunOptions& options = {}) {
+    arguments.insert(arguments.begin(), ZENTACTL);
+    return RunProgram(std::move(arguments), options);
+  }
+  // Expects success.
+  static std::string Out(std::vector<std::string> arguments, const RunOptions& options = {}) {
+    const Finished done = Do(std::move(arguments), options);
+    EXPECT_EQ(done.status, 0) << done.err;
+    EXPECT_EQ(done.err, "");
+    return done.out;
+  }
+  // Expects a failure that says nothing on standard output.
+  static std::string Error(std::vector<std::string> arguments, const RunOptions& options = {}) {
+    const Finished done = Do(std::move(arguments), options);
+    EXPECT_EQ(done.status, 1) << done.out;
+    EXPECT_EQ(done.out, "");
+    return done.err;
+  }
+  [[nodiscard]] SigningConfig Config(const std::string& keys) const {
+    const auto read = ReadSigningConfig(At(keys + "/signing.conf"));
+    EXPECT_TRUE(std::holds_alternative<SigningConfig>(read));
+    return std::get<SigningConfig>(read);
+  }
+  [[nodiscard]] Finished Sign(const std::string& package, const RunOptions& options = {}) const {
+    return Do(
+        {"sign", package, "--key", At("keys/private-key.pem"), "--config", At("keys/signing.conf")},
+        options);
+  }
+
+  fs::path folder_;
+};
+
+TEST_F(ZentactlTest, KeygenMakesASecretKeyAndTheConfigurationThatTrustsIt) {
+  const std::string out = Out({"keygen", "--out", At("keys")});
+  EXPECT_EQ(fs::status(At("keys/private-key.pem")).permissions(),
+            fs::perms::owner_read | fs::perms::owner_write);
+  const SigningConfig config = Config("keys");
+  EXPECT_THAT(out, HasSubstr(Fingerprint(config.modulus)));
+  EXPECT_FALSE(config.development);
+  EXPECT_EQ(config.exponent, 65537u);
+
+  Out({"keygen", "--out", At("others")});
+  const SigningConfig other = Config("others");
+  EXPECT_NE(config.modulus, other.modulus);
+  EXPECT_NE(config.alphabet, other.alphabet);
+  EXPECT_NE(config.value, other.value);
+}
+
+TEST_F(ZentactlTest, KeygenOverwritesNothingAndLeavesNoHalfPair) {
+  for (const char* const present : {"private-key.pem", "signing.conf"}) {
+    SCOPED_TRACE(present);
+    const std::string keys = std::string("keys-") + present;
+    Put(At(keys + "/" + present), "mine");
+    EXPECT_THAT(Error({"keygen", "--out", At(keys)}), HasSubstr("File exists"));
+    EXPECT_EQ(Names(At(keys)), std::set<std::string>{present});
+    EXPECT_EQ(Contents(At(keys + "/" + present)), "mine");
+  }
+  // The configuration has some 500 bytes, the key more: the disk is full before the key is whole.
+  Error({"keygen", "--out", At("full")}, {.max_file_bytes = 700});
+  EXPECT_EQ(Names(At("full")), std::set<std::string>{});
+}
+
+TEST_F(ZentactlTest, WhatSignWritesVerifies) {
+  Out({"keygen", "--out", At("keys")});
+  for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 300000u}) {
+    SCOPED_TRACE(size);
+    const std::string name = "p" + std::to_string(size);
+    Put(At(name + "/update.pkg"), std::string(size, 'x'));
+    Put(At(name + "/inputPkg.txt"), "an old one");
+    const Finished sign = Sign(At(name + "/update.pkg"));
+    EXPECT_EQ(sign.status, 0) << sign.err;
+    EXPECT_THAT(Names(At(name)), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
+    EXPECT_THAT(Out({"verify", At(name + "/update.pkg"), At(name + "/inputPkg.txt"), "--config",
+                     At("keys/signing.conf")}),
+                HasSubstr("good"));
+  }
+}
+
+TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
+  Out({"keygen", "--out", At("keys")});
+  Put(At("p/update.pkg"), "package");
+  Put(At("p/inputPkg.txt"), "old");
+  Put(At("rubbish.pem"), "rubbish");
+  const std::string key = At("keys/private-key.pem");
+  const struct {
+    std::vector<std::string> arguments;
+    std::string error;
+  } rows[] = {
+      {{At("p/update.pkg"), "--key", key}, "the key does not belong to the configuration"},
+      {{At("p/update.pkg"), "--key", At("rubbish.pem")}, "not an unencrypted private key"},
+      {{At("p/update.pkg"), "--key", At("none.pem")}, "none.pem: No such file"},
+      {{At("p/update.pkg"), "--key", key, "--config", At("rubbish.pem")}, "rubbish.pem"},
+      {{At("p/none.pkg"), "--key", key, "--config", At("keys/signing.conf")}, "No such file"},
+      {{At("p"), "--key", key, "--config", At("keys/signing.conf")}, "not a regular file"},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.error);
+    std::vector<std::string> arguments = row.arguments;
+    arguments.insert(arguments.begin(), "sign");
+    EXPECT_THAT(Error(arguments), HasSubstr(row.error));
+  }
+  const Finished full_disk = Sign(At("p/update.pkg"), {.max_file_bytes = 100});
+  EXPECT_EQ(full_disk.status, 1);
+  EXPECT_THAT(full_disk.err, HasSubstr("cannot write"));
+  EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
+  EXPECT_EQ(Contents(At("p/inputPkg.txt")), "old");
+}
+
+TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
+  Out({"keygen", "--out", At("keys")});
+  Put(At("p/update.pkg"), "package");
+  ASSERT_EQ(Sign(At("p/update.pkg")).status, 0);
+  const std::string good = Contents(At("p/inputPkg.txt"));
+  const SigningConfig config = Config("keys");
+  const AlphabetCodec codec(config.alphabet, config.value);
+  const Bytes ff(128, 0xFF), one(128, 1);
+  const std::string altered = good.substr(0, 20) + (good[20] == 'a' ? "b" : "a") + good.substr(21);
+  const std::pair<std::string, std::string> rows[] = {
+      {"", "empty"},
+      {" \r\n", "empty"},
+      {good.substr(0, 5) + "!" + good.substr(5), "foreign character '!' at position 6"},
+      {good + "\x01", "foreign character '\\x01' at position 172"},
+      {good.substr(0, 120), "too short: it decodes to 90 bytes, a signature has 128"},
+      {good.substr(0, 121), "does not decode"},
+      {codec.Encode(Bytes(129, 1)), "too long: it decodes to 129 bytes"},
+      {codec.Encode(ff), "above the key's modulus"},
+      {codec.Encode(one), "wrong padding"},
+      {altered, "altered"},
+      {std::string(70000, 'a'), "it has over 65536 bytes"},
+  };
+  const auto verify = [&](const std::string& package, const std::string& digest_file) {
+    return Do({"verify", At(package), At(digest_file), "--config", At("keys/signing.conf")});
+  };
+  for (const auto& [text, error] : rows) {
+    SCOPED_TRACE(error);
+    Put(At("p/bad.txt"), text);
+    const Finished done = verify("p/update.pkg", "p/bad.txt");
+    EXPECT_EQ(done.status, 1);
+    EXPECT_THAT(done.err, HasSubstr(error));
+  }
+  EXPECT_THAT(verify("p/none.pkg", "p/inputPkg.txt").err, HasSubstr("none.pkg: No such file"));
+  EXPECT_THAT(verify("p/update.pkg", "p/none.txt").err, HasSubstr("none.txt: No such file"));
+  Put(At("p/update.pkg"), "Package");
+  EXPECT_THAT(
+      verify("p/update.pkg", "p/inputPkg.txt").err,  // md5sum of the two texts
+      AllOf(HasSubstr("signed:  efe90a8e604a7c840e88d03a67f6b7d8"), HasSubstr("package: ")));
+}
+
+TEST_F(ZentactlTest, PackKeepsTheTree) {
+  const fs::path app = folder_ / "ZentaIM.app";
+  fs::copy(ZENTA_EXAMPLE_APP, app, fs::copy_options::recursive);
+  Put(app / "Contents/Resources/empty.txt", "");
+  Put(app / "Contents/Resources/词库.txt", std::string(300000, '\x7f'));
+  fs::create_directory(app / "Contents/Frameworks");
+  fs::create_symlink("../Resources/phrases.txt", app / "Contents/Frameworks/link");
+  fs::permissions(app / "Contents/Resources/empty.txt", fs::perms::owner_read);
+  Put(At("out.pkg"), "old");
+  Out({"pack", app.string() + "/", "--out", At("out.pkg")},
+      {.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}});
+  Out({"pack", app.string(), "--out", At("later.pkg")},
+      {.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}});
+
+  const auto parts = ReadArchive(Contents(At("out.pkg")));
+  ASSERT_THAT(EntryNames(parts), testing::ElementsAre("Bom", "PackageInfo", "Payload"));
+  const auto later = ReadArchive(Contents(At("later.pkg")));
+  EXPECT_EQ(parts[1].contents, later[1].contents);
+  EXPECT_EQ(parts[2].contents, later[2].contents);
+
+  std::map<std::string, ReadEntry> payload;
+  for (const ReadEntry& entry : ReadArchive(parts[2].contents)) payload[entry.name] = entry;
+  EXPECT_EQ(payload.erase("."), 1u);
+  std::size_t found = 0;
+  for (const auto& child : fs::recursive_directory_iterator(folder_)) {
+    const std::string name = "./" + child.path().lexically_relative(folder_).string();
+    if (!name.starts_with("./ZentaIM.app")) continue;
+    SCOPED_TRACE(name);
+    const ReadEntry& entry = payload[name];
+    struct stat status;
+    ASSERT_EQ(lstat(child.path().c_str(), &status), 0);
+    EXPECT_EQ(entry.mode, status.st_mode);
+    EXPECT_EQ(entry.owner, 0);
+    EXPECT_EQ(entry.modified, 1234567890);
+    if (child.is_symlink()) {
+      EXPECT_EQ(entry.link_target, fs::read_symlink(child.path()));
+    } else if (child.is_regular_file()) {
+      EXPECT_TRUE(entry.contents == Contents(child.path()));
+    }
+    ++found;
+  }
+  EXPECT_EQ(payload.size(), found);
+  EXPECT_THAT(parts[1].contents,
+              AllOf(HasSubstr("identifier=\"com.zenta.inputmethod.ZentaIM\" version=\"1.0\""),
+                    HasSubstr("install-location=\"/Library/Input Methods\""),
+                    HasSubstr("numberOfFiles=\"" + std::to_string(found + 1) + "\"")));
+}
+
+TEST_F(ZentactlTest, PackTakesValuesFromTheCommandLineAndEscapesThem) {
+  Out({"pack", ZENTA_EXAMPLE_APP, "--out", At("out.pkg"), "--identifier", "a&b", "--version",
+       "<\"2\">", "--install-location", "/Applications"});
+  EXPECT_THAT(ReadArchive(Contents(At("out.pkg")))[1].contents,
+              AllOf(HasSubstr("identifier=\"a&amp;b\" version=\"&lt;&quot;2&quot;&gt;\""),
+                    HasSubstr("install-location=\"/Applications\"")));
+}
+
+TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
+  const std::string info = "Contents/Info.plist";
+  Put(At("Broken.app/" + info), "<plist><dict>");
+  Put(At("List.app/" + info), "<plist version=\"1.0\"><array/></plist>");
+  Put(At("Bare.app/" + info), "<plist version=\"1.0\"><dict/></plist>");
+  fs::copy(ZENTA_EXAMPLE_APP, At("Pipe.app"), fs::copy_options::recursive);
+  ASSERT_EQ(mkfifo(At("Pipe.app/Contents/pipe").c_str(), 0600), 0);
+  Put(At("out/old.pkg"), "old");
+  const struct {
+    std::string bundle;
+    std::vector<std::string> options;
+    std::string error;
+    RunOptions run = {};
+  } rows[] = {
+      {At("None.app"), {}, "not a folder"},
+      {At("out"), {}, "Info.plist: No such file"},
+      {At("Broken.app"), {}, "no property list"},
+      {At("List.app"), {}, "no property list with a dictionary"},
+      {At("Bare.app"), {}, "states no identifier"},
+      {At("Bare.app"), {"--identifier", "a"}, "states no version"},
+      {At("Pipe.app"), {}, "pipe is neither a file nor a folder nor a symbolic link"},
+      {ZENTA_EXAMPLE_APP, {"--version", "1\n2"}, "control character"},
+      {ZENTA_EXAMPLE_APP, {"--install-location", "Library"}, "no absolute path"},
+      {ZENTA_EXAMPLE_APP, {"--install-location", "/a/../b"}, "leads upwards"},
+      {ZENTA_EXAMPLE_APP, {}, "SOURCE_DATE_EPOCH", {.environment = {{"SOURCE_DATE_EPOCH", "x"}}}},
+      {ZENTA_EXAMPLE_APP, {}, "cannot write", {.max_file_bytes = 1000}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.error);
+    std::vector<std::string> arguments{"pack", row.bundle, "--out", At("out/old.pkg")};
+    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    EXPECT_THAT(Error(arguments, row.run), HasSubstr(row.error));
+    EXPECT_EQ(Names(At("out")), std::set<std::string>{"old.pkg"});
+    EXPECT_EQ(Contents(At("out/old.pkg")), "old");
+  }
+}
+
+TEST_F(ZentactlTest, SaysByItsStatusWhetherItWasMisusedOrFailed) {
+  const struct {
+    std::vector<std::string> arguments;
+    int status;
+    RunOptions run = {};
+  } rows[] = {
+      {{}, 2},
+      {{"nothing"}, 2},
+      {{"sign", "package"}, 2},
+      {{"keygen", "--out"}, 2},
+      {{"--help"}, 0},
+      {{"pack", "--help"}, 0},
+      {{"--version"}, 0},
+      {{"pack", ZENTA_EXAMPLE_APP, "--out", At("a.pkg")}, 1, {.out = "/dev/full"}},
+  };
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.arguments.empty() ? "" : row.arguments.front());
+    EXPECT_EQ(Do(row.arguments, row.run).status, row.status);
+  }
+}
+
+}  // namespace
+}  // namespace zenta
