@@ -1,0 +1,88 @@
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <string>
+
+#include "installer/platform/host/host_platform.h"
+#include "installer/platform/host/plist_file.h"
+
+namespace zenta {
+namespace {
+
+constexpr char kDomain[] = "/Library/Preferences/com.zenta.inputmethod.ZentaIM.update.plist";
+
+// Cut towards zero; a number beyond the range becomes the nearest, one that is none becomes 0.
+std::int64_t Truncated(double number) {
+  constexpr double kBound = 9223372036854775808.0;  // 2^63
+  if (std::isnan(number)) return 0;
+  if (number >= kBound) return std::numeric_limits<std::int64_t>::max();
+  if (number < -kBound) return std::numeric_limits<std::int64_t>::min();
+  return static_cast<std::int64_t>(number);
+}
+
+// What integerForKey: makes of a value: numbers of each kind count, and of a text the number that
+// it begins with (blanks and a sign allowed in front, held at the ends of the range).
+std::int64_t AsInteger(plist_t node) {
+  std::uint64_t integer = 0;
+  std::uint8_t truth = 0;
+  double real = 0;
+  switch (node == nullptr ? PLIST_NONE : plist_get_node_type(node)) {
+    case PLIST_UINT:
+      plist_get_uint_val(node, &integer);
+      return static_cast<std::int64_t>(integer);  // negative ones come in two's complement
+    case PLIST_BOOLEAN:
+      plist_get_bool_val(node, &truth);
+      return truth != 0 ? 1 : 0;
+    case PLIST_REAL:
+      plist_get_real_val(node, &real);
+      return Truncated(real);
+    case PLIST_STRING:
+      return std::strtoll(TextOf(node).value_or("").c_str(), nullptr, 10);
+    default:
+      return 0;
+  }
+}
+
+class PlistDefaults final : public UserDefaults {
+ public:
+  explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}
+
+  bool HasObject(std::string_view key) override { return Find(Open(), key) != nullptr; }
+
+  std::int64_t Integer(std::string_view key) override {
+    const PlistFile file = Open();
+    return AsInteger(Find(file, key));
+  }
+
+  void SetInteger(std::string_view key, std::int64_t value) override {
+    PlistFile file(machine_.HostPathForWriting(Path()));
+    plist_dict_set_item(file.root(), std::string(key).c_str(),
+                        plist_new_uint(static_cast<std::uint64_t>(value)));
+    file.Save();
+  }
+
+  void Remove(std::string_view key) override {
+    PlistFile file = Open();
+    if (Find(file, key) == nullptr) return;
+    plist_dict_remove_item(file.root(), std::string(key).c_str());
+    file.Save();
+  }
+
+ private:
+  static std::string Path() { return MachineFolder::HomeFolder() + kDomain; }
+  [[nodiscard]] PlistFile Open() const { return PlistFile(machine_.HostPath(Path())); }
+  static plist_t Find(const PlistFile& file, std::string_view key) {
+    return plist_dict_get_item(file.root(), std::string(key).c_str());
+  }
+
+  const MachineFolder machine_;
+};
+
+}  // namespace
+
+std::unique_ptr<UserDefaults> HostUserDefaults(const MachineFolder& machine) {
+  return std::make_unique<PlistDefaults>(machine);
+}
+
+}  // namespace zenta

@@ -1,0 +1,108 @@
+#include "installer/platform/host/machine_folder.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kMaxLinks = 40;  // in one path, as Linux has it
+constexpr std::string_view kPrivate = "/private";
+
+// Puts the components of `path` on a stack, the first on top; empty ones and "." are left out.
+void PushComponents(std::string_view path, std::vector<std::string>& stack) {
+  while (!path.empty()) {
+    const std::size_t slash = path.rfind('/');  // npos + 1 is 0: the whole rest
+    const std::string_view name = path.substr(slash + 1);
+    if (!name.empty() && name != ".") stack.emplace_back(name);
+    path = path.substr(0, slash == std::string_view::npos ? 0 : slash);
+  }
+}
+
+void GoUp(std::string& path) { path.erase(std::min(path.size(), path.rfind('/'))); }
+
+}  // namespace
+
+MachineFolder::MachineFolder(const std::string& folder) : root_(fs::canonical(folder).string()) {
+  if (!fs::is_directory(root_)) {
+    throw std::system_error(ENOTDIR, std::generic_category(), "machine folder " + root_);
+  }
+  if (root_ == "/") root_.clear();
+}
+
+MachineFolder MachineFolder::FromEnvironment() {
+  const char* folder = std::getenv("ZENTA_MACHINE");
+  return MachineFolder(folder == nullptr || *folder == '\0' ? "/" : folder);
+}
+
+std::string MachineFolder::HostPath(std::string_view path, LastLink last) const {
+  std::vector<std::string> ahead;
+  PushComponents(path, ahead);
+  std::string reached;  // below the folder: "" or "/a/b"
+  for (int links = 0; !ahead.empty();) {
+    const std::string name = std::move(ahead.back());
+    ahead.pop_back();
+    if (name == "..") {
+      GoUp(reached);
+      continue;
+    }
+    const std::string next = reached + "/" + name;
+    const bool keep = ahead.empty() && last == LastLink::kKeep;
+    std::error_code no_link;
+    const fs::path target = keep ? "" : fs::read_symlink(root_ + next, no_link);
+    if (keep || no_link) {
+      reached = next;
+      continue;
+    }
+    if (++links > kMaxLinks) {
+      throw std::system_error(ELOOP, std::generic_category(), std::string(path));
+    }
+    if (target.is_absolute()) reached.clear();
+    PushComponents(target.native(), ahead);
+  }
+  return root_.empty() && reached.empty() ? "/" : root_ + reached;
+}
+
+std::string MachineFolder::HostPathForWriting(std::string_view path) const {
+  std::string host = HostPath(path);
+  fs::create_directories(fs::path(host).parent_path());
+  return host;
+}
+
+std::string MachineFolder::HomeFolder() {
+  const passwd* user = getpwuid(geteuid());
+  return "/Users/" + (user == nullptr ? std::to_string(geteuid()) : std::string(user->pw_name));
+}
+
+std::string StandardizedPath(const MachineFolder& machine, std::string_view path) {
+  std::string whole(path);
+  if (path == "~" || path.starts_with("~/")) whole.replace(0, 1, MachineFolder::HomeFolder());
+  const bool absolute = whole.starts_with('/');
+  std::vector<std::string> ahead;
+  PushComponents(whole, ahead);
+  std::string standard;
+  for (; !ahead.empty(); ahead.pop_back()) {
+    if (absolute && ahead.back() == "..") {
+      GoUp(standard);
+    } else {
+      if (absolute || !standard.empty()) standard += '/';
+      standard += ahead.back();
+    }
+  }
+  if (absolute && standard.empty()) return "/";
+  if (standard.starts_with("/private/")) {
+    const std::string rest = standard.substr(kPrivate.size());
+    if (fs::exists(machine.HostPath(rest))) return rest;
+  }
+  return standard;
+}
+
+}  // namespace zenta

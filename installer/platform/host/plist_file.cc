@@ -1,0 +1,121 @@
+#include "installer/platform/host/plist_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+#include "datahelpers/file_handle.h"
+#include "installer/platform/host/binary_plist.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct TextFree {
+  void operator()(char* text) const { std::free(text); }
+};
+struct XmlFree {
+  void operator()(char* text) const { plist_to_xml_free(text); }
+};
+
+[[noreturn]] void Throw(const std::string& path, int error = errno) {
+  throw std::system_error(error, std::generic_category(), path);
+}
+
+void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
+  while (!bytes.empty()) {
+    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+    if (written < 0 && errno != EINTR) Throw(path);
+    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
+  }
+}
+
+// Best effort: not every file system can, and the name has changed already.
+void SyncFolder(const fs::path& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) return;
+  fsync(descriptor);
+  close(descriptor);
+}
+
+// Preferences are the user's own: the file is readable to nobody else.
+void ReplaceFile(const std::string& path, std::string_view bytes) {
+  std::string fresh = path + ".XXXXXX";
+  const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
+  if (descriptor < 0) Throw(fresh);
+  try {
+    WriteAll(descriptor, bytes, fresh);
+    if (fsync(descriptor) != 0) Throw(fresh);
+    if (rename(fresh.c_str(), path.c_str()) != 0) Throw(path);
+  } catch (...) {
+    close(descriptor);
+    unlink(fresh.c_str());
+    throw;
+  }
+  close(descriptor);
+  SyncFolder(fs::path(path).parent_path());
+}
+
+}  // namespace
+
+Plist ParsePlist(const Bytes& bytes) {
+  const char* text = reinterpret_cast<const char*>(bytes.data());
+  const auto length = static_cast<std::uint32_t>(bytes.size());
+  if (bytes.empty() || bytes.size() > kMaxPlistBytes) return nullptr;
+  if (plist_is_binary(text, length) != 0 && !IsBinaryPlistTree(bytes)) return nullptr;
+  plist_t root = nullptr;
+  plist_from_memory(text, length, &root);
+  Plist parsed(root);
+  const bool dictionary = root != nullptr && plist_get_node_type(root) == PLIST_DICT;
+  return dictionary ? std::move(parsed) : nullptr;
+}
+
+std::optional<std::string> TextOf(plist_t node) {
+  if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return std::nullopt;
+  char* copy = nullptr;
+  plist_get_string_val(node, &copy);
+  const std::unique_ptr<char, TextFree> owner(copy);
+  return copy == nullptr ? std::string() : std::string(copy);
+}
+
+std::optional<std::string> TextUnder(plist_t dictionary, const char* key) {
+  return TextOf(plist_dict_get_item(dictionary, key));
+}
+
+PlistFile::PlistFile(std::string path) : path_(std::move(path)), found_(Read()) {
+  if (root_ == nullptr) root_.reset(plist_new_dict());
+}
+
+PlistFile::Found PlistFile::Read() {
+  std::error_code failed;
+  if (fs::symlink_status(path_, failed).type() == fs::file_type::not_found) return Found::kNothing;
+  const auto file = SystemFiles().OpenForReading(path_);
+  if (file == nullptr) return Found::kUnreadable;
+  const Data bytes = ReadAll(*file, kMaxPlistBytes);
+  if (bytes) root_ = ParsePlist(*bytes);
+  return root_ == nullptr ? Found::kBroken : Found::kDictionary;
+}
+
+void PlistFile::Save() {
+  if (found_ == Found::kUnreadable) Throw(path_, EACCES);
+  char* text = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(root(), &text, &length);
+  const std::unique_ptr<char, XmlFree> owner(text);
+  if (text == nullptr) Throw(path_, ENOMEM);
+  if (found_ == Found::kBroken && rename(path_.c_str(), (path_ + ".broken").c_str()) != 0) {
+    Throw(path_);
+  }
+  found_ = Found::kDictionary;
+  ReplaceFile(path_, {text, length});
+}
+
+}  // namespace zenta

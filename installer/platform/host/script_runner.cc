@@ -1,0 +1,109 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "installer/platform/host/host_platform.h"
+#include "installer/platform/host/process.h"
+#include "installer/platform/host/script_source.h"
+
+namespace zenta {
+namespace {
+
+// Error numbers of the Mac's script runner.
+constexpr std::int64_t kSyntaxError = -2740;
+constexpr std::int64_t kNotAuthorized = -60005;
+constexpr std::int64_t kCannotAsk = -60007;
+
+// How the asking program ends when the person dismissed its question.
+constexpr int kDismissed = 126;
+
+// The shell's first words on standard error once the person has said yes: only with them is the
+// exit status the command's own and not that of the asking program.
+constexpr std::string_view kAuthorized = "zenta: authorized\n";
+
+ScriptOutcome Failed(std::int64_t number, std::string message) {
+  ScriptOutcome outcome;
+  outcome.error_number = number;
+  outcome.error_message = std::move(message);
+  return outcome;
+}
+
+// Text as the script language has it: the last line end is left out, the others are carriage
+// returns.
+std::string ScriptText(std::string text) {
+  if (text.ends_with('\n')) text.pop_back();
+  std::replace(text.begin(), text.end(), '\n', '\r');
+  return text;
+}
+
+ScriptOutcome OutcomeOf(ProcessOutcome process) {
+  ScriptOutcome outcome;
+  if (process.status != 0) {
+    const std::string message = ScriptText(std::move(process.error));
+    return Failed(process.status,
+                  message.empty() ? "The command exited with a non-zero status." : message);
+  }
+  outcome.succeeded = true;
+  outcome.result = ScriptText(std::move(process.output));
+  return outcome;
+}
+
+class ShellScriptRunner final : public ScriptRunner {
+ public:
+  ShellScriptRunner(const MachineFolder& machine, const Elevation& elevation)
+      : machine_(machine), elevation_(elevation) {}
+
+  ScriptOutcome Run(const std::string& source) override {
+    const auto command = ShellCommandOf(source);
+    if (!command) return Failed(kSyntaxError, "A syntax error: not a privileged shell script.");
+    const std::string program_below = WithProgramBelow(machine_.root(), *command);
+    return elevation_.program.empty() ? RunDirectly(program_below) : RunElevated(program_below);
+  }
+
+ private:
+  // The command finds the machine by an absolute path, wherever it goes.
+  [[nodiscard]] ProcessOutcome RunHere(const std::vector<std::string>& arguments) const {
+    return RunProcess(arguments, EnvironmentWith("ZENTA_MACHINE", machine_.HostPath("/")));
+  }
+
+  [[nodiscard]] ScriptOutcome RunDirectly(const std::string& command) const {
+    ProcessOutcome process = RunHere({"/bin/sh", "-c", command});
+    if (process.spawn_error != 0) return Failed(127, std::strerror(process.spawn_error));
+    return OutcomeOf(std::move(process));
+  }
+
+  [[nodiscard]] ScriptOutcome RunElevated(const std::string& command) const {
+    // A line of its own, so that the shell says it before it looks at the command.
+    const std::string script =
+        "echo '" + std::string(kAuthorized.substr(0, kAuthorized.size() - 1)) + "' >&2\n" + command;
+    ProcessOutcome process = RunHere({elevation_.program, "/bin/sh", "-c", script});
+    if (process.spawn_error != 0) return Failed(kCannotAsk, std::strerror(process.spawn_error));
+    const std::size_t said = process.error.find(kAuthorized);
+    if (said == std::string::npos) {
+      if (process.status == kDismissed) return Failed(kScriptCancelled, "User canceled.");
+      return Failed(kNotAuthorized, ScriptText(std::move(process.error)));
+    }
+    process.error.erase(0, said + kAuthorized.size());
+    return OutcomeOf(std::move(process));
+  }
+
+  const MachineFolder machine_;
+  const Elevation elevation_;
+};
+
+}  // namespace
+
+Elevation ElevationFor(const MachineFolder& machine) {
+  return {machine.IsWholeSystem() && geteuid() != 0 ? "pkexec" : ""};
+}
+
+std::unique_ptr<ScriptRunner> HostScriptRunner(const MachineFolder& machine,
+                                               const Elevation& elevation) {
+  return std::make_unique<ShellScriptRunner>(machine, elevation);
+}
+
+}  // namespace zenta

@@ -1,0 +1,46 @@
+#include "installer/platform/host/script_source.h"
+
+namespace zenta {
+namespace {
+
+constexpr std::string_view kBefore = "do shell script \"";
+constexpr std::string_view kAfter = "\" with administrator privileges";
+
+constexpr std::string_view kEscapes = "\"\\nrt";
+constexpr std::string_view kEscaped = "\"\\\n\r\t";
+
+}  // namespace
+
+std::optional<std::string> ShellCommandOf(std::string_view source) {
+  if (!source.starts_with(kBefore)) return std::nullopt;
+  source.remove_prefix(kBefore.size());
+  std::string command;
+  while (!source.empty() && source.front() != '"') {
+    char unit = source.front();
+    if (unit == '\\') {
+      const std::size_t escape = source.size() < 2 ? kEscapes.npos : kEscapes.find(source[1]);
+      if (escape == kEscapes.npos) return std::nullopt;
+      unit = kEscaped[escape];
+      source.remove_prefix(1);
+    }
+    command += unit;
+    source.remove_prefix(1);
+  }
+  if (source != kAfter) return std::nullopt;
+  return command;
+}
+
+std::string WithProgramBelow(const std::string& root, const std::string& command) {
+  if (root.empty() || !command.starts_with("'/")) return command;
+  std::string quoted = "'";
+  for (const char unit : root) {
+    if (unit == '\'') {
+      quoted += "'\\''";
+    } else {
+      quoted += unit;
+    }
+  }
+  return quoted + command.substr(1);
+}
+
+}  // namespace zenta

@@ -1,0 +1,116 @@
+#include "tools/host_installer/install.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <ostream>
+#include <string_view>
+#include <vector>
+
+#include "tools/common/failure.h"
+#include "tools/host_installer/package_reader.h"
+#include "tools/host_installer/payload_path.h"
+#include "tools/host_installer/staging.h"
+#include "tools/host_installer/unpacker.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What an installation never takes of a disk's free space, and the most that it ever takes.
+constexpr std::uint64_t kReservedBytes = 16 << 20;
+constexpr std::uint64_t kMaxUnpackedBytes = std::uint64_t{16} << 30;
+
+// The folders that all install locations share.
+std::vector<std::string> SharedLocation(const std::vector<Component>& components) {
+  std::vector<std::string> shared;
+  for (const Component& component : components) {
+    const std::vector<std::string_view> names = PathComponents(component.install_location);
+    if (&component == &components.front()) shared.assign(names.begin(), names.end());
+    const auto differ = std::mismatch(shared.begin(), shared.end(), names.begin(), names.end());
+    shared.erase(differ.first, shared.end());
+  }
+  return shared;
+}
+
+// Where to unpack: the target, or a folder below it.
+struct Anchor {
+  std::string folder;  // absolute
+  std::string path;    // the same as a PayloadPath below the target
+
+  // The rest of a location that lies in or below this folder.
+  [[nodiscard]] std::string RestOf(const std::string& location) const {
+    const std::size_t taken = path.empty() ? 0 : path.size() + 1;
+    return location.substr(std::min(taken, location.size()));
+  }
+};
+
+// The last folder on the way to `location` that exists and is no bundle, which is replaced as a
+// whole. Cleans up what crashes left on that way.
+Anchor FindAnchor(const std::string& target, const std::vector<std::string>& location,
+                  Renamer& renamer) {
+  Anchor anchor{target, ""};
+  Staging::CleanUp(anchor.folder, renamer);
+  for (const std::string& name : location) {
+    const std::string next = anchor.folder + "/" + name;
+    const fs::file_status status = fs::symlink_status(next);
+    if (!fs::exists(status) || NamesBundle(name)) break;
+    if (!fs::is_directory(status)) throw Failure(next + " is in the way: it is no folder");
+    anchor = {next, JoinPath(anchor.path, name)};
+    Staging::CleanUp(anchor.folder, renamer);
+  }
+  return anchor;
+}
+
+std::uint64_t SpaceFor(const std::string& folder) {
+  const std::uint64_t available = fs::space(folder).available;
+  return std::min(available - std::min(available, kReservedBytes), kMaxUnpackedBytes);
+}
+
+// Everything written to the file system of `folder` is on disk when this returns, so that no unit
+// that is renamed afterwards turns out empty because power failed.
+void SyncFileSystem(const std::string& folder) {
+  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (descriptor < 0) throw SystemFailure("cannot open " + folder);
+#ifdef __linux__
+  const int failed = syncfs(descriptor);
+#else
+  const int failed = 0;
+  sync();
+#endif
+  const int error = errno;
+  close(descriptor);
+  if (failed != 0) throw SystemFailure("cannot write " + folder, error);
+}
+
+}  // namespace
+
+void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report) {
+  const PackageDescription package = ReadDescription(request.package);
+  report << "installer: Package name is " << (package.title.empty() ? request.name : package.title)
+         << std::endl;
+  for (const Component& component : package.components) {
+    if (!component.has_payload) throw Failure("the package has no Payload " + component.folder);
+    if (component.has_scripts) report << "installer: Scripts are not run here" << std::endl;
+  }
+  report << "installer: Installing at base path /" << std::endl;
+
+  umask(022);
+  const InstallLock lock(request.target);
+  const Anchor anchor = FindAnchor(request.target, SharedLocation(package.components), renamer);
+  const Staging staging(anchor.folder, renamer);
+  Unpacker unpacker(staging.trees().fresh);
+  ForEachPayload(request.package, package, SpaceFor(anchor.folder),
+                 [&](const Component& component, archive* cpio) {
+                   unpacker.Unpack(anchor.RestOf(component.install_location), cpio);
+                 });
+  SyncFileSystem(anchor.folder);
+  Replace(staging.trees(), renamer);
+}
+
+}  // namespace zenta

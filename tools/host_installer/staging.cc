@@ -1,0 +1,78 @@
+#include "tools/host_installer/staging.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "tools/common/failure.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view kPrefix = ".zenta-installer-";
+
+Trees TreesIn(const std::string& staging, const std::string& anchor) {
+  return {staging + "/new", anchor, staging + "/old"};
+}
+
+// Leaves it all where it is if something is still aside that cannot be put back.
+void Discard(const std::string& staging, const std::string& anchor, Renamer& renamer) noexcept try {
+  const Trees trees = TreesIn(staging, anchor);
+  if (fs::exists(trees.aside) && !PutBack(trees, renamer)) return;
+  fs::remove_all(staging);
+} catch (const std::exception&) {  // the next installation tries again
+}
+
+// A folder of this name that somebody else planted is not ours to put anything back from.
+bool IsOurFolder(const std::string& path) {
+  struct stat status {};
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid();
+}
+
+}  // namespace
+
+InstallLock::InstallLock(const std::string& folder)
+    : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (descriptor_ < 0) throw SystemFailure("cannot open " + folder);
+  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) return;
+  const int error = errno;
+  close(descriptor_);
+  if (error == EWOULDBLOCK) throw Failure("another installation is running");
+  throw SystemFailure("cannot lock " + folder, error);
+}
+
+InstallLock::~InstallLock() { close(descriptor_); }
+
+Staging::Staging(const std::string& anchor, Renamer& renamer) : renamer_(renamer) {
+  std::string folder = anchor + "/" + std::string(kPrefix) + "XXXXXX";
+  if (mkdtemp(folder.data()) == nullptr) throw SystemFailure("cannot unpack in " + anchor);
+  trees_ = TreesIn(folder, anchor);
+  for (const std::string& tree : {trees_.fresh, trees_.aside}) {
+    if (mkdir(tree.c_str(), 0700) != 0) throw SystemFailure("cannot create " + tree);
+  }
+}
+
+Staging::~Staging() {
+  Discard(fs::path(trees_.fresh).parent_path().string(), trees_.target, renamer_);
+}
+
+void Staging::CleanUp(const std::string& anchor, Renamer& renamer) {
+  std::error_code unreadable;  // then there is nothing to clean, or the unpacking will say so
+  std::vector<std::string> left;
+  for (const fs::directory_entry& entry : fs::directory_iterator(anchor, unreadable)) {
+    if (entry.path().filename().string().starts_with(kPrefix)) left.push_back(entry.path());
+  }
+  for (const std::string& staging : left) {
+    if (IsOurFolder(staging)) Discard(staging, anchor, renamer);
+  }
+}
+
+}  // namespace zenta

@@ -1,0 +1,52 @@
+// The folder beside the target in which a package is unpacked, and the lock that lets one
+// installation at a time do so.
+//
+//   ANCHOR/.zenta-installer-XXXXXX/new   the fresh tree
+//   ANCHOR/.zenta-installer-XXXXXX/old   old units set aside where names cannot be exchanged
+//
+// It is on the target's file system, so that units move by renaming. What a crash left of it is
+// recognised by its name and removed by the next installation, after anything that it still holds
+// aside and that is missing was put back.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/host_installer/replacement.h"
+
+namespace zenta {
+
+// Held from construction to destruction. Throws Failure if the folder cannot be opened or another
+// installation holds it; the system releases it when its holder dies.
+class InstallLock {
+ public:
+  explicit InstallLock(const std::string& folder);
+  InstallLock(const InstallLock&) = delete;
+  InstallLock& operator=(const InstallLock&) = delete;
+  ~InstallLock();
+
+ private:
+  int descriptor_;
+};
+
+// REQUIRES, for all of it: the InstallLock is held.
+class Staging {
+ public:
+  // A fresh one in `anchor`, open to its owner only. Throws Failure.
+  Staging(const std::string& anchor, Renamer& renamer);
+  Staging(const Staging&) = delete;
+  Staging& operator=(const Staging&) = delete;
+  // Puts back what is still aside and removes the folder.
+  ~Staging();
+
+  [[nodiscard]] const Trees& trees() const { return trees_; }
+
+  // Does the same for every staging folder of this user that a crash left in `anchor`.
+  static void CleanUp(const std::string& anchor, Renamer& renamer);
+
+ private:
+  Trees trees_;
+  Renamer& renamer_;
+};
+
+}  // namespace zenta
