@@ -29,9 +29,10 @@ class Notifications {
 // What became of a script. A failed one may say its error number, a message, both or neither.
 struct ScriptOutcome {
   bool succeeded = false;
-  std::optional<std::string> result;         // of a success: the result's text value, if it has one
-  std::optional<std::int64_t> error_number;  // of a failure; kScriptCancelled, a shell's status ...
-  std::optional<std::string> error_message;  // of a failure
+  std::optional<std::string> result{};  // of a success: the result's text value, if it has one
+  std::optional<std::int64_t>
+      error_number{};  // of a failure; kScriptCancelled, a shell's status ...
+  std::optional<std::string> error_message{};  // of a failure
 };
 
 // The error number when the person dismissed the password prompt.

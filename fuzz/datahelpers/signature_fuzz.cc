@@ -1,0 +1,68 @@
+// The way of a digest file from its text to its payload. What must hold for every input:
+//   1. a text that decodes is, blanks aside, the one text that those bytes are written as;
+//   2. a payload that was signed comes back, and one that does not fit is not signed;
+//   3. of all blocks that the private key can make, those are accepted whose padding is exact, and
+//   no
+//      others.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "datahelpers/alphabet_codec.h"
+#include "datahelpers/ztdh_class.h"
+#include "tests/datahelpers/signing_key.h"
+
+namespace zenta {
+namespace {
+
+void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+const AlphabetCodec& Codec() {
+  static const AlphabetCodec codec(BuiltInSigningConfig().alphabet, BuiltInSigningConfig().value);
+  return codec;
+}
+
+void CheckText(ByteView input) {
+  const Data bytes = ZTDHClass::ZTDHMethod014(input);
+  if (!bytes) return;
+  std::string text = TextOf(input);
+  std::erase_if(text, [](char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; });
+  Require(!bytes->empty() && Codec().Encode(*bytes) == text);
+}
+
+void CheckPayload(ByteView payload) {
+  const auto text = SignDigest(TextOf(payload), BuiltInSigningConfig(), TestSigner());
+  Require(text.has_value() == (payload.size() <= kMaxPayloadBytes));
+  if (!text) return;
+  const Data opened = ZTDHClass::ZTDHMethod021(ZTDHClass::ZTDHMethod014(BytesOf(*text)));
+  Require(opened && std::equal(opened->begin(), opened->end(), payload.begin(), payload.end()));
+}
+
+// Signs a good block that the input was laid over: its first byte says where.
+void CheckPadding(ByteView input) {
+  if (input.empty()) return;
+  SignatureBlock block = *PadPayload(BytesOf("0123456789abcdef0123456789abcdef"));
+  const std::size_t at = input[0] % kSignatureBytes;
+  const std::size_t size = std::min(input.size() - 1, kSignatureBytes - at);
+  for (std::size_t i = 0; i != size; ++i) block[at + i] ^= input[1 + i];
+  const auto signed_block = TestSigner().Raise(block);
+  if (!signed_block) return;  // not below the modulus: nobody can sign it
+  const Data opened =
+      ZTDHClass::ZTDHMethod021(ZTDHClass::ZTDHMethod014(BytesOf(Codec().Encode(*signed_block))));
+  Require(opened.has_value() == IsExactlyPadded(block));
+  Require(!opened || PadPayload(*opened) == block);
+}
+
+}  // namespace
+}  // namespace zenta
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  zenta::CheckText({data, size});
+  zenta::CheckPayload({data, size});
+  zenta::CheckPadding({data, size});
+  return 0;
+}

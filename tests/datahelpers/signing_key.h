@@ -1,0 +1,39 @@
+// The key that tests and fuzzers sign with, and a plain statement of what a padded block is.
+#pragma once
+
+#include <cstdlib>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <variant>
+
+#include "datahelpers/signature_block.h"
+#include "tools/signing/signer.h"
+
+namespace zenta {
+
+// The private key of the built-in configuration, from the file that the build names.
+inline const Signer& TestSigner() {
+  static const auto read = [] {
+    std::ifstream file(ZENTA_TEST_SIGNING_KEY, std::ios::binary);
+    return Signer::FromPem(std::string(std::istreambuf_iterator<char>(file), {}));
+  }();
+  const auto* signer = std::get_if<Signer>(&read);
+  if (signer == nullptr || !signer->Matches(BuiltInSigningConfig())) {
+    std::cerr << ZENTA_TEST_SIGNING_KEY
+              << " is not the key of the built-in signing configuration\n";
+    std::abort();
+  }
+  return *signer;
+}
+
+// Whether a block is what padding some payload makes: every length is tried.
+inline bool IsExactlyPadded(const SignatureBlock& block) {
+  for (std::size_t size = 0; size <= kMaxPayloadBytes; ++size) {
+    if (PadPayload(ByteView(block).last(size)) == block) return true;
+  }
+  return false;
+}
+
+}  // namespace zenta
