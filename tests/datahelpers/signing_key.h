@@ -1,12 +1,9 @@
 // The key that tests and fuzzers sign with, and a plain statement of what a padded block is.
 #pragma once
 
-#include <cstdlib>
 #include <fstream>
-#include <iostream>
 #include <iterator>
-#include <string>
-#include <variant>
+#include <stdexcept>
 
 #include "datahelpers/signature_block.h"
 #include "tools/signing/signer.h"
@@ -19,13 +16,11 @@ inline const Signer& TestSigner() {
     std::ifstream file(ZENTA_TEST_SIGNING_KEY, std::ios::binary);
     return Signer::FromPem(std::string(std::istreambuf_iterator<char>(file), {}));
   }();
-  const auto* signer = std::get_if<Signer>(&read);
-  if (signer == nullptr || !signer->Matches(BuiltInSigningConfig())) {
-    std::cerr << ZENTA_TEST_SIGNING_KEY
-              << " is not the key of the built-in signing configuration\n";
-    std::abort();
+  if (!std::get<Signer>(read).Matches(BuiltInSigningConfig())) {
+    throw std::runtime_error(ZENTA_TEST_SIGNING_KEY
+                             " does not belong to the built-in configuration");
   }
-  return *signer;
+  return std::get<Signer>(read);
 }
 
 // Whether a block is what padding some payload makes: every length is tried.
