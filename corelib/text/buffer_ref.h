@@ -47,7 +47,7 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   BufferRef(const C* text) noexcept
       : BufferRef(text, STR::zz_len(reinterpret_cast<const T*>(text))) {}
   // Any owner of text with units of T.
-  template <Text V>
+  template <TextLike V>
   requires(std::same_as<typename V::unit_type, T> &&
            !std::derived_from<V, BufferRef>) constexpr BufferRef(const V& text) noexcept
       : BufferRef(text.ref_internal_data(), text.len()) {}

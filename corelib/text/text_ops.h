@@ -336,7 +336,7 @@ class TextOps {
 
 // A class whose text has the operations above.
 template <class V>
-concept Text = requires(const V& v) {
+concept TextLike = requires(const V& v) {
   typename V::unit_type;
   { v.len() } -> std::same_as<unsigned>;
   { v.ref_internal_data() } -> std::convertible_to<const typename V::unit_type*>;
@@ -346,16 +346,16 @@ concept Text = requires(const V& v) {
 template <class O, class V>
 concept ComparableWith = std::convertible_to<const O&, BufferRef<typename V::unit_type>>;
 
-template <Text A, ComparableWith<A> B>
+template <TextLike A, ComparableWith<A> B>
 [[nodiscard]] constexpr bool operator==(const A& a, const B& b) noexcept {
   return a.is_equal(BufferRef<typename A::unit_type>(b));
 }
-template <Text A, ComparableWith<A> B>
+template <TextLike A, ComparableWith<A> B>
 [[nodiscard]] constexpr std::strong_ordering operator<=>(const A& a, const B& b) noexcept {
   return a.compare(BufferRef<typename A::unit_type>(b));
 }
 // 16-bit text with the ASCII characters of a C string.
-template <Text A>
+template <TextLike A>
 requires(sizeof(typename A::unit_type) == 2) [[nodiscard]] constexpr bool operator==(
     const A& a, const char* b) noexcept {
   return a.is_equal(b);

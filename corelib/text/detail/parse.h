@@ -1,12 +1,15 @@
 // Decimal and hexadecimal digits to numbers, for both unit widths and in constant expressions.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <type_traits>
 
+#include "corelib/text/detail/simd.h"
 #include "corelib/text/types.h"
 
 namespace tstl::detail {
@@ -19,54 +22,98 @@ constexpr unsigned hex_digit(unsigned unit) {
   return digit < 10 ? digit : letter < 6 ? letter + 10 : 16;
 }
 
-// Eight units as eight bytes, the first lowest; a unit above 0x7F becomes some byte that is no
-// digit.
-inline std::uint64_t eight_units(const unsigned char* p) {
-  std::uint64_t bytes;
-  std::memcpy(&bytes, p, sizeof bytes);
-  return bytes;
-}
-inline std::uint64_t eight_units(const unsigned short* p) {
-  std::uint64_t low, high;
-  std::memcpy(&low, p, sizeof low);
-  std::memcpy(&high, p + 4, sizeof high);
-  if (((low | high) & 0xFF80FF80FF80FF80) != 0) return 0;
-  low = (low | low >> 8) & 0x0000FFFF0000FFFF;
-  high = (high | high >> 8) & 0x0000FFFF0000FFFF;
-  return ((low | low >> 16) & 0xFFFFFFFF) | (high | high >> 16) << 32;
+// The decimal digits at the front of up to eight units, taken as the bytes of one word, the first
+// unit lowest.
+class DigitWord {
+ public:
+  // REQUIRES: n >= 4; units from the eighth on are not looked at.
+  template <Unit T>
+  static DigitWord load(const T* p, std::uint64_t n) {
+    if (n >= 8) return DigitWord(eight_bytes(p));
+    // The first four units and the last four, which overlap in equal bytes.
+    const std::uint64_t ends = four_bytes(p, p + (n - 4));
+    return DigitWord((ends & 0xFFFFFFFF) | ends >> 32 << (8 * (n - 4)));
+  }
+
+  unsigned count() const { return count_; }
+  // Adds neighbours in pairs, then the pairs, then the fours: three multiplications for eight
+  // digits.
+  std::uint64_t value() const {
+    if (count_ == 0) return 0;
+    std::uint64_t bytes = bytes_ << (64 - 8 * count_);
+    bytes = (bytes & 0x0F0F0F0F0F0F0F0F) * (256 * 10 + 1) >> 8;
+    bytes = (bytes & 0x00FF00FF00FF00FF) * (65536 * 100 + 1) >> 16;
+    return (bytes & 0x0000FFFF0000FFFF) * ((std::uint64_t{10000} << 32) + 1) >> 32;
+  }
+
+ private:
+  explicit DigitWord(std::uint64_t bytes) : bytes_(bytes) {
+    // A digit becomes at most 9, which 0x76 does not carry to the highest bit; what a byte that is
+    // no digit carries reaches only bytes after it.
+    const std::uint64_t values = bytes ^ 0x3030303030303030;
+    const std::uint64_t others = ((values + 0x7676767676767676) | values) & 0x8080808080808080;
+    count_ = static_cast<unsigned>(std::countr_zero(others)) / 8;
+  }
+
+  static std::uint64_t eight_bytes(const unsigned char* p) {
+    std::uint64_t bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    return bytes;
+  }
+  static std::uint64_t four_bytes(const unsigned char* a, const unsigned char* b) {
+    std::uint32_t low, high;
+    std::memcpy(&low, a, sizeof low);
+    std::memcpy(&high, b, sizeof high);
+    return low | std::uint64_t{high} << 32;
+  }
+  // Units above 0xFF become bytes that are no digits.
+  static std::uint64_t eight_bytes(const unsigned short* p) {
+    return Block<unsigned short>::load(p).narrow();
+  }
+  static std::uint64_t four_bytes(const unsigned short* a, const unsigned short* b) {
+    return Block<unsigned short>::load_halves(a, b).narrow();
+  }
+
+  std::uint64_t bytes_;
+  unsigned count_;
+};
+
+inline constexpr std::array<std::uint64_t, 9> kPowersOfTen = {
+    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+// Reads digits from p[i] on into `value`, one by one; kLimit when the number is above it.
+template <std::uint64_t kLimit, Unit T>
+constexpr std::uint64_t add_digits(std::uint64_t value, const T* p, std::uint64_t i,
+                                   std::uint64_t n) {
+  for (; i < n; ++i) {
+    const unsigned digit = decimal_digit(p[i]);
+    if (digit > 9) break;
+    if (value >= kLimit / 10 && (value > kLimit / 10 || digit > kLimit % 10)) return kLimit;
+    value = value * 10 + digit;
+  }
+  return std::min(value, kLimit);
 }
 
-constexpr bool all_digits(std::uint64_t bytes) {
-  constexpr std::uint64_t kHigh = 0xF0F0F0F0F0F0F0F0;
-  return ((bytes & kHigh) | ((bytes + 0x0606060606060606) & kHigh) >> 4) == 0x3333333333333333;
-}
-// Adds neighbours in pairs, then the pairs, then the fours: three multiplications for eight digits.
-constexpr std::uint64_t value_of_eight(std::uint64_t bytes) {
-  bytes = (bytes & 0x0F0F0F0F0F0F0F0F) * (256 * 10 + 1) >> 8;
-  bytes = (bytes & 0x00FF00FF00FF00FF) * (65536 * 100 + 1) >> 16;
-  return (bytes & 0x0000FFFF0000FFFF) * ((std::uint64_t{10000} << 32) + 1) >> 32;
+// A number of eight units or more, eight digits at a time as long as they cannot overflow.
+template <std::uint64_t kLimit, Unit T>
+[[gnu::noinline]] std::uint64_t long_decimal_value(const T* p, std::uint64_t n) {
+  std::uint64_t value = 0;
+  std::uint64_t i = 0;
+  for (; i < 16 && n - i >= 4; i += 8) {
+    const auto word = DigitWord::load(p + i, n - i);
+    value = value * kPowersOfTen[word.count()] + word.value();
+    if (word.count() < 8) return std::min(value, kLimit);
+  }
+  return add_digits<kLimit>(value, p, i, n);
 }
 
 // The value of the leading digits, or kLimit when it is above kLimit.
 template <std::uint64_t kLimit, Unit T>
 constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
-  std::uint64_t value = 0;
-  std::uint64_t i = 0;
-  if (std::endian::native == std::endian::little && !std::is_constant_evaluated()) {
-    // Two steps at most: sixteen digits cannot overflow.
-    for (; i < 16 && i + 8 <= n; i += 8) {
-      const std::uint64_t bytes = eight_units(p + i);
-      if (!all_digits(bytes)) break;
-      value = value * 100000000 + value_of_eight(bytes);
-    }
+  if (std::endian::native == std::endian::little && !std::is_constant_evaluated() && n >= 8) {
+    return long_decimal_value<kLimit>(p, n);
   }
-  for (; i < n; ++i) {
-    const unsigned digit = decimal_digit(p[i]);
-    if (digit > 9) break;
-    if (value > (kLimit - digit) / 10) return kLimit;
-    value = value * 10 + digit;
-  }
-  return value < kLimit ? value : kLimit;
+  return add_digits<kLimit>(0, p, 0, n);
 }
 
 // The number that starts with an optional '-'. A lone "-" and a text that starts with no digit give

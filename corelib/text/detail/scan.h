@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "corelib/text/detail/simd.h"
@@ -18,23 +19,46 @@ constexpr bool is_any(T unit, Sought... sought) {
   return ((unit == sought) || ...);
 }
 
+// The scan of a run shorter than a block: its first and its last units, which may overlap, make up
+// one block.
+template <Unit T, class... Sought>
+std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
+  constexpr unsigned kHalf = 8 / sizeof(T);
+  constexpr unsigned kQuarter = 4 / sizeof(T);
+  const auto search = [&](Block<T> ends, unsigned half) {
+    const auto mask = (equal(ends, Block<T>::fill(sought)) | ...).mask();
+    if (!mask) return n;
+    return mask.first() < half ? mask.first() : n - 2 * half + mask.first();
+  };
+  if (n >= kHalf) return search(Block<T>::load_halves(p, p + (n - kHalf)), kHalf);
+  if (n >= kQuarter) return search(Block<T>::load_quarters(p, p + (n - kQuarter)), kQuarter);
+  std::uint64_t i = 0;
+  while (i < n && !is_any(p[i], sought...)) ++i;
+  return i;
+}
+
 // First position that holds one of `sought`, `n` when there is none.
 template <Unit T, class... Sought>
 constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
   constexpr std::uint64_t kStep = Block<T>::kUnits;
-  if (std::is_constant_evaluated() || n < kStep) {
-    std::uint64_t i = 0;
+  std::uint64_t i = 0;
+  if (std::is_constant_evaluated()) {
     while (i < n && !is_any(p[i], sought...)) ++i;
     return i;
   }
+  if (n < kStep) return first_of_short(p, n, sought...);
   const auto hits = [&](std::uint64_t at) {
     const auto block = Block<T>::load(p + at);
     return (equal(block, Block<T>::fill(sought)) | ...);
   };
-  std::uint64_t i = 0;
   while (i + 4 * kStep <= n &&
          !(hits(i) | hits(i + kStep) | hits(i + 2 * kStep) | hits(i + 3 * kStep)).mask()) {
     i += 4 * kStep;
+    if constexpr (sizeof(T) == 1 && sizeof...(Sought) == 1) {
+      // Nothing near: memchr costs a call, but may have wider vectors.
+      const void* const at = std::memchr(p + i, (sought, ...), n - i);
+      return at == nullptr ? n : static_cast<std::uint64_t>(static_cast<const T*>(at) - p);
+    }
   }
   for (; i < n; i += kStep) {
     if (i + kStep > n) i = n - kStep;
@@ -75,34 +99,66 @@ constexpr std::uint64_t common_prefix(const T* a, const T* b, std::uint64_t n) {
   return i;
 }
 
-template <Unit T>
-constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
-  return std::equal(a, a + n, b);
+// Whether the first and the last Word of two runs of `bytes` bytes are equal; they may overlap.
+template <class Word>
+bool same_ends(const void* a, const void* b, std::uint64_t bytes) {
+  const auto word = [bytes](const void* p, bool last) {
+    Word value;
+    std::memcpy(&value, static_cast<const char*>(p) + (last ? bytes - sizeof value : 0),
+                sizeof value);
+    return value;
+  };
+  return ((word(a, false) ^ word(b, false)) | (word(a, true) ^ word(b, true))) == 0;
 }
 
-// First start of the `m` units at `s`, by comparison at every position whose first and last unit
-// fit; `n` when there is none. REQUIRES: 0 < m <= n.
+// Whether two runs are equal, without a call, which a search for short needles would feel.
+template <Unit T>
+bool same_inline(const T* a, const T* b, std::uint64_t n) {
+  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  const std::uint64_t bytes = n * sizeof(T);
+  if (n >= kStep) {
+    const auto differ = [a, b](std::uint64_t at) {
+      return static_cast<bool>((~equal(Block<T>::load(a + at), Block<T>::load(b + at))).mask());
+    };
+    for (std::uint64_t i = 0; i < n - kStep; i += kStep) {
+      if (differ(i)) return false;
+    }
+    return !differ(n - kStep);
+  }
+  if (bytes >= 8) return same_ends<std::uint64_t>(a, b, bytes);
+  if (bytes >= 4) return same_ends<std::uint32_t>(a, b, bytes);
+  std::uint64_t i = 0;
+  while (i < n && a[i] == b[i]) ++i;
+  return i == n;
+}
+
+template <Unit T>
+constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
+  if (std::is_constant_evaluated()) return std::equal(a, a + n, b);
+  return n * sizeof(T) <= 64 ? same_inline(a, b, n) : std::memcmp(a, b, n * sizeof(T)) == 0;
+}
+
+// First of `starts` positions from `p` on where the `m` units at `s` stand, `starts` when there is
+// none; the second one is for long runs. REQUIRES: a block of positions at least; m > 0 units can
+// be read from each.
+template <Unit T>
+std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
+template <Unit T>
+std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
+
+// First start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.
 template <Unit T>
 constexpr std::uint64_t first_run(const T* p, std::uint64_t n, const T* s, std::uint64_t m) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
   const std::uint64_t starts = n - m + 1;
-  if (std::is_constant_evaluated() || starts < kStep) {
-    for (std::uint64_t i = 0; i < starts; ++i) {
-      if (p[i] == s[0] && same_units(p + i, s, m)) return i;
-    }
-    return n;
+  std::uint64_t at = 0;
+  if (std::is_constant_evaluated() || starts < Block<T>::kUnits) {
+    while (at < starts && !(p[at] == s[0] && same_units(p + at, s, m))) ++at;
+  } else if (starts <= 8 * Block<T>::kUnits) {
+    at = first_run_near(p, starts, s, m);
+  } else {
+    at = first_run_far(p, starts, s, m);
   }
-  const auto head = Block<T>::fill(s[0]);
-  const auto tail = Block<T>::fill(s[m - 1]);
-  for (std::uint64_t i = 0; i < starts; i += kStep) {
-    if (i + kStep > starts) i = starts - kStep;
-    auto mask =
-        (equal(Block<T>::load(p + i), head) & equal(Block<T>::load(p + i + (m - 1)), tail)).mask();
-    for (; mask; mask.drop_first()) {
-      if (same_units(p + i + mask.first(), s, m)) return i + mask.first();
-    }
-  }
-  return n;
+  return at == starts ? n : at;
 }
 
 // Last start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.

@@ -7,6 +7,7 @@
 #include <bit>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 
 #include "corelib/text/types.h"
 
@@ -39,6 +40,15 @@ class LaneMask {
   void drop_first() {
     bits_ &= ~(((std::uint64_t{1} << kBitsPerUnit) - 1) << (first() * kBitsPerUnit));
   }
+  // The answers as one bit for each byte, the first byte's lowest.
+  std::uint64_t bit_per_byte() const requires(sizeof(T) == 1) {
+    if constexpr (kBitsPerUnit == 1) return bits_;
+    std::uint64_t bits = bits_ & 0x1111111111111111;
+    bits = (bits | bits >> 3) & 0x0303030303030303;
+    bits = (bits | bits >> 6) & 0x000F000F000F000F;
+    bits = (bits | bits >> 12) & 0x000000FF000000FF;
+    return (bits | bits >> 24) & 0xFFFF;
+  }
 
  private:
   std::uint64_t bits_;
@@ -55,10 +65,28 @@ class Block {
     std::memcpy(&block.lanes_, p, sizeof block.lanes_);
     return block;
   }
+  // Reads 8 bytes of units from each; the units of `a` come first.
+  static Block load_halves(const T* a, const T* b) {
+    std::array<std::uint64_t, 2> words;
+    std::memcpy(&words[0], a, 8);
+    std::memcpy(&words[1], b, 8);
+    return Block(words);
+  }
+  // Reads 4 bytes of units from each, and holds them twice.
+  static Block load_quarters(const T* a, const T* b) {
+    std::array<std::uint32_t, 4> words;
+    std::memcpy(&words[0], a, 4);
+    std::memcpy(&words[1], b, 4);
+    words[2] = words[0];
+    words[3] = words[1];
+    return Block(words);
+  }
+  // By way of 32-bit lanes: a single byte goes into all lanes through memory with some compilers,
+  // which stalls.
   static Block fill(T unit) {
-    Block block;
-    block.lanes_ = Lanes{} + unit;
-    return block;
+    typedef std::uint32_t Words __attribute__((vector_size(16)));
+    constexpr std::uint32_t kEach = ~std::uint32_t{0} / std::numeric_limits<T>::max();
+    return Block(Words{} + unit * kEach);
   }
 
   // All ones in the lanes that are equal, or less, zero in the others.
@@ -67,6 +95,20 @@ class Block {
   friend Block operator|(Block a, Block b) { return Block(a.lanes_ | b.lanes_); }
   friend Block operator&(Block a, Block b) { return Block(a.lanes_ & b.lanes_); }
   friend Block operator~(Block a) { return Block(~a.lanes_); }
+
+  // The units as bytes, the first lowest; one above 0xFF becomes 0 or 0xFF.
+  std::uint64_t narrow() const requires(sizeof(T) == 2) {
+#if defined(__SSE2__)
+    const auto units = std::bit_cast<__m128i>(lanes_);
+    return std::bit_cast<std::array<std::uint64_t, 2>>(_mm_packus_epi16(units, units))[0];
+#elif defined(__ARM_NEON)
+    return vget_lane_u64(vreinterpret_u64_u8(vqmovun_s16(std::bit_cast<int16x8_t>(lanes_))), 0);
+#else
+    std::uint64_t bytes = 0;
+    for (unsigned i = 8; i-- != 0;) bytes = bytes << 8 | (lanes_[i] < 0xFF ? lanes_[i] : 0xFF);
+    return bytes;
+#endif
+  }
 
   // REQUIRES: every lane is all ones or zero.
   LaneMask<T> mask() const {
