@@ -90,7 +90,7 @@ struct NUM {
     const unsigned len = zz_tostr(buf, whole);
     const unsigned decimals = std::min(5 - len, 3u);
     // The fraction with its point is "1ddd" with the 1 written over.
-    const auto power = static_cast<unsigned>(detail::kPowersOfTen[decimals]);
+    const auto power = static_cast<unsigned>(detail::kDecimalPowers[decimals]);
     const unsigned end = len + zz_tostr(buf + len, power + rest * power / 1024);
     buf[len] = '.';
     buf[end] = static_cast<T>("BKMGTPE"[step]);

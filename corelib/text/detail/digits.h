@@ -22,7 +22,7 @@ inline constexpr std::array<T, 200> kDigitPairs = [] {
   return pairs;
 }();
 
-inline constexpr std::array<std::uint64_t, 20> kPowersOfTen = [] {
+inline constexpr std::array<std::uint64_t, 20> kDecimalPowers = [] {
   std::array<std::uint64_t, 20> powers{1};
   for (unsigned i = 1; i < 20; ++i) powers[i] = powers[i - 1] * 10;
   return powers;
@@ -32,7 +32,7 @@ inline constexpr std::array<std::uint64_t, 20> kPowersOfTen = [] {
 constexpr unsigned decimal_digits(std::uint64_t value) {
   if (value < 10) return 1;
   const unsigned guess = static_cast<unsigned>(std::bit_width(value)) * 1233 >> 12;
-  return guess + (value >= kPowersOfTen[guess]);
+  return guess + (value >= kDecimalPowers[guess]);
 }
 
 constexpr unsigned hex_digits(std::uint64_t value) {

@@ -40,7 +40,7 @@ TYPED_TEST(NumTest, IntegersAreWrittenAsToCharsWritesThem) {
     ExpectAsToChars<TypeParam>(static_cast<unsigned short>(value));
     ExpectAsToChars<TypeParam>(static_cast<signed char>(value));
   }
-  for (const std::uint64_t power : detail::kPowersOfTen) {
+  for (const std::uint64_t power : detail::kDecimalPowers) {
     for (const std::uint64_t value : {power - 1, power, 0 - power}) {
       ExpectAsToChars<TypeParam>(value);
       ExpectAsToChars<TypeParam>(static_cast<long long>(value));

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <concepts>
 #include <memory>
 #include <random>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "corelib/text/buffer_ref.h"
 
@@ -40,7 +42,8 @@ StdString<T> Widen(std::string_view bytes) {
 template <class T>
 class HeapText {
  public:
-  explicit HeapText(BufferRef<T> text) : units_(new T[text.len()]), len_(text.len()) {
+  template <std::same_as<BufferRef<T>> View>  // exactly: a string literal must not fit twice
+  explicit HeapText(View text) : units_(new T[text.len()]), len_(text.len()) {
     std::copy(text.begin(), text.end(), units_.get());
   }
   explicit HeapText(std::string_view bytes) : HeapText(BufferRef<T>(Widen<T>(bytes))) {}
@@ -53,17 +56,24 @@ class HeapText {
   unsigned len_;
 };
 
-// Random texts over a few units, so that matches and near matches are frequent.
+// Random texts over a few units, so that matches and near matches are frequent. In 16-bit texts a
+// byte above 0x7F of the alphabet stands for a unit whose low byte is that of an ASCII character,
+// which nothing may take for one: '\xE1' becomes U+E161, not 'a'.
 class RandomTexts {
  public:
   explicit RandomTexts(unsigned seed) : random_(seed) {}
 
   unsigned below(unsigned limit) { return static_cast<unsigned>(random_() % limit); }
   template <class T>
+  T unit(std::string_view alphabet) {
+    const auto byte = static_cast<unsigned char>(alphabet[below(unsigned(alphabet.size()))]);
+    return static_cast<T>(sizeof(T) == 1 || byte < 0x80 ? byte : byte << 8 | (byte & 0x7F));
+  }
+  template <class T>
   HeapText<T> next(unsigned max_len, std::string_view alphabet) {
-    std::string bytes(below(max_len + 1), '\0');
-    for (char& byte : bytes) byte = alphabet[below(static_cast<unsigned>(alphabet.size()))];
-    return HeapText<T>(bytes);
+    std::vector<T> units(below(max_len + 1));
+    for (T& each : units) each = unit<T>(alphabet);
+    return HeapText<T>(BufferRef<T>(units.data(), unsigned(units.size())));
   }
 
  private:

@@ -1,0 +1,241 @@
+// Buffer: the owning, growable text, always with a zero one unit past its length.
+//
+// All of TextOps reads it, and a BufferRef is made from it wherever a function takes one. Growth,
+// states of storage and what happens when memory cannot be had are told in buffer_memory.h; in
+// short: an operation that gets no memory leaves a null pointer and an empty text, writes nothing,
+// and the next operation starts anew.
+//
+// A text given to an operation may be a part of this very buffer's contents, also when the memory
+// moves. Operations that change anything copy a const text out first, whether they grow or not;
+// clear() and assignment just let go of it. Operations return the buffer, so that they can be
+// chained. One thread uses a buffer at a time.
+//
+// Between the two unit widths text is transcoded by the rules of utf.h (unpaired surrogates are
+// dropped): by the constructors, append_str, append_chr and assign_transcoded. The one exception is
+// `assign` of 8-bit text to a 16-bit buffer, which widens each byte, on purpose.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+#include <utility>
+
+#include "corelib/text/buffer_memory.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/datetime.h"
+#include "corelib/text/num.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+template <Unit T>
+class Buffer : public BufferMemOwner<T> {
+ public:
+  using View = BufferRef<T>;
+  using typename BufferFixBase<T>::OtherUnit;
+  using typename BufferFixBase<T>::OtherView;
+
+  // ---- Construction and assignment
+
+  Buffer() noexcept = default;
+  // Empty, with room for `capacity` units (for 32 at least, unless it is 0).
+  explicit Buffer(unsigned capacity) noexcept { this->recapacity(capacity); }
+  // Copies.
+  explicit Buffer(View text) noexcept { append_str(text); }
+  Buffer(const T* units, unsigned len) noexcept : Buffer(View(units, len)) {}
+  Buffer(const CharOf<T>* units, unsigned len) noexcept
+      : Buffer(reinterpret_cast<const T*>(units), len) {}
+  Buffer(const Buffer& other) noexcept : BufferMemOwner<T>() { append_str(other); }
+  // Transcoded copies of text of the other width.
+  explicit Buffer(OtherView text) noexcept { append_str(text); }
+  Buffer(const OtherUnit* units, unsigned len) noexcept : Buffer(OtherView(units, len)) {}
+  Buffer(const CharOf<OtherUnit>* units, unsigned len) noexcept
+      : Buffer(reinterpret_cast<const OtherUnit*>(units), len) {}
+  Buffer(Buffer&& other) noexcept { assign_rv(std::move(other), false); }
+
+  Buffer& operator=(const Buffer& other) noexcept { return assign(other); }
+  Buffer& operator=(Buffer&& other) noexcept { return assign_rv(std::move(other), true); }
+  Buffer& operator=(View text) noexcept { return assign(text); }
+
+  // Makes a copy of `text` the contents.
+  Buffer& assign(View text) noexcept {
+    return text.is_empty() ? clear() : replace_str(0, len_, text);
+  }
+  // Text of the other width: its UTF-8 form in an 8-bit buffer; but in a 16-bit buffer each byte
+  // becomes a unit and nothing is decoded, on purpose, see BufferFixBase. REQUIRES: `text` is not
+  // in this buffer's memory (bytes may be, at its very start).
+  Buffer& assign(OtherView text) noexcept;
+  // Makes the UTF-8 or UTF-16 form of `text` the contents. REQUIRES: `text` is not in this buffer's
+  // memory.
+  Buffer& assign_transcoded(OtherView text) noexcept { return clear().append_str(text); }
+  // The non-growing assignments of BufferFixBase, with a limit.
+  using BufferFixBase<T>::assign;
+
+  // Move assignment, after reset() of this buffer if `reset_first`. Heap and external memory are
+  // taken over with the owner bit, and `other` is as after reset() then; a const text is shared;
+  // what is in the inline area of `other` is copied and replaces the contents here. Without
+  // `reset_first` such a copy keeps the memory that this buffer has. Assigning a buffer to itself
+  // does nothing.
+  Buffer& assign_rv(Buffer&& other, bool reset_first) noexcept;
+
+  // ---- Length
+
+  // Length 0, memory kept; a const text is let go.
+  Buffer& clear() noexcept;
+  // Sets the length; what comes in by it has the value that is in the memory. REQUIRES: n <=
+  // capacity().
+  Buffer& set_len(unsigned n) noexcept;
+  // Writes the zero at len(), for callers that wrote into the memory themselves.
+  void set_zend() noexcept {
+    if (this->is_writable()) str_[len_] = 0;
+  }
+  // Drop the first, or the last, min(n, len()) units. Return the new length.
+  unsigned cut_head(unsigned n) noexcept { return erase(0, n).len_; }
+  unsigned cut_tail(unsigned n) noexcept { return erase(n < len_ ? len_ - n : 0, n).len_; }
+
+  // ---- Adding and replacing text
+
+  Buffer& append_str(View text) noexcept {
+    const unsigned n = text.len();
+    if (n - 1 >= cap_ - len_ || str_ == nullptr)
+      return replace_str(len_, 0, text);  // nothing to add, or no room
+    std::memcpy(str_ + len_, text.cstr(), n * sizeof(T));
+    len_ += n;
+    str_[len_] = 0;
+    return *this;
+  }
+  Buffer& append_str(OtherView text) noexcept;
+
+  // Appends one character: a unit of the buffer's own width (a `char` or an integer counts as one;
+  // REQUIRES that it fits), or else the encoding of a UTF-16 unit or of a code point. A lone
+  // surrogate and what is no code point append nothing, though room for the longest encoding of
+  // such a character is reserved beforehand.
+  template <std::integral C>
+  Buffer& append_chr(C c) noexcept {
+    if constexpr (std::same_as<C, char32_t> ||
+                  (sizeof(T) == 1 &&
+                   (std::same_as<C, char16_t> || std::same_as<C, unsigned short>))) {
+      return append_encoded(c, sizeof(C) == 2 ? 3 : 4 / sizeof(T));
+    } else if constexpr (std::same_as<C, char>) {
+      return append_unit(static_cast<unsigned char>(c));
+    } else {
+      assert(std::in_range<T>(static_cast<long long>(c)));
+      return append_unit(static_cast<T>(c));
+    }
+  }
+  Buffer& append_chr_repeat(T c, unsigned count) noexcept;
+  // Appends zero units that count as text.
+  Buffer& append_zero(unsigned count = 1) noexcept { return append_chr_repeat(0, count); }
+
+  // Puts `text` before the unit at `pos`, at the end when `pos` is past it.
+  Buffer& insert_str(unsigned pos, View text) noexcept { return replace_str(pos, 0, text); }
+  // Puts `text` in the place of the units [pos, pos + n), the range cut to the text.
+  Buffer& replace_str(unsigned pos, unsigned n, View text) noexcept;
+  // Puts `text` over the units from `pos` (at most len()) on, past the end where it reaches so far.
+  Buffer& write(unsigned pos, View text) noexcept { return replace_str(pos, text.len(), text); }
+  // Removes the units [pos, pos + n), cut at the end.
+  Buffer& erase(unsigned pos, unsigned n) noexcept { return replace_str(pos, n, View()); }
+
+  // ---- Changes in place, as BufferRef has them
+
+  Buffer& to_up() noexcept;
+  Buffer& to_low() noexcept;
+  Buffer& replace_chr(T from, T to) noexcept;
+  Buffer& reverse() noexcept;
+  Buffer& erase_chr(T c) noexcept;
+  // REQUIRES: `set` is not in this buffer's memory.
+  Buffer& erase_chrlist(View set) noexcept;
+
+  // Turn every '\\' into '/'; then make the text end with a '/', so that an empty one becomes "/",
+  // or drop one '/' from its end.
+  Buffer& ensure_slash_end() noexcept;
+  Buffer& ensure_noslash_end() noexcept;
+  // Appends zero units, up to three, until the length is a multiple of 4 units.
+  Buffer& ensure_len_align4() noexcept { return append_zero(-len_ & 3); }
+
+  // ---- Appending values as text, by the functions of NUM
+
+  // Decimal digits, filled up with zeros after the sign to `width` units.
+  template <Integer V>
+  Buffer& append_num(V value, unsigned width = 0) noexcept {
+    if (width != 0)
+      return append_padded(width, [value](T* buf) { return NUM::zz_tostr(buf, value); });
+    const unsigned n = NUM::decimal_length(value);
+    if (make_room(std::uint64_t{len_} + n)) len_ += NUM::zz_tostr(str_ + len_, value);
+    return *this;
+  }
+  // Upper-case hexadecimal digits, filled up with zeros to `width` units; a negative value in its
+  // own width.
+  template <Integer V>
+  Buffer& append_hex(V value, unsigned width = 0) noexcept {
+    return append_padded(width, [value](T* buf) { return NUM::zz_tohex(buf, value); });
+  }
+  // The shortest text that reads back as `value`; or with given numbers of digits before and after
+  // the point.
+  Buffer& append_real(double value) noexcept;
+  Buffer& append_real(double value, unsigned int_digits, unsigned frac_digits) noexcept;
+  // "YYYY-MM-DD", "HH:MM:SS", and both with the separator of `value` between them.
+  Buffer& append_date(const Date& value) noexcept;
+  Buffer& append_time(const Time& value) noexcept;
+  Buffer& append_datetime(const DateTime& value) noexcept;
+  // A count of bytes with its unit, "1.500K".
+  Buffer& append_filesize(unsigned long long bytes) noexcept;
+  // A duration: "7ms", from a second on "1.234s", then "2m03.004s", "1h02m03.004s",
+  // "5d01h02m03.004s". Nothing is rounded; the units after the first have two digits.
+  Buffer& append_timecost(unsigned long long milliseconds) noexcept;
+  // The eight binary digits of a byte, the highest first.
+  Buffer& append_bin8(unsigned char byte) noexcept;
+
+  // ---- Appending text with escapes; the second undoes the first
+
+  // Makes ASCII control characters visible: as \0 \a \b \t \n \v \f \r or \xHH, and the backslash
+  // as \\.
+  Buffer& append_ctrl(View text) noexcept;
+  // Resolves these escapes, \" \' \/ \e, and \uHHHH for a UTF-16 unit; in 8-bit text two of these
+  // make one character if they are a surrogate pair, and nothing if they are not. Whatever else
+  // follows a backslash stays as it is. Room for the whole of `text` is reserved.
+  Buffer& append_unescape(View text) noexcept;
+
+ private:
+  using BufferMemOwner<T>::str_;
+  using BufferMemOwner<T>::len_;
+  using BufferMemOwner<T>::cap_;
+
+  Buffer& append_unit(T c) noexcept {
+    if (len_ >= cap_ || str_ == nullptr) return append_chr_repeat(c, 1);
+    str_[len_] = c;
+    str_[++len_] = 0;
+    return *this;
+  }
+  Buffer& append_encoded(char32_t c, unsigned headroom) noexcept;
+  Buffer& append_padded_text(const T* text, unsigned len, unsigned width) noexcept;
+  template <unsigned room, class Write>
+  Buffer& append_written(Write write) noexcept;
+  template <class Write>
+  Buffer& append_padded(unsigned width, Write write) noexcept {
+    T text[NUM::kDecimalRoom];
+    return append_padded_text(text, write(text), width);
+  }
+
+  // Makes sure of `need` units of memory that may be written. False when there are none: nothing is
+  // to be written then.
+  bool make_room(std::uint64_t need) noexcept {
+    return (this->is_writable() && need <= cap_) || ((need | len_) != 0 && this->grow(need));
+  }
+  // The same, and if `text` stands in memory that moves, it is moved along.
+  template <Unit U>
+  bool make_room(std::uint64_t need, BufferRef<U>& text) noexcept;
+  // Lets `change` work on the contents as a view, which it may shorten.
+  template <class Change>
+  Buffer& change_in_place(Change change) noexcept;
+};
+
+static_assert(sizeof(Buffer<unsigned char>) == sizeof(BufferMemOwner<unsigned char>) &&
+              sizeof(Buffer<unsigned short>) == sizeof(BufferMemOwner<unsigned short>));
+
+extern template class Buffer<unsigned char>;
+extern template class Buffer<unsigned short>;
+
+}  // namespace tstl

@@ -1,0 +1,128 @@
+// BufferMemOwner: where the memory of a buffer comes from, who frees it, and how it grows.
+//
+//   state     str              cap                owner  const  entered by
+//   empty     null             0 (*)              no     no     construction, set_data_empty,
+//   failure inline    the inline area  its size           no     no     reset, shrink_to_fit, a
+//   derived type's constructor owned     heap memory      as allocated       yes    no recapacity,
+//   set_data_owner, capture_the_ownership external  caller's memory  as given           no     no
+//   set_data_external, release_the_ownership const     caller's text    the text's length  no yes
+//   set_data_const
+//
+//   (*) set_data_empty leaves `cap` as it was; without memory it means nothing.
+//
+// Memory comes from malloc and realloc and is freed with free; an allocation is always cap + 1
+// units. When memory cannot be had, or a length passes 32 bits, the buffer lets go of what it had:
+// a null pointer, length and capacity 0, nothing leaked, nothing reported. It can be used again.
+// Callers that may ask for large sizes look at the pointer afterwards.
+#pragma once
+
+#include <cstdint>
+
+#include "corelib/text/buffer_fix_base.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+template <Unit T>
+class BufferMemOwner : public BufferFixBase<T> {
+ public:
+  // The least capacity that is ever allocated, and the greatest.
+  static constexpr unsigned kLeastCapacity = 32;
+  static constexpr unsigned kGreatestCapacity = 0xFFFFFFFE;
+
+  BufferMemOwner() noexcept = default;
+  ~BufferMemOwner() { try_free(); }
+
+  // Units that fit before the terminating zero.
+  [[nodiscard]] unsigned capacity() const noexcept { return cap_; }
+  [[nodiscard]] bool is_owner() const noexcept { return (flags_ & kOwnerFlag) != 0; }
+  [[nodiscard]] bool is_const_data() const noexcept { return (flags_ & kConstFlag) != 0; }
+  // The text is in the inline area.
+  [[nodiscard]] bool is_with_data() const noexcept {
+    return inline_capacity() != 0 && str_ == internal_with_data_ptr();
+  }
+  // Where a derived type has its inline area: directly after the header.
+  [[nodiscard]] T* internal_with_data_ptr() const noexcept {
+    return reinterpret_cast<T*>(reinterpret_cast<std::uintptr_t>(this) + sizeof(*this));
+  }
+  // The state is one of the table's, with a zero after a text that is not const. For tests, after
+  // each step.
+  [[nodiscard]] bool check_invariants() const noexcept;
+
+  // ---- Change the storage: owned memory is freed, the inline area's size and the flags of derived
+  // types stay. REQUIRES of all: `p` is not the memory that the buffer owns now; len <= cap. A null
+  // `p` gives the empty state.
+
+  // Adopts memory from malloc of cap + 1 units; the buffer frees it. Writes the zero at p[len].
+  void set_data_owner(unsigned cap, T* p, unsigned len) noexcept {
+    set_data(p, len, cap, kOwnerFlag);
+  }
+  // Uses the caller's memory of cap + 1 units, which has to outlive its use. Writes the zero at
+  // p[len].
+  void set_data_external(unsigned cap, T* p, unsigned len) noexcept { set_data(p, len, cap, 0); }
+  // Points at a text that has to outlive its use and is never written; the first change copies it
+  // out.
+  void set_data_const(const T* p, unsigned len) noexcept {
+    set_data(const_cast<T*>(p), len, len, kConstFlag);
+  }
+  // No memory and no text; the number in capacity() stays.
+  void set_data_empty() noexcept;
+
+  // Sets the owner bit over the current memory, which has to come from malloc. There is nothing to
+  // own in the inline area, in a const text or in the empty state: they stay as they are.
+  void capture_the_ownership() noexcept;
+  // Clears the owner bit: the memory outlives the buffer, and who has the pointer must free() it.
+  void release_the_ownership() noexcept { flags_ &= ~kOwnerFlag; }
+
+  // Back to the start: owned memory is freed; the inline area is in use when there is one, else no
+  // memory.
+  void reset() noexcept;
+
+  // Makes room for `need` units in all, contents kept. Nothing happens when they fit. Otherwise the
+  // capacity becomes the largest of twice what it was, `need` and kLeastCapacity, in memory of the
+  // buffer's own; what is not owned is copied out, not freed. Returns whether there is room; see
+  // above for failure.
+  bool recapacity(std::uint64_t need) noexcept {
+    return (need <= cap_ && str_ != nullptr) || need == 0 || grow(need);
+  }
+
+  // Gives back what the text does not need: an empty text's memory, the heap when the text fits
+  // into the inline area, the capacity above the length. Affects owned memory only, and is without
+  // effect when the heap cannot do it.
+  void shrink_to_fit() noexcept;
+
+ protected:
+  using BufferFixBase<T>::kOwnerFlag;
+  using BufferFixBase<T>::kConstFlag;
+  using BufferFixBase<T>::kDerivedFlags;
+  using BufferFixBase<T>::kInlineMask;
+  using BufferFixBase<T>::str_;
+  using BufferFixBase<T>::len_;
+  using BufferFixBase<T>::cap_;
+  using BufferFixBase<T>::flags_;
+
+  // For a derived type whose first member is an array of n + 1 units: records its size and starts
+  // to use it, empty.
+  void set_data_with_data(unsigned n) noexcept;
+  [[nodiscard]] unsigned inline_capacity() const noexcept { return flags_ & kInlineMask; }
+
+  // Frees the memory if it is owned and changes nothing else, so it is only good before the end or
+  // a new state.
+  void try_free() noexcept;
+  // recapacity when it does not fit, or when a const text has to be copied out. False after
+  // failure.
+  bool grow(std::uint64_t need) noexcept;
+
+ private:
+  void install(T* p, unsigned len, unsigned cap, unsigned storage) noexcept;
+  void set_data(T* p, unsigned len, unsigned cap, unsigned storage) noexcept;
+  void install_start() noexcept;
+};
+
+static_assert(sizeof(BufferMemOwner<unsigned char>) == sizeof(BufferFixBase<unsigned char>) &&
+              sizeof(BufferMemOwner<unsigned short>) == sizeof(BufferFixBase<unsigned short>));
+
+extern template class BufferMemOwner<unsigned char>;
+extern template class BufferMemOwner<unsigned short>;
+
+}  // namespace tstl
