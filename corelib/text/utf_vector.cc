@@ -1,0 +1,366 @@
+// The vector kernels. Both conversions work alike: every character is computed in the form of the
+// longest one, without a branch, and a table of byte rearrangements, chosen by the lengths of the
+// characters, squeezes out what is not there. So it does not matter how ASCII and Chinese mix.
+#include "corelib/text/detail/utf_vector.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+
+#include "corelib/text/detail/utf_kernels.h"
+
+#if defined(TSTL_UTF_VECTOR)
+
+namespace tstl::detail {
+namespace {
+
+using Row = std::array<unsigned char, 16>;
+using Table = std::array<Row, 256>;
+
+// Row m keeps those of eight 16-bit lanes whose bit in m is set.
+constexpr Table keep_lanes() {
+  Table table{};
+  for (unsigned mask = 0; mask != 256; ++mask) {
+    std::size_t out = 0;
+    table[mask].fill(kNoByte);
+    for (unsigned at = 0; at != 16; ++at) {
+      if (mask >> at / 2 & 1) table[mask][out++] = static_cast<unsigned char>(at);
+    }
+  }
+  return table;
+}
+
+// Row m keeps of four characters the bytes that their lengths call for. A character comes in four
+// bytes: the first of three, nothing, the last but one and the last. Bit 2i of m is set when
+// character i is shorter than two bytes, bit 2i + 1 when it is shorter than three.
+constexpr Table keep_bytes() {
+  Table table{};
+  for (unsigned mask = 0; mask != 256; ++mask) {
+    std::size_t out = 0;
+    table[mask].fill(kNoByte);
+    for (unsigned at = 0; at != 16; at += 4) {
+      const unsigned shorter = mask >> at / 2;
+      if ((shorter & 2) == 0) table[mask][out++] = static_cast<unsigned char>(at);
+      if ((shorter & 1) == 0) table[mask][out++] = static_cast<unsigned char>(at + 2);
+      table[mask][out++] = static_cast<unsigned char>(at + 3);
+    }
+  }
+  return table;
+}
+
+alignas(64) constexpr Table kKeepLanes = keep_lanes();
+alignas(64) constexpr Table kKeepBytes = keep_bytes();
+
+TSTL_UTF_TARGET inline Bytes keep(const Table& table, unsigned mask, Bytes v) noexcept {
+  return rearrange(v, load<Bytes>(table[mask].data()));
+}
+
+TSTL_UTF_TARGET inline std::size_t ones(unsigned mask) noexcept {
+  return static_cast<std::size_t>(std::popcount(mask));
+}
+
+// From UTF-16 -------------------------------------------------------------------------------------
+
+inline bool has_surrogate(Units u) noexcept { return any((u & 0xF800) == 0xD800); }
+
+// Eight units as UTF-8: four characters and four, so many bytes of them, zeros behind.
+struct Encoded {
+  Bytes low, high;
+  std::size_t low_size, high_size;
+};
+
+// REQUIRES: !has_surrogate(u).
+TSTL_UTF_TARGET inline Encoded encode(Units u) noexcept {
+  const Units one = Units(u < 0x80);
+  const Units two = Units(u < 0x800);  // or one
+  const Units first = u >> 12 | 0xE0;
+  const Units middle = (u >> 6 & 0x3F) | (two & 0x40) | 0x80;
+  const Units last = (u & (one | 0x3F)) | (~one & 0x80);
+  const Units tail = middle | last << 8;
+  const unsigned shorter = high_bits(Bytes(one | (two & 0xFF00)));
+  const unsigned low = shorter & 0xFF;
+  const unsigned high = shorter >> 8;
+  return {keep(kKeepBytes, low, Bytes(interleave_low(first, tail))),
+          keep(kKeepBytes, high, Bytes(interleave_high(first, tail))), 12 - ones(low),
+          12 - ones(high)};
+}
+
+// Stores what eight units give, and up to 16 bytes behind it; returns the end of it.
+TSTL_UTF_TARGET inline unsigned char* put(unsigned char* dst, const Encoded& e) noexcept {
+  store(dst, e.low);
+  store(dst + e.low_size, e.high);
+  return dst + e.low_size + e.high_size;
+}
+
+// While there is much of everything: 16 units at a time.
+TSTL_UTF_TARGET inline ToUtf8Place to_utf8_freely(const unsigned short* src,
+                                                  const unsigned short* src_end, unsigned char* dst,
+                                                  unsigned char* dst_end) noexcept {
+  while (count(src, src_end) >= 16 && count(dst, dst_end) >= 16) {
+    const Units a = load<Units>(src);
+    const Units b = load<Units>(src + 8);
+    if (all((a | b) < 0x80)) {
+      store(dst, low_bytes(a, b));
+      dst += 16;
+    } else {
+      if (count(dst, dst_end) < 64 || has_surrogate(a) || has_surrogate(b)) break;
+      dst = put(put(dst, encode(a)), encode(b));
+    }
+    src += 16;
+  }
+  return {src, dst};
+}
+
+// Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
+TSTL_UTF_TARGET inline bool put_tight(ToUtf8Place& at, unsigned char* dst_end, Units u,
+                                      std::size_t taken) noexcept {
+  if (has_surrogate(u)) return false;
+  const Encoded e = encode(u);
+  const std::size_t size = e.low_size + e.high_size - (8 - taken);
+  const std::size_t room = count(at.dst, dst_end);
+  if (size > room) return false;
+  store_joined(at.dst, room, e.low, e.low_size, e.high, size - e.low_size);
+  at.src += taken;
+  at.dst += size;
+  return true;
+}
+
+TSTL_UTF_TARGET inline ToUtf8Place to_utf8(const unsigned short* src, const unsigned short* src_end,
+                                           unsigned char* dst, unsigned char* dst_end) noexcept {
+  constexpr std::size_t kFew = 4;  // not worth the effort
+  ToUtf8Place at = to_utf8_freely(src, src_end, dst, dst_end);
+  while (count(at.src, src_end) >= 8) {
+    if (!put_tight(at, dst_end, load<Units>(at.src), 8)) return at;
+  }
+  const std::size_t left = count(at.src, src_end);
+  if (left >= kFew) put_tight(at, dst_end, load_first<Units>(at.src, 2 * left), left);
+  return at;
+}
+
+// From UTF-8 --------------------------------------------------------------------------------------
+
+// Sixteen bytes inside a text of whole sequences of one to three bytes.
+struct Window {
+  Bytes b;               // the bytes; zeros past the end of the text
+  Bytes b1, b2;          // for each the one before it, the one before that
+  unsigned ends;         // bit i: byte i is the last of its sequence
+  unsigned char length;  // how many are there
+};
+
+inline Bytes is_continuation(Bytes b) noexcept { return Bytes(SignedBytes(b) < -64); }
+
+// A window that begins with a sequence and holds at least five of three bytes: these are its
+// continuation bytes.
+constexpr unsigned kThreeByteRun = 0b0110110110110110;
+
+// Hands `taker` one window of the text after the other until it declines one, or the next is not of
+// that kind. Where a run of ASCII or of three-byte sequences may begin, the taker is asked first to
+// take all of it at once. Returns the start of the first sequence that it did not see the end of.
+template <class Taker>
+TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
+                                                 const unsigned char* src_end,
+                                                 Taker& taker) noexcept {
+  constexpr std::size_t kFew = 6;  // not worth the effort
+  Window w{};
+  unsigned open = 0;  // 1: the sequence that ends the last window goes on in the next
+  while (count(src, src_end) >= kFew || (open != 0 && src != src_end)) {
+    const Bytes before = w.b;
+    w.length = static_cast<unsigned char>(std::min<std::size_t>(count(src, src_end), 16));
+    w.b = w.length == 16 ? load<Bytes>(src) : load_first<Bytes>(src, w.length);
+    w.b1 = earlier<1>(before, w.b);
+    w.b2 = earlier<2>(before, w.b);
+    const unsigned ends = high_bits(Bytes((w.b < 0xC0) & (w.b1 < 0xE0)));
+    const unsigned continuations = high_bits(is_continuation(w.b));
+    const unsigned expected = ((~ends << 1) | open) & 0xFFFF;
+    if (continuations != expected || !all(w.b < 0xF0)) break;
+    const unsigned char* behind = src;
+    if (continuations == kThreeByteRun) {
+      behind = taker.take_three_bytes(src, src_end);
+    } else if ((high_bits(w.b) | open) == 0) {
+      behind = taker.take_ascii(src, src_end);
+    }
+    if (behind != src) {
+      src = behind;
+      w.b = Bytes{};
+      continue;
+    }
+    w.ends = ends & 0xFFFF >> (16 - w.length);
+    if (!taker.take(w)) break;
+    src += w.length;
+    open = ~ends >> 15 & 1;
+  }
+  if (open != 0) {
+    do --src;
+    while ((*src & 0xC0) == 0x80);
+  }
+  return src;
+}
+
+TSTL_UTF_TARGET inline const unsigned char* skip_ascii(const unsigned char* src,
+                                                       const unsigned char* src_end) noexcept {
+  while (count(src, src_end) >= 16 && high_bits(load<Bytes>(src)) == 0) src += 16;
+  return src;
+}
+
+class Utf16Writer {
+ public:
+  Utf16Writer(unsigned short* dst, unsigned short* dst_end) noexcept
+      : dst_(dst), dst_end_(dst_end) {}
+
+  [[nodiscard]] unsigned short* end() const noexcept { return dst_; }
+
+  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+    // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
+    // it up to six more; the one before that, if it is one of three, the highest four.
+    const Bytes last = is_continuation(w.b);
+    const Bytes middle = is_continuation(w.b1);
+    const Bytes low = w.b ^ (last & ((Bytes(Units(w.b1) << 6) & 0xC0) ^ 0x80));
+    const Bytes high =
+        last & ((Bytes(Units(w.b1) >> 2) & 0x0F) | (Bytes(Units(w.b2) << 4) & (middle & 0xF0)));
+    const Bytes a = keep(kKeepLanes, w.ends & 0xFF, interleave_low(low, high));
+    const Bytes b = keep(kKeepLanes, w.ends >> 8, interleave_high(low, high));
+    const std::size_t a_count = ones(w.ends & 0xFF);
+    const std::size_t b_count = ones(w.ends >> 8);
+    const std::size_t room = count(dst_, dst_end_);
+    if (room >= 16) {
+      store(dst_, a);
+      store(dst_ + a_count, b);
+    } else {
+      if (a_count + b_count > room) return false;
+      store_joined(dst_, 2 * room, a, 2 * a_count, b, 2 * b_count);
+    }
+    dst_ += a_count + b_count;
+    return true;
+  }
+
+  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
+                                                  const unsigned char* src_end) noexcept {
+    for (; count(src, src_end) >= 16 && count(dst_, dst_end_) >= 16; src += 16, dst_ += 16) {
+      const Bytes b = load<Bytes>(src);
+      if (high_bits(b) != 0) break;
+      store(dst_, interleave_low(b, Bytes{}));
+      store(dst_ + 8, interleave_high(b, Bytes{}));
+    }
+    return src;
+  }
+
+  // Eight sequences at a time: four in the 12 bytes at `src`, four in the last 12 of the 16 at
+  // `src + 8`.
+  TSTL_UTF_TARGET const unsigned char* take_three_bytes(const unsigned char* src,
+                                                        const unsigned char* src_end) noexcept {
+    constexpr unsigned char kNo = kNoByte;
+    // clang-format off
+    constexpr Bytes kTailA = {2, 1, 5, 4, 8, 7, 11, 10, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+    constexpr Bytes kTailB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 6, 5, 9, 8, 12, 11, 15, 14};
+    constexpr Bytes kLeadA = {0, kNo, 3, kNo, 6, kNo, 9, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+    constexpr Bytes kLeadB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 4, kNo, 7, kNo, 10, kNo, 13, kNo};
+    // The bits that tell a lead byte of three, in every third place, and a continuation byte. All of
+    // them but the lowest are set in such a byte.
+    constexpr Bytes kKindA = {0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0,
+                              0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0};
+    constexpr Bytes kKindB = {0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0,
+                              0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0};
+    // clang-format on
+    for (; count(src, src_end) >= 24 && count(dst_, dst_end_) >= 8; src += 24, dst_ += 8) {
+      const Bytes a = load<Bytes>(src);
+      const Bytes b = load<Bytes>(src + 8);
+      if (!all(((a & kKindA) == (kKindA << 1)) & ((b & kKindB) == (kKindB << 1)))) break;
+      const Units tail = Units(rearrange(a, kTailA) | rearrange(b, kTailB));
+      const Units lead = Units(rearrange(a, kLeadA) | rearrange(b, kLeadB));
+      store(dst_, lead << 12 | (tail >> 2 & 0x0FC0) | (tail & 0x3F));
+    }
+    return src;
+  }
+
+ private:
+  unsigned short* dst_;
+  unsigned short* dst_end_;
+};
+
+TSTL_UTF_TARGET inline ToUtf16Place to_utf16(const unsigned char* src, const unsigned char* src_end,
+                                             unsigned short* dst,
+                                             unsigned short* dst_end) noexcept {
+  Utf16Writer writer(dst, dst_end);
+  src = walk(src, src_end, writer);
+  return {src, writer.end()};
+}
+
+struct Utf16Counter {
+  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
+                                                  const unsigned char* src_end) noexcept {
+    const unsigned char* const behind = skip_ascii(src, src_end);
+    units += count(src, behind);
+    return behind;
+  }
+  const unsigned char* take_three_bytes(const unsigned char* src,
+                                        const unsigned char* /*src_end*/) const noexcept {
+    return src;  // no quicker than by the window
+  }
+  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+    units += ones(w.ends);
+    return true;
+  }
+
+  std::size_t units = 0;
+};
+
+TSTL_UTF_TARGET inline Utf16SizePlace utf16_size(const unsigned char* src,
+                                                 const unsigned char* src_end) noexcept {
+  Utf16Counter counter;
+  src = walk(src, src_end, counter);
+  return {src, counter.units};
+}
+
+// Takes what is strictly UTF-8: no sequence longer than need be, no surrogate.
+struct Utf8Judge {
+  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
+                                                  const unsigned char* src_end) noexcept {
+    return skip_ascii(src, src_end);
+  }
+  const unsigned char* take_three_bytes(const unsigned char* src,
+                                        const unsigned char* /*src_end*/) const noexcept {
+    return src;
+  }
+  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+    return !any(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
+                ((w.b1 == 0xED) & (w.b >= 0xA0)));
+  }
+};
+
+TSTL_UTF_TARGET inline const unsigned char* valid_utf8(const unsigned char* src,
+                                                       const unsigned char* src_end) noexcept {
+  Utf8Judge judge;
+  return walk(src, src_end, judge);
+}
+
+TSTL_UTF_TARGET std::size_t vector_utf16_to_utf8(const unsigned short* src, std::size_t n,
+                                                 unsigned char* dst, std::size_t room,
+                                                 LoneSurrogate lone) noexcept {
+  return convert_with(to_utf8, src, n, dst, room, lone);
+}
+TSTL_UTF_TARGET std::size_t vector_utf8_to_utf16(const unsigned char* src, std::size_t n,
+                                                 unsigned short* dst, std::size_t room) noexcept {
+  return convert_with(to_utf16, src, n, dst, room);
+}
+TSTL_UTF_TARGET std::size_t vector_utf16_size(const unsigned char* src, std::size_t n) noexcept {
+  return size_with(utf16_size, src, n);
+}
+TSTL_UTF_TARGET std::size_t vector_valid_utf8_prefix(const unsigned char* src,
+                                                     std::size_t n) noexcept {
+  return valid_with(valid_utf8, src, n);
+}
+
+}  // namespace
+
+constinit const UtfKernels kVectorUtfKernels = {vector_utf16_to_utf8, vector_utf8_to_utf16,
+                                                vector_utf16_size, vector_valid_utf8_prefix};
+
+}  // namespace tstl::detail
+
+#else
+
+namespace tstl::detail {
+constinit const UtfKernels kVectorUtfKernels = kPlainUtfKernels;  // never chosen
+}
+
+#endif
