@@ -36,6 +36,9 @@ class KeyedNode {
   const T* str() const { return reinterpret_cast<const T*>(this + 1); }
   std::uint32_t len() const { return len_; }
 
+  // The eight bytes from the key length on, which every node has.
+  const void* key_start() const { return &len_; }
+
   // Copies all units of `key` and records `len` as their number. REQUIRES: the node is as
   // alloc_node made it for a key of this length.
   void init_key(BufferRef<T> key, std::uint32_t len) {
@@ -59,8 +62,8 @@ constexpr std::uint32_t recorded_len(std::uint32_t len) { return len & 0xFFFF; }
 
 namespace detail {
 
-// The bytes of a Node and the units of a key behind it; the node's key is still to be set. Null when
-// memory is short.
+// The bytes of a Node and the units of a key behind it; the node's key is still to be set. Null
+// when memory is short.
 template <class Node, Unit T>
 Node* alloc_node(Chunk& arena, BufferRef<T> key) {
   static_assert(alignof(Node) <= 4 && sizeof(Node) % alignof(T) == 0);
@@ -68,8 +71,8 @@ Node* alloc_node(Chunk& arena, BufferRef<T> key) {
   return place == nullptr ? nullptr : new (place) Node;
 }
 
-// Calls fn(key, value) for a node. The value is handed over in an aligned copy, which is stored back
-// when `fn` has changed it; a const node keeps its value.
+// Calls fn(key, value) for a node. The value is handed over in an aligned copy, which is stored
+// back when `fn` has changed it; a const node keeps its value.
 template <class Node, class Fn>
 decltype(auto) visit_node(Node& node, Fn& fn) {
   struct Copy {

@@ -1,0 +1,116 @@
+#include "corelib/containers/buffer_hash.h"
+
+#include <cstdlib>
+
+#include "corelib/containers/detail/key_probe.h"
+
+namespace tstl {
+
+template <Unit T>
+BufferHash<T>& BufferHash<T>::operator=(BufferHash&& other) noexcept {
+  BufferHash taken(std::move(other));
+  swap(taken);
+  return *this;
+}
+
+template <Unit T>
+BufferHash<T>::~BufferHash() {
+  std::free(buckets_);
+}
+
+template <Unit T>
+void BufferHash<T>::swap(BufferHash& other) noexcept {
+  arena_.swap(other.arena_);
+  std::swap(buckets_, other.buckets_);
+  std::swap(bucket_cnt_, other.bucket_cnt_);
+  std::swap(bucket_cap_, other.bucket_cap_);
+  std::swap(item_cnt_, other.item_cnt_);
+  std::swap(requested_, other.requested_);
+}
+
+template <Unit T>
+void BufferHash<T>::reset() {
+  arena_.reset();
+  std::free(std::exchange(buckets_, nullptr));
+  bucket_cnt_ = 0;
+  bucket_cap_ = 0;
+  item_cnt_ = 0;
+  requested_ = clamp(requested_);
+}
+
+template <Unit T>
+bool BufferHash<T>::make_buckets() {
+  buckets_ = static_cast<Node**>(std::calloc(requested_, sizeof(Node*)));
+  if (buckets_ == nullptr) return false;
+  bucket_cnt_ = bucket_cap_ = requested_;
+  return true;
+}
+
+template <Unit T>
+void BufferHash<T>::set_tabsize(std::uint32_t n) {
+  requested_ = clamp(n);
+  if (buckets_ == nullptr || bucket_cnt_ == requested_) return;
+  auto* const grown = static_cast<Node**>(std::calloc(requested_, sizeof(Node*)));
+  if (grown == nullptr) return;
+  move_chains(grown, requested_);
+  std::free(std::exchange(buckets_, grown));
+  bucket_cnt_ = bucket_cap_ = requested_;
+}
+
+// Pushes the nodes, in the order of for_each, onto the heads of `to`.
+template <Unit T>
+void BufferHash<T>::move_chains(Node** to, std::uint32_t to_cnt) {
+  for (std::uint32_t i = 0; i < bucket_cnt_; ++i) {
+    for (Node* node = buckets_[i]; node != nullptr;) {
+      Node*& head = to[crc32(node->key()) % to_cnt];
+      Node* const next = node->next();
+      node->set_next(std::exchange(head, node));
+      node = next;
+    }
+  }
+}
+
+template <Unit T>
+typename BufferHash<T>::Node* BufferHash<T>::alloc_node(View key) {
+  Node* const node = detail::alloc_node<Node>(arena_, key);
+  if (node == nullptr) return nullptr;
+  node->init_key(key, recorded_len(key.len()));
+  ++item_cnt_;
+  return node;
+}
+
+template <Unit T>
+typename BufferHash<T>::Node* BufferHash<T>::insert(View key) {
+  if (buckets_ == nullptr && !make_buckets()) return nullptr;
+  const detail::KeyProbe<T> probe(key);
+  Node*& head = buckets_[hash_id(key)];
+  Node* before = nullptr;
+  Node* after = head;
+  for (; after != nullptr; before = after, after = after->next()) {
+    if (probe.matches(after->keyed())) return after;
+    if (!probe.follows(after->keyed())) break;
+  }
+  Node* const node = alloc_node(key);
+  if (node == nullptr) return nullptr;
+  node->set_next(after);
+  if (before == nullptr) {
+    head = node;
+  } else {
+    before->set_next(node);
+  }
+  return node;
+}
+
+template <Unit T>
+const typename BufferHash<T>::Node* BufferHash<T>::find(View key) const {
+  if (buckets_ == nullptr) return nullptr;
+  const detail::KeyProbe<T> probe(key);
+  const Node* node = buckets_[hash_id(key)];
+  while (node != nullptr && !probe.matches(node->keyed())) node = node->next();
+  return node;
+}
+
+template class BufferHash<unsigned char>;
+template class BufferHash<unsigned short>;
+
+}  // namespace tstl

@@ -1,0 +1,159 @@
+// BufferHash: a table from a key of text units to a 64-bit value.
+//
+// A chained table whose nodes lie packed in an arena that the table owns; its size is chosen by the
+// caller and never changes by itself, so size a large table once, before the first insertion: as
+// many buckets as there will be keys is quick. Nodes never move, and live until reset() or the
+// table's end. Growing fails with a null node when memory is short, and leaves the table as it was.
+// One thread at a time.
+//
+// set_tabsize() on a table that has keys moves every node to the head of its new chain. Chains are
+// in key order before that and no longer after it, on purpose, while an insertion still looks no
+// further than the first node that orders after the new key. So after such a call insert() may miss
+// a key that is there and make a second node of it; find() scans whole chains and gives the one
+// that comes first. Whoever has to resize a filled table asks find() before insert(), or moves the
+// keys into a new table with for_each().
+//
+// Keys of 65536 units or more are recorded with a wrapped length: see recorded_len().
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/containers/crc32.h"
+#include "corelib/containers/keyed_node.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+//   offset 0, 8 bytes: next node of the chain
+//          8:          a keyed node (value, key length, key)
+#pragma pack(push, 4)
+template <Unit T>
+class BufferHashNode {
+ public:
+  using unit_type = T;
+
+  BufferHashNode* next() const { return next_; }
+  void set_next(BufferHashNode* next) { next_ = next; }
+
+  std::uint64_t value() const { return keyed_.value(); }
+  void set_value(std::uint64_t value) { keyed_.set_value(value); }
+  BufferRef<T> key() const { return keyed_.key(); }
+  const T* str() const { return keyed_.str(); }
+  std::uint32_t len() const { return keyed_.len(); }
+  const KeyedNode<T>& keyed() const { return keyed_; }
+  // As KeyedNode's.
+  void init_key(BufferRef<T> key, std::uint32_t len) { keyed_.init_key(key, len); }
+
+ private:
+  BufferHashNode* next_ = nullptr;
+  KeyedNode<T> keyed_;
+};
+#pragma pack(pop)
+static_assert(sizeof(void*) == 8 && sizeof(BufferHashNode<unsigned char>) == 20);
+
+template <Unit T>
+class BufferHash {
+ public:
+  using Node = BufferHashNode<T>;
+  using View = BufferRef<T>;
+  static constexpr std::uint32_t kMinTable = 32;
+  static constexpr std::uint32_t kMaxTable = 1048576;
+
+  // `tabsize` buckets, cut to the range from kMinTable to kMaxTable, are made by the first
+  // insertion.
+  explicit BufferHash(std::uint32_t tabsize) : requested_(clamp(tabsize)) {}
+  BufferHash(BufferHash&& other) noexcept : requested_(other.requested_) { swap(other); }
+  BufferHash& operator=(BufferHash&& other) noexcept;
+  ~BufferHash();
+  void swap(BufferHash& other) noexcept;
+
+  // Releases all nodes and buckets.
+  void reset();
+
+  // Asks for `n` buckets (cut as above). A table that has buckets, of another number, is rehashed:
+  // mind the opening comment. When memory is short such a table stays as it is.
+  void set_tabsize(std::uint32_t n);
+  // The same for the buckets that the next first insertion makes; never rehashes.
+  void itn_set_tabsize(std::uint32_t n) { requested_ = clamp(n); }
+
+  // Nodes made, those of alloc_node() included.
+  std::uint32_t itemcnt() const { return item_cnt_; }
+  // Buckets in use, or those that the first insertion will make.
+  std::uint32_t tabsize() const { return bucket_cnt_ == 0 ? requested_ : bucket_cnt_; }
+  // The chain heads, tabsize() of them; null before the first insertion.
+  Node* const* table() const { return buckets_; }
+
+  // The bucket of a key: its CRC-32 modulo the table size.
+  std::uint32_t hash_id(View key) const { return crc32(key) % tabsize(); }
+
+  // The node of the key, made with value 0 when there is none; null when memory is short. `key` is
+  // copied.
+  Node* insert(View key);
+  Node* operator[](View key) { return insert(key); }
+
+  // A node with this key and value 0, counted but not in any chain; null when memory is short.
+  [[nodiscard]] Node* alloc_node(View key);
+
+  // The node of the key or null.
+  Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
+  const Node* find(View key) const;
+
+  // Call fn(BufferRef const& key, u64& value) for every node, bucket by bucket, each chain from its
+  // head. `fn` may change the value, and of a table that is not const the change stays; it must not
+  // resize the table. for_each_bk stops at the first call that returns false and returns false
+  // then, else true.
+  template <class Fn>
+  void for_each(Fn&& fn) {
+    for_each_node(*this, [&](Node& node) { return detail::visit_node(node, fn), true; });
+  }
+  template <class Fn>
+  void for_each(Fn&& fn) const {
+    for_each_node(*this, [&](const Node& node) { return detail::visit_node(node, fn), true; });
+  }
+  template <class Fn>
+  bool for_each_bk(Fn&& fn) {
+    return for_each_node(*this, [&](Node& node) { return detail::visit_node(node, fn); });
+  }
+  template <class Fn>
+  bool for_each_bk(Fn&& fn) const {
+    return for_each_node(*this, [&](const Node& node) { return detail::visit_node(node, fn); });
+  }
+
+ private:
+  static constexpr std::uint32_t clamp(std::uint32_t n) {
+    return n < kMinTable ? kMinTable : n > kMaxTable ? kMaxTable : n;
+  }
+  template <class Self, class Fn>
+  static bool for_each_node(Self& self, Fn&& fn);
+  bool make_buckets();
+  void move_chains(Node** to, std::uint32_t to_cnt);
+
+  Chunk arena_;
+  Node** buckets_ = nullptr;
+  std::uint32_t bucket_cnt_ = 0;
+  std::uint32_t bucket_cap_ = 0;
+  std::uint32_t item_cnt_ = 0;
+  std::uint32_t requested_;
+};
+static_assert(sizeof(BufferHash<unsigned char>) == sizeof(Chunk) + 24);
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+template <Unit T>
+template <class Self, class Fn>
+bool BufferHash<T>::for_each_node(Self& self, Fn&& fn) {
+  for (std::uint32_t i = 0; i < self.bucket_cnt_; ++i) {
+    for (Node* node = self.buckets_[i]; node != nullptr; node = node->next()) {
+      if (!fn(*node)) return false;
+    }
+  }
+  return true;
+}
+
+extern template class BufferHash<unsigned char>;
+extern template class BufferHash<unsigned short>;
+
+}  // namespace tstl
