@@ -29,7 +29,7 @@ Text PercentDecoded(std::string_view text) {
     if (text.size() - i < 3) return std::nullopt;
     const int high = HexDigitValue(text[i + 1]);
     const int low = HexDigitValue(text[i + 2]);
-    if (high < 0 || low < 0 || high + low == 0) return std::nullopt;
+    if (high < 0 || low < 0) return std::nullopt;
     decoded.push_back(static_cast<char>(high * 16 + low));
     i += 2;
   }

@@ -8,8 +8,9 @@
 namespace zenta {
 
 // The path of `file:///path`, `file://localhost/path` or `file:/path`, percent escapes decoded,
-// query and fragment left out. nil for every other URL, an escape that is not two hexadecimal
-// digits, and the escape of a zero byte, which no path can hold.
+// query and fragment left out. nil for every other URL and for an escape that is not two
+// hexadecimal digits. A path with a zero byte in it comes out as it is: no file can be opened by
+// it.
 [[nodiscard]] Text PathOfFileUrl(std::string_view url);
 
 }  // namespace zenta

@@ -151,6 +151,7 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
                              [&](const std::string& effect) { return effect.starts_with(start); });
       };
       if (count("run ") == 0) {
+        EXPECT_NE(after.fail_at, 0u) << "an announcement that fails stops nothing";
         EXPECT_TRUE(StopsQuietly(failing));
         continue;
       }
