@@ -77,7 +77,8 @@ Data AlphabetCodec::Decode(ByteView text) const {
     bits -= 8;
     bytes.push_back(static_cast<std::uint8_t>(pending >> bits));
   }
-  // Six bits left are a character that no byte needed, even if they are zero.
+  // Six bits left are a character that no byte needed, even if they are zero; other left-over bits
+  // have to be zero, so that no two texts, blanks aside, stand for the same bytes.
   const bool whole = bits != 6 && (pending & ((1u << bits) - 1)) == 0;
   if (!whole || bytes.empty()) return std::nullopt;
   ForEachWord(bytes, value_, [this](std::uint32_t word) { return std::rotr(word, 3) ^ value_; });

@@ -54,6 +54,7 @@ RsaPublicKey::RsaPublicKey(const SigningConfig& config) : key_(std::make_unique<
       BN_bin2bn(config.modulus.data(), static_cast<int>(config.modulus.size()), nullptr)};
   const Owned<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free> builder{OSSL_PARAM_BLD_new()};
   if (!modulus || !builder) throw std::bad_alloc();
+  // What could not be pushed is missing below, and the key is refused.
   OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus.get());
   OSSL_PARAM_BLD_push_uint64(builder.get(), OSSL_PKEY_PARAM_RSA_E, config.exponent);
   const Owned<OSSL_PARAM, OSSL_PARAM_free> parameters{OSSL_PARAM_BLD_to_param(builder.get())};
@@ -73,6 +74,8 @@ std::optional<SignatureBlock> RsaPublicKey::Raise(const SignatureBlock& block) c
   const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context{EVP_PKEY_CTX_new(key_->key.get(), nullptr)};
   SignatureBlock raised;
   std::size_t size = raised.size();
+  // Without padding, OpenSSL's encryption is the bare public operation; it refuses a block that is
+  // not below the modulus.
   const bool done =
       context && EVP_PKEY_encrypt_init(context.get()) == 1 &&
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) == 1 &&

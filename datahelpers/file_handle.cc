@@ -39,6 +39,7 @@ class PosixFiles final : public FileOpener {
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (descriptor < 0) return nullptr;
     auto file = AdoptDescriptor(descriptor);
+    // Asked of what was opened, not of the path, which may have come to name something else.
     struct stat status;
     if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
     return file;

@@ -12,6 +12,7 @@
 namespace zenta {
 namespace {
 
+// A configuration that cannot work does not build.
 namespace built_in = signing_values;
 static_assert(sizeof built_in::kModulus == kSignatureBytes && sizeof built_in::kAlphabet == 64 + 1);
 static_assert(built_in::kModulus[0] >= 0x80, "the modulus needs all of its 1,024 bits");
@@ -47,6 +48,7 @@ bool ReadExponent(std::string_view text, SigningConfig& config) {
          config.exponent >= 3 && config.exponent % 2 == 1;
 }
 
+// A permutation, so that every character can be written and is read in one way.
 bool ReadAlphabet(std::string_view text, SigningConfig& config) {
   constexpr std::string_view kSorted =
       "-0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
@@ -68,6 +70,7 @@ bool ReadDevelopment(std::string_view text, SigningConfig& config) {
   return text == "yes" || text == "no";
 }
 
+// One `name = value` line: who reads the value, and what it should have been if that refuses it.
 struct Field {
   std::string_view name;
   bool (*read)(std::string_view text, SigningConfig& config);

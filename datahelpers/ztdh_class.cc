@@ -15,13 +15,14 @@
 namespace zenta {
 namespace {
 
-constexpr std::size_t kChunkBytes = 4096;
+constexpr std::size_t kChunkBytes = 4096;  // what one read asks for, whatever the file's size
 constexpr std::size_t kDigestBytes = std::tuple_size_v<Md5Digest>;
 constexpr std::size_t kLongBytes = 64;
 constexpr std::size_t kMixedBytes = 32;
 
 ByteView BytesBeforeZero(std::string_view text) { return BytesOf(text.substr(0, text.find('\0'))); }
 
+// The bytes behind the digest are zeros, so that the long form depends on nothing but the input.
 std::string RenderedDigest(ByteView bytes, int digest_length) {
   const Md5Digest digest = Md5Of(bytes);
   if (digest_length == int{kDigestBytes}) return HexOf(digest);
@@ -30,6 +31,7 @@ std::string RenderedDigest(ByteView bytes, int digest_length) {
   return HexOf(buffer);
 }
 
+// The unreserved characters of RFC 3986, 2.3: everything else means something in some URL.
 bool IsUnreserved(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
          c == '.' || c == '_' || c == '~';
@@ -103,6 +105,8 @@ Text ZTDHClass::ZTDHMethod020ZTDHMethod020Arg1(TextArg first, TextArg second) {
   if (!first || !second || first->size() < kMixedBytes || second->size() < kMixedBytes) {
     return std::nullopt;
   }
+  // Positions take turns: the even ones of the first text, then the odd ones of the second. They
+  // are bytes, so a longer UTF-8 character may be cut; that is part of the digest's definition.
   std::string mixed;
   for (std::size_t i = 0; i != kMixedBytes; i += 2) mixed.push_back((*first)[i]);
   for (std::size_t i = 1; i < kMixedBytes; i += 2) mixed.push_back((*second)[i]);
@@ -136,6 +140,7 @@ Data ZTDHClass::ZTDHMethod014(DataArg text) {
 }
 
 Data ZTDHClass::ZTDHMethod021(DataArg block) {
+  // Made once: a caller may open many blocks, and the key does not change.
   static const RsaPublicKey key(BuiltInSigningConfig());
   return block ? OpenSignatureBlock(*block, key) : std::nullopt;
 }

@@ -2,8 +2,8 @@
 // two steps that open a signed digest file.
 //
 // The member names are those that callers on the Mac know, without the colons of their selectors.
-// Every member is a function of its arguments alone; nil (nullopt) is the only failure result, and
-// nil in gives nil out. Hexadecimal text is lower case, two digits a byte, high half first.
+// nil (nullopt) is the only failure result, and nil in, a null pointer included, gives nil out.
+// Hexadecimal text is lower case, two digits a byte, high half first.
 #pragma once
 
 #include <cstdint>
@@ -25,36 +25,20 @@ class ZTDHClass {
  public:
   ZTDHClass() = delete;
 
-  // --- Digests of files
-  // ---------------------------------------------------------------------------
-
-  // The 16 digest bytes of everything that is left to read, in chunks of 4,096 bytes: memory does
-  // not grow with the file. Throws FileReadError.
+  // The 16 digest bytes of everything that is left to read. Memory does not grow with the file.
+  // Throws FileReadError.
   [[nodiscard]] static Data MD5DataWithFileHandle(FileHandle* handle);
-
-  // The digest bytes of the file at a path; nil if it cannot be opened. Throws FileReadError.
+  // The same of the file at a path or a file URL; nil if there is none that can be opened.
   [[nodiscard]] static Data ZTDHMethod004(TextArg path, FileOpener& files = SystemFiles());
-
-  // The same for a file URL; nil for a URL that names no file too.
   [[nodiscard]] static Data ZTDHMethod005(TextArg url);
-
-  // The digest of the file at a path as 32 hexadecimal digits: ZTDHMethod006 of ZTDHMethod004.
+  // ZTDHMethod006 of ZTDHMethod004: the file's digest as 32 digits. Throws FileReadError.
   [[nodiscard]] static Text ZTDHMethod003(TextArg path, FileOpener& files = SystemFiles());
-
   // The same text, but the whole file is read into memory first; nil if that fails.
   [[nodiscard]] static Text calcMD5FromFile(TextArg path);
 
-  // --- Digests of memory
-  // --------------------------------------------------------------------------
-  //
-  // Of a text, the bytes before its first zero byte are digested. `digest_length` is 16 for the 32
-  // digits of the digest; any other value, on purpose, stands for a 64-byte buffer: the digest and
-  // 48 zero bytes, 128 digits.
-
-  // The first half of a digest only: always 16 digits, on purpose unlike calcMD5FromFile.
-  [[nodiscard]] static Text calcMD5(TextArg text);
-
-  // REQUIRES: `count` readable bytes at `bytes`, or null, which gives nil.
+  // Digests of `count` bytes, or of a text's bytes before its first zero byte. `digest_length` is
+  // 16 for the 32 digits of the digest; any other value, on purpose, stands for a 64-byte buffer:
+  // the digest and 48 zero bytes, 128 digits.
   [[nodiscard]] static Text getMD5FromDataZTDHMethod001Arg1ZTDHMethod001Arg2(const void* bytes,
                                                                              std::uint32_t count,
                                                                              int digest_length);
@@ -63,27 +47,20 @@ class ZTDHClass {
                                                                             int digest_length);
   [[nodiscard]] static Text getMD5ZTDHMethod001Arg2(TextArg text, int digest_length);
   [[nodiscard]] static Text ZTDHMethod002ZTDHMethod001Arg2(TextArg text, int digest_length);
-
-  // The digest of two texts mixed: the even ones of the first's 32 leading bytes, then the odd ones
-  // of the second's, digested twice in the 128-digit form. nil if either has fewer than 32 bytes.
+  // The first half of a text's digest only: 16 digits, on purpose unlike calcMD5FromFile.
+  [[nodiscard]] static Text calcMD5(TextArg text);
+  // A digest of two texts in 128 digits; nil if either has fewer than 32 bytes, and no more are
+  // used.
   [[nodiscard]] static Text ZTDHMethod020ZTDHMethod020Arg1(TextArg first, TextArg second);
-
-  // --- Texts
-  // --------------------------------------------------------------------------------------
 
   // The first 16 bytes as 32 digits; nil for fewer, none included: the input is a digest.
   [[nodiscard]] static Text ZTDHMethod006(DataArg digest);
-
   // Every byte but letters, digits, '-', '.', '_' and '~' as %XX, with upper-case digits.
   [[nodiscard]] static Text ZTDHMethod017(TextArg text);
-
-  // --- The signed digest file
-  // ---------------------------------------------------------------------
 
   // The bytes that the text of a digest file stands for in the built-in configuration's alphabet
   // (AlphabetCodec::Decode).
   [[nodiscard]] static Data ZTDHMethod014(DataArg text);
-
   // The payload of a signature block, opened with the built-in public key (OpenSignatureBlock).
   [[nodiscard]] static Data ZTDHMethod021(DataArg block);
 };

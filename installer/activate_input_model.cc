@@ -8,7 +8,6 @@ namespace zenta {
 namespace {
 
 constexpr char kBundlePath[] = "/Library/Input Methods/ZentaIM.app";
-static_assert(sizeof kBundlePath - 1 == 34);
 constexpr std::string_view kSourceId = "com.zenta.inputmethod.ZentaIM";
 constexpr std::string_view kModeId = "com.zenta.inputmethod.pinyin";
 
@@ -54,6 +53,8 @@ void ZTActivateInputModel::activateInputSource(const InputSource* source) {
   Step("will select input ", source, &InputSources::Select, "did select input: ");
 }
 
+// One service between its two log lines. A line that cannot be written, or a source that cannot be
+// described, is no reason to leave a source disabled.
 void ZTActivateInputModel::Step(std::string_view before, const InputSource* source, Service service,
                                 std::string_view after) {
   LogLine(before, AttemptOr("", [&] { return Describe(source); }));

@@ -1,6 +1,7 @@
 #include "installer/update.h"
 
 #include <array>
+#include <cassert>
 #include <string>
 
 #include "datahelpers/signing_config.h"
@@ -68,11 +69,14 @@ void InstallPackage(Platform& platform, const std::string& package) {
 }  // namespace
 
 void RunUpdate(Platform& platform) noexcept {
+  assert(platform.notifications && platform.scripts && platform.defaults && platform.files &&
+         platform.input_sources && platform.log);
   Attempt([&] { platform.notifications->Post(kRunNotification); });
   Attempt([&] {
     Files& files = *platform.files;
     const std::string package = files.StandardizePath(kPackagePath);
     const std::string digest_file = files.StandardizePath(kDigestPath);
+    // Without a package the digest file is not even read.
     if (!files.Exists(package) || !files.Exists(digest_file)) return;
     if (IsSigned(files, package, digest_file)) InstallPackage(platform, package);
   });
