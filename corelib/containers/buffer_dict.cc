@@ -1,0 +1,165 @@
+#include "corelib/containers/buffer_dict.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/containers/detail/dict_image.h"
+#include "corelib/containers/detail/load.h"
+#include "corelib/containers/detail/read_file.h"
+
+namespace tstl {
+namespace {
+
+using detail::load_le;
+
+// The four bytes of a record from the key length on, and which of them a key settles: a record ends
+// with a zero unit, but that is not for a look-up to say.
+struct Start {
+  std::uint32_t bytes;
+  std::uint32_t mask;
+};
+
+template <Unit T>
+Start start_of(BufferRef<T> key) {
+  Start start{key.len(), 0xFFFF};
+  for (std::uint32_t i = 0; i < std::min<std::uint32_t>(key.len(), 2 / sizeof(T)); ++i) {
+    const int shift = static_cast<int>(16 + 8 * i);
+    start.bytes |= std::uint32_t{key[i]} << shift;
+    start.mask |= (sizeof(T) == 1 ? 0xFFu : 0xFFFFu) << shift;
+  }
+  return start;
+}
+
+// Four bytes of the image each, taken at most once.
+class Cells {
+ public:
+  explicit Cells(std::uint64_t length)
+      : bits_(arena_.alloc_array<std::uint64_t>(length / 256 + 1)) {}
+  explicit operator bool() const { return bits_ != nullptr; }
+
+  bool take(std::uint64_t offset, std::uint64_t size) {
+    for (std::uint64_t cell = offset / 4; cell < (offset + size) / 4; ++cell) {
+      const std::uint64_t bit = std::uint64_t{1} << cell % 64;
+      if ((bits_[cell / 64] & bit) != 0) return false;
+      bits_[cell / 64] |= bit;
+    }
+    return true;
+  }
+
+ private:
+  Chunk arena_;
+  std::uint64_t* bits_;
+};
+
+template <Unit T>
+bool ends_with_zeros(const BufferDictNode<T>& node) {
+  const auto* const units = reinterpret_cast<const unsigned char*>(node.str() + node.len());
+  return std::all_of(units, reinterpret_cast<const unsigned char*>(node.next()),
+                     [](unsigned char byte) { return byte == 0; });
+}
+
+}  // namespace
+
+template <Unit T>
+BufferDict<T>& BufferDict<T>::operator=(BufferDict&& other) noexcept {
+  if (this == &other) return *this;
+  const bool opened = !other.is_empty();
+  close();
+  image_ = std::move(other.image_);
+  if (opened) itn_open();
+  other.close();
+  return *this;
+}
+
+template <Unit T>
+void BufferDict<T>::close() {
+  header_ = table_ = nullptr;
+  bucket_cnt_ = 0;
+  image_.reset();
+}
+
+template <Unit T>
+std::uint32_t BufferDict<T>::open(const char* path) {
+  close();
+  return detail::read_file(path, image_) ? itn_open() : FAILURE;
+}
+
+template <Unit T>
+std::uint32_t BufferDict<T>::open(Buffer<unsigned char>&& image) {
+  close();
+  image_ = std::move(image);
+  return itn_open();
+}
+
+template <Unit T>
+std::uint32_t BufferDict<T>::open(const BufferHash<T>& table) {
+  close();
+  return detail::build_dict_image(table, image_) ? itn_open() : FAILURE;
+}
+
+// Only the header is looked at. An image may end inside its table, even before the first entry.
+template <Unit T>
+std::uint32_t BufferDict<T>::itn_open() {
+  const std::uint32_t length = image_.len();
+  const unsigned char* const bytes = image_.cstr();
+  if (length < kLeastLength || load_le<std::uint32_t>(bytes + 8) != length ||
+      load_le<std::uint32_t>(bytes) == 0 || load_le<std::uint32_t>(bytes + 4) == 0) {
+    close();
+    return FAILURE;
+  }
+  header_ = bytes;
+  table_ = bytes + kHeaderSize;
+  bucket_cnt_ = std::min((length - kHeaderSize) / 4, header_word(0));
+  return 0;
+}
+
+template <Unit T>
+std::uint32_t BufferDict<T>::save(const char* path) const {
+  std::FILE* const file = is_empty() || path == nullptr ? nullptr : std::fopen(path, "wb");
+  if (file == nullptr) return FAILURE;
+  const bool written = std::fwrite(image_.cstr(), 1, image_.len(), file) == image_.len();
+  return (std::fclose(file) == 0 && written) ? 0 : FAILURE;
+}
+
+template <Unit T>
+const BufferDictNode<T>* BufferDict<T>::find(View key) const {
+  if (bucket_cnt_ == 0 || key.len() > 0xFFFF) return nullptr;
+  const Start start = start_of(key);
+  const auto matches = [&](const Node* node) {
+    return (load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes &&
+           detail::same_bytes(reinterpret_cast<const unsigned char*>(node->str()),
+                              reinterpret_cast<const unsigned char*>(key.cstr()),
+                              key.len() * sizeof(T));
+  };
+  const Node* node = first_record(hash_id(key));
+  while (node != nullptr && !matches(node)) node = next_record(node);
+  return node;
+}
+
+template <Unit T>
+bool BufferDict<T>::check() const {
+  if (is_empty() || bucket_cnt_ != header_word(0)) return false;
+  const std::uint64_t table_end = kHeaderSize + std::uint64_t{bucket_cnt_} * 4;
+  Cells cells(image_.len());
+  if (!cells) return false;
+  for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
+    const Node* node = first_record(bucket);
+    if (node == nullptr && load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4) != 0)
+      return false;
+    for (; node != nullptr; node = next_record(node)) {
+      const std::uint64_t offset = offset_of(node);
+      if (offset < table_end || offset % 4 != 0 || !cells.take(offset, node->node_size()) ||
+          !ends_with_zeros(*node) || hash_id(node->key()) != bucket) {
+        return false;
+      }
+      if (!node->is_lastnode() && next_record(node) == nullptr) return false;
+    }
+  }
+  return true;
+}
+
+template class BufferDict<unsigned char>;
+template class BufferDict<unsigned short>;
+
+}  // namespace tstl

@@ -1,0 +1,147 @@
+// BufferList: a list of keys, each with a 64-bit value, in the order in which they were appended.
+//
+// The list owns an arena with the nodes, where a key is copied once and never moves, and an array
+// of pointers to them. A slot is an element of that array: it stays valid until the list grows,
+// while a node stays valid until clear(), reset() or the list's end. When memory is short an
+// appending operation gives null and the list stays as it was. One thread at a time.
+//
+// Search is linear; for look-up by key see BufferHash. Keys of 65536 units or more are recorded
+// with a wrapped length: see recorded_len().
+#pragma once
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <utility>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/containers/keyed_node.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/types.h"
+
+namespace tstl {
+
+template <Unit T>
+using BufferListNode = KeyedNode<T>;
+
+template <Unit T>
+class BufferList {
+ public:
+  using Node = BufferListNode<T>;
+  using Slot = Node*;
+  using View = BufferRef<T>;
+
+  BufferList() = default;
+  BufferList(BufferList&& other) noexcept { swap(other); }
+  BufferList& operator=(BufferList&& other) noexcept;
+  ~BufferList() { release_slots(); }
+  void swap(BufferList& other) noexcept;
+
+  // Releases all nodes, and with reset() the array of slots too.
+  void reset();
+  void clear();
+
+  // Append a copy of a key and its value. emplace_back returns the node, push_back the new last
+  // slot.
+  Node* emplace_back(View key, std::uint64_t value);
+  Node* emplace_back(const Node& node) { return emplace_back(node.key(), node.value()); }
+  Slot* push_back(View key, std::uint64_t value) {
+    return emplace_back(key, value) == nullptr ? nullptr : end() - 1;
+  }
+  Slot* push_back(const Node& node) { return push_back(node.key(), node.value()); }
+
+  // Puts a new node in the place of the one at `index`, whose memory is kept until the arena's
+  // next release. An index past the end, or no memory, changes nothing.
+  void modify(std::uint32_t index, View key, std::uint64_t value);
+
+  // Makes room for `n` slots, exactly, if there are fewer. When memory is short nothing changes.
+  void recapacity(std::uint32_t n);
+
+  // From the greatest value to the least. The order of nodes with equal values is not defined.
+  void sort();
+
+  std::uint32_t size() const { return size_; }
+  std::uint32_t capacity() const { return capacity_; }
+  bool is_empty() const { return size_ == 0; }
+
+  // REQUIRES: i < size(); for front and back, a list that is not empty. The argument of back is not
+  // used.
+  Slot& operator[](std::uint64_t i) const {
+    assert(i < size_);
+    return slots_[i];
+  }
+  Slot& front() const { return (*this)[0]; }
+  Slot& back(std::uint32_t = 0) const { return (*this)[size_ - 1]; }
+
+  Slot* begin() const { return slots_; }
+  Slot* end() const { return slots_ + size_; }
+  // For the way back: from rstart(), the last slot, down to rfinish(), the place before the first.
+  Slot* rstart() const { return end() - (slots_ != nullptr); }
+  Slot* rfinish() const { return slots_ - (slots_ != nullptr); }
+
+  // The slot of the first node with this key, or null; its index, or NOT_FOUND.
+  Slot* find(View key) const;
+  std::uint32_t find_index(View key) const;
+
+  // Call fn(BufferRef const& key, u64& value) for every node in order. `fn` may change the value,
+  // and of a list that is not const the change stays; it must not append. for_each_bk stops at the
+  // first call that returns false and returns false then, else true.
+  template <class Fn>
+  void for_each(Fn&& fn) {
+    for (Node* node : *this) detail::visit_node(*node, fn);
+  }
+  template <class Fn>
+  void for_each(Fn&& fn) const {
+    for (const Node* node : *this) detail::visit_node(*node, fn);
+  }
+  template <class Fn>
+  bool for_each_bk(Fn&& fn) {
+    return std::all_of(begin(), end(), [&](Node* node) { return detail::visit_node(*node, fn); });
+  }
+  template <class Fn>
+  bool for_each_bk(Fn&& fn) const {
+    return std::all_of(begin(), end(),
+                       [&](const Node* node) { return detail::visit_node(*node, fn); });
+  }
+
+  // The same keys with the same values at the same places.
+  bool operator==(const BufferList& other) const;
+
+ private:
+  static constexpr std::uint32_t kFirstCapacity = 8;
+
+  Node* new_node(View key, std::uint64_t value);
+  bool grow();
+  bool set_capacity(std::uint64_t n);
+  void release_slots();
+
+  Chunk arena_;
+  Slot* slots_ = nullptr;  // with one more in front, so that rfinish() is a place in the array
+  std::uint32_t size_ = 0;
+  std::uint32_t capacity_ = 0;
+};
+static_assert(sizeof(BufferList<unsigned char>) == sizeof(Chunk) + 16);
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+template <Unit T>
+typename BufferList<T>::Node* BufferList<T>::new_node(View key, std::uint64_t value) {
+  Node* const node = detail::alloc_node<Node>(arena_, key);
+  if (node == nullptr) return nullptr;
+  node->init_key(key, recorded_len(key.len()));
+  node->set_value(value);
+  return node;
+}
+
+template <Unit T>
+typename BufferList<T>::Node* BufferList<T>::emplace_back(View key, std::uint64_t value) {
+  if (size_ == capacity_ && !grow()) return nullptr;
+  Node* const node = new_node(key, value);
+  if (node != nullptr) slots_[size_++] = node;
+  return node;
+}
+
+extern template class BufferList<unsigned char>;
+extern template class BufferList<unsigned short>;
+
+}  // namespace tstl
