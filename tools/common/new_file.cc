@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cstdio>
 #include <random>
 #include <string>
@@ -42,6 +43,7 @@ NewFile::~NewFile() {
 }
 
 void NewFile::Write(std::string_view bytes) {
+  assert(descriptor_ >= 0);
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
@@ -55,6 +57,7 @@ void NewFile::Sync() {
 }
 
 void NewFile::ReplaceAs(const fs::path& target) {
+  assert(!path_.empty());
   Sync();
   if (rename(path_.c_str(), target.c_str()) != 0) {
     throw SystemFailure("cannot put the new file in the place of " + target.string());

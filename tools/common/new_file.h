@@ -1,8 +1,9 @@
 // Files that either come into being whole or not at all.
 //
 // A NewFile exists on disk from its constructor on and is removed again by its destructor, unless
-// Keep or ReplaceAs was reached: whatever throws in between leaves nothing half done behind. Every
-// member that fails throws Failure, naming the file.
+// Keep or ReplaceAs was reached: whatever throws in between leaves nothing half done behind. (A
+// program that is killed in between leaves the file.) Every member that fails throws Failure,
+// naming the file.
 #pragma once
 
 #include <sys/types.h>
@@ -30,10 +31,12 @@ class NewFile {
   void Write(std::string_view bytes);
   // Returns when the contents are on disk.
   void Sync();
-  // The file stays, under its name; Sync comes first.
+  // The file stays, under its name. Cannot fail, so that several files can be kept together after
+  // each was synced.
   void Keep() noexcept { path_.clear(); }
   // The contents are on disk, then the file takes the name `target`, replacing a file or link that
-  // had it, in one step.
+  // had it, in one step. On failure `target` is as it was.
+  // REQUIRES: neither kept nor renamed yet.
   void ReplaceAs(const std::filesystem::path& target);
 
  private:

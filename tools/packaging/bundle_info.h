@@ -14,7 +14,8 @@ struct BundleInfo {
 };
 
 // Reads the property list, XML or binary. Throws Failure if `bundle` is no folder, or its
-// Info.plist is missing, over 1 MiB long or no property list with a dictionary at its root.
+// Info.plist is missing, longer than kMaxPlistBytes or no property list with a dictionary at its
+// root.
 [[nodiscard]] BundleInfo ReadBundleInfo(const std::filesystem::path& bundle);
 
 }  // namespace zenta

@@ -37,6 +37,7 @@ struct Listing {
   std::time_t newest = 0;
 };
 
+// The variable that reproducible builds give their one time in; nullopt if it is not set.
 std::optional<std::time_t> SourceDateEpoch() {
   const char* text = std::getenv("SOURCE_DATE_EPOCH");
   if (text == nullptr) return std::nullopt;
@@ -49,6 +50,7 @@ std::optional<std::time_t> SourceDateEpoch() {
   return seconds;
 }
 
+// What a file becomes in the payload. Links are not followed; `time` stands for the file's own.
 ArchiveEntry EntryOf(const fs::path& path, std::string name, std::optional<std::time_t> time) {
   struct stat status;
   if (lstat(path.c_str(), &status) != 0) throw SystemFailure("cannot read " + path.string());
@@ -74,13 +76,10 @@ void ListTree(const fs::path& path, const std::string& name, std::optional<std::
   listing.content_bytes += entry.size;
   listing.newest = std::max(listing.newest, entry.modified);
   if (!S_ISDIR(entry.mode)) return;
-  std::vector<std::string> children;
-  for (const auto& child : fs::directory_iterator(path)) {
-    children.push_back(child.path().filename().string());
-  }
-  std::sort(children.begin(), children.end());
-  for (const std::string& child : children) {
-    ListTree(path / child, name + "/" + child, time, listing);
+  std::vector<fs::path> children(fs::directory_iterator{path}, fs::directory_iterator{});
+  std::sort(children.begin(), children.end());  // byte by byte, whatever the locale
+  for (const fs::path& child : children) {
+    ListTree(child, fs::path(name) / child.filename(), time, listing);
   }
 }
 

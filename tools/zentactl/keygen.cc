@@ -1,6 +1,6 @@
-#include <openssl/crypto.h>
 #include <openssl/rand.h>
 
+#include <cassert>
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
@@ -12,6 +12,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
+#include "tools/common/read_file.h"
 #include "tools/signing/signer.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/digest_file.h"
@@ -21,6 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr std::size_t kMaxKeyBytes = 64 << 10;
 constexpr std::string_view kCharacters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
 
@@ -32,7 +34,9 @@ std::uint32_t RandomWord() {
 }
 
 // Evenly distributed: words from the incomplete last run of `bound` are thrown away.
+// REQUIRES: bound > 0.
 std::uint32_t RandomBelow(std::uint32_t bound) {
+  assert(bound > 0);
   const std::uint32_t excess = (UINT32_MAX % bound + 1) % bound;
   std::uint32_t word;
   do {
@@ -41,6 +45,7 @@ std::uint32_t RandomBelow(std::uint32_t bound) {
   return word % bound;
 }
 
+// The key's public half, a random permutation of the characters (Fisher-Yates) and a random value.
 SigningConfig FreshConfig(const Signer& key) {
   SigningConfig config{.modulus = key.Modulus(), .exponent = key.Exponent(), .value = RandomWord()};
   kCharacters.copy(config.alphabet.data(), config.alphabet.size());
@@ -50,10 +55,10 @@ SigningConfig FreshConfig(const Signer& key) {
   return config;
 }
 
-// Signs with the key as its file has it, and opens with the configuration as its file has it.
-void CheckPair(const fs::path& conf, const std::string& pem) {
-  const auto config = ReadSigningConfig(conf.string());
-  const auto key = Signer::FromPem(pem);
+// Signs with the key and opens with the configuration, both as their files have them.
+void CheckPair(const fs::path& key_path, const fs::path& conf_path) {
+  const auto config = ReadSigningConfig(conf_path.string());
+  const auto key = Signer::FromPem(ReadWholeFile(key_path, kMaxKeyBytes));
   if (std::holds_alternative<SigningConfig>(config) && std::holds_alternative<Signer>(key)) {
     const std::string digest(32, '0');
     const auto& trusted = std::get<SigningConfig>(config);
@@ -68,21 +73,18 @@ void Keygen(const fs::path& folder) {
   // Both names are taken before there is a key, and both files go again if anything fails.
   NewFile key_file(folder / "private-key.pem", 0600);
   NewFile conf_file(folder / "signing.conf", 0666);
-  const Signer key = Signer::Generate();
-  const SigningConfig config = FreshConfig(key);
-  std::string pem = key.ToPem();
-  const std::shared_ptr<void> wipe(nullptr,
-                                   [&pem](void*) { OPENSSL_cleanse(pem.data(), pem.size()); });
-  const std::string fingerprint = Fingerprint(config.modulus);
-  key_file.Write(pem);
-  conf_file.Write(
-      "# Made by zentactl keygen. Public: it holds no secret. Key fingerprint (SHA-256):\n# " +
-      fingerprint + "\n" + FormatSigningConfig(config));
-  key_file.Sync();
-  conf_file.Sync();
-  CheckPair(conf_file.path(), pem);
   const std::string key_path = key_file.path().string();
   const std::string conf_path = fs::absolute(conf_file.path()).lexically_normal().string();
+
+  const Signer key = Signer::Generate();
+  const SigningConfig config = FreshConfig(key);
+  const std::string fingerprint = Fingerprint(config.modulus);
+  key_file.Write(key.ToPem());
+  conf_file.Write("# Made by zentactl keygen. Public: it holds no secret. Key fingerprint:\n# " +
+                  fingerprint + "\n" + FormatSigningConfig(config));
+  key_file.Sync();
+  conf_file.Sync();
+  CheckPair(key_path, conf_path);
   key_file.Keep();
   conf_file.Keep();
   SyncFolder(folder);

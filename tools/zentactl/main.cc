@@ -1,7 +1,7 @@
 // zentactl: what a person who releases or examines this input method does from the command line.
 #include <exception>
 #include <iostream>
-#include <string>
+#include <stdexcept>
 
 #include "tools/zentactl/commands.h"
 
@@ -59,17 +59,13 @@ int Run(CLI::App& app, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string command = "zentactl";
+  CLI::App app("Keys, signatures and packages of the Zenta input method.");
   try {
-    CLI::App app("Keys, signatures and packages of the Zenta input method.");
-    try {
-      return Run(app, argc, argv);
-    } catch (...) {
-      for (const CLI::App* chosen : app.get_subcommands()) command += " " + chosen->get_name();
-      throw;
-    }
+    return Run(app, argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << command << ": " << error.what() << '\n';
+    std::cerr << "zentactl";
+    for (const CLI::App* chosen : app.get_subcommands()) std::cerr << ' ' << chosen->get_name();
+    std::cerr << ": " << error.what() << '\n';
     return kFailed;
   }
 }

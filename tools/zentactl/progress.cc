@@ -16,7 +16,7 @@ Progress::~Progress() {
 
 void Progress::Show(std::uint64_t done, std::uint64_t all) {
   assert(done <= all);
-  const int percent = all == 0 ? 100 : static_cast<int>(done / ((all + 99) / 100));
+  const int percent = all == 0 ? 100 : static_cast<int>(done * 100 / all);
   if (!terminal_ || percent == shown_) return;
   shown_ = percent;
   std::fprintf(stderr, "\r%s %d %%", what_.c_str(), percent);
