@@ -30,12 +30,12 @@ Text ErrorText(ScriptOutcome failure) {
 bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
                         std::span<const std::string> arguments, Text* output, Text* error) {
   ScriptOutcome outcome = AttemptOr({}, [&] { return scripts.Run(ScriptSource(path, arguments)); });
-  if (outcome.succeeded) {
-    if (output != nullptr) *output = std::move(outcome.result);
-  } else if (error != nullptr) {
-    *error = ErrorText(std::move(outcome));
+  if (!outcome.succeeded) {
+    if (error != nullptr) *error = ErrorText(std::move(outcome));
+    return false;
   }
-  return outcome.succeeded;
+  if (output != nullptr) *output = std::move(outcome.result);
+  return true;
 }
 
 }  // namespace zenta
