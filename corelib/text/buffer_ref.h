@@ -2,20 +2,32 @@
 // function.
 //
 // A view is a pointer and a 32-bit length in units, copied by value. It never owns or frees memory:
-// the owner of the text must outlive it. No zero is assumed after the text. The constness of a view
-// is its own, not that of the text: a view is made from a pointer to const as well and drops the
-// const, on purpose, so that one type serves both. Operations that change units (the section "in
-// place") are for views over writable memory only; the caller has to know.
+// the owner of the text must outlive it, and an owner that reallocates makes its views stale. No
+// zero is assumed after the text, which may be cut from the middle of a larger one.
 //
-// The const operations are those of TextOps. Nothing fails and nothing allocates.
+//   offset  0      8 (4 on a 32-bit machine)
+//         +------+-----+
+//         | str  | len |   12 bytes, aligned to 4: an array of views has no gaps
+//         +------+-----+
+//
+// The constness of a view is its own, not that of the text: a view is made from a pointer to const
+// as well and drops the const, on purpose, so that one type serves both. The operations that change
+// units (the section "in place") are for views over writable memory only; the caller has to know.
+//
+// The reading operations are those of TextOps. Nothing fails and nothing allocates. A reader holds
+// a BufferRefMutable over its input and takes it apart from the front:
+//
+//   for (BufferRefMutable<unsigned char> text = file; text;) {
+//     BufferRefMutable<unsigned char> line = text.fetch_before_crlf();
+//     const BufferRef<unsigned char> name = line.fetch_before_chr('=');
+//     table.insert(name, line.to_num32());
+//   }
 #pragma once
 
-#include <algorithm>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <iosfwd>
 #include <string>
 #include <string_view>
@@ -46,7 +58,7 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   template <std::same_as<CharOf<T>> C>
   BufferRef(const C* text) noexcept
       : BufferRef(text, STR::zz_len(reinterpret_cast<const T*>(text))) {}
-  // Any owner of text with units of T.
+  // A buffer or any other owner of text with units of T.
   template <TextLike V>
   requires(std::same_as<typename V::unit_type, T> &&
            !std::derived_from<V, BufferRef>) constexpr BufferRef(const V& text) noexcept
@@ -59,14 +71,16 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   BufferRef(const C* str, unsigned len) noexcept
       : BufferRef(reinterpret_cast<const T*>(str), len) {}
 
-  // ---- Access. None of these checks bounds.
+  // ---- Access. None of these checks bounds; a position counts from 0.
 
+  // Replace both fields, the pointer only, the length only.
   constexpr void set_str(const T* str, unsigned len) noexcept { *this = BufferRef(str, len); }
   constexpr void restr(const T* str) noexcept { str_ = const_cast<T*>(str); }
   constexpr void relen(unsigned len) noexcept { len_ = len; }
 
   [[nodiscard]] constexpr unsigned len() const noexcept { return len_; }
   [[nodiscard]] constexpr T* ref_internal_data() const noexcept { return str_; }
+  // The pointer to a unit; from ref() on, the unit itself.
   [[nodiscard]] constexpr T* str(unsigned pos = 0) const noexcept { return str_ + pos; }
   [[nodiscard]] constexpr const T* cstr(unsigned pos = 0) const noexcept { return str_ + pos; }
   [[nodiscard]] constexpr T& ref(unsigned pos) const noexcept { return str_[pos]; }
@@ -102,16 +116,18 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   // REQUIRES: the view is not empty.
   void reverse() noexcept { STR::zz_rev(str_, len_); }
 
-  // Remove every unit equal to `c`, every unit that occurs in `set`, and the units [pos, pos + n),
-  // cut at the end.
+  // Removes every unit equal to `c`, or every unit that occurs in `set`, and closes the gaps.
+  // REQUIRES: `set` is not a part of this view, whose units move while it is read.
   void erase_chr(T c) noexcept;
   void erase_chrlist(BufferRef set) noexcept;
+  // Removes the units [pos, pos + n), cut at the end; nothing when `pos` is past it.
   void erase(unsigned pos, unsigned n) noexcept;
 
-  // Writes over the units from `pos` on, after the last unit, and before the unit at `pos` (after
-  // the last when `pos` is past it). `other` may be a part of this very view. A sum of lengths past
-  // 32 bits changes nothing.
+  // Copies `other` over the units from `pos` on; the length stays. Here and below `other` may view
+  // this very memory.
   void write(unsigned pos, BufferRef other) noexcept;
+  // Copies `other` behind the last unit, or before the unit at `pos` (behind the last when `pos` is
+  // past it), and takes it in. A sum of lengths past 32 bits changes nothing.
   void append_str(BufferRef other) noexcept;
   void insert_str(unsigned pos, BufferRef other) noexcept;
 
@@ -133,8 +149,8 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
 };
 
 // A view that consumes itself from the front: what every reader holds while it walks through its
-// input. Each reader call consumes something until the view is empty, so a loop "while not empty"
-// ends.
+// input. What is taken out is a view into the same memory. fetch_before_chr and fetch_before_crlf
+// consume something as long as the view is not empty, so a loop "while not empty" ends.
 template <Unit T>
 class BufferRefMutable : public BufferRef<T> {
  public:
@@ -180,37 +196,6 @@ class BufferRefMutable : public BufferRef<T> {
 #pragma pack(pop)
 
 template <Unit T>
-void BufferRef<T>::erase_chr(T c) noexcept {
-  unsigned kept = static_cast<unsigned>(detail::first_of(str_, len_, c));
-  for (unsigned i = kept; i < len_; ++i) {
-    const T unit = str_[i];
-    str_[kept] = unit;
-    kept += unit != c;
-  }
-  len_ = kept;
-}
-
-template <Unit T>
-void BufferRef<T>::erase_chrlist(BufferRef set) noexcept {
-  const detail::UnitSet<T> lookup(set.str_, set.len_);
-  unsigned kept = 0;
-  for (unsigned i = 0; i < len_; ++i) {
-    const T unit = str_[i];
-    str_[kept] = unit;
-    kept += !lookup.has(unit);
-  }
-  len_ = kept;
-}
-
-template <Unit T>
-void BufferRef<T>::erase(unsigned pos, unsigned n) noexcept {
-  if (pos >= len_) return;
-  const BufferRef tail = this->sub_tail(pos).sub_tail(n);
-  write(pos, tail);
-  len_ = pos + tail.len_;
-}
-
-template <Unit T>
 void BufferRef<T>::write(unsigned pos, BufferRef other) noexcept {
   if (other) std::memmove(str_ + pos, other.str_, other.len_ * sizeof(T));
 }
@@ -219,24 +204,6 @@ template <Unit T>
 void BufferRef<T>::append_str(BufferRef other) noexcept {
   if (std::uint64_t{len_} + other.len_ > NOT_FOUND) return;
   write(len_, other);
-  len_ += other.len_;
-}
-
-template <Unit T>
-void BufferRef<T>::insert_str(unsigned pos, BufferRef other) noexcept {
-  if (std::uint64_t{len_} + other.len_ > NOT_FOUND) return;
-  const BufferRef tail = this->sub_tail(std::min(pos, len_));
-  const bool apart = std::less_equal<>()(other.end(), tail.begin()) ||
-                     std::less_equal<>()(tail.end() + other.len_, other.begin());
-  if (apart) {
-    write(len_ - tail.len_ + other.len_, tail);
-    write(len_ - tail.len_, other);
-  } else {
-    // `other` stands in what is about to move: take it behind the text first, then exchange the
-    // two.
-    write(len_, other);
-    std::rotate(tail.begin(), tail.end(), tail.end() + other.len_);
-  }
   len_ += other.len_;
 }
 
@@ -251,10 +218,9 @@ static_assert(sizeof(BufferRefMutable<unsigned short>) == sizeof(void*) + 4);
 static_assert(std::is_trivially_copyable_v<BufferRefMutable<unsigned short>> &&
               std::is_standard_layout_v<BufferRef<unsigned short>>);
 
-// For messages and test output: 8-bit units as they are; 16-bit units as characters where they are
-// ASCII, else as \uXXXX, so that what is not valid text shows too.
+namespace detail {
 template <Unit T, class Stream>
-Stream& write_text(Stream& out, BufferRef<T> text) {
+void write_text(Stream& out, BufferRef<T> text) {
   for (const T unit : text) {
     if (unit < 0x80 || sizeof(T) == 1) {
       out.put(static_cast<char>(unit));
@@ -263,12 +229,16 @@ Stream& write_text(Stream& out, BufferRef<T> text) {
     out.put('\\').put('u');
     for (int shift = 12; shift >= 0; shift -= 4) out.put("0123456789ABCDEF"[unit >> shift & 15]);
   }
-  return out;
 }
+}  // namespace detail
+
+// For messages and test output: 8-bit units as they are; 16-bit units as characters where they are
+// ASCII, else as \uXXXX, so that what is not valid text shows too.
 template <class Traits, Unit T>
 std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out,
                                              BufferRef<T> text) {
-  return write_text(out, text);
+  detail::write_text(out, text);
+  return out;
 }
 
 }  // namespace tstl

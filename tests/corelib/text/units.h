@@ -37,6 +37,22 @@ StdString<T> Widen(std::string_view bytes) {
   return text;
 }
 
+// A table of texts on few lines: its rows stand between blanks, a row's cells between bars, and an
+// underscore in a cell is a blank.
+inline std::vector<std::vector<std::string>> Rows(std::string_view table) {
+  std::vector<std::vector<std::string>> rows{{""}};
+  for (const char c : table) {
+    if (c == ' ') {
+      rows.push_back({""});
+    } else if (c == '|') {
+      rows.back().push_back("");
+    } else {
+      rows.back().back() += c == '_' ? ' ' : c;
+    }
+  }
+  return rows;
+}
+
 // A text in a heap block of exactly its size: the address sanitizer sees every access past its
 // ends.
 template <class T>

@@ -1,0 +1,124 @@
+// Searching beside std::string_view and the C library, in both unit widths. The text is prose-like,
+// 40 bytes (a line, a field) and 64 KiB (a file); what is looked for stands at its end or nowhere.
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+
+#include "bench/ratio.h"
+#include "corelib/text/buffer_ref.h"
+
+namespace {
+
+using tstl::BufferRef;
+using tstl::CharOf;
+using zenta::bench::Contestant;
+using zenta::bench::Race;
+
+template <class T>
+using StdString = std::basic_string<CharOf<T>>;
+
+template <class T>
+StdString<T> Widen(const char* ascii) {
+  return StdString<T>(ascii, ascii + std::strlen(ascii));
+}
+
+// `n` units of lower-case words that hold none of 'Q', CR and LF, and then `end`.
+template <class T>
+StdString<T> Prose(std::size_t n, const char* end) {
+  static constexpr char kWords[] =
+      "the installer checks what it was given before any of it is used ";
+  StdString<T> text;
+  for (std::size_t i = 0; i < n; ++i)
+    text += static_cast<CharOf<T>>(kWords[(i * i / 97 + i) % (sizeof kWords - 1)]);
+  const StdString<T> tail = Widen<T>(end);
+  text.replace(n - tail.size(), tail.size(), tail);
+  benchmark::DoNotOptimize(text.data());
+  return text;
+}
+
+// A benchmark whose contestants disagree measures nothing.
+void CheckSame(benchmark::State& state, std::size_t ours, std::size_t theirs) {
+  if (ours != theirs) state.SkipWithError("the contestants disagree");
+}
+
+template <class T>
+void BM_FindChr(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const StdString<T> text = Prose<T>(n, "Q");
+  const BufferRef<T> view = text;
+  CheckSame(state, view.find_chr('Q'), text.find('Q'));
+  const Contestant ours{"ours", [&] { return view.find_chr('Q'); }};
+  const Contestant std_view{"string_view", [&] { return view.std_view().find('Q'); }};
+  if constexpr (sizeof(T) == 1) {
+    Race(state, {.bytes = double(n)}, ours, std_view,
+         Contestant{"memchr", [&] { return std::memchr(text.data(), 'Q', text.size()); }});
+  } else {
+    Race(state, {.bytes = 2.0 * double(n)}, ours, std_view);
+  }
+}
+
+template <class T>
+void BM_FindCrlf(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const StdString<T> text = Prose<T>(n, "\r\n");
+  const BufferRef<T> view = text;
+  const StdString<T> breaks = Widen<T>("\r\n");
+  unsigned brk_len = 0;
+  CheckSame(state, view.find_crlf(brk_len), text.find_first_of(breaks));
+  const Contestant ours{"ours", [&] { return view.find_crlf(brk_len); }};
+  const Contestant std_view{"string_view", [&] { return view.std_view().find_first_of(breaks); }};
+  if constexpr (sizeof(T) == 1) {
+    Race(state, {.bytes = double(n)}, ours, std_view,
+         Contestant{"strcspn", [&] { return std::strcspn(text.c_str(), "\r\n"); }});
+  } else {
+    Race(state, {.bytes = 2.0 * double(n)}, ours, std_view);
+  }
+}
+
+template <class T>
+void BM_FindStr(benchmark::State& state) {
+  // The first letter decides how a scan fares that looks for it alone.
+  const char* needle = state.range(1) == 0 ? "iterators" : "Questions";
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const StdString<T> text = Prose<T>(n, needle);
+  const StdString<T> sought = Widen<T>(needle);
+  const BufferRef<T> view = text;
+  CheckSame(state, view.find_str(sought), text.find(sought));
+  const Contestant ours{"ours", [&] { return view.find_str(sought); }};
+  const Contestant std_view{"string_view", [&] { return view.std_view().find(sought); }};
+  if constexpr (sizeof(T) == 1) {
+    Race(state, {.bytes = double(n)}, ours, std_view,
+         Contestant{"memmem", [&] {
+                      return memmem(text.data(), text.size(), sought.data(), sought.size());
+                    }});
+  } else {
+    Race(state, {.bytes = 2.0 * double(n)}, ours, std_view);
+  }
+}
+
+template <class T>
+void BM_CountChr(benchmark::State& state) {
+  const auto n = static_cast<std::size_t>(state.range(0));
+  const StdString<T> text = Prose<T>(n, "");
+  const BufferRef<T> view = text;
+  const auto count = [&] {
+    return static_cast<unsigned>(std::count(text.begin(), text.end(), 'e'));
+  };
+  CheckSame(state, view.cnt_chr('e'), count());
+  Race(state, {.bytes = double(n * sizeof(T))},
+       Contestant{"ours", [&] { return view.cnt_chr('e'); }}, Contestant{"std_count", count});
+}
+
+#define SIZES ->Arg(12)->Arg(40)->Arg(64 << 10)
+#define NEEDLES ->ArgsProduct({{12, 40, 64 << 10}, {0, 1}})->ArgNames({"", "rare"})
+BENCHMARK(BM_FindChr<unsigned char>) SIZES;
+BENCHMARK(BM_FindChr<unsigned short>) SIZES;
+BENCHMARK(BM_FindCrlf<unsigned char>) SIZES;
+BENCHMARK(BM_FindCrlf<unsigned short>) SIZES;
+BENCHMARK(BM_FindStr<unsigned char>) NEEDLES;
+BENCHMARK(BM_FindStr<unsigned short>) NEEDLES;
+BENCHMARK(BM_CountChr<unsigned char>) SIZES;
+BENCHMARK(BM_CountChr<unsigned short>) SIZES;
+
+}  // namespace

@@ -1,0 +1,322 @@
+#include "corelib/text/buffer_ref.h"
+
+#include <compare>
+#include <numeric>
+#include <sstream>
+#include <unordered_set>
+#include <vector>
+
+#include "tests/corelib/text/units.h"
+
+namespace tstl {
+namespace {
+
+using View8 = BufferRef<unsigned char>;
+using View16 = BufferRef<unsigned short>;
+
+// What must not convert: text of the other width, and a C string to 16-bit text.
+static_assert(!std::is_constructible_v<View16, const char*> &&
+              !std::is_constructible_v<View16, std::string>);
+static_assert(!std::is_constructible_v<View8, View16> && !std::is_constructible_v<View16, View8>);
+static_assert(!std::is_constructible_v<View8, std::u16string> &&
+              !std::is_convertible_v<View8, bool>);
+// Arrays of views have no gaps.
+static_assert(sizeof(View8[3]) == 3 * (sizeof(void*) + 4));
+
+// Everything that only reads works in constant expressions.
+constexpr unsigned char kLine[] = {' ', 'k', '=', '-', '1', '2', ',', 'b', '/', 'c', '\r', '\n'};
+constexpr View8 kView(kLine, 12);
+static_assert(kView.find_chr('k') == 1 && kView.find_chr('x', ',') == 6 &&
+              kView.find_chr('x') == NOT_FOUND);
+static_assert(kView.findback_slash() == 8 && kView.find_str(kView.sub_str(4, 2)) == 4 &&
+              kView.findback_str(kView.sub_head(1)) == 0);
+static_assert(kView.sub_tail(3).to_num() == -12 && kView.sub_str(4, 2).to_hex() == 0x12 &&
+              kView.sub_str(99, 5).is_empty());
+static_assert(kView.sub_head(2) < kView && kView.sub_head(2) != kView.sub_str(1, 2) &&
+              kView.sub_trim_all().len() == 11);
+static_assert([] {
+  unsigned brk_len = 0;
+  BufferRefMutable<unsigned char> rest = kView.sub_head(kView.find_crlf(brk_len)), fields[2];
+  return brk_len == 2 && rest.split(fields, ',', 2) == 2 &&
+         rest.fetch_before_chr(',') == kView.sub_head(6) && fields[1] == rest;
+}());
+
+template <class T>
+class ViewTest : public testing::Test {};
+TYPED_TEST_SUITE(ViewTest, Units, UnitNames);
+
+TYPED_TEST(ViewTest, SubViewsAreCutAtTheEnds) {
+  const HeapText<TypeParam> abcd("abcd");
+  const auto v = abcd.view();
+  const auto text = v.std_view();
+  const auto address = [](BufferRef<TypeParam> view) {
+    return reinterpret_cast<std::uintptr_t>(view.ref_internal_data());
+  };
+  for (const unsigned n : {0u, 1u, 3u, 4u, 5u, 10u, NOT_FOUND - 1, NOT_FOUND}) {
+    const unsigned in = std::min(n, 4u);
+    EXPECT_EQ(v.sub_head(n), text.substr(0, n));
+    EXPECT_EQ(v.sub_tail(n), text.substr(in));
+    EXPECT_EQ(v.sub_head_rev(n), text.substr(0, 4 - in));
+    EXPECT_EQ(v.sub_tail_rev(n), text.substr(4 - in));
+    for (const unsigned pos : {0u, 2u, 4u, 5u, NOT_FOUND}) {
+      EXPECT_EQ(v.sub_str(pos, n), text.substr(std::min(pos, 4u), n)) << pos << " " << n;
+      // A position past the end is kept in the pointer, a null one too.
+      EXPECT_EQ(address(v.sub_str(pos, n)), address(v) + std::uintptr_t{pos} * sizeof(TypeParam));
+      EXPECT_EQ(address(BufferRef<TypeParam>().sub_tail(pos)),
+                pos * std::uintptr_t{sizeof(TypeParam)});
+    }
+  }
+}
+
+TYPED_TEST(ViewTest, FileNamesAndSpacesAreTakenOff) {
+  // Text, file name, path.
+  for (const auto& row :
+       Rows("dir/sub\\file.txt|file.txt|dir/sub a/b/c|c|a/b file|file|file a\\||a /|| ||")) {
+    const HeapText<TypeParam> text(row[0]);
+    EXPECT_EQ(text.view().sub_fname(), Widen<TypeParam>(row[1])) << row[0];
+    EXPECT_EQ(text.view().sub_fpath(), Widen<TypeParam>(row[2])) << row[0];
+  }
+  // Text; without spaces at the start, at the end, at both.
+  for (const auto& row : Rows("__a\t_b__|a\t_b__|__a\t_b|a\t_b ___||| ||| \t_|\t_|\t|\t a|a|a|a")) {
+    const HeapText<TypeParam> text(row[0]);
+    EXPECT_EQ(text.view().sub_trim_head(), Widen<TypeParam>(row[1])) << row[0];
+    EXPECT_EQ(text.view().sub_trim_tail(), Widen<TypeParam>(row[2])) << row[0];
+    EXPECT_EQ(text.view().sub_trim_all(), Widen<TypeParam>(row[3])) << row[0];
+  }
+}
+
+TYPED_TEST(ViewTest, LineBreaksAreFoundFromEitherEnd) {
+  struct Row {
+    const char* text;
+    unsigned first, first_len, last, last_len;
+  };
+  for (const Row& row :
+       {Row{"", NOT_FOUND, 0, NOT_FOUND, 0}, Row{"abc", NOT_FOUND, 0, NOT_FOUND, 0},
+        Row{"ab\r", 2, 1, 2, 1}, Row{"ab\r\ncd", 2, 2, 2, 2}, Row{"a\n\rb", 1, 1, 2, 1},
+        Row{"\n", 0, 1, 0, 1}, Row{"\r\r\n", 0, 1, 1, 2}, Row{"\n\n", 0, 1, 1, 1},
+        Row{"0123456789abcdefghijklmno\r\n", 25, 2, 25, 2}}) {
+    SCOPED_TRACE(row.text);
+    const HeapText<TypeParam> text(row.text);
+    unsigned first_len = 9, last_len = 9;
+    EXPECT_EQ(text.view().find_crlf(first_len), row.first);
+    EXPECT_EQ(first_len, row.first_len);
+    EXPECT_EQ(text.view().findback_crlf(last_len), row.last);
+    EXPECT_EQ(last_len, row.last_len);
+  }
+}
+
+TYPED_TEST(ViewTest, TextBetweenIsWhollyAfterItsOpening) {
+  struct Row {
+    const char *text, *open, *close;
+    unsigned at, len;
+  };
+  for (const Row& row :
+       {Row{"a(bc)d", "(", ")", 2, 2}, Row{"()", "(", ")", 1, 0}, Row{")(", "(", ")", NOT_FOUND, 0},
+        Row{"", "(", ")", NOT_FOUND, 0}, Row{"a(b", "(", ")", NOT_FOUND, 0},
+        Row{"|a|", "|", "|", 1, 1}, Row{"|", "|", "|", NOT_FOUND, 0},
+        Row{"<!--x-->", "<!--", "-->", 4, 1}, Row{"<!-->", "<!--", "-->", NOT_FOUND, 0}}) {
+    SCOPED_TRACE(row.text);
+    const HeapText<TypeParam> text(row.text), open(row.open), close(row.close);
+    unsigned len = 9;
+    EXPECT_EQ(text.view().find_between(len, open.view(), close.view()), row.at);
+    EXPECT_EQ(len, row.len);
+    if (open.view().len() != 1) continue;
+    EXPECT_EQ(text.view().find_between(len, open.view()[0], close.view()[0]), row.at);
+    EXPECT_EQ(len, row.len);
+  }
+}
+
+TYPED_TEST(ViewTest, TextIsClassifiedByItsAsciiUnits) {
+  // n: number, a: letters, A: letters and digits, @: mail address begun, p: relative path.
+  for (const auto& row : Rows(
+           "|aAp -|p -12|np 12345678901234567890|nAp -1234567890123456789|np "
+           "123456789012345678901|Ap 1-2|p azAZ|aAp a9|Ap [a|p `a|p @a|p {a|p a@|@p _@|p 0@|@p @|p "
+           "a.@|p a@b|p /|p /a| c:\\| ./a|p .:|p \xC1z|p")) {
+    SCOPED_TRACE(row[0]);
+    const HeapText<TypeParam> text(row[0]);
+    const auto is = [&row](char property) { return row[1].find(property) != std::string::npos; };
+    EXPECT_EQ(text.view().is_numstr(), is('n'));
+    EXPECT_EQ(text.view().is_alpha_str(), is('a'));
+    EXPECT_EQ(text.view().is_alpha_num_str(), is('A'));
+    EXPECT_EQ(text.view().is_email_pred(), is('@'));
+    EXPECT_EQ(text.view().is_relative_path(), is('p'));
+  }
+  EXPECT_TRUE(HeapText<TypeParam>("_@").view().is_email_pred());
+  EXPECT_TRUE(HeapText<TypeParam>("bcd").view().is_range('b', 'd'));
+  EXPECT_FALSE(HeapText<TypeParam>("bcd").view().is_range('b', 'c'));
+}
+
+// Any owner of text that is not a view compares as one.
+template <class T>
+struct Owner : TextOps<T, Owner<T>> {
+  explicit Owner(BufferRef<T> text) : units(text.begin(), text.end()) {}
+  const T* ref_internal_data() const { return units.data(); }
+  unsigned len() const { return static_cast<unsigned>(units.size()); }
+  std::vector<T> units;
+};
+
+TYPED_TEST(ViewTest, OrderIsThatOfUnsignedUnits) {
+  const auto sorted = Rows(
+      "| \x01 a ab abc abcdefghijklmnopqrstuvwxyz abcdefghijklmnopqrstuvwxyz0 "
+      "abcdefghijklmnopqrzz abd b \xFF");
+  for (const auto& left_row : sorted) {
+    for (const auto& right_row : sorted) {
+      const auto want = &left_row <=> &right_row;
+      const std::string &a = left_row[0], &b = right_row[0];
+      const HeapText<TypeParam> left(a), right(b);
+      const auto l = left.view(), r = right.view();
+      const BufferRefMutable<TypeParam> mutable_r = r;
+      const Owner<TypeParam> owner_l(l), owner_r(r);
+      const StdString<TypeParam> std_r = Widen<TypeParam>(b);
+      for (const auto got :
+           {l <=> r, l <=> mutable_r, l <=> owner_r, owner_l <=> r, owner_l <=> owner_r,
+            l <=> std_r, l <=> r.std_view(), 0 <=> (r <=> l)}) {
+        EXPECT_EQ(got, want) << l << " / " << r;
+      }
+      for (const bool equal :
+           {l == r, !(l != mutable_r), mutable_r == owner_l, owner_l == owner_r, std_r == l,
+            l == r.std_view(), l == b.c_str(), owner_l.is_equal(b.c_str())}) {
+        EXPECT_EQ(equal, want == 0) << l << " / " << r;
+      }
+      EXPECT_EQ(l.is_greater(r), want > 0);
+    }
+  }
+  EXPECT_FALSE(HeapText<TypeParam>(std::string_view("a\0b", 3)).view().is_equal("a"));
+}
+
+TYPED_TEST(ViewTest, IniLinesGiveSectionsAndPairs) {
+  // Line, result, key, value.
+  for (const auto& row :
+       Rows("__key_=_value_;_note|2|key|value [sec]|1|sec| _[_s_]_;|1|_s_| []|0|| []]|1|]| "
+            "[sec|2|[sec| a=|0|| ab=|2|ab| a=b|2|a|b =abc|0|| =a=b|0|| abc|2|abc| |0|| ;abc|0|| "
+            "a_=_b_=_c|2|a|b_=_c \tk\t=\tv|2|\tk\t|\tv a_b;c=d|2|a_b|")) {
+    SCOPED_TRACE(row[0]);
+    const HeapText<TypeParam> line(row[0]);
+    BufferRefMutable<TypeParam> key = line.view(), value = line.view();
+    EXPECT_EQ(line.view().parse_ini_line(key, value, ';'), std::stoi(row[1]));
+    EXPECT_EQ(key, Widen<TypeParam>(row[2]));
+    EXPECT_EQ(value, Widen<TypeParam>(row[3]));
+    BufferRefMutable<TypeParam> itself = line.view();  // a line may be taken apart into itself
+    EXPECT_EQ(itself.parse_ini_line(itself, value, ';'), std::stoi(row[1]));
+    EXPECT_EQ(itself, key);
+  }
+  BufferRefMutable<TypeParam> key, value;
+  EXPECT_EQ(HeapText<TypeParam>("a;b=c").view().parse_ini_line(key, value, 0), 2);
+  EXPECT_EQ(key.len(), 3);
+}
+
+TYPED_TEST(ViewTest, SplitSkipsEmptyFieldsAndSplitNumStopsAtThem) {
+  // How many at most, text, fields, numbers; each result with a ';' behind it.
+  for (const auto& row : Rows("9|,a,,b,|a;b;| 9|1,,2|1;2;|1; 9||| 2|1,2,3|1;2;|1;2; 0|1|| 9|,|| "
+                              "9|7x,y,42949672960,|7x;y;42949672960;|7;0;4294967295;")) {
+    SCOPED_TRACE(row[1]);
+    const HeapText<TypeParam> text(row[1]);
+    const unsigned max = row[0] == "9" ? 9 : row[0] == "2" ? 2 : 0;
+    BufferRefMutable<TypeParam> fields[9];
+    unsigned numbers[9];
+    std::ostringstream got_fields, got_numbers;
+    const unsigned field_count = text.view().split(fields, ',', max);
+    for (unsigned i = 0; i < field_count; ++i) got_fields << fields[i] << ';';
+    const unsigned number_count = text.view().split_num(numbers, ',', max);
+    for (unsigned i = 0; i < number_count; ++i) got_numbers << numbers[i] << ';';
+    EXPECT_EQ(got_fields.str(), row[2]);
+    EXPECT_EQ(got_numbers.str(), row[3]);
+  }
+}
+
+TYPED_TEST(ViewTest, FetchingConsumesWhatItReturnsAndTheSeparator) {
+  using Fetch = BufferRef<TypeParam> (*)(BufferRefMutable<TypeParam>&);
+  const Fetch by_comma = [](auto& v) { return v.fetch_before_chr(','); };
+  const Fetch by_str = [](auto& v) { return v.fetch_before_str(Widen<TypeParam>("--")); };
+  const Fetch by_line = [](auto& v) { return v.fetch_before_crlf(); };
+  const Fetch by_two = [](auto& v) { return v.fetch_head(2, 1); };
+  const Fetch by_all = [](auto& v) { return v.fetch_head(3, NOT_FOUND); };
+  struct Row {
+    Fetch fetch;
+    const char *text, *want;  // each part with a ';' after it
+  };
+  for (const Row& row : {Row{by_comma, "a,,b", "a;;b;"}, Row{by_comma, "a,", "a;"},
+                         Row{by_str, "a-b--c---d", "a-b;c;-d;"}, Row{by_str, "--", ";"},
+                         Row{by_line, "a\r\nb\n\rc\r", "a;b;;c;"},
+                         Row{by_two, "abcdefgh", "ab;de;gh;"}, Row{by_all, "abcdef", "abc;"}}) {
+    SCOPED_TRACE(row.text);
+    const HeapText<TypeParam> text(row.text);
+    BufferRefMutable<TypeParam> rest = text.view();
+    std::ostringstream got;
+    while (rest) got << row.fetch(rest) << ';';
+    EXPECT_EQ(got.str(), row.want);
+    EXPECT_EQ(row.fetch(rest), BufferRef<TypeParam>());
+  }
+  const HeapText<TypeParam> text("  ab  ");
+  BufferRefMutable<TypeParam> view = text.view();
+  EXPECT_EQ(view.cut_head(1), 5);
+  EXPECT_EQ(view.trim_head().len(), 4);
+  EXPECT_EQ(view.trim_all(), Widen<TypeParam>("ab"));
+  EXPECT_EQ(view.cut_head(9), 0);
+  view.reset();
+  EXPECT_EQ(view.ref_internal_data(), nullptr);
+}
+
+TYPED_TEST(ViewTest, ChangesInPlaceAgreeWithAString) {
+  RandomTexts random(4);
+  for (int i = 0; i < 3000; ++i) {
+    const HeapText<TypeParam> start = random.next<TypeParam>(24, "ab \xE1");
+    const HeapText<TypeParam> foreign = random.next<TypeParam>(9, "abc\xE1");
+    const unsigned n = start.view().len(), pos = random.below(n + 2), at = std::min(pos, n);
+    const unsigned from = random.below(n + 1), count = random.below(n + 1);
+    const auto c = random.unit<TypeParam>("ab\xE1");
+    const auto set = foreign.view().std_view();
+    const auto in_set = [set](auto unit) { return set.find(unit) != set.npos; };
+    // The same change in place and on a string, with a foreign text and with a part of itself.
+    const auto check = [&](auto change, auto change_string) {
+      for (const bool itself : {false, true}) {
+        const HeapText<TypeParam> room(std::string(2 * n + 10, '#'));  // what the longest needs
+        std::copy(start.view().begin(), start.view().end(), room.view().begin());
+        BufferRef<TypeParam> view = room.view().sub_head(n);
+        const auto other = itself ? view.sub_str(from, count) : foreign.view();
+        StdString<TypeParam> want(view), text(other);
+        change(view, other);
+        change_string(want, text);
+        ASSERT_EQ(view, want) << start.view() << " at " << pos << " of " << text.size() << itself;
+      }
+    };
+    check([](auto& v, auto o) { v.append_str(o); }, [](auto& s, auto& t) { s += t; });
+    check([&](auto& v, auto o) { v.insert_str(pos, o); },
+          [&](auto& s, auto& t) { s.insert(at, t); });
+    check([&](auto& v, auto o) { v.write(at, o.sub_head(n - at)); },
+          [&](auto& s, auto& t) {
+            s.replace(at, std::min<std::size_t>(n - at, t.size()), t, 0, n - at);
+          });
+    check([&](auto& v, auto) { v.erase(pos, count); }, [&](auto& s, auto&) { s.erase(at, count); });
+    check([&](auto& v, auto) { v.erase_chr(c); },
+          [&](auto& s, auto&) { std::erase(s, CharOf<TypeParam>(c)); });
+    check([&](auto& v, auto) { v.erase_chrlist(foreign); },
+          [&](auto& s, auto&) { std::erase_if(s, in_set); });
+    if (n == 0) continue;
+    check([](auto& v, auto) { v.reverse(); },
+          [](auto& s, auto&) { std::reverse(s.begin(), s.end()); });
+  }
+}
+
+TYPED_TEST(ViewTest, StandardLibraryAndViewsMeet) {
+  const StdString<TypeParam> text = Widen<TypeParam>("Mixed Case");
+  std::unordered_set<BufferRef<TypeParam>> set{text};
+  EXPECT_EQ(set.count(BufferRefMutable<TypeParam>(text)), 1);
+  EXPECT_EQ(std::hash<BufferRef<TypeParam>>()(text), std::hash<StdString<TypeParam>>()(text));
+  const HeapText<TypeParam> copy(std::string(11, '#'));
+  EXPECT_EQ(BufferRef<TypeParam>(text).read_zend(copy.view().str()), 10);
+  EXPECT_EQ(copy.view().back(), 0);
+  BufferRef<TypeParam> view = copy.view().sub_head(10);
+  view.to_up();
+  EXPECT_EQ(view.replace_chr('E', '3'), 2);
+  EXPECT_EQ(view, Widen<TypeParam>("MIX3D CAS3"));
+  std::size_t sum = 0;
+  for (const TypeParam unit : view) sum += unit;
+  EXPECT_EQ(sum, std::accumulate(view.begin(), view.end(), std::size_t{0}));
+  std::ostringstream out;
+  out << View16(std::u16string_view(u"a\u4E2D\xD800"));
+  EXPECT_EQ(out.str(), "a\\u4E2D\\uD800");
+}
+
+}  // namespace
+}  // namespace tstl
