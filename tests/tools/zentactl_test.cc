@@ -145,6 +145,9 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
       {{At("p/update.pkg"), "--key", At("none.pem")}, "none.pem: No such file"},
       {{At("p/update.pkg"), "--key", key, "--config", At("rubbish.pem")}, "rubbish.pem"},
       {{At("p/none.pkg"), "--key", key, "--config", At("keys/signing.conf")}, "No such file"},
+      {{At("p/update.pkg"), "--key", key, "--config", At("keys/signing.conf"), "--out",
+        At("p/update.pkg")},
+       "is an input"},
       {{At("p"), "--key", key, "--config", At("keys/signing.conf")}, "not a regular file"},
   };
   for (const auto& row : rows) {
@@ -158,6 +161,7 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
   EXPECT_THAT(full_disk.err, HasSubstr("cannot write"));
   EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
   EXPECT_EQ(Contents(At("p/inputPkg.txt")), "old");
+  EXPECT_EQ(Contents(At("p/update.pkg")), "package");
 }
 
 TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {

@@ -22,6 +22,7 @@ fs::path FolderOf(const fs::path& path) {
 
 }  // namespace
 
+// If this throws, the destructor does not run: a file that was there before is not removed.
 NewFile::NewFile(fs::path path, mode_t mode) : path_(std::move(path)) {
   descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   if (descriptor_ < 0) throw SystemFailure("cannot create " + path_.string());
@@ -66,6 +67,7 @@ void NewFile::ReplaceAs(const fs::path& target) {
   SyncFolder(FolderOf(target));
 }
 
+// A folder that cannot be opened or synced is no reason to give up a file that is whole.
 void SyncFolder(const fs::path& folder) {
   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) return;

@@ -39,6 +39,7 @@ void ArchiveWriter::Write(std::string_view bytes) {
   while (!bytes.empty()) {
     const la_ssize_t written = archive_write_data(writer_.get(), bytes.data(), bytes.size());
     Check(written);
+    // The library cuts what goes beyond the announced size without an error.
     if (written == 0) throw Failure(name_ + ": more bytes than its entry was announced with");
     bytes.remove_prefix(static_cast<std::size_t>(written));
   }
@@ -46,6 +47,7 @@ void ArchiveWriter::Write(std::string_view bytes) {
 
 void ArchiveWriter::Finish() { Check(archive_write_close(writer_.get())); }
 
+// Warnings count as failures: they tell of an entry that comes out other than it went in.
 void ArchiveWriter::Check(la_ssize_t result) const {
   if (result >= ARCHIVE_OK) return;
   const char* reason = archive_error_string(writer_.get());

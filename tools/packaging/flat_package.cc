@@ -124,6 +124,8 @@ void WritePayload(const Listing& listing, const PackageOptions& options, const N
   writer.Finish();
 }
 
+// The payload's size stands in the archive's table of contents in front of it, which is why it was
+// written to a file of its own first.
 void WriteParts(const std::string& info, const fs::path& payload, std::time_t modified,
                 const NewFile& package) {
   ArchiveWriter writer(ArchiveWriter::Kind::kXar, package.descriptor(), package.path().string());
@@ -193,6 +195,7 @@ std::string FirstOf(const char* what, std::initializer_list<std::string> candida
   throw Failure(std::string("the bundle's Info.plist states no ") + what + ": give one");
 }
 
+// The installer would refuse such a place too, but only at the user's.
 void CheckInstallLocation(const fs::path& location) {
   if (!location.is_absolute()) throw Failure("the install location is no absolute path");
   for (const fs::path& part : location) {

@@ -24,6 +24,8 @@ std::string Printable(char c) {
   return text;
 }
 
+// Why a text that the codec refuses is none of its own. Any two configurations have the same
+// characters in their alphabets, so a text of another one fails only later, or at its last bits.
 std::string WhyNotDecoded(std::string_view text, const SigningConfig& config) {
   const std::string_view alphabet(config.alphabet.data(), config.alphabet.size());
   const std::size_t first = text.find_first_not_of(" \t\r\n");
@@ -37,6 +39,7 @@ std::string WhyNotDecoded(std::string_view text, const SigningConfig& config) {
   return "the digest file does not decode: cut off, altered, or made with another configuration";
 }
 
+// Why the bytes are no signature of this configuration's key.
 std::string WhyNotOpened(ByteView block, const SigningConfig& config) {
   if (block.size() != kSignatureBytes) {
     return std::string("the digest file is too ") +

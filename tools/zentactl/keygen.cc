@@ -82,6 +82,7 @@ void Keygen(const fs::path& folder) {
   key_file.Write(key.ToPem());
   conf_file.Write("# Made by zentactl keygen. Public: it holds no secret. Key fingerprint:\n# " +
                   fingerprint + "\n" + FormatSigningConfig(config));
+  // All that can fail comes before the first of them is kept.
   key_file.Sync();
   conf_file.Sync();
   CheckPair(key_path, conf_path);

@@ -23,6 +23,7 @@ constexpr Command kCommands[] = {
     {"verify", "check a package against its digest file, as the updater does", zenta::DefineVerify},
 };
 
+// Everything that --help knows.
 void Describe(CLI::App& app) {
   app.name("zentactl");
   app.set_version_flag("--version", "zentactl " ZENTA_VERSION);
@@ -52,6 +53,7 @@ int Run(CLI::App& app, int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? 0 : kMisused;
   }
+  // A result that did not reach its file, on a full disk say, must not pass for success.
   if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
   return 0;
 }

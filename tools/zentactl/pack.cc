@@ -8,12 +8,17 @@
 namespace zenta {
 namespace {
 
-void Pack(PackageOptions& options) {
+// The line of progress is gone when this returns, so that the result does not stand behind it.
+PackageSummary PackWithProgress(PackageOptions options) {
   Progress progress("packing");
   options.progress = [&progress](std::uint64_t done, std::uint64_t all) {
     progress.Show(done, all);
   };
-  const PackageSummary package = WriteFlatPackage(options);
+  return WriteFlatPackage(options);
+}
+
+void Pack(const PackageOptions& options) {
+  const PackageSummary package = PackWithProgress(options);
   std::cout << "packed      " << options.bundle.string() << "\nidentifier  " << package.identifier
             << "\nversion     " << package.version << "\nplace       " << options.install_location
             << "\nwritten     " << options.out.string() << "  (" << package.entries << " entries, "

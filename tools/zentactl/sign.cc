@@ -2,6 +2,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <variant>
 
 #include "tools/common/failure.h"
@@ -17,7 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMaxKeyBytes = 64 << 10;
+constexpr std::size_t kMaxKeyBytes = 64 << 10;  // a PEM file has about 900
 
 struct SignOptions {
   fs::path package;
@@ -34,6 +35,7 @@ Signer LoadKey(const fs::path& path) {
   return std::get<Signer>(std::move(key));
 }
 
+// Without this the mistake would show only as a signature that does not verify.
 void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& path) {
   if (key.Matches(config)) return;
   throw Failure(
@@ -43,6 +45,15 @@ void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& 
       "\n  configuration: " + Fingerprint(config.modulus));
 }
 
+// A slip of the hand in --out must not cost the package or the key.
+void CheckOut(const fs::path& out, const SignOptions& options) {
+  for (const fs::path& input : {options.package, options.key}) {
+    std::error_code none;  // `out` usually does not exist yet
+    if (fs::equivalent(input, out, none))
+      throw Failure(out.string() + " is an input, not replaced");
+  }
+}
+
 // The digest file takes its name only after it was read back and found good against the package.
 void Sign(const SignOptions& options) {
   const SigningConfig config = LoadConfig(options.config);
@@ -50,12 +61,14 @@ void Sign(const SignOptions& options) {
   CheckMatch(key, config, options.key);
   const fs::path out =
       options.out.empty() ? options.package.parent_path() / "inputPkg.txt" : options.out;
+  CheckOut(out, options);
 
   const auto text = SignDigest(PackageDigest(options.package), config, key);
   if (!text) throw Failure("the key could not sign");
   NewFile file = NewFile::Beside(out, 0666);
   file.Write(*text);
   file.Sync();
+  // Digested anew: a package that changed meanwhile shows here and not at the user's.
   const std::string digest = PackageDigest(options.package);
   const auto refusal = WhyRefused(ReadDigestFile(file.path()), digest, config);
   if (refusal) throw Failure("what was written does not verify: " + *refusal);
