@@ -1,8 +1,6 @@
 // Runs a function that writes text into a caller's room, and watches the room.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <vector>
 
@@ -10,18 +8,21 @@
 
 namespace tstl {
 
-// What `write` put into a room of `room` units. Expects the returned length and a zero after the
-// text, and that no unit past the room was touched.
-template <class T, class Write>
-StdString<T> Written(unsigned room, Write write) {
-  constexpr T kGuard = 0xA5;
-  std::vector<T> units(room + 32, kGuard);
-  const unsigned len = write(units.data());
+// What `write` put into a room of `room` units. Expects a zero after it, and what is past the room
+// untouched.
+template <class T>
+StdString<T> Written(std::size_t room, auto write) {
+  std::vector<T> units(room + 32, T{0xA5});
+  const std::size_t len = write(units.data());
   EXPECT_LT(len, room);
   EXPECT_EQ(units[len], 0);
-  EXPECT_TRUE(std::all_of(units.begin() + static_cast<int>(room), units.end(),
-                          [](T unit) { return unit == kGuard; }));
-  return StdString<T>(units.begin(), units.begin() + static_cast<int>(len));
+  EXPECT_EQ(std::count(units.end() - 32, units.end(), T{0xA5}), 32);
+  return StdString<T>(units.data(), units.data() + len);
+}
+// Expects `want`, written into no more room than it needs.
+template <class T>
+void ExpectText(std::string_view want, auto write) {
+  EXPECT_EQ(Written<T>(want.size() + 1, write), Widen<T>(want));
 }
 
 }  // namespace tstl
