@@ -1,124 +1,120 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <map>
 #include <sstream>
-#include <string>
-#include <vector>
 
+#include "tests/installer/host/machine_fixture.h"
 #include "tests/tools/package_maker.h"
 #include "tests/tools/subprocess.h"
 #include "tools/host_installer/install.h"
-#include "tools/host_installer/payload_path.h"
+#include "tools/host_installer/package_reader.h"
 
 namespace zenta {
 namespace {
 
 namespace fs = std::filesystem;
 using testing::HasSubstr;
-using testing::IsSupersetOf;
-using testing::Pair;
+using Entries = std::vector<PayloadEntry>;
+using Snapshot = std::map<std::string, std::string>;  // path -> permissions and contents
 
-constexpr unsigned kFolder = 040755;
-constexpr unsigned kLink = 0120777;
+const std::string kPackage = "/Library/Caches/update.pkg";
+const std::string kMethods = "/Library/Input Methods";
+const std::string kApp = "/Library/Input Methods/ZentaIM.app";
 
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+// "NAME" is a file, "NAME/" a folder, "NAME>TARGET" a link, "NAME=MODE" something else.
+PayloadEntry Entry(const std::string& text) {
+  const std::size_t sign = text.find_first_of(">=");
+  const std::string name = text.substr(0, sign);
+  if (sign == text.npos) return {name, text.ends_with('/') ? 040755u : 0100644u};
+  if (text[sign] == '>') return {name, 0120777, text.substr(sign + 1)};
+  return {name, static_cast<unsigned>(std::stoul(text.substr(sign + 1), nullptr, 8))};
 }
 
-// Fails the k-th rename that it is asked for, or does something else about it.
-class FailingRenamer final : public Renamer {
- public:
-  int fail_at = -1;  // counted from 0
-  bool can_exchange = true;
-  std::function<void()> instead = [] {};
-  int calls = 0;
+Entries VersionTwoAnd(const Entries& more) {
+  Entries entries = {Entry("./"),
+                     Entry("./ZentaIM.app/"),
+                     Entry("./ZentaIM.app/Contents=40555"),
+                     {"./ZentaIM.app/Contents/Info.plist", 0100644, "two"},
+                     {"./ZentaIM.app/Contents/run", 0104755, "#!"},
+                     {"./ZentaIM.app/Contents/拼音.txt", 0100600, "nǐ hǎo", 7},
+                     {"./ZentaIM.app/Contents/same", 0100600, "nǐ hǎo", 7},
+                     Entry("./ZentaIM.app/run>Contents/run"),
+                     Entry("./ZentaIM.app/Contents/up>../run")};
+  entries.insert(entries.end(), more.begin(), more.end());
+  return entries;
+}
 
+// Asks before each rename whether it may be done: 0 or the errno value that it fails with.
+struct AskingRenamer final : Renamer {
+  explicit AskingRenamer(std::function<int(bool exchange)> function) : ask(std::move(function)) {}
   int Move(const std::string& from, const std::string& to) override {
-    return Fails() ? EIO : Renamer::Move(from, to);
+    const int error = ask(false);
+    return error != 0 ? error : Renamer::Move(from, to);
   }
   int Exchange(const std::string& one, const std::string& other) override {
-    if (!can_exchange) return ENOTSUP;
-    return Fails() ? EIO : Renamer::Exchange(one, other);
+    const int error = ask(true);
+    return error != 0 ? error : Renamer::Exchange(one, other);
   }
-
- private:
-  bool Fails() {
-    if (calls++ != fail_at) return false;
-    instead();
-    return true;
-  }
+  std::function<int(bool)> ask;
 };
 
-// A machine folder with version 1 of a bundle in it, and a neighbour that no package mentions.
-class HostInstallerTest : public testing::Test {
+// Calls `at_k` in the place of the k-th rename. Without `can_exchange` names cannot be exchanged.
+AskingRenamer RenamerThat(int k, bool can_exchange, std::function<int()> at_k) {
+  return AskingRenamer([=](bool exchange) mutable {
+    if (exchange && !can_exchange) return ENOTSUP;
+    return k-- == 0 ? at_k() : 0;
+  });
+}
+
+// A machine with version 1 of a bundle, and a neighbour that no package mentions.
+class HostInstallerTest : public MachineTest {
  protected:
-  using Snapshot = std::map<std::string, std::string>;  // path -> permissions and contents
-
   HostInstallerTest() {
-    std::string name = (fs::temp_directory_path() / "host-installer-XXXXXX").string();
-    machine_ = mkdtemp(name.data());
     PutVersionOne();
-    Put(InputMethods() / "Other.app/x", "other");
-    fs::permissions(InputMethods(), fs::perms{0700});
-    fs::create_directories(machine_ / "Library/Caches");
-  }
-  ~HostInstallerTest() override {
-    fs::current_path("/");  // an installation in this process leaves its own
-    fs::remove_all(machine_);
-  }
-
-  [[nodiscard]] fs::path InputMethods() const { return machine_ / "Library/Input Methods"; }
-  [[nodiscard]] fs::path App() const { return InputMethods() / "ZentaIM.app"; }
-  [[nodiscard]] std::string Package() const { return machine_ / "Library/Caches/update.pkg"; }
-
-  static void Put(const fs::path& path, const std::string& contents) {
-    fs::create_directories(path.parent_path());
-    std::ofstream(path, std::ios::binary) << contents;
+    Put(At(kPackage), "");
+    Put(At(kMethods + "/Other.app/x"), "other");
+    fs::permissions(At(kMethods), fs::perms{0700});
   }
 
   void PutVersionOne() const {
-    fs::remove_all(App());
-    Put(App() / "Contents/Info.plist", "one");
-    Put(App() / "Contents/stale", "one");
+    fs::remove_all(At(kApp));
+    Put(At(kApp + "/Contents/Info.plist"), "one");
+    Put(At(kApp + "/Contents/stale"), "one");
   }
+  [[nodiscard]] bool HasOneWholeVersion() const {
+    const std::string info = Contents(At(kApp + "/Contents/Info.plist"));
+    return fs::exists(At(kApp + "/Contents/stale")) ? info == "one" : info == "two";
+  }
+
+  void Stage(const PackageFiles& files) const { Put(At(kPackage), Xar(files)); }
 
   // Everything below the machine but the package.
   [[nodiscard]] Snapshot Installed() const {
     Snapshot found;
-    for (const auto& entry : fs::recursive_directory_iterator(machine_)) {
-      if (entry.path() == Package()) continue;
+    for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+      if (entry.path() == At(kPackage)) continue;
       const fs::file_status status = entry.symlink_status();
-      std::string what = std::to_string(static_cast<unsigned>(status.permissions())) + " ";
+      std::string& what = found[entry.path().string().substr(root_.size())];
+      what = std::to_string(static_cast<unsigned>(status.permissions())) + " ";
       if (fs::is_regular_file(status)) what += Contents(entry.path());
       if (fs::is_symlink(status)) what += "-> " + fs::read_symlink(entry.path()).string();
-      found[entry.path().lexically_relative(machine_)] = what;
     }
     return found;
   }
 
-  // Runs the program on the package.
   Finished Run(RunOptions options = {}) {
-    options.environment.emplace_back("ZENTA_MACHINE", machine_.string());
-    return RunProgram({ZENTA_HOST_INSTALLER, "-pkg", "/Library/Caches/update.pkg", "-target", "/"},
-                      options);
+    options.environment.emplace_back("ZENTA_MACHINE", root_);
+    return RunProgram({ZENTA_HOST_INSTALLER, "-pkg", kPackage, "-target", "/"}, options);
   }
 
-  // Installs in this process. True on success.
-  bool InstallHere(Renamer& renamer) {
+  // In this process. True on success.
+  bool InstallHere(Renamer&& renamer = {}) {
     std::ostringstream report;
     try {
-      Install({Package(), "update", machine_}, renamer, report);
+      Install({At(kPackage), "update", root_}, renamer, report);
       return true;
     } catch (const std::exception&) {
       return false;
@@ -126,132 +122,103 @@ class HostInstallerTest : public testing::Test {
   }
 
   // Expects that the program refuses the package, with this in its message, and changes nothing.
-  void ExpectRefused(const std::string& reason) {
+  void ExpectRefused(const std::string& reason, RunOptions options = {}) {
     const Snapshot before = Installed();
-    const Finished finished = Run();
+    const Finished finished = Run(std::move(options));
     EXPECT_EQ(finished.status, 1);
-    EXPECT_THAT(finished.err, testing::StartsWith("installer: Error - "));
+    EXPECT_THAT(finished.err, HasSubstr("installer: Error - "));
     EXPECT_THAT(finished.err, HasSubstr(reason));
-    EXPECT_THAT(finished.out, testing::Not(HasSubstr("successful")));
+    EXPECT_EQ(finished.out.find("successful"), std::string::npos);
     EXPECT_EQ(Installed(), before);
   }
-
-  // Whether the whole of version 1 or of version 2 is in place.
-  [[nodiscard]] bool HasOneWholeVersion() const {
-    const std::string info = Contents(App() / "Contents/Info.plist");
-    return fs::exists(App() / "Contents/stale") ? info == "one" : info == "two";
-  }
-
-  static std::vector<PayloadEntry> VersionTwo() {
-    return {{".", kFolder, ""},
-            {"./ZentaIM.app", kFolder, ""},
-            {"./ZentaIM.app/Contents", 040555, ""},
-            {"./ZentaIM.app/Contents/Info.plist", 0100644, "two"},
-            {"./ZentaIM.app/Contents/run", 0104755, "#!"},
-            {"./ZentaIM.app/Contents/拼音.txt", 0100600, "nǐ hǎo", 7},
-            {"./ZentaIM.app/Contents/same", 0100600, "nǐ hǎo", 7},
-            {"./ZentaIM.app/run", kLink, "Contents/run"},
-            {"./ZentaIM.app/Contents/up", kLink, "../run"}};
-  }
-
-  fs::path machine_;
 };
 
 TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
-  const PackageFiles component = ComponentPackage(VersionTwo());
   PackageFiles product = {{"Distribution",
                            "<installer-gui-script><title>Zenta 2</title><pkg-ref id='x'/>"
-                           "<pkg-ref id='x'>#My%20IM.pkg</pkg-ref></installer-gui-script>"}};
-  for (const auto& [name, contents] : component)
-    product.emplace_back("My IM.pkg/" + name, contents);
-  std::vector<PackageFiles> packages = {component, product};
-  for (const int filter : {ARCHIVE_FILTER_NONE, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ}) {
-    packages.push_back(ComponentPackage(VersionTwo(), "Library/Input Methods/", filter));
+                           "<pkg-ref>#My%20IM.pkg</pkg-ref></installer-gui-script>"}};
+  for (const auto& [name, bytes] : ComponentPackage(VersionTwoAnd({}))) {
+    product.emplace_back("My IM.pkg/" + name, bytes);
   }
-  const Snapshot before = Installed();
+  std::vector<PackageFiles> packages = {product};
+  for (const int filter :
+       {ARCHIVE_FILTER_NONE, ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ}) {
+    packages.push_back(ComponentPackage(VersionTwoAnd({}), "Library/Input Methods/", filter));
+  }
+  Snapshot want = Installed();
+  want.erase(kApp + "/Contents/stale");
+  want[kApp + "/Contents"] = want[kApp];  // the owner may always change a folder
+  want[kApp + "/Contents/Info.plist"] = "420 two";
+  want[kApp + "/Contents/run"] = "493 #!";  // nothing runs with another user's rights
+  want[kApp + "/Contents/拼音.txt"] = want[kApp + "/Contents/same"] = "384 nǐ hǎo";
+  want[kApp + "/run"] = "511 -> Contents/run";
+  want[kApp + "/Contents/up"] = "511 -> ../run";
+  std::string title = "Zenta 2";
   for (const PackageFiles& package : packages) {
     SCOPED_TRACE(&package - packages.data());
-    Put(App() / "Contents/stale", "one");
-    WriteXar(Package(), package);
+    Put(At(kApp + "/Contents/stale"), "one");
+    Stage(package);
     const Finished finished = Run();
     EXPECT_EQ(finished.err, "");
-    EXPECT_EQ(finished.out, "installer: Package name is " +
-                                std::string(&package == &packages[1] ? "Zenta 2" : "update") +
+    EXPECT_EQ(finished.out, "installer: Package name is " + std::exchange(title, "update") +
                                 "\ninstaller: Installing at base path /\n"
                                 "installer: The install was successful.\n");
-    Snapshot want = before;
-    const std::string app = "Library/Input Methods/ZentaIM.app";
-    want.erase(app + "/Contents/stale");
-    want[app] = "493 ";
-    want[app + "/Contents"] = "493 ";  // the owner may always change a folder
-    want[app + "/Contents/Info.plist"] = "420 two";
-    want[app + "/Contents/run"] = "493 #!";  // and nothing runs with another user's rights
-    want[app + "/Contents/拼音.txt"] = want[app + "/Contents/same"] = "384 nǐ hǎo";
-    want[app + "/run"] = "511 -> Contents/run";
-    want[app + "/Contents/up"] = "511 -> ../run";
     EXPECT_EQ(Installed(), want);
-    EXPECT_EQ(fs::hard_link_count(App() / "Contents/same"), 2u);
+    EXPECT_EQ(fs::hard_link_count(At(kApp + "/Contents/same")), 2u);
   }
 }
 
 TEST_F(HostInstallerTest, MergesPlainFoldersAndInstallsWhereNothingIsYet) {
-  for (const char* location : {"/", "", "/opt/new/place"}) {
-    SCOPED_TRACE(location);
-    const fs::path base = machine_ / fs::path(location).relative_path();
-    Put(base / "usr/share/list", "old");
-    WriteXar(Package(), ComponentPackage({{"usr/share/list", 0100644, "new"},
-                                          {"usr/share/more/deep", 0100644, "deep"},
-                                          {"Library/Input Methods/Third.app/x", 0100644, "third"}},
-                                         location));
-    EXPECT_EQ(Run().status, 0);
-    EXPECT_EQ(Contents(base / "usr/share/list"), "new");
-    EXPECT_EQ(Contents(base / "usr/share/more/deep"), "deep");
-    EXPECT_EQ(Contents(base / "Library/Input Methods/Third.app/x"), "third");
-    EXPECT_TRUE(HasOneWholeVersion());
+  for (const std::string location : {"/", "", "/opt/new/place"}) {
+    const std::string base = At(location + "/");
+    Put(base + "usr/share/list", "old");
+    Stage(ComponentPackage({{"usr/share/list", 0100644, "new"},
+                            {"usr/share/more/deep", 0100644, "deep"},
+                            {"Library/Input Methods/Third.app/x", 0100644, "third"}},
+                           location));
+    EXPECT_EQ(Run().status, 0) << location;
+    EXPECT_EQ(Contents(base + "usr/share/list") + Contents(base + "usr/share/more/deep") +
+                  Contents(base + "Library/Input Methods/Third.app/x"),
+              "newdeepthird");
   }
+  EXPECT_TRUE(HasOneWholeVersion());
 }
 
 TEST_F(HostInstallerTest, RefusesHostilePayloads) {
-  const struct {
-    const char* reason;
-    std::vector<PayloadEntry> entries;
-  } rows[] = {
-      {"leaves the target", {{"../evil"}}},
-      {"leaves the target", {{"ZentaIM.app/../../../evil"}}},
-      {"leaves the target", {{"/Library/evil"}}},
-      {"too long", {{std::string(256, 'n')}}},
-      {"too long",
-       {{[] {
-           std::string deep;
-           for (int i = 0; i < 65; ++i) deep += "d/";
-           return deep;
-         }(),
-         kFolder}}},
-      {"links to /etc", {{"l", kLink, "/etc"}}},
-      {"links to ", {{"l", kLink, ""}}},
-      {"links to ..", {{"l", kLink, ".."}}},
-      {"links to ../../x", {{"a/l", kLink, "../../x"}}},
-      {"links to a/../../..", {{"a/b", kFolder}, {"b/l", kLink, "a/../../.."}}},
-      {"lies behind", {{"l", kLink, "a"}, {"a", kFolder}, {"l/x"}}},
-      {"lies behind", {{"a/l", kLink, ".."}, {"a/l/l/x"}}},
-      {"lies behind", {{"f"}, {"f/x"}}},
-      {"hard link", {{"l", kLink, "a", 5}, {"x", 0100644, "data", 5}}},
-      {"neither a file", {{"null", 020666}}},
-      {"neither a file", {{"disk", 060666}}},
-      {"neither a file", {{"pipe", 010666}}},
-      {"there twice", {{"a"}, {"./a"}}},
-      {"there twice", {{"a", kFolder}, {"a", kLink, "b"}}},
-      {"there twice", {{"a/b"}, {"a", kFolder}, {"a//"}}},
-      {"root is a folder", {{".", kLink, "a"}}},
-      {"another kind", {{"Other.app/x"}, {"ZentaIM.app", 0100644}}},
-      {"another kind", {{"ZentaIM.app/x"}, {"Plain/x"}}},
-  };
-  Put(InputMethods() / "Plain", "a file where a package has a folder");
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.reason + std::string(" ") + row.entries.back().path);
-    WriteXar(Package(), ComponentPackage(row.entries));
-    ExpectRefused(row.reason);
+  std::string deep;
+  for (int i = 0; i < 65; ++i) deep += "d/";
+  const std::pair<const char*, std::vector<std::string>> rows[] = {
+      {"leaves the target", {"../evil"}},
+      {"leaves the target", {"ZentaIM.app/../../../evil"}},
+      {"leaves the target", {"/Library/evil"}},
+      {"too long", {std::string(256, 'n')}},
+      {"too long", {deep}},
+      {"links to /etc", {"l>/etc"}},
+      {"links to ", {"l>"}},
+      {"links to ..", {"l>.."}},
+      {"links to ../../x", {"a/l>../../x"}},
+      {"links to a/../../..", {"a/b/", "b/l>a/../../.."}},
+      {"lies behind", {"l>a", "a/", "l/x"}},
+      {"lies behind", {"a/l>..", "a/l/l/x"}},
+      {"lies behind", {"f", "f/x"}},
+      {"neither a file", {"null=020666"}},
+      {"neither a file", {"pipe=010666"}},
+      {"there twice", {"a", "./a"}},
+      {"there twice", {"a/", "a>b"}},
+      {"there twice", {"a/b", "a/", "a//"}},
+      {"root is a folder", {".>a"}},
+      {"another kind", {"Other.app/x", "ZentaIM.app"}},
+      {"another kind", {"ZentaIM.app/x", "Plain/x"}}};
+  Put(At(kMethods + "/Plain"), "a file where a package has a folder");
+  for (const auto& [reason, texts] : rows) {
+    SCOPED_TRACE(texts.back());
+    Entries entries;
+    for (const std::string& text : texts) entries.push_back(Entry(text));
+    Stage(ComponentPackage(entries));
+    ExpectRefused(reason);
   }
+  Stage(ComponentPackage({{"l", 0120777, "a", 5}, {"x", 0100644, "data", 5}}));
+  ExpectRefused("hard link");
 }
 
 TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
@@ -260,131 +227,99 @@ TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
       "<installer-gui-script><pkg-ref>#a.pkg</pkg-ref></installer-gui-script>";
   const struct {
     const char* reason;
-    PackageFiles files;
-  } rows[] = {
-      {"no PackageInfo", {{"Payload", payload}}},
-      {"no PackageInfo in a.pkg",
-       {{"Distribution", product}, {"PackageInfo", info}, {"Payload", payload}}},
-      {"names no component", {{"Distribution", "<installer-gui-script/>"}, {"PackageInfo", info}}},
-      {"PackageInfo is not valid", {{"PackageInfo", "<pkg-info"}, {"Payload", payload}}},
-      {"PackageInfo is not valid", {{"PackageInfo", "<other/>"}, {"Payload", payload}}},
-      {"PackageInfo is not valid", {{"PackageInfo", ""}, {"Payload", payload}}},
-      {"XML is too long", {{"PackageInfo", std::string((1 << 20) + 1, ' ')}, {"Payload", payload}}},
-      {"leaves the target", {{"PackageInfo", PackageInfoFor("/a/../..")}, {"Payload", payload}}},
-      {"no folder", {{"PackageInfo", PackageInfoFor("/tmp/x")}, {"Payload", payload}}},
-      {"no Payload", {{"PackageInfo", info}}},
-      {"payload", {{"PackageInfo", info}, {"Payload", ""}}},
-      {"payload", {{"PackageInfo", info}, {"Payload", "no cpio archive at all"}}},
-      {"compressed twice",
-       {{"PackageInfo", info},
-        {"Payload", Compressed(Compressed(payload, ARCHIVE_FILTER_GZIP), ARCHIVE_FILTER_BZIP2)}}},
-  };
-  fs::create_directory_symlink("/", machine_ / "tmp");
+    std::string info, payload, distribution;  // "": not there
+  } rows[] = {{"no PackageInfo", "", payload, ""},
+              {"no PackageInfo in a.pkg", info, payload, product},
+              {"names no component", info, payload, "<installer-gui-script/>"},
+              {"PackageInfo is not valid", "<pkg-info", payload, ""},
+              {"PackageInfo is not valid", "<other/>", payload, ""},
+              {"XML is too long", std::string((1 << 20) + 1, ' '), payload, ""},
+              {"leaves the target", PackageInfoFor("/a/../.."), payload, ""},
+              {"no folder", PackageInfoFor("/tmp/x"), payload, ""},
+              {"no Payload", info, "", ""},
+              {"cannot be read", info, "no archive", ""},
+              {"compressed twice", info, Compressed(Compressed(payload)), ""}};
+  fs::create_directory_symlink("/", At("/tmp"));
   for (const auto& row : rows) {
     SCOPED_TRACE(row.reason);
-    WriteXar(Package(), row.files);
+    PackageFiles files = {
+        {"Distribution", row.distribution}, {"PackageInfo", row.info}, {"Payload", row.payload}};
+    std::erase_if(files, [](const auto& file) { return file.second.empty(); });
+    Stage(files);
     ExpectRefused(row.reason);
   }
-  Put(Package(), "not an archive");
+  Put(At(kPackage), "not an archive");
   ExpectRefused("cannot be read");
-  fs::remove(Package());
+  fs::remove(At(kPackage));
   ExpectRefused("the package path specified was invalid: '/Library/Caches/update.pkg'.");
 }
 
-// What comes out is the whole new version or the whole old one. (A changed byte without checksums
-// may make a different package of it, but a valid one.)
-TEST_F(HostInstallerTest, SurvivesEveryTruncationAndEveryChangedByte) {
+// A fuzz target changes bytes; this cuts them off.
+TEST_F(HostInstallerTest, SurvivesEveryTruncation) {
   constexpr std::size_t kSpare = 20;  // bytes that libarchive writes at the end and nobody needs
-  for (const bool checksums : {true, false}) {
-    WriteXar(Package(), ComponentPackage(VersionTwo()), checksums);
-    const std::string whole = Contents(Package());
-    Renamer renamer;
-    for (std::size_t i = 0; i < whole.size(); ++i) {
-      SCOPED_TRACE(i);
-      const Snapshot before = Installed();
-      Put(Package(), whole.substr(0, i));
-      ASSERT_EQ(InstallHere(renamer), i + kSpare >= whole.size());
-      ASSERT_TRUE(HasOneWholeVersion());
-      if (Installed() != before) PutVersionOne();
-      std::string changed = whole;
-      changed[i] = static_cast<char>(changed[i] ^ (1 << i % 8));
-      Put(Package(), changed);
-      const bool installed = InstallHere(renamer);
-      ASSERT_TRUE(installed || Installed() == before);
-      ASSERT_TRUE(!checksums || HasOneWholeVersion());
-      if (installed) PutVersionOne();
+  for (const char* options : {"xar:compression=none", "xar:compression=none,xar:checksum=none"}) {
+    const std::string whole = Xar(ComponentPackage(VersionTwoAnd({})), options);
+    std::size_t size = whole.size() - kSpare;
+    Put(At(kPackage), whole.substr(0, size));
+    EXPECT_TRUE(InstallHere() && HasOneWholeVersion());
+    PutVersionOne();
+    while (size > 0) {
+      fs::resize_file(At(kPackage), --size);
+      ASSERT_FALSE(InstallHere()) << size;
+      ASSERT_EQ(Contents(At(kApp + "/Contents/Info.plist")), "one") << size;
     }
   }
 }
 
 TEST_F(HostInstallerTest, PutsEverythingBackWhicheverRenameFails) {
-  Put(InputMethods() / "list", "old");
-  std::vector<PayloadEntry> entries = VersionTwo();
-  entries.push_back({"./list", 0100644, "new"});
-  entries.push_back({"./Another.app/x", 0100644, "x"});
-  WriteXar(Package(), ComponentPackage(entries));
+  Put(At(kMethods + "/list"), "old");
+  Stage(ComponentPackage(
+      VersionTwoAnd({{"./list", 0100644, "new"}, {"./Another.app/x", 0100644, "x"}})));
   const Snapshot before = Installed();
-  for (const bool can_exchange : {true, false}) {
-    bool installed = false;
-    for (int k = 0; !installed; ++k) {
-      ASSERT_LT(k, 20);
-      SCOPED_TRACE(k);
-      FailingRenamer renamer;
-      renamer.fail_at = k;
-      renamer.can_exchange = can_exchange;
-      installed = InstallHere(renamer);
-      if (installed) {
-        EXPECT_EQ(k, can_exchange ? 3 : 5);
-      } else {
-        ASSERT_EQ(Installed(), before);
-      }
+  for (const auto& [can_exchange, renames] : {std::pair(true, 3), {false, 5}}) {
+    for (int k = 0; k <= renames; ++k) {
+      const bool installed = InstallHere(RenamerThat(k, can_exchange, [] { return EIO; }));
+      ASSERT_EQ(installed, k == renames);
+      ASSERT_EQ(Installed() == before, !installed) << k;
     }
-    EXPECT_EQ(Contents(InputMethods() / "list"), "new");
     EXPECT_TRUE(HasOneWholeVersion());
-    fs::remove_all(InputMethods() / "Another.app");
-    Put(InputMethods() / "list", "old");
+    fs::remove_all(At(kMethods + "/Another.app"));
+    Put(At(kMethods + "/list"), "old");
     PutVersionOne();
   }
 }
 
-// The process dies before its k-th rename. The next installation, though it fails itself, finds
-// what the first has left, puts back what is missing and removes the rest.
+// The process dies before its k-th rename. The next installation, though it fails itself, puts back
+// what is missing and removes what the first has left.
 TEST_F(HostInstallerTest, ACrashLeavesOneWholeVersion) {
   for (const bool can_exchange : {true, false}) {
     for (int k = 0, status = 9; status == 9; ++k) {
       SCOPED_TRACE(k);
-      WriteXar(Package(), ComponentPackage(VersionTwo()));
+      Stage(ComponentPackage(VersionTwoAnd({})));
       const pid_t child = fork();
-      if (child == 0) {
-        FailingRenamer renamer;
-        renamer.fail_at = k;
-        renamer.can_exchange = can_exchange;
-        renamer.instead = [] { _exit(9); };
-        _exit(InstallHere(renamer) ? 0 : 1);
-      }
+      if (child == 0)
+        _exit(InstallHere(RenamerThat(k, can_exchange, []() -> int { _exit(9); })) ? 0 : 1);
       waitpid(child, &status, 0);
       status = WEXITSTATUS(status);
       EXPECT_TRUE(HasOneWholeVersion() || !can_exchange);
-      WriteXar(Package(), ComponentPackage({{"../evil"}}));
+      Stage(ComponentPackage({Entry("../evil")}));
       EXPECT_EQ(Run().status, 1);
       EXPECT_TRUE(HasOneWholeVersion());
-      EXPECT_EQ(std::distance(fs::directory_iterator(InputMethods()), {}), 2);
+      EXPECT_EQ(Count(At(kMethods)), 2);
     }
   }
 }
 
-TEST_F(HostInstallerTest, AFullDiskChangesNothing) {
-  std::vector<PayloadEntry> entries = VersionTwo();
-  entries.push_back({"./ZentaIM.app/big", 0100644, std::string(1 << 20, 'x')});
-  WriteXar(Package(), ComponentPackage(entries));
-  const Snapshot before = Installed();
-  EXPECT_EQ(Run({.max_file_bytes = 65536}).status, 1);
-  EXPECT_EQ(Installed(), before);
-}
-
-TEST_F(HostInstallerTest, OneInstallationRunsAtATime) {
-  WriteXar(Package(), ComponentPackage(VersionTwo()));
-  const int lock = open(machine_.c_str(), O_RDONLY | O_CLOEXEC);
+TEST_F(HostInstallerTest, LackOfSpaceOrAnotherInstallationChangesNothing) {
+  const Entries entries = VersionTwoAnd({{"./ZentaIM.app/big", 0100644, std::string(99999, 'x')}});
+  Stage(ComponentPackage(entries));
+  ExpectRefused("ZentaIM.app/big", {.max_file_bytes = 65536});
+  const auto unpack = [&](std::uint64_t limit) {
+    ForEachPayload(At(kPackage), ReadDescription(At(kPackage)), limit, [](auto&&...) {});
+  };
+  EXPECT_NO_THROW(unpack(Cpio(entries).size()));
+  EXPECT_ANY_THROW(unpack(Cpio(entries).size() - 1));
+  const int lock = open(root_.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
   ExpectRefused("another installation is running");
   close(lock);
@@ -394,25 +329,21 @@ TEST_F(HostInstallerTest, OneInstallationRunsAtATime) {
 TEST_F(HostInstallerTest, SaysHowToBeCalled) {
   const struct {
     int status;
-    const char *out, *err;
+    const char* says;
     std::vector<std::string> arguments;
-  } rows[] = {
-      {0, "usage: ", "", {"-help"}},
-      {1, "", "usage: ", {}},
-      {1, "", "usage: ", {"-pkg"}},
-      {1, "", "usage: ", {"-pkg", "/x.pkg"}},
-      {1, "", "usage: ", {"-pkg", "/x.pkg", "-target", "/", "-more"}},
-      {1, "", "the target is not /: /Volumes/B", {"-pkg", "/x.pkg", "-target", "/Volumes/B"}},
-      {1, "", "No such file", {"-pkg", "/x.pkg", "-target", "/"}},
-  };
-  for (const auto& row : rows) {
+  } rows[] = {{0, "usage: ", {"-help"}},
+              {1, "usage: ", {}},
+              {1, "usage: ", {"-pkg"}},
+              {1, "usage: ", {"-pkg", "/x"}},
+              {1, "usage: ", {"-pkg", "/x", "-target", "/", "-more"}},
+              {1, "not /: /Volumes/B", {"-pkg", "/x", "-target", "/Volumes/B"}},
+              {1, "No such file", {"-pkg", "/x", "-target", "/"}}};
+  for (const auto& [status, says, arguments] : rows) {
     std::vector<std::string> command = {ZENTA_HOST_INSTALLER};
-    command.insert(command.end(), row.arguments.begin(), row.arguments.end());
-    const Finished finished =
-        RunProgram(command, {.environment = {{"ZENTA_MACHINE", machine_ / "missing"}}});
-    EXPECT_EQ(finished.status, row.status);
-    EXPECT_THAT(finished.out, HasSubstr(row.out));
-    EXPECT_THAT(finished.err, HasSubstr(row.err));
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto done = RunProgram(command, {.environment = {{"ZENTA_MACHINE", At("/missing")}}});
+    EXPECT_EQ(done.status, status);
+    EXPECT_THAT(status == 0 ? done.out : done.err, HasSubstr(says));
   }
 }
 

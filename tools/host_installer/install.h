@@ -23,7 +23,7 @@ struct InstallRequest {
 // folder that exists. Nothing on that way may be a symbolic link. Space: the unpacked payload has
 // to leave a reserve free.
 //
-// Changes the working folder and the file mode mask of the process.
+// Uses the working folder of the process meanwhile, and sets its file mode mask to 022.
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report);
 
 }  // namespace zenta

@@ -56,11 +56,16 @@ void ForEachFile(const std::string& package,
 }
 
 std::string ReadXml(archive* reader) {
-  std::string xml(kMaxXmlBytes + 1, '\0');
-  const la_ssize_t size = archive_read_data(reader, xml.data(), xml.size());
-  if (size < 0) CheckArchive(reader, static_cast<int>(size), "the package cannot be read");
-  if (static_cast<std::size_t>(size) > kMaxXmlBytes) throw Failure("the package's XML is too long");
-  xml.resize(static_cast<std::size_t>(size));
+  std::string xml;
+  const void* block = nullptr;
+  std::size_t size = 0;
+  la_int64_t offset = 0;
+  int status = ARCHIVE_OK;
+  while ((status = archive_read_data_block(reader, &block, &size, &offset)) == ARCHIVE_OK) {
+    if (size > kMaxXmlBytes - xml.size()) throw Failure("the package's XML is too long");
+    xml.append(static_cast<const char*>(block), size);
+  }
+  if (status != ARCHIVE_EOF) CheckArchive(reader, status, "the package cannot be read");
   return xml;
 }
 

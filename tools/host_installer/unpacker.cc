@@ -1,9 +1,10 @@
 #include "tools/host_installer/unpacker.h"
 
 #include <archive_entry.h>
+#include <fcntl.h>
 #include <unistd.h>
 
-#include <memory>
+#include <cerrno>
 #include <optional>
 
 #include "tools/common/failure.h"
@@ -46,8 +47,18 @@ void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string
 
 }  // namespace
 
-Unpacker::Unpacker(const std::string& folder) {
-  if (chdir(folder.c_str()) != 0) throw SystemFailure("cannot enter " + folder);
+Unpacker::Unpacker(const std::string& folder)
+    : former_folder_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  if (chdir(folder.c_str()) == 0) return;
+  const int error = errno;
+  if (former_folder_ >= 0) close(former_folder_);
+  throw SystemFailure("cannot enter " + folder, error);
+}
+
+// If the way back is closed, the root is at least no folder that is about to be removed.
+Unpacker::~Unpacker() {
+  if ((former_folder_ < 0 || fchdir(former_folder_) != 0) && chdir("/") != 0) return;
+  if (former_folder_ >= 0) close(former_folder_);
 }
 
 // A path may come once, and only real folders may stand above it.

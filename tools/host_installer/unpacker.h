@@ -20,9 +20,12 @@ inline constexpr std::size_t kMaxEntries = 200'000;
 
 class Unpacker {
  public:
-  // Unpacks into `folder`, which becomes the working folder of the process: libarchive's guards
-  // want relative paths. Throws Failure if that fails.
+  // Unpacks into `folder`, which is the working folder of the process for as long as this lives:
+  // libarchive's guards want relative paths. Throws Failure if that fails.
   explicit Unpacker(const std::string& folder);
+  Unpacker(const Unpacker&) = delete;
+  Unpacker& operator=(const Unpacker&) = delete;
+  ~Unpacker();
 
   // Unpacks every entry of a cpio archive below `below`, a PayloadPath. Permissions (the nine bits,
   // and the owner may always do everything with a folder), times and links are kept; owners are
@@ -39,6 +42,7 @@ class Unpacker {
   void CheckLinks(const std::string& below, const std::string& path, archive_entry* entry) const;
   void Remember(const std::string& path, Kind kind);
 
+  int former_folder_;  // descriptor; negative if the working folder could not be opened
   std::unordered_map<std::string, Kind> unpacked_;  // path below the folder -> what is there
 };
 

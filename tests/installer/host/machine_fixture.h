@@ -36,6 +36,10 @@ class MachineTest : public testing::Test {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
+  // Of the names in a folder.
+  static std::ptrdiff_t Count(const std::string& folder) {
+    return std::distance(std::filesystem::directory_iterator(folder), {});
+  }
 
   std::string root_;
 };

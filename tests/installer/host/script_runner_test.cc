@@ -79,7 +79,6 @@ TEST_F(ScriptRunnerTest, ProgramsAreThoseOfTheMachine) {
       PutProgram("/usr/sbin/installer", "echo \"$0|$*|$ZENTA_MACHINE\"; pwd");
   EXPECT_EQ(Run(source).result,
             program + "|-pkg /x.pkg -target /|" + root_ + "\r" + fs::current_path().string());
-  EXPECT_EQ(HostScriptRunner(MachineFolder("/"), {})->Run(Source("'/bin/echo' x")).result, "x");
 }
 
 TEST_F(ScriptRunnerTest, ThePersonIsAskedFirst) {
