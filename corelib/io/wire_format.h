@@ -1,0 +1,65 @@
+// The two elements of the Protocol Buffers wire format (its encoding guide): varints and keys.
+//
+// A varint is an unsigned integer, seven bits a byte, the least significant group first, the high
+// bit set on every byte but the last. The shortest form is written; any form of up to ten bytes is
+// read. A field begins with its key, the varint of field number * 8 + wire type.
+//
+// Nothing here allocates; writing never fails; reading gives null and touches no byte from `end`
+// on.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+namespace tstl {
+
+// The most bytes that a 32-bit and a 64-bit value take.
+inline constexpr unsigned kMaxVarint32 = 5;
+inline constexpr unsigned kMaxVarint64 = 10;
+
+// Bytes that `value` takes: 1 to 10.
+[[nodiscard]] constexpr unsigned varint_size(std::uint64_t value) noexcept {
+  const auto bits = static_cast<unsigned>(std::bit_width(value | 1));
+  return (bits * 9 + 64) / 64;  // the quotient of bits and 7, rounded up, for 1 to 64 bits
+}
+
+// Writes varint_size(value) bytes at `at` and returns the place after them.
+constexpr unsigned char* put_varint(unsigned char* at, std::uint64_t value) noexcept {
+  for (; value >= 0x80; value >>= 7) *at++ = static_cast<unsigned char>(value | 0x80);
+  *at++ = static_cast<unsigned char>(value);
+  return at;
+}
+
+// Reads the varint at `at` and returns the place after it; null, with `value` untouched, when [at,
+// end) does not hold the whole of it or when it has more than ten bytes. Bits beyond the 64th are
+// dropped, as other decoders do.
+[[nodiscard]] constexpr const unsigned char* get_varint(const unsigned char* at,
+                                                        const unsigned char* end,
+                                                        std::uint64_t& value) noexcept {
+  if (at != end && *at < 0x80) {
+    value = *at;
+    return at + 1;
+  }
+  const unsigned char* const stop = end - at > kMaxVarint64 ? at + kMaxVarint64 : end;
+  std::uint64_t sum = 0;
+  for (unsigned shift = 0; at != stop; shift += 7) {
+    const std::uint64_t byte = *at++;
+    sum |= (byte & 0x7F) << shift;
+    if (byte < 0x80) {
+      value = sum;
+      return at;
+    }
+  }
+  return nullptr;
+}
+
+// The low three bits of a field's key: how what follows is laid out. Groups (3 and 4) are not
+// supported; 6 and 7 mean nothing.
+enum class WireType : unsigned char { kVarint = 0, kFixed64 = 1, kBytes = 2, kFixed32 = 5 };
+
+// Key of a field, computed in 32 bits.
+[[nodiscard]] constexpr std::uint32_t wire_key(std::uint32_t number, WireType type) noexcept {
+  return number * 8 + static_cast<std::uint32_t>(type);
+}
+
+}  // namespace tstl

@@ -1,0 +1,142 @@
+// WireReader: walks through a message in the Protocol Buffers wire format and hands out its fields
+// one by one.
+//
+//   WireReader reader(message);
+//   for (WireField field; reader.next(field);) ...   // field.key tells what it is
+//   if (reader.fault() != WireFault::kNone) ...      // reader.position() tells where
+//
+// The reader owns nothing and copies nothing: a field's bytes are a view into the message, which
+// must outlive it. Only varints and length-delimited fields are handed out; fields of 64 and 32
+// fixed bits are stepped over. A message that is malformed ends at its first fault; what was handed
+// out before remains good. No byte outside the message is read, whatever its bytes say, and every
+// call of next() consumes something, so the walk ends.
+#pragma once
+
+#include <cstdint>
+
+#include "corelib/io/wire_format.h"
+#include "corelib/text/buffer_ref.h"
+
+namespace tstl {
+
+enum class WireFault : unsigned char {
+  kNone,
+  kTruncated,    // a varint, a fixed value or a payload goes on past the end of the message
+  kOverlong,     // a varint of more than ten bytes
+  kGroup,        // a field of the wire types 3 and 4, which nothing here writes
+  kWireType,     // a field of the wire types 6 and 7, which do not exist
+  kFieldNumber,  // a field number of 0 or above 2^29 - 1
+};
+
+// The fault in words, for people: a zero-terminated text that lives for ever.
+[[nodiscard]] const char* wire_fault_text(WireFault fault) noexcept;
+
+// One decoded field. `key` is field number * 8 + wire type and decides which of the two values
+// counts; the other is 0 or empty.
+struct WireField {
+  std::uint32_t key = 0;
+  std::uint64_t varint = 0;
+  BufferRef<unsigned char> bytes;
+
+  [[nodiscard]] std::uint32_t number() const noexcept { return key >> 3; }
+  [[nodiscard]] WireType type() const noexcept { return static_cast<WireType>(key & 7); }
+};
+
+class WireReader {
+ public:
+  explicit WireReader(BufferRef<unsigned char> message) noexcept
+      : begin_(message.cbegin()), at_(begin_), end_(message.cend()) {}
+
+  // Reads the next field. False at the end of the message and at its first fault, with `field` as
+  // it was; it stays false then.
+  [[nodiscard]] bool next(WireField& field) noexcept;
+
+  [[nodiscard]] WireFault fault() const noexcept { return fault_; }
+  // How many bytes were read; after a fault, the offset of the key, value, length or payload that
+  // is broken.
+  [[nodiscard]] std::uint32_t position() const noexcept {
+    return static_cast<std::uint32_t>(at_ - begin_);
+  }
+
+ private:
+  static constexpr std::uint64_t kMaxKey = 0xFFFFFFFF;  // field number 2^29 - 1 with any wire type
+
+  bool varint(std::uint64_t& value) noexcept;
+  bool skip(std::uint64_t n) noexcept;
+  bool payload(BufferRef<unsigned char>& bytes) noexcept;
+  bool fail(WireFault fault) noexcept;
+
+  const unsigned char* begin_;
+  const unsigned char* at_;
+  const unsigned char* end_;  // moved to at_ by a fault, so that nothing is read after it
+  WireFault fault_ = WireFault::kNone;
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+inline bool WireReader::fail(WireFault fault) noexcept {
+  fault_ = fault;
+  end_ = at_;
+  return false;
+}
+
+inline bool WireReader::varint(std::uint64_t& value) noexcept {
+  const unsigned char* const after = get_varint(at_, end_, value);
+  if (after == nullptr) {
+    return fail(end_ - at_ >= kMaxVarint64 ? WireFault::kOverlong : WireFault::kTruncated);
+  }
+  at_ = after;
+  return true;
+}
+
+inline bool WireReader::skip(std::uint64_t n) noexcept {
+  if (n > static_cast<std::uint64_t>(end_ - at_)) return fail(WireFault::kTruncated);
+  at_ += n;
+  return true;
+}
+
+inline bool WireReader::payload(BufferRef<unsigned char>& bytes) noexcept {
+  std::uint64_t length;
+  if (!varint(length)) return false;
+  const unsigned char* const start = at_;
+  if (!skip(length)) return false;
+  bytes = BufferRef<unsigned char>(start, static_cast<std::uint32_t>(length));
+  return true;
+}
+
+inline bool WireReader::next(WireField& field) noexcept {
+  while (at_ != end_) {
+    const unsigned char* const start = at_;
+    std::uint64_t key;
+    if (!varint(key)) return false;
+    WireField found;
+    found.key = static_cast<std::uint32_t>(key);
+    bool good = false;
+    if (key > kMaxKey || key < 8) {
+      at_ = start;
+      return fail(WireFault::kFieldNumber);
+    }
+    switch (key & 7) {
+      case 0:
+        good = varint(found.varint);
+        break;
+      case 2:
+        good = payload(found.bytes);
+        break;
+      case 1:
+        if (!skip(8)) return false;
+        continue;
+      case 5:
+        if (!skip(4)) return false;
+        continue;
+      default:
+        at_ = start;
+        return fail((key & 7) < 5 ? WireFault::kGroup : WireFault::kWireType);
+    }
+    if (good) field = found;
+    return good;
+  }
+  return false;
+}
+
+}  // namespace tstl

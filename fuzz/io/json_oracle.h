@@ -1,0 +1,140 @@
+// An independent opinion on JSON: RapidJSON's event parser, and one plain form in which its tree
+// and ours compare.
+#pragma once
+
+// RapidJSON's own stack adds to null pointers, which clang's sanitizer would stop at.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((no_sanitize("pointer-overflow"))), apply_to = function)
+#endif
+#include <rapidjson/memorystream.h>
+#include <rapidjson/reader.h>
+#if defined(__clang__)
+#pragma clang attribute pop
+#endif
+
+#include <string>
+#include <string_view>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/io/json_read.h"
+#include "corelib/io/json_write.h"
+#include "corelib/text/utf.h"
+
+namespace tstl::oracle {
+
+// The plain form: a letter for each event, and the decoded text after its length. Numbers stay as
+// they are written.
+class PlainForm : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PlainForm> {
+ public:
+  bool Null() { return Add("n"); }
+  bool Bool(bool value) { return Add(value ? "t" : "f"); }
+  bool RawNumber(const char* text, unsigned n, bool) { return Add("#", {text, n}); }
+  bool String(const char* text, unsigned n, bool) { return AddDecoded("s", {text, n}); }
+  bool Key(const char* text, unsigned n, bool) { return AddDecoded("k", {text, n}); }
+  bool StartObject() { return Add("{"); }
+  bool EndObject(unsigned) { return Add("}"); }
+  bool StartArray() { return Add("["); }
+  bool EndArray(unsigned) { return Add("]"); }
+
+  bool Add(std::string_view event) {
+    form += event;
+    return true;
+  }
+  bool Add(std::string_view event, std::string_view text) {
+    form.append(event).append(std::to_string(text.size())).append(":").append(text);
+    return true;
+  }
+
+  // False for what is not UTF-8: the peer lets lone low surrogates through.
+  bool AddDecoded(std::string_view event, std::string_view text) {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    return valid_utf8_prefix(bytes, text.size()) == text.size() && Add(event, text);
+  }
+
+  std::string form;
+};
+
+// What the peer says of a text. It has no opinion where it is stricter than the grammar: on text
+// that is not UTF-8, lone surrogates and numbers beyond a double, and on texts with zero bytes,
+// which end a text for it.
+struct Verdict {
+  enum { kGood, kBad, kNoOpinion } kind;
+  std::string form;  // of a good text
+};
+
+inline Verdict AskPeer(std::string_view text) {
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag |
+                              rapidjson::kParseNumbersAsStringsFlag |
+                              rapidjson::kParseValidateEncodingFlag;
+  if (text.find('\0') != std::string_view::npos) return {Verdict::kNoOpinion, {}};
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  PlainForm handler;
+  rapidjson::Reader reader;
+  switch (reader.Parse<kFlags>(stream, handler).Code()) {
+    case rapidjson::kParseErrorNone:
+      return {Verdict::kGood, handler.form};
+    case rapidjson::kParseErrorStringInvalidEncoding:
+    case rapidjson::kParseErrorStringUnicodeSurrogateInvalid:
+    case rapidjson::kParseErrorNumberTooBig:
+    case rapidjson::kParseErrorTermination:  // by the handler
+      return {Verdict::kNoOpinion, {}};
+    default:
+      return {Verdict::kBad, {}};
+  }
+}
+
+inline void AddPlainForm(JsonNode* node, Chunk& arena, PlainForm& out) {
+  if (node->has_key()) out.Add("k", node->key(arena));
+  switch (node->type()) {
+    case JsonType::kNull:
+      out.Null();
+      return;
+    case JsonType::kBool:
+      out.Bool(node->boolean());
+      return;
+    case JsonType::kNumber:
+      out.Add("#", node->raw());
+      return;
+    case JsonType::kString:
+      out.Add("s", node->str8(arena));
+      return;
+    default:
+      break;
+  }
+  const bool is_object = node->type() == JsonType::kObject;
+  out.Add(is_object ? "{" : "[");
+  for (JsonNode* child = node->first_child(); child != nullptr; child = child->next())
+    AddPlainForm(child, arena, out);
+  out.Add(is_object ? "}" : "]");
+}
+
+// Writes the tree again.
+inline void Rewrite(JsonNode* node, Chunk& arena, JsonWrite& out) {
+  if (node->has_key()) out.key(node->key(arena));
+  switch (node->type()) {
+    case JsonType::kNull:
+      return out.null();
+    case JsonType::kBool:
+      return out.boolean(node->boolean());
+    case JsonType::kNumber:
+      return out.raw(node->raw());
+    case JsonType::kString:
+      return out.str(node->str8(arena));
+    default:
+      break;
+  }
+  const bool is_object = node->type() == JsonType::kObject;
+  is_object ? out.begin_object() : out.begin_array();
+  for (JsonNode* child = node->first_child(); child != nullptr; child = child->next())
+    Rewrite(child, arena, out);
+  is_object ? out.end_object() : out.end_array();
+}
+
+// The plain form of a tree of ours.
+inline std::string PlainFormOf(JsonNode* root, Chunk& arena) {
+  PlainForm out;
+  if (root != nullptr) AddPlainForm(root, arena, out);
+  return out.form;
+}
+
+}  // namespace tstl::oracle

@@ -1,0 +1,106 @@
+// The wire format read the plain way: one index, one byte at a time, nothing clever. It judges
+// WireReader, in tests and under the fuzzer.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <ostream>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "corelib/io/wire_read.h"
+
+namespace tstl::oracle {
+
+struct Field {
+  std::uint32_t key;
+  std::uint64_t varint;
+  std::string bytes;
+
+  bool operator==(const Field&) const = default;
+  friend std::ostream& operator<<(std::ostream& out, const Field& field) {
+    return out << "key " << field.key << " varint " << field.varint << " bytes "
+               << field.bytes.size();
+  }
+};
+
+struct Walk {
+  std::vector<Field> fields;
+  WireFault fault = WireFault::kNone;
+  std::size_t position = 0;
+
+  bool operator==(const Walk&) const = default;
+};
+
+class PlainWireReader {
+ public:
+  explicit PlainWireReader(std::span<const std::uint8_t> message) : message_(message) {}
+
+  Walk read() {
+    while (walk_.fault == WireFault::kNone && walk_.position < message_.size()) field();
+    return walk_;
+  }
+
+ private:
+  void field() {
+    const std::size_t start = walk_.position;
+    const auto key = varint();
+    if (!key) return;
+    const auto wire = static_cast<unsigned>(*key % 8);
+    const std::uint64_t number = *key / 8;
+    if (number == 0 || number > 0x1FFFFFFF) return fail(WireFault::kFieldNumber, start);
+    if (wire == 3 || wire == 4) return fail(WireFault::kGroup, start);
+    if (wire > 5) return fail(WireFault::kWireType, start);
+    Field found{static_cast<std::uint32_t>(*key), 0, {}};
+    std::optional<std::uint64_t> value = wire == 5 ? 4 : 8;
+    if (wire == 0 || wire == 2) value = varint();
+    if (!value) return;
+    if (wire == 0) {
+      found.varint = *value;
+    } else {
+      if (*value > message_.size() - walk_.position)
+        return fail(WireFault::kTruncated, walk_.position);
+      for (std::uint64_t i = 0; i < *value; ++i)
+        found.bytes += static_cast<char>(message_[walk_.position++]);
+    }
+    if (wire == 0 || wire == 2) walk_.fields.push_back(found);
+  }
+
+  std::optional<std::uint64_t> varint() {
+    std::uint64_t value = 0;
+    for (std::size_t i = 0; i < 10; ++i) {
+      const std::size_t at = walk_.position + i;
+      if (at >= message_.size()) return fail(WireFault::kTruncated, walk_.position), std::nullopt;
+      value |= std::uint64_t{message_[at] & 0x7Fu} << (7 * i);
+      if (message_[at] < 0x80) {
+        walk_.position = at + 1;
+        return value;
+      }
+    }
+    return fail(WireFault::kOverlong, walk_.position), std::nullopt;
+  }
+
+  void fail(WireFault fault, std::size_t position) {
+    walk_.fault = fault;
+    walk_.position = position;
+  }
+
+  std::span<const std::uint8_t> message_;
+  Walk walk_;
+};
+
+// What WireReader makes of the message, in the same form.
+inline Walk ReadWithWireReader(std::span<const std::uint8_t> message) {
+  WireReader reader({message.data(), static_cast<unsigned>(message.size())});
+  Walk walk;
+  for (WireField field; reader.next(field);) {
+    walk.fields.push_back({field.key, field.varint, std::string(field.bytes.std_view())});
+  }
+  walk.fault = reader.fault();
+  walk.position = reader.position();
+  return walk;
+}
+
+}  // namespace tstl::oracle
