@@ -25,7 +25,7 @@ trap finish EXIT
 export ZENTA_MACHINE=$work/machine  # what the updater and the installer take for the whole system
 caches=$ZENTA_MACHINE/Library/Caches
 installed=$ZENTA_MACHINE/Library/Input\ Methods/ZentaIM.app
-preferences=$ZENTA_MACHINE/Users/$(id -un)/Library/Preferences
+preferences=$ZENTA_MACHINE/Users/$(id -un 2> /dev/null || id -u)/Library/Preferences
 journal=$ZENTA_MACHINE/var/log/notifications.log
 
 # --- Telling ----------------------------------------------------------------------------------------------------------
