@@ -9,7 +9,13 @@
 // `unsigned` again. Counts and lengths are `unsigned int`. Nothing fails: a text that is not a
 // number gives 0, a number that is too great gives the limit.
 //
-// Units compare as unsigned values. Only ASCII is classified or folded; no locale is consulted.
+// Units compare as unsigned values. Only ASCII is classified or folded; no locale is consulted. All
+// functions can be called from any number of threads at once on different memory, and those that
+// only read on the same.
+//
+//   const unsigned char line[] = "width=640";
+//   const int equals = STR::zz_findchr(line, 9, '=');               // 5
+//   const int width = STR::zz_toint32(line + equals + 1, 3);        // 640
 #pragma once
 
 #include <algorithm>
@@ -69,7 +75,8 @@ struct STR {
     return len + zz_cpy(dst + len, src);
   }
 
-  // Difference of the first units that differ, 0 when the texts are equal.
+  // Difference of the first units that differ (a's minus b's), 0 when the texts are equal. A text's
+  // end counts as a unit of 0, so a prefix comes before the longer text.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_cmp(const T* a, const T* b) noexcept {
     while (*a == *b && *a != 0) ++a, ++b;
@@ -89,7 +96,7 @@ struct STR {
   // ---- Counted text: copying and changing in place
 
   // The same conversion of `n` units, zeros among them; returns n. Runs of one width may overlap in
-  // any way.
+  // any way, and narrowing may be done in place.
   template <Unit A, Unit B>
   static unsigned zz_cast(A* dst, const B* src, Length n) noexcept {
     if constexpr (std::is_same_v<A, B>) {
@@ -118,6 +125,7 @@ struct STR {
     std::reverse(p, p + n);
   }
 
+  // Fold 'A' to 'Z' to lower case, 'a' to 'z' to upper case; no other unit changes.
   template <Unit T>
   static constexpr void zz_low(T* p, Length n) noexcept {
     for (Length i = 0; i < n; ++i)
@@ -144,7 +152,13 @@ struct STR {
   }
 
   // ---- Counted text: searching
+  //
+  // Plain scans from one end, a block of units at a time but never a unit outside the run. The time
+  // is that of one pass; zz_findstr and zz_findb_str compare `s` at every position that looks like
+  // a start, n * m units at the very worst, which suits needles of a field's or a key's size.
 
+  // The first unit that is `c` (or `c1` or `c2`), from the start or from `pos` on; -1 when `pos` is
+  // past the end.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findchr(const T* p, Length n, Same<T> c) noexcept {
     return position(detail::first_of(p, n, c), n);
@@ -166,11 +180,12 @@ struct STR {
     if (pos >= n) return -1;
     return position(pos + detail::first_of(p + pos, n - pos, c1, c2), n);
   }
+  // The last unit that is `c`.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findbchr(const T* p, Length n, Same<T> c) noexcept {
     return position(detail::last_of(p, n, c), n);
   }
-  // '/' and '\\' alike.
+  // The last '/' or '\\'.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findbslash(const T* p, Length n) noexcept {
     return position(detail::last_of(p, n, T{'/'}, T{'\\'}), n);
@@ -223,6 +238,7 @@ struct STR {
 
   // ---- Counted text: counting and comparing
 
+  // Units equal to `c`, wherever they stand.
   template <Unit T>
   [[nodiscard]] static constexpr unsigned zz_cntchr(const T* p, Length n, Same<T> c) noexcept {
     // Counted in runs that cannot overflow a unit, so that the compiler adds whole vectors of
@@ -257,6 +273,7 @@ struct STR {
                                                     Length m) noexcept {
     return static_cast<unsigned>(detail::common_prefix(p, s, n < m ? n : m));
   }
+  // Whether the text starts, or ends, with `s`. Every text does with an empty `s`.
   template <Unit T>
   [[nodiscard]] static constexpr bool zz_stwith(const T* p, Length n, const T* s,
                                                 Length m) noexcept {

@@ -42,6 +42,7 @@ class TextOps {
   [[nodiscard]] constexpr View sub_str(unsigned pos, unsigned n) const noexcept {
     return View(unit_at(pos), std::min(n, rest(pos)));
   }
+  // The first `n` units.
   [[nodiscard]] constexpr View sub_head(unsigned n) const noexcept {
     return View(data(), std::min(n, size()));
   }
@@ -59,7 +60,8 @@ class TextOps {
     const unsigned count = std::min(n, size());
     return View(data() + (size() - count), count);
   }
-  // What follows, and what precedes, the last '/' or '\\'; the whole text when there is none.
+  // What follows, and what precedes, the last '/' or '\\'; the whole text when there is none:
+  // "file.txt" and "dir/sub" of "dir/sub\\file.txt".
   [[nodiscard]] constexpr View sub_fname() const noexcept {
     const unsigned slash = findback_slash();
     return slash == NOT_FOUND ? view() : sub_tail(slash + 1);
@@ -81,6 +83,8 @@ class TextOps {
 
   // ---- Searching
 
+  // First unit that is `c` (or `c1` or `c2`), from the start or from `pos` on; last unit that is
+  // `c`.
   [[nodiscard]] constexpr unsigned find_chr(T c) const noexcept {
     return position(STR::zz_findchr(data(), size(), c));
   }
@@ -96,7 +100,7 @@ class TextOps {
   [[nodiscard]] constexpr unsigned findback_chr(T c) const noexcept {
     return position(STR::zz_findbchr(data(), size(), c));
   }
-  // '/' and '\\' alike.
+  // Last '/' or '\\'.
   [[nodiscard]] constexpr unsigned findback_slash() const noexcept {
     return position(STR::zz_findbslash(data(), size()));
   }
@@ -146,7 +150,7 @@ class TextOps {
     return between(inner_len, find_chr(open), 1, [&](View inner) { return inner.find_chr(close); });
   }
 
-  // Length of the common prefix.
+  // Length of the prefix that both texts share.
   [[nodiscard]] constexpr unsigned match_str(View other) const noexcept {
     return STR::zz_mchstr<T>(data(), size(), other.ref_internal_data(), other.len());
   }
@@ -181,6 +185,7 @@ class TextOps {
     if (same == size() || same == other.len()) return size() <=> other.len();
     return data()[same] <=> other[same];
   }
+  // Every text starts and ends with an empty one.
   [[nodiscard]] constexpr bool is_startwith(View prefix) const noexcept {
     return STR::zz_stwith<T>(data(), size(), prefix.ref_internal_data(), prefix.len());
   }
@@ -192,6 +197,7 @@ class TextOps {
 
   // 1 to 20 digits, of which the first may be a '-' that is not alone.
   [[nodiscard]] constexpr bool is_numstr() const noexcept { return STR::zz_isnum(data(), size()); }
+  // ASCII letters only; letters and digits only; units from `low` to `high` only.
   [[nodiscard]] constexpr bool is_alpha_str() const noexcept { return all(STR::is_letter); }
   [[nodiscard]] constexpr bool is_alpha_num_str() const noexcept {
     return all([](T unit) { return STR::is_letter(unit) || STR::is_digit(unit); });
@@ -212,7 +218,8 @@ class TextOps {
     return data()[1] != ':' && data()[0] != '/';
   }
 
-  // ---- Conversion to numbers, by the rules of STR
+  // ---- Conversion to numbers, by the rules of STR: a text that is no number is 0, one that goes
+  // on after a number is that number, a number too great is the limit of the type
 
   [[nodiscard]] constexpr int to_int32() const noexcept { return STR::zz_toint32(data(), size()); }
   [[nodiscard]] constexpr unsigned to_uint32() const noexcept {
@@ -278,12 +285,13 @@ class TextOps {
     return count;
   }
 
-  // Reads one line of an ini file into `key` and `value` (which may be the line itself): 1 for a
-  // section header
-  // "[key]", 2 for "key = value" or a key alone, 0 with both empty for anything else. A text from
-  // `comment_chr` on (when that is not 0) and spaces around the line, the key and the value are
-  // dropped; tabs are not, on purpose. What is left must have 3 units at least ("a=b", "[a]") and
-  // not start with '='.
+  // Reads one line of an ini file into `key` and `value`. Returns
+  //   1  a section header, "[name]": the name as `key`, `value` empty;
+  //   2  "key = value", cut at the first '=', or a key alone, with `value` empty;
+  //   0  anything else, with both empty.
+  // Dropped are the text from `comment_chr` on, when that is not 0, and the spaces around the line,
+  // the key and the value; tabs stay, on purpose. What is left must have 3 units at least ("a=b",
+  // "[a]") and not start with '='. Either output may be this line itself.
   constexpr int parse_ini_line(BufferRefMutable<T>& key, BufferRefMutable<T>& value,
                                T comment_chr) const noexcept {
     const unsigned comment = comment_chr == 0 ? NOT_FOUND : find_chr(comment_chr);

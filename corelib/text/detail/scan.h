@@ -60,9 +60,11 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
       return at == nullptr ? n : static_cast<std::uint64_t>(static_cast<const T*>(at) - p);
     }
   }
-  for (; i < n; i += kStep) {
-    if (i + kStep > n) i = n - kStep;
+  for (; i + kStep <= n; i += kStep) {
     if (const auto mask = hits(i).mask()) return i + mask.first();
+  }
+  if (i < n) {
+    if (const auto mask = hits(n - kStep).mask()) return n - kStep + mask.first();
   }
   return n;
 }

@@ -38,7 +38,8 @@ class LaneMask {
     return (63u - static_cast<unsigned>(std::countl_zero(bits_))) / kBitsPerUnit;
   }
   void drop_first() {
-    bits_ &= ~(((std::uint64_t{1} << kBitsPerUnit) - 1) << (first() * kBitsPerUnit));
+    const std::uint64_t lowest = bits_ & (0 - bits_);
+    bits_ -= lowest * ((std::uint64_t{1} << kBitsPerUnit) - 1);
   }
   // The answers as one bit for each byte, the first byte's lowest.
   std::uint64_t bit_per_byte() const requires(sizeof(T) == 1) {
