@@ -17,7 +17,6 @@
 
 #include <concepts>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 #include <utility>
@@ -25,6 +24,7 @@
 #include "corelib/text/buffer_memory.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/datetime.h"
+#include "corelib/text/detail/copy.h"
 #include "corelib/text/num.h"
 #include "corelib/text/types.h"
 
@@ -98,12 +98,13 @@ class Buffer : public BufferMemOwner<T> {
   // ---- Adding and replacing text
 
   Buffer& append_str(View text) noexcept {
-    const unsigned n = text.len();
-    if (n - 1 >= cap_ - len_ || str_ == nullptr)
-      return replace_str(len_, 0, text);  // nothing to add, or no room
-    std::memcpy(str_ + len_, text.cstr(), n * sizeof(T));
-    len_ += n;
-    str_[len_] = 0;
+    const unsigned old = len_, n = text.len();
+    T* const units = str_;
+    if (n - 1 >= cap_ - old || units == nullptr)
+      return replace_str(old, 0, text);  // or nothing new
+    len_ = old + n;
+    detail::copy_bytes(units + old, text.cstr(), n * sizeof(T));
+    units[old + n] = 0;
     return *this;
   }
   Buffer& append_str(OtherView text) noexcept;
@@ -204,9 +205,12 @@ class Buffer : public BufferMemOwner<T> {
   using BufferMemOwner<T>::cap_;
 
   Buffer& append_unit(T c) noexcept {
-    if (len_ >= cap_ || str_ == nullptr) return append_chr_repeat(c, 1);
-    str_[len_] = c;
-    str_[++len_] = 0;
+    const unsigned old = len_;
+    T* const units = str_;
+    if (old >= cap_ || units == nullptr) return append_chr_repeat(c, 1);
+    len_ = old + 1;  // first, because the next append waits for it
+    units[old] = c;
+    units[old + 1] = 0;
     return *this;
   }
   Buffer& append_encoded(char32_t c, unsigned headroom) noexcept;
