@@ -34,14 +34,16 @@ inline std::string Cpio(std::vector<PayloadEntry> entries) {
 
 using PackageFiles = std::vector<std::pair<std::string, std::string>>;  // path -> contents
 
-// Writes the files as an archive into memory; `setup` chooses its format and filters.
-template <class Setup>
-std::string WriteArchive(const PackageFiles& files, Setup setup) {
+// Writes the files as an archive into memory. Codes and options are libarchive's.
+inline std::string WriteArchive(const PackageFiles& files, int format, int filter,
+                                const char* options) {
   std::string bytes(65536, '\0');
   for (const auto& file : files) bytes.resize(bytes.size() + 2 * file.second.size());
   std::size_t size = 0;
   archive* const writer = archive_write_new();
-  setup(writer);
+  archive_write_set_format(writer, format);
+  archive_write_add_filter(writer, filter);
+  archive_write_set_options(writer, options);
   archive_write_set_bytes_in_last_block(writer, 1);
   archive_write_open_memory(writer, bytes.data(), bytes.size(), &size);
   for (const auto& [name, contents] : files) {
@@ -58,20 +60,12 @@ std::string WriteArchive(const PackageFiles& files, Setup setup) {
   return bytes.substr(0, size);
 }
 
-// `filter`: an ARCHIVE_FILTER code.
 inline std::string Compressed(const std::string& bytes, int filter = ARCHIVE_FILTER_GZIP) {
-  return WriteArchive({{"", bytes}}, [filter](archive* writer) {
-    archive_write_set_format_raw(writer);
-    archive_write_add_filter(writer, filter);
-  });
+  return WriteArchive({{"", bytes}}, ARCHIVE_FORMAT_RAW, filter, "");
 }
 
-// Without checksums damage gets past the archive and meets the reader of the payload.
-inline std::string Xar(const PackageFiles& files, const char* options = "xar:compression=none") {
-  return WriteArchive(files, [options](archive* writer) {
-    archive_write_set_format_xar(writer);
-    archive_write_set_options(writer, options);
-  });
+inline std::string Xar(const PackageFiles& files, const char* options = "compression=none") {
+  return WriteArchive(files, ARCHIVE_FORMAT_XAR, ARCHIVE_FILTER_NONE, options);
 }
 
 inline std::string PackageInfoFor(const std::string& install_location) {

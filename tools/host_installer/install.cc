@@ -67,6 +67,8 @@ Anchor FindAnchor(const std::string& target, const std::vector<std::string>& loc
   return anchor;
 }
 
+// How many bytes may be unpacked there. More than that is a damaged or hostile package, or one that
+// would fill the disk.
 std::uint64_t SpaceFor(const std::string& folder) {
   const std::uint64_t available = fs::space(folder).available;
   return std::min(available - std::min(available, kReservedBytes), kMaxUnpackedBytes);
@@ -100,7 +102,7 @@ void Install(const InstallRequest& request, Renamer& renamer, std::ostream& repo
   }
   report << "installer: Installing at base path /" << std::endl;
 
-  umask(022);
+  umask(022);  // folders that no entry lists come out as a Mac has them
   const InstallLock lock(request.target);
   const Anchor anchor = FindAnchor(request.target, SharedLocation(package.components), renamer);
   const Staging staging(anchor.folder, renamer);

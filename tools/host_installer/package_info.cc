@@ -21,6 +21,7 @@ struct XmlFree {
 };
 using Document = std::unique_ptr<xmlDoc, XmlFree>;
 
+// Takes over what libxml2 gives away; null is "".
 std::string TextOf(xmlChar* owned) {
   const std::unique_ptr<xmlChar, XmlFree> text(owned);
   return text == nullptr ? "" : reinterpret_cast<const char*>(text.get());

@@ -14,6 +14,7 @@
 namespace zenta {
 namespace {
 
+// Of PackageInfo and Distribution, which take a few kilobytes in packages of any size.
 constexpr std::size_t kMaxXmlBytes = 1 << 20;
 constexpr std::size_t kBlockBytes = 64 * 1024;
 
@@ -32,6 +33,7 @@ archive_entry* NextEntry(archive* reader, const std::string& what) {
   return entry;
 }
 
+// Knows XAR and nothing else, so that no other format is mistaken for a package.
 Archive OpenPackage(const std::string& package) {
   Archive reader = NewReader();
   CheckArchive(reader.get(), archive_read_support_format_xar(reader.get()), "XAR");
@@ -85,6 +87,7 @@ struct EntryStream {
     EntryStream& self = *static_cast<EntryStream*>(stream);
     std::size_t size = 0;
     la_int64_t offset = 0;
+    // A block may be empty without being the last; to the callback that would mean the end.
     int status = ARCHIVE_OK;
     while (status == ARCHIVE_OK && size == 0) {
       status = archive_read_data_block(self.from, block, &size, &offset);
@@ -102,6 +105,7 @@ struct EntryStream {
     return static_cast<la_ssize_t>(size);
   }
 
+  // Reads to the end, where checksums are compared and missing bytes show.
   void Drain() {
     const void* block = nullptr;
     const Archive nobody = NewReader();
@@ -146,6 +150,7 @@ struct Found {
   bool has_scripts = false;
 };
 
+// Of every folder, because the archive may hold the Distribution after what it names.
 std::map<std::string, Found> Survey(const std::string& package) {
   std::map<std::string, Found> folders;
   ForEachFile(package, [&](const std::string& folder, std::string_view name, archive* reader) {

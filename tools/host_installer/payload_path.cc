@@ -39,6 +39,7 @@ bool LinkStaysInside(std::string_view path, std::string_view target) {
   const std::vector<std::string_view> steps = PathComponents(target);
   const auto up = [](std::string_view name) { return name == ".."; };
   const auto down = std::find_if_not(steps.begin(), steps.end(), up);
+  // The link itself is the last component; what is before it are the folders that ".." may leave.
   const std::size_t folders = PathComponents(path).size() - 1;
   return std::none_of(down, steps.end(), up) &&
          static_cast<std::size_t>(down - steps.begin()) <= folders;

@@ -22,7 +22,8 @@ struct Unit {
   bool clashes;      // one is a folder, the other is not: neither may vanish for the other
 };
 
-// REQUIRES: both trees are folders.
+// The units of `from`/`below`, in no order. A plain folder that both sides have is walked into.
+// REQUIRES: it is a folder in both trees.
 void CollectUnits(const std::string& from, const std::string& to, const std::string& below,
                   std::vector<Unit>& units) {
   for (const fs::directory_entry& entry : fs::directory_iterator(from + "/" + below)) {
@@ -40,6 +41,7 @@ void CollectUnits(const std::string& from, const std::string& to, const std::str
   }
 }
 
+// In the order of their paths, so that runs on the same trees do the same.
 std::vector<Unit> UnitsOf(const std::string& from, const std::string& to) {
   std::vector<Unit> units;
   CollectUnits(from, to, "", units);
@@ -58,7 +60,7 @@ class Transaction {
 
   void Place(const Unit& unit) {
     Step step{trees_.fresh + "/" + unit.path, trees_.target + "/" + unit.path, unit.exists};
-    if (unit.clashes) throw Failure("something of another kind is in the way: " + step.target);
+    // At no moment is there neither the old unit nor the new one, if the file system can exchange.
     int error = unit.exists ? renamer_.Exchange(step.fresh, step.target) : 0;
     if (error == EINVAL || error == ENOSYS || error == ENOTSUP) {
       step.exchanged = false;
@@ -116,6 +118,10 @@ int Renamer::Exchange(const std::string& one, const std::string& other) {
 
 void Replace(const Trees& trees, Renamer& renamer) {
   const std::vector<Unit> units = UnitsOf(trees.fresh, trees.target);
+  for (const Unit& unit : units) {
+    if (!unit.clashes) continue;
+    throw Failure("something of another kind is in the way: " + trees.target + "/" + unit.path);
+  }
   Transaction transaction(trees, renamer, units.size());
   try {
     for (const Unit& unit : units) transaction.Place(unit);

@@ -39,6 +39,7 @@ bool IsOurFolder(const std::string& path) {
 
 }  // namespace
 
+// The lock is on the folder itself, so that it needs no file that somebody would have to remove.
 InstallLock::InstallLock(const std::string& folder)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (descriptor_ < 0) throw SystemFailure("cannot open " + folder);

@@ -28,6 +28,8 @@ std::string CheckedPath(const char* text) {
   return *path;
 }
 
+// Writes an admitted entry. Set-user-ID bits and the like are dropped: an input method has no use
+// for them, and a folder that its owner cannot change could not be removed by the next update.
 void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string& path) {
   const bool folder = archive_entry_filetype(entry) == AE_IFDIR;
   archive_entry_set_pathname(entry, path.c_str());
@@ -77,6 +79,7 @@ void Unpacker::Remember(const std::string& path, Kind kind) {
   known->second = kind;
 }
 
+// Hard links: only to a regular file that the same package has brought, and by its full path.
 void Unpacker::CheckLinks(const std::string& below, const std::string& path,
                           archive_entry* entry) const {
   if (const char* target = archive_entry_symlink(entry); target != nullptr) {

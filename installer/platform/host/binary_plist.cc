@@ -35,6 +35,8 @@ class BinaryPlist {
     return value;
   }
 
+  // Bytes 6 and 7: the widths of offsets and references. 8 to 15: how many objects. 16 to 23: which
+  // of them is the root (not of interest here). 24 to 31: where the offset table begins.
   bool ReadTrailer() {
     if (bytes_.size() < kHeaderBytes + kTrailerBytes) return false;
     const std::uint64_t trailer = bytes_.size() - kTrailerBytes;

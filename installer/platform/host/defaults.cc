@@ -10,6 +10,7 @@
 namespace zenta {
 namespace {
 
+// Below the home folder. The name is the program's bundle identifier.
 constexpr char kDomain[] = "/Library/Preferences/com.zenta.inputmethod.ZentaIM.update.plist";
 
 // Cut towards zero; a number beyond the range becomes the nearest, one that is none becomes 0.
@@ -38,12 +39,13 @@ std::int64_t AsInteger(plist_t node) {
       plist_get_real_val(node, &real);
       return Truncated(real);
     case PLIST_STRING:
-      return std::strtoll(TextOf(node).value_or("").c_str(), nullptr, 10);
+      return std::strtoll(StringOf(node).value_or("").c_str(), nullptr, 10);
     default:
       return 0;
   }
 }
 
+// Reads the file for each call: another process may have changed it meanwhile.
 class PlistDefaults final : public UserDefaults {
  public:
   explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}

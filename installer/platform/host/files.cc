@@ -6,6 +6,7 @@
 namespace zenta {
 namespace {
 
+// What a link leads to stands for the link, except when it is removed.
 class MachineFiles final : public Files {
  public:
   explicit MachineFiles(const MachineFolder& machine) : machine_(machine) {}
@@ -24,6 +25,7 @@ class MachineFiles final : public Files {
   }
 
   void Remove(const std::string& path) override {
+    // unlink(2) leaves folders alone.
     unlink(machine_.HostPath(path, MachineFolder::LastLink::kKeep).c_str());
   }
 

@@ -16,6 +16,7 @@ struct Free {
   void operator()(void* memory) const { std::free(memory); }
 };
 
+// "inputmethod" has to be a whole component: it begins the mode ID or follows a dot.
 std::string DefaultSourceId(const std::string& bundle, const std::string& mode) {
   if (mode.starts_with(bundle + ".")) return mode;
   const std::size_t component = mode.find(kComponent);
@@ -27,6 +28,7 @@ std::string DefaultSourceId(const std::string& bundle, const std::string& mode) 
 std::vector<std::string> KeysOf(plist_t dictionary) {
   std::vector<std::string> keys;
   if (dictionary == nullptr || plist_get_node_type(dictionary) != PLIST_DICT) return keys;
+  // The iterator and each key that it gives are the caller's to free.
   plist_dict_iter position = nullptr;
   plist_dict_new_iter(dictionary, &position);
   const std::unique_ptr<void, Free> owner(position);
@@ -47,7 +49,7 @@ std::vector<std::string> OrderedModes(plist_t modes, plist_t visible) {
     if (std::find(ordered.begin(), ordered.end(), mode) == ordered.end()) ordered.push_back(mode);
   };
   for (std::uint32_t i = 0; i < plist_array_get_size(visible); ++i) {
-    const std::string mode = TextOf(plist_array_get_item(visible, i)).value_or("");
+    const std::string mode = StringOf(plist_array_get_item(visible, i)).value_or("");
     if (plist_dict_get_item(modes, mode.c_str()) != nullptr) add(mode);
   }
   for (const std::string& mode : KeysOf(modes)) add(mode);
@@ -58,15 +60,15 @@ std::vector<std::string> OrderedModes(plist_t modes, plist_t visible) {
 
 std::optional<InputMethodBundle> ReadInputMethodBundle(plist_t info) {
   InputMethodBundle bundle;
-  bundle.identifier = TextUnder(info, "CFBundleIdentifier").value_or("");
+  bundle.identifier = StringUnder(info, "CFBundleIdentifier").value_or("");
   if (bundle.identifier.empty()) return std::nullopt;
-  bundle.source_id = TextUnder(info, "TISInputSourceID").value_or(bundle.identifier);
+  bundle.source_id = StringUnder(info, "TISInputSourceID").value_or(bundle.identifier);
   const plist_t component = plist_dict_get_item(info, "ComponentInputModeDict");
   const plist_t modes = plist_dict_get_item(component, "tsInputModeListKey");
   const plist_t visible = plist_dict_get_item(component, "tsVisibleInputModeOrderedArrayKey");
   for (const std::string& mode : OrderedModes(modes, visible)) {
     const plist_t properties = plist_dict_get_item(modes, mode.c_str());
-    bundle.modes.push_back({mode, TextUnder(properties, "TISInputSourceID")
+    bundle.modes.push_back({mode, StringUnder(properties, "TISInputSourceID")
                                       .value_or(DefaultSourceId(bundle.identifier, mode))});
   }
   return bundle;

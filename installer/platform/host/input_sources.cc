@@ -19,6 +19,7 @@ constexpr char kEnabled[] = "AppleEnabledInputSources";
 constexpr char kSelected[] = "AppleSelectedInputSources";
 constexpr char kRegistered[] = "RegisteredInputMethods";  // paths of bundles, in order
 
+// One entry of the list, with what it takes to find it again in the state.
 class Source final : public InputSource {
  public:
   std::string id;
@@ -32,6 +33,7 @@ class Source final : public InputSource {
   std::string Description() const override { return "<TSMInputSource " + kind + ": " + id + ">"; }
 };
 
+// Every Mac has a layout that needs no input method.
 Source KeyboardLayout() {
   Source source;
   source.id = "com.apple.keylayout.ABC";
@@ -40,6 +42,7 @@ Source KeyboardLayout() {
   return source;
 }
 
+// The input method itself. With modes it is only their parent, and cannot be selected.
 Source MethodSource(const InputMethodBundle& bundle) {
   Source source;
   source.id = bundle.source_id;
@@ -78,9 +81,9 @@ plist_t EntryFor(const Source& source) {
 }
 
 bool IsEntryFor(plist_t entry, const Source& source) {
-  bool same = TextUnder(entry, "InputSourceKind") == source.kind;
+  bool same = StringUnder(entry, "InputSourceKind") == source.kind;
   for (const auto& [key, value] : kIdentities)
-    same = same && TextUnder(entry, key) == source.*value;
+    same = same && StringUnder(entry, key) == source.*value;
   return same;
 }
 
@@ -121,6 +124,7 @@ class State {
     plist_array_append_item(List(kEnabled), EntryFor(source));
   }
 
+  // What is selected has to be enabled, so the selection falls back to the keyboard layout.
   void Disable(const Source& source) {
     while (const plist_t entry = Find(kEnabled, source)) plist_array_item_remove(entry);
     if (Find(kSelected, source) != nullptr) Select(KeyboardLayout());
@@ -135,7 +139,7 @@ class State {
     std::vector<std::string> paths;
     const plist_t list = List(kRegistered);
     for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
-      paths.push_back(TextOf(plist_array_get_item(list, i)).value_or(""));
+      paths.push_back(StringOf(plist_array_get_item(list, i)).value_or(""));
     }
     return paths;
   }
@@ -156,6 +160,7 @@ class HostSources final : public InputSources {
     if (folder != kInputMethods && folder != MachineFolder::HomeFolder() + kInputMethods) {
       return kBadParameter;
     }
+    // Nothing is known of a package that did not bring its bundle.
     const auto bundle = ReadBundle(path);
     if (!bundle) return kBadParameter;
     if (!NamesInputMethod(bundle->identifier)) return kNoError;  // accepted and passed over

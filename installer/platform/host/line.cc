@@ -12,6 +12,7 @@
 namespace zenta {
 namespace {
 
+// Local time, as a person who reads the log expects it.
 std::string TimeStamp() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -32,6 +33,7 @@ void WriteLine(int descriptor, std::string_view prefix, std::string_view text) {
   std::string line = TimeStamp().append(" ").append(prefix).append(prefix.empty() ? "" : " ");
   std::replace_copy_if(text.begin(), text.end(), std::back_inserter(line), IsControl, ' ');
   line += '\n';
+  // A short write is left as it is: a second one could land in the middle of another line.
   ssize_t written = 0;
   do {
     written = write(descriptor, line.data(), line.size());

@@ -8,6 +8,7 @@
 namespace zenta {
 namespace {
 
+// The number that the system's log shows behind the process.
 pid_t ThreadId() {
 #ifdef __linux__
   return gettid();

@@ -27,6 +27,7 @@ void PushComponents(std::string_view path, std::vector<std::string>& stack) {
   }
 }
 
+// Removes the last component; the root is its own parent.
 void GoUp(std::string& path) { path.erase(std::min(path.size(), path.rfind('/'))); }
 
 }  // namespace
@@ -44,9 +45,10 @@ MachineFolder MachineFolder::FromEnvironment() {
 }
 
 std::string MachineFolder::HostPath(std::string_view path, LastLink last) const {
+  // Every component is looked at in turn; a link's target takes its place on the way ahead.
   std::vector<std::string> ahead;
   PushComponents(path, ahead);
-  std::string reached;  // below the folder: "" or "/a/b"
+  std::string reached;  // below the folder, without links: "" or "/a/b"
   for (int links = 0; !ahead.empty();) {
     const std::string name = std::move(ahead.back());
     ahead.pop_back();
@@ -57,6 +59,7 @@ std::string MachineFolder::HostPath(std::string_view path, LastLink last) const 
     const std::string next = reached + "/" + name;
     const bool keep = ahead.empty() && last == LastLink::kKeep;
     std::error_code no_link;
+    // What is missing or cannot be looked at counts as no link: whoever opens it will find out.
     const fs::path target = keep ? "" : fs::read_symlink(root_ + next, no_link);
     if (keep || no_link) {
       reached = next;
@@ -78,6 +81,7 @@ std::string MachineFolder::HostPathForWriting(std::string_view path) const {
 }
 
 std::string MachineFolder::HomeFolder() {
+  // Not from HOME or USER: a variable must not decide whose preferences are written.
   const passwd* user = getpwuid(geteuid());
   return "/Users/" + (user == nullptr ? std::to_string(geteuid()) : std::string(user->pw_name));
 }
@@ -99,8 +103,10 @@ std::string StandardizedPath(const MachineFolder& machine, std::string_view path
   }
   if (absolute && standard.empty()) return "/";
   if (standard.starts_with("/private/")) {
+    // A Mac keeps /etc, /tmp and /var there and has links to them at its root.
     const std::string rest = standard.substr(kPrivate.size());
-    if (fs::exists(machine.HostPath(rest))) return rest;
+    std::error_code unknown;
+    if (fs::exists(machine.HostPath(rest), unknown)) return rest;
   }
   return standard;
 }

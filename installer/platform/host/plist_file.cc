@@ -46,7 +46,8 @@ void SyncFolder(const fs::path& folder) {
   close(descriptor);
 }
 
-// Preferences are the user's own: the file is readable to nobody else.
+// Writes a file beside `path` and gives it that name once it is on disk. Preferences are the user's
+// own: mkostemp makes the file readable to nobody else.
 void ReplaceFile(const std::string& path, std::string_view bytes) {
   std::string fresh = path + ".XXXXXX";
   const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
@@ -78,7 +79,7 @@ Plist ParsePlist(const Bytes& bytes) {
   return dictionary ? std::move(parsed) : nullptr;
 }
 
-std::optional<std::string> TextOf(plist_t node) {
+std::optional<std::string> StringOf(plist_t node) {
   if (node == nullptr || plist_get_node_type(node) != PLIST_STRING) return std::nullopt;
   char* copy = nullptr;
   plist_get_string_val(node, &copy);
@@ -86,8 +87,8 @@ std::optional<std::string> TextOf(plist_t node) {
   return copy == nullptr ? std::string() : std::string(copy);
 }
 
-std::optional<std::string> TextUnder(plist_t dictionary, const char* key) {
-  return TextOf(plist_dict_get_item(dictionary, key));
+std::optional<std::string> StringUnder(plist_t dictionary, const char* key) {
+  return StringOf(plist_dict_get_item(dictionary, key));
 }
 
 PlistFile::PlistFile(std::string path) : path_(std::move(path)), found_(Read()) {
@@ -95,10 +96,12 @@ PlistFile::PlistFile(std::string path) : path_(std::move(path)), found_(Read()) 
 }
 
 PlistFile::Found PlistFile::Read() {
+  // A file that cannot be opened is told from one that is missing, for only the latter may be made.
   std::error_code failed;
   if (fs::symlink_status(path_, failed).type() == fs::file_type::not_found) return Found::kNothing;
   const auto file = SystemFiles().OpenForReading(path_);
   if (file == nullptr) return Found::kUnreadable;
+  // nil if it is too long or cannot be read to its end: broken, as far as we can tell.
   const Data bytes = ReadAll(*file, kMaxPlistBytes);
   if (bytes) root_ = ParsePlist(*bytes);
   return root_ == nullptr ? Found::kBroken : Found::kDictionary;

@@ -28,9 +28,9 @@ using Plist = std::unique_ptr<void, PlistFree>;  // of a plist_t, which is a voi
 [[nodiscard]] Plist ParsePlist(const Bytes& bytes);
 
 // The text of a string node; nullopt for another node or null.
-[[nodiscard]] std::optional<std::string> TextOf(plist_t node);
+[[nodiscard]] std::optional<std::string> StringOf(plist_t node);
 // The same of the node under `key` of a dictionary.
-[[nodiscard]] std::optional<std::string> TextUnder(plist_t dictionary, const char* key);
+[[nodiscard]] std::optional<std::string> StringUnder(plist_t dictionary, const char* key);
 
 class PlistFile {
  public:

@@ -55,7 +55,8 @@ struct Pipe {
     write_end = Descriptor(ends[1]);
   }
 
-  // Reads what is there and keeps the part that still fits; closes the end at the end.
+  // Reads what is there and keeps the part that still fits. At the end of the stream, or if it
+  // cannot be read, the descriptor is closed.
   void Drain(std::string& kept) {
     std::array<char, 65536> block;
     const ssize_t count = read(read_end.number(), block.data(), block.size());
@@ -68,6 +69,7 @@ struct Pipe {
   Descriptor read_end, write_end;
 };
 
+// As posix_spawn wants a list of texts. It does not write to them, whatever its type says.
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
@@ -98,7 +100,9 @@ int Spawn(const std::vector<std::string>& arguments, const std::vector<std::stri
   return failed;
 }
 
+// Both at once: a program that fills one pipe while we wait at the other would wait for ever.
 void DrainBoth(Pipe& output, Pipe& error, ProcessOutcome& outcome) {
+  // Without our own copies of the write ends, the last one to close is the child's.
   output.write_end.Close();
   error.write_end.Close();
   while (output.read_end.number() >= 0 || error.read_end.number() >= 0) {

@@ -40,6 +40,7 @@ std::string ScriptText(std::string text) {
   return text;
 }
 
+// The Mac's runner has words of its own for a command that failed without any.
 ScriptOutcome OutcomeOf(ProcessOutcome process) {
   ScriptOutcome outcome;
   if (process.status != 0) {
@@ -72,6 +73,7 @@ class ShellScriptRunner final : public ScriptRunner {
 
   [[nodiscard]] ScriptOutcome RunDirectly(const std::string& command) const {
     ProcessOutcome process = RunHere({"/bin/sh", "-c", command});
+    // 127 is what a shell says for a program that it cannot start.
     if (process.spawn_error != 0) return Failed(127, std::strerror(process.spawn_error));
     return OutcomeOf(std::move(process));
   }

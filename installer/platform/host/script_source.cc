@@ -6,6 +6,7 @@ namespace {
 constexpr std::string_view kBefore = "do shell script \"";
 constexpr std::string_view kAfter = "\" with administrator privileges";
 
+// The letter behind a backslash, and at the same place what the two of them stand for.
 constexpr std::string_view kEscapes = "\"\\nrt";
 constexpr std::string_view kEscaped = "\"\\\n\r\t";
 
@@ -32,6 +33,8 @@ std::optional<std::string> ShellCommandOf(std::string_view source) {
 
 std::string WithProgramBelow(const std::string& root, const std::string& command) {
   if (root.empty() || !command.starts_with("'/")) return command;
+  // In the shell nothing is special inside single quotes but their end: a quote in the folder's
+  // name ends them, stands alone behind a backslash, and begins them again.
   std::string quoted = "'";
   for (const char unit : root) {
     if (unit == '\'') {

@@ -27,27 +27,13 @@ TEST_F(MachineTest, FolderMayBeNamedInAnyWay) {
 }
 
 // A fuzz target asks the kernel about what exists; these are the cases that it says nothing about.
-TEST_F(MachineTest, LinksMeanWhatTheyMeanOnTheMachine) {
-  fs::create_directories(At("/dir/sub"));
-  fs::create_symlink("/dir/sub", At("/absolute"));
-  fs::create_symlink("../../..", At("/dir/up"));
+TEST_F(MachineTest, MissingEndsAndLastLinksHaveHostPathsToo) {
   fs::create_symlink("/nowhere/x", At("/dangling"));
   fs::create_symlink("loop", At("/loop"));
-  using enum MachineFolder::LastLink;
-  const struct {
-    const char *path, *want;
-    MachineFolder::LastLink last = kFollow;
-  } rows[] = {{"/", ""},
-              {"relative", "/relative"},
-              {"/../../none/../etc/x", "/etc/x"},
-              {"/absolute/x", "/dir/sub/x"},
-              {"/dir/up/x", "/x"},
-              {"/dangling", "/nowhere/x"},
-              {"/dangling", "/dangling", kKeep},
-              {"/absolute/../up", "/dir/up", kKeep}};
-  for (const auto& row : rows) {
-    EXPECT_EQ(Machine().HostPath(row.path, row.last), root_ + row.want) << row.path;
-  }
+  constexpr auto kKeep = MachineFolder::LastLink::kKeep;
+  EXPECT_EQ(Machine().HostPath("/dangling/y"), At("/nowhere/x/y"));
+  EXPECT_EQ(Machine().HostPath("/../none/../dangling", kKeep), At("/dangling"));
+  EXPECT_EQ(Machine().HostPath("relative"), At("/relative"));
   EXPECT_THROW((void)Machine().HostPath("/loop/x"), std::system_error);
 }
 
@@ -71,28 +57,23 @@ TEST_F(MachineTest, PathsAreStandardizedAsOnTheMac) {
   }
 }
 
-TEST_F(MachineTest, OnlyFilesAreReadAndOnlyFilesAndLinksRemoved) {
+// What is read of all this, the test of zenta-update shows.
+TEST_F(MachineTest, OnlyFilesAndLinksAreRemoved) {
   Put(At("/file"), "text");
   fs::create_directory(At("/folder"));
   fs::create_symlink("/file", At("/link"));
   fs::create_symlink("/nowhere", At("/dangling"));
-  ASSERT_EQ(mkfifo(At("/pipe").c_str(), 0600), 0);
-  const struct {
-    const char* path;
-    bool exists, readable, removable;
-  } rows[] = {{"/link", true, true, true},         {"/dangling", false, false, true},
-              {"/file", true, true, true},         {"/folder", true, false, false},
-              {"/pipe", true, false, true},        {"/missing", false, false, false},
-              {"/file/below", false, false, false}};
   const auto files = HostFiles(Machine());
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.path);
-    EXPECT_EQ(files->Exists(row.path), row.exists);
-    EXPECT_EQ(files->OpenForReading(row.path) != nullptr, row.readable);
-    const std::ptrdiff_t before = Count(root_);
-    files->Remove(row.path);
-    EXPECT_EQ(Count(root_), before - row.removable);
-  }
+  EXPECT_TRUE(files->Exists("/link") && files->Exists("/folder"));
+  EXPECT_FALSE(files->Exists("/dangling") || files->Exists("/file/below"));
+  files->Remove("/folder");
+  files->Remove("/missing");
+  EXPECT_EQ(Count(root_), 4);
+  files->Remove("/link");
+  files->Remove("/dangling");
+  EXPECT_EQ(Count(root_), 2);
+  files->Remove("/file");
+  EXPECT_FALSE(files->Exists("/file"));
 }
 
 TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
