@@ -14,7 +14,7 @@ BundleInfo ReadBundleInfo(const std::filesystem::path& bundle) {
   const std::string text = ReadWholeFile(path, kMaxPlistBytes);
   const Plist root = ParsePlist(Bytes(text.begin(), text.end()));
   if (!root) throw Failure(path.string() + " is no property list with a dictionary at its root");
-  const auto value = [&](const char* key) { return TextUnder(root.get(), key).value_or(""); };
+  const auto value = [&](const char* key) { return StringUnder(root.get(), key).value_or(""); };
   return {value("CFBundleIdentifier"), value("CFBundleShortVersionString"),
           value("CFBundleVersion")};
 }
