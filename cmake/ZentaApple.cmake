@@ -1,0 +1,54 @@
+# What the Mac's backend is compiled and linked with: the target zenta_apple, if it can be built here.
+#
+# On a Mac these are the system's frameworks. Elsewhere the same sources are built for the tests alone, over GNUstep's
+# Foundation and the stand-ins of tests/apple_shims/ for everything else of Apple's.
+
+option(ZENTA_REQUIRE_APPLE_LANE "Fail where the Mac's backend cannot be built for its tests" OFF)
+
+# A reason why this compiler cannot build it with GNUstep; empty if it can, with `flags` and `libraries` set.
+function(zenta_find_gnustep)
+  find_program(GNUSTEP_CONFIG gnustep-config)
+  if(NOT GNUSTEP_CONFIG)
+    set(reason "GNUstep is missing (libgnustep-base-dev)" PARENT_SCOPE)
+    return()
+  endif()
+  execute_process(COMMAND "${GNUSTEP_CONFIG}" --variable=GNUSTEP_SYSTEM_HEADERS OUTPUT_VARIABLE headers
+                  OUTPUT_STRIP_TRAILING_WHITESPACE)
+  set(compile -std=c++20 -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
+              -D_NATIVE_OBJC_EXCEPTIONS -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 "-isystem${headers}")
+  if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    # The runtime, and its headers, are g++'s; the headers come last, because the compiler's own stand beside them.
+    execute_process(COMMAND g++ -print-file-name=include OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    list(APPEND compile -fobjc-runtime=gcc "-idirafter${runtime}")
+  endif()
+  execute_process(COMMAND "${CMAKE_CXX_COMPILER}" ${compile} -include Foundation/Foundation.h -x objective-c++
+                          -fsyntax-only /dev/null RESULT_VARIABLE status OUTPUT_QUIET ERROR_QUIET)
+  if(NOT status EQUAL 0)
+    set(reason "${CMAKE_CXX_COMPILER} does not compile Objective-C++ with GNUstep (gobjc++)" PARENT_SCOPE)
+  endif()
+  set(flags "${compile}" PARENT_SCOPE)
+endfunction()
+
+if(APPLE)
+  enable_language(OBJCXX)
+  add_library(zenta_apple INTERFACE)
+  foreach(framework Foundation Carbon CoreFoundation Security)
+    target_link_libraries(zenta_apple INTERFACE "-framework ${framework}")
+  endforeach()
+elseif(ZENTA_BUILD_TESTS AND ZENTA_BUILD_TOOLS)
+  zenta_find_gnustep()
+  if(reason AND ZENTA_REQUIRE_APPLE_LANE)
+    message(FATAL_ERROR "macOS backend: cannot be tested: ${reason}")
+  elseif(reason)
+    message(STATUS "macOS backend: not tested here: ${reason}")
+  else()
+    if(NOT CMAKE_OBJCXX_COMPILER)
+      set(CMAKE_OBJCXX_COMPILER "${CMAKE_CXX_COMPILER}")
+    endif()
+    enable_language(OBJCXX)
+    add_library(zenta_apple INTERFACE)
+    target_include_directories(zenta_apple INTERFACE "${PROJECT_SOURCE_DIR}/tests/apple_shims")
+    target_compile_options(zenta_apple INTERFACE "$<$<COMPILE_LANGUAGE:OBJCXX>:${flags}>")
+    target_link_libraries(zenta_apple INTERFACE gnustep-base objc)
+  endif()
+endif()

@@ -1,0 +1,40 @@
+#import <Foundation/Foundation.h>
+
+#include "datahelpers/macos/foundation_text.h"
+#include "installer/platform/macos/macos_platform.h"
+
+namespace zenta {
+namespace {
+
+static_assert(sizeof(NSInteger) == sizeof(std::int64_t));
+
+class StandardUserDefaults final : public UserDefaults {
+ public:
+  bool HasObject(std::string_view key) override {
+    return [Store() objectForKey:StringOfText(key)] != nil;
+  }
+
+  std::int64_t Integer(std::string_view key) override {
+    return [Store() integerForKey:StringOfText(key)];
+  }
+
+  // The program ends soon after a change, so it does not wait for the store to write by itself.
+  void SetInteger(std::string_view key, std::int64_t value) override {
+    [Store() setInteger:static_cast<NSInteger>(value) forKey:StringOfText(key)];
+    [Store() synchronize];
+  }
+
+  void Remove(std::string_view key) override {
+    [Store() removeObjectForKey:StringOfText(key)];
+    [Store() synchronize];
+  }
+
+ private:
+  static NSUserDefaults* Store() { return [NSUserDefaults standardUserDefaults]; }
+};
+
+}  // namespace
+
+std::unique_ptr<UserDefaults> MacUserDefaults() { return std::make_unique<StandardUserDefaults>(); }
+
+}  // namespace zenta

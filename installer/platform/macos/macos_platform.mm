@@ -1,0 +1,24 @@
+#import <Foundation/Foundation.h>
+
+#include "installer/platform/macos/macos_platform.h"
+
+namespace zenta {
+namespace {
+
+Platform MacPlatform() {
+  return {MacNotifications(), MacScriptRunner(), MacUserDefaults(),
+          MacFiles(),         MacInputSources(), MacLog()};
+}
+
+}  // namespace
+
+void WithSystemPlatform(void (*body)(Platform&) noexcept) {
+  NSAutoreleasePool* scope = [[NSAutoreleasePool alloc] init];
+  {
+    Platform platform = MacPlatform();
+    body(platform);
+  }  // the parts are gone before the scope ends
+  [scope drain];
+}
+
+}  // namespace zenta
