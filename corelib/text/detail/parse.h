@@ -110,7 +110,15 @@ template <std::uint64_t kLimit, Unit T>
 // The value of the leading digits, or kLimit when it is above kLimit.
 template <std::uint64_t kLimit, Unit T>
 constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
-  if (std::endian::native == std::endian::little && !std::is_constant_evaluated() && n >= 8) {
+  if (n < 8) {  // most numbers; no limit is near
+    static_assert(kLimit >= 9999999);
+    std::uint32_t value = 0;
+    for (std::uint64_t i = 0; i < n && decimal_digit(p[i]) < 10; ++i) {
+      value = value * 10 + decimal_digit(p[i]);
+    }
+    return value;
+  }
+  if (std::endian::native == std::endian::little && !std::is_constant_evaluated()) {
     return long_decimal_value<kLimit>(p, n);
   }
   return add_digits<kLimit>(0, p, 0, n);

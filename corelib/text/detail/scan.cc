@@ -10,20 +10,14 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
   constexpr std::uint64_t kStep = Block<T>::kUnits;
   const auto head = Block<T>::fill(s[0]);
   const auto tail = Block<T>::fill(s[m - 1]);
-  const auto first_in_block = [&](std::uint64_t i) {
+  for (std::uint64_t i = 0;; i = std::min(i + kStep, starts - kStep)) {
     const auto heads = equal(Block<T>::load(p + i), head);
     auto mask = (heads & equal(Block<T>::load(p + i + (m - 1)), tail)).mask();
     for (; mask; mask.drop_first()) {
       if (same_inline(p + i + mask.first(), s, m)) return i + mask.first();
     }
-    return starts;
-  };
-  std::uint64_t i = 0;
-  for (; i + kStep <= starts; i += kStep) {
-    const std::uint64_t at = first_in_block(i);
-    if (at != starts) return at;
+    if (i == starts - kStep) return starts;
   }
-  return i < starts ? first_in_block(starts - kStep) : starts;
 }
 
 // Leaps from one first unit to the next where these are rare; where leaps turn out short, the

@@ -60,13 +60,11 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
       return at == nullptr ? n : static_cast<std::uint64_t>(static_cast<const T*>(at) - p);
     }
   }
-  for (; i + kStep <= n; i += kStep) {
+  // What is left, as one whole block at least: units that are read twice hold no match.
+  for (i = std::min(i, n - kStep);; i = std::min(i + kStep, n - kStep)) {
     if (const auto mask = hits(i).mask()) return i + mask.first();
+    if (i == n - kStep) return n;
   }
-  if (i < n) {
-    if (const auto mask = hits(n - kStep).mask()) return n - kStep + mask.first();
-  }
-  return n;
 }
 
 // Last position that holds one of `sought`, `n` when there is none.
