@@ -11,7 +11,7 @@
 
 #if defined(TSTL_UTF_VECTOR)
 
-namespace tstl::detail {
+namespace tstl::detail::utf {
 namespace {
 
 using Row = std::array<unsigned char, 16>;
@@ -93,31 +93,28 @@ TSTL_UTF_TARGET inline unsigned char* put(unsigned char* dst, const Encoded& e) 
 }
 
 // While there is much of everything: 16 units at a time.
-TSTL_UTF_TARGET inline ToUtf8Place to_utf8_freely(const unsigned short* src,
-                                                  const unsigned short* src_end, unsigned char* dst,
-                                                  unsigned char* dst_end) noexcept {
-  while (count(src, src_end) >= 16 && count(dst, dst_end) >= 16) {
-    const Units a = load<Units>(src);
-    const Units b = load<Units>(src + 8);
+TSTL_UTF_TARGET inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
+  while (count(at.src, end.src) >= 16 && count(at.dst, end.dst) >= 16) {
+    const Units a = load<Units>(at.src);
+    const Units b = load<Units>(at.src + 8);
     if (all((a | b) < 0x80)) {
-      store(dst, low_bytes(a, b));
-      dst += 16;
+      store(at.dst, low_bytes(a, b));
+      at.dst += 16;
     } else {
-      if (count(dst, dst_end) < 64 || has_surrogate(a) || has_surrogate(b)) break;
-      dst = put(put(dst, encode(a)), encode(b));
+      if (count(at.dst, end.dst) < 64 || has_surrogate(a) || has_surrogate(b)) break;
+      at.dst = put(put(at.dst, encode(a)), encode(b));
     }
-    src += 16;
+    at.src += 16;
   }
-  return {src, dst};
+  return at;
 }
 
 // Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
-TSTL_UTF_TARGET inline bool put_tight(ToUtf8Place& at, unsigned char* dst_end, Units u,
-                                      std::size_t taken) noexcept {
+TSTL_UTF_TARGET inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u, std::size_t taken) noexcept {
   if (has_surrogate(u)) return false;
   const Encoded e = encode(u);
   const std::size_t size = e.low_size + e.high_size - (8 - taken);
-  const std::size_t room = count(at.dst, dst_end);
+  const std::size_t room = count(at.dst, end.dst);
   if (size > room) return false;
   store_joined(at.dst, room, e.low, e.low_size, e.high, size - e.low_size);
   at.src += taken;
@@ -125,15 +122,14 @@ TSTL_UTF_TARGET inline bool put_tight(ToUtf8Place& at, unsigned char* dst_end, U
   return true;
 }
 
-TSTL_UTF_TARGET inline ToUtf8Place to_utf8(const unsigned short* src, const unsigned short* src_end,
-                                           unsigned char* dst, unsigned char* dst_end) noexcept {
+TSTL_UTF_TARGET inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
   constexpr std::size_t kFew = 4;  // not worth the effort
-  ToUtf8Place at = to_utf8_freely(src, src_end, dst, dst_end);
-  while (count(at.src, src_end) >= 8) {
-    if (!put_tight(at, dst_end, load<Units>(at.src), 8)) return at;
+  at = to_utf8_freely(at, end);
+  while (count(at.src, end.src) >= 8) {
+    if (!put_tight(at, end, load<Units>(at.src), 8)) return at;
   }
-  const std::size_t left = count(at.src, src_end);
-  if (left >= kFew) put_tight(at, dst_end, load_first<Units>(at.src, 2 * left), left);
+  const std::size_t left = count(at.src, end.src);
+  if (left >= kFew) put_tight(at, end, load_first<Units>(at.src, 2 * left), left);
   return at;
 }
 
@@ -141,10 +137,10 @@ TSTL_UTF_TARGET inline ToUtf8Place to_utf8(const unsigned short* src, const unsi
 
 // Sixteen bytes inside a text of whole sequences of one to three bytes.
 struct Window {
-  Bytes b;               // the bytes; zeros past the end of the text
-  Bytes b1, b2;          // for each the one before it, the one before that
-  unsigned ends;         // bit i: byte i is the last of its sequence
-  unsigned char length;  // how many are there
+  Bytes b;             // the bytes; zeros past the end of the text
+  Bytes b1, b2;        // for each the one before it, the one before that
+  unsigned ends;       // bit i: byte i is the last of its sequence
+  std::size_t length;  // how many are there
 };
 
 inline Bytes is_continuation(Bytes b) noexcept { return Bytes(SignedBytes(b) < -64); }
@@ -154,8 +150,9 @@ inline Bytes is_continuation(Bytes b) noexcept { return Bytes(SignedBytes(b) < -
 constexpr unsigned kThreeByteRun = 0b0110110110110110;
 
 // Hands `taker` one window of the text after the other until it declines one, or the next is not of
-// that kind. Where a run of ASCII or of three-byte sequences may begin, the taker is asked first to
-// take all of it at once. Returns the start of the first sequence that it did not see the end of.
+// that kind. Where a run of ASCII or of three-byte sequences may begin, the taker may take all of
+// it first; it answers with where that ends. Returns the start of the first sequence that it did
+// not see the end of.
 template <class Taker>
 TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
                                                  const unsigned char* src_end,
@@ -165,7 +162,7 @@ TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
   unsigned open = 0;  // 1: the sequence that ends the last window goes on in the next
   while (count(src, src_end) >= kFew || (open != 0 && src != src_end)) {
     const Bytes before = w.b;
-    w.length = static_cast<unsigned char>(std::min<std::size_t>(count(src, src_end), 16));
+    w.length = std::min<std::size_t>(count(src, src_end), 16);
     w.b = w.length == 16 ? load<Bytes>(src) : load_first<Bytes>(src, w.length);
     w.b1 = earlier<1>(before, w.b);
     w.b2 = earlier<2>(before, w.b);
@@ -176,7 +173,7 @@ TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
     const unsigned char* behind = src;
     if (continuations == kThreeByteRun) {
       behind = taker.take_three_bytes(src, src_end);
-    } else if ((high_bits(w.b) | open) == 0) {
+    } else if (continuations == 0) {
       behind = taker.take_ascii(src, src_end);
     }
     if (behind != src) {
@@ -196,18 +193,25 @@ TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
   return src;
 }
 
-TSTL_UTF_TARGET inline const unsigned char* skip_ascii(const unsigned char* src,
-                                                       const unsigned char* src_end) noexcept {
-  while (count(src, src_end) >= 16 && high_bits(load<Bytes>(src)) == 0) src += 16;
-  return src;
-}
+// What a taker does with runs if it has no better way: passes ASCII, leaves the rest to take().
+struct RunTaker {
+  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
+                                                  const unsigned char* src_end) const noexcept {
+    while (count(src, src_end) >= 16 && high_bits(load<Bytes>(src)) == 0) src += 16;
+    return src;
+  }
+  const unsigned char* take_three_bytes(const unsigned char* src,
+                                        const unsigned char* /*src_end*/) const noexcept {
+    return src;
+  }
+};
 
 class Utf16Writer {
  public:
   Utf16Writer(unsigned short* dst, unsigned short* dst_end) noexcept
       : dst_(dst), dst_end_(dst_end) {}
 
-  [[nodiscard]] unsigned short* end() const noexcept { return dst_; }
+  [[nodiscard]] unsigned short* dst() const noexcept { return dst_; }
 
   TSTL_UTF_TARGET bool take(const Window& w) noexcept {
     // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
@@ -277,24 +281,18 @@ class Utf16Writer {
   unsigned short* dst_end_;
 };
 
-TSTL_UTF_TARGET inline ToUtf16Place to_utf16(const unsigned char* src, const unsigned char* src_end,
-                                             unsigned short* dst,
-                                             unsigned short* dst_end) noexcept {
-  Utf16Writer writer(dst, dst_end);
-  src = walk(src, src_end, writer);
-  return {src, writer.end()};
+TSTL_UTF_TARGET inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
+  Utf16Writer writer(at.dst, end.dst);
+  const unsigned char* const behind = walk(at.src, end.src, writer);
+  return {behind, writer.dst()};
 }
 
-struct Utf16Counter {
+struct Utf16Counter : RunTaker {
   TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
                                                   const unsigned char* src_end) noexcept {
-    const unsigned char* const behind = skip_ascii(src, src_end);
+    const unsigned char* const behind = RunTaker::take_ascii(src, src_end);
     units += count(src, behind);
     return behind;
-  }
-  const unsigned char* take_three_bytes(const unsigned char* src,
-                                        const unsigned char* /*src_end*/) const noexcept {
-    return src;  // no quicker than by the window
   }
   TSTL_UTF_TARGET bool take(const Window& w) noexcept {
     units += ones(w.ends);
@@ -304,63 +302,43 @@ struct Utf16Counter {
   std::size_t units = 0;
 };
 
-TSTL_UTF_TARGET inline Utf16SizePlace utf16_size(const unsigned char* src,
-                                                 const unsigned char* src_end) noexcept {
+TSTL_UTF_TARGET inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexcept {
   Utf16Counter counter;
-  src = walk(src, src_end, counter);
-  return {src, counter.units};
+  const unsigned char* const behind = walk(at.src, end.src, counter);
+  return {behind, at.units + counter.units};
 }
 
 // Takes what is strictly UTF-8: no sequence longer than need be, no surrogate.
-struct Utf8Judge {
-  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
-                                                  const unsigned char* src_end) noexcept {
-    return skip_ascii(src, src_end);
-  }
-  const unsigned char* take_three_bytes(const unsigned char* src,
-                                        const unsigned char* /*src_end*/) const noexcept {
-    return src;
-  }
-  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+struct Utf8Judge : RunTaker {
+  TSTL_UTF_TARGET bool take(const Window& w) const noexcept {
     return !any(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
                 ((w.b1 == 0xED) & (w.b >= 0xA0)));
   }
 };
 
-TSTL_UTF_TARGET inline const unsigned char* valid_utf8(const unsigned char* src,
-                                                       const unsigned char* src_end) noexcept {
+TSTL_UTF_TARGET inline ToValid blocks(ToValid at, ToValid end) noexcept {
   Utf8Judge judge;
-  return walk(src, src_end, judge);
+  return {walk(at.src, end.src, judge)};
 }
 
-TSTL_UTF_TARGET std::size_t vector_utf16_to_utf8(const unsigned short* src, std::size_t n,
-                                                 unsigned char* dst, std::size_t room,
-                                                 LoneSurrogate lone) noexcept {
-  return convert_with(to_utf8, src, n, dst, room, lone);
+TSTL_UTF_TARGET ToUtf8 to_utf8(ToUtf8 at, ToUtf8 end, LoneSurrogate lone) noexcept {
+  return take_all(blocks, at, end, lone);
 }
-TSTL_UTF_TARGET std::size_t vector_utf8_to_utf16(const unsigned char* src, std::size_t n,
-                                                 unsigned short* dst, std::size_t room) noexcept {
-  return convert_with(to_utf16, src, n, dst, room);
-}
-TSTL_UTF_TARGET std::size_t vector_utf16_size(const unsigned char* src, std::size_t n) noexcept {
-  return size_with(utf16_size, src, n);
-}
-TSTL_UTF_TARGET std::size_t vector_valid_utf8_prefix(const unsigned char* src,
-                                                     std::size_t n) noexcept {
-  return valid_with(valid_utf8, src, n);
+template <class Work>
+TSTL_UTF_TARGET Work to_end(Work at, Work end) noexcept {
+  return take_all(blocks, at, end);
 }
 
 }  // namespace
 
-constinit const UtfKernels kVectorUtfKernels = {vector_utf16_to_utf8, vector_utf8_to_utf16,
-                                                vector_utf16_size, vector_valid_utf8_prefix};
+constinit const Kernels kVectorKernels = {to_utf8, to_end, to_end, to_end};
 
-}  // namespace tstl::detail
+}  // namespace tstl::detail::utf
 
 #else
 
-namespace tstl::detail {
-constinit const UtfKernels kVectorUtfKernels = kPlainUtfKernels;  // never chosen
-}
+namespace tstl::detail::utf {
+const Kernels kVectorKernels = {};  // never chosen
+}  // namespace tstl::detail::utf
 
 #endif

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <array>
+#include <bit>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -19,7 +21,9 @@
 #define TSTL_UTF_TARGET
 #endif
 
-namespace tstl::detail {
+namespace tstl::detail::utf {
+
+static_assert(std::endian::native == std::endian::little, "bytes of a word are taken lowest first");
 
 using Bytes = unsigned char __attribute__((vector_size(16)));
 using SignedBytes = signed char __attribute__((vector_size(16)));
@@ -137,7 +141,8 @@ TSTL_UTF_TARGET inline Bytes slide(Bytes v, std::ptrdiff_t k) noexcept {
   return rearrange(v, load<Bytes>(kRows.data() + 16 - k));
 }
 
-// Stores the first `n` bytes of `v`, 0 to 15, and no other.
+// Stores the first `n` bytes of `v` and no other.
+// REQUIRES: n is 0, 2 or 4 to 15.
 TSTL_UTF_TARGET inline void store_first(unsigned char* dst, Bytes v, std::size_t n) noexcept {
   const std::uint64_t word = Words(v)[0];
   if (n >= 8) {
@@ -148,14 +153,14 @@ TSTL_UTF_TARGET inline void store_first(unsigned char* dst, Bytes v, std::size_t
     store(dst, static_cast<std::uint32_t>(word));
     store(dst + n - 4, static_cast<std::uint32_t>(word >> 8 * (n - 4)));
   } else if (n != 0) {
-    dst[0] = static_cast<unsigned char>(word);
-    dst[n / 2] = static_cast<unsigned char>(word >> 8 * (n / 2));
-    dst[n - 1] = static_cast<unsigned char>(word >> 8 * (n - 1));
+    assert(n == 2);
+    store(dst, static_cast<std::uint16_t>(word));
   }
 }
 
 // Stores `a_size` bytes of `a` and behind them `b_size` bytes of `b`, both zero past their sizes.
-// There is room for `room` bytes, and no byte beyond them is written.
+// No byte beyond `room` is written.
+// REQUIRES: a_size + b_size is at most `room`, and 0, 2 or at least 4.
 TSTL_UTF_TARGET inline void store_joined(void* dst, std::size_t room, Bytes a, std::size_t a_size,
                                          Bytes b, std::size_t b_size) noexcept {
   auto* const p = static_cast<unsigned char*>(dst);
@@ -174,4 +179,4 @@ TSTL_UTF_TARGET inline void store_joined(void* dst, std::size_t room, Bytes a, s
 
 #endif
 
-}  // namespace tstl::detail
+}  // namespace tstl::detail::utf

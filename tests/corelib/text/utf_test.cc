@@ -1,0 +1,235 @@
+#include "corelib/text/utf.h"
+
+#include <gtest/gtest.h>
+#include <unicode/ustring.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "corelib/text/detail/utf_kernels.h"
+#include "tests/reference/utf_reference.h"
+
+namespace tstl {
+namespace {
+
+using reference::Units16;
+using reference::Units8;
+
+constexpr auto kKeep = LoneSurrogate::kKeep;
+
+static_assert(join_surrogates(0xDBFF, 0xDFFF) == 0x10FFFF && utf8_length(0xDFFF, kKeep) == 3);
+
+// Runs of a few characters of one kind.
+class RandomText {
+ public:
+  std::size_t below(std::size_t limit) { return random_() % limit; }
+
+  Units16 next(std::size_t units, bool well_formed) {
+    static constexpr unsigned kFirst[] = {0x20, 0x4E00, 0x80, 0x800, 0xD800};
+    static constexpr unsigned kCount[] = {0x5F, 0x5200, 0x780, 0xD000, 0x800};
+    Units16 text;
+    while (text.size() < units) {
+      const std::size_t kind = below(8) < 6 ? below(2) : below(5);
+      for (std::size_t run = 1 + below(below(9) == 0 ? 40 : 6); run != 0; --run) {
+        unsigned unit = kFirst[kind] + static_cast<unsigned>(below(kCount[kind]));
+        if (well_formed && is_surrogate(unit)) {
+          text.push_back(static_cast<unsigned short>(unit & ~0x400u));
+          unit |= 0x400;
+        }
+        text.push_back(static_cast<unsigned short>(unit));
+      }
+    }
+    text.resize(units);
+    if (well_formed && units != 0 && is_high_surrogate(text.back())) text.back() = 'x';
+    return text;
+  }
+
+ private:
+  std::mt19937 random_{20};
+};
+
+// One set of kernels: a name and the set.
+class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf::Kernels>> {
+ protected:
+  void SetUp() override {
+    if (GetParam().first[0] == 'V' && !detail::utf::has_vector_kernels()) {
+      GTEST_SKIP() << "not on this machine";
+    }
+  }
+
+  // What `convert` makes of a heap block that ends with the text, at every alignment in turn, in
+  // `room` units with a guard behind them.
+  template <class To, class From, class Convert>
+  std::vector<To> Converted(const std::vector<From>& text, std::size_t room, Convert convert) {
+    const std::size_t offset = offset_++ % 16;
+    const auto block = std::make_unique<From[]>(offset + text.size());
+    From* const src = block.get() + offset;
+    std::copy(text.begin(), text.end(), src);
+    std::vector<To> dst(room + 40, To{0xA5});
+    To* const end = dst.data() + room;
+    const To* const behind = convert(src, dst.data(), src + text.size(), end);
+    EXPECT_EQ(std::count(end, end + 40, To{0xA5}), 40);
+    dst.resize(static_cast<std::size_t>(behind - dst.data()));
+    return dst;
+  }
+
+  void ExpectAsReference(const Units16& text, std::size_t room_short_by = 0) {
+    for (const bool keep : {false, true}) {
+      const auto lone = keep ? kKeep : LoneSurrogate::kDrop;
+      const std::size_t size = reference::ToUtf8(text, ~0u, keep).size();
+      ASSERT_EQ(utf8_size(text.data(), text.size(), lone), size);
+      const std::size_t room = size - std::min(size, room_short_by);
+      const auto convert = [&](auto* src, auto* dst, auto* src_end, auto* dst_end) {
+        return kernels_.to_utf8({src, dst}, {src_end, dst_end}, lone).dst;
+      };
+      ASSERT_EQ(Converted<unsigned char>(text, room, convert), reference::ToUtf8(text, room, keep));
+    }
+  }
+
+  void ExpectAsReference(const Units8& text, std::size_t room_short_by = 0) {
+    const std::size_t size = reference::ToUtf16(text, ~0u).size();
+    const std::size_t room = size - std::min(size, room_short_by);
+    const auto convert = [&](auto* src, auto* dst, auto* src_end, auto* dst_end) {
+      EXPECT_EQ(kernels_.to_utf16_size({src}, {src_end}).units, size);
+      EXPECT_EQ(kernels_.to_valid({src}, {src_end}).src, src + reference::ValidPrefix(text));
+      return kernels_.to_utf16({src, dst}, {src_end, dst_end}).dst;
+    };
+    ASSERT_EQ(Converted<unsigned short>(text, room, convert), reference::ToUtf16(text, room));
+  }
+
+  // The same both ways.
+  void ExpectBothAsReference(const Units16& text, std::size_t room_short_by = 0) {
+    ExpectAsReference(text, room_short_by);
+    ExpectAsReference(reference::ToUtf8(text, ~0u, true), room_short_by);
+  }
+
+  const detail::utf::Kernels& kernels_ = GetParam().second;
+  RandomText random_;
+  std::size_t offset_ = 0;
+};
+
+INSTANTIATE_TEST_SUITE_P(, UtfTest,
+                         testing::Values(std::pair("Plain", detail::utf::kPlainKernels),
+                                         std::pair("Vector", detail::utf::kVectorKernels)),
+                         [](const auto& instance) { return instance.param.first; });
+
+TEST(UtfConversionTest, WellFormedTextConvertsAsIcuDoes) {
+  RandomText random;
+  for (std::size_t n = 0; n < 3000; n += n < 300 ? 1 : 97) {
+    const Units16 text = random.next(n, true);
+    Units8 utf8(3 * n + 1);
+    std::int32_t size = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    u_strToUTF8(reinterpret_cast<char*>(utf8.data()), static_cast<std::int32_t>(utf8.size()), &size,
+                reinterpret_cast<const UChar*>(text.data()), static_cast<std::int32_t>(n), &error);
+    ASSERT_TRUE(U_SUCCESS(error));
+    utf8.resize(static_cast<std::size_t>(size));
+    ASSERT_EQ(valid_utf8_prefix(utf8.data(), utf8.size()), utf8.size());
+    Units8 bytes(utf8_size(text.data(), n));
+    ASSERT_EQ(utf16_to_utf8(text.data(), n, bytes.data(), bytes.size()), bytes.size());
+    ASSERT_EQ(bytes, utf8);
+    Units16 units(utf16_size(utf8.data(), utf8.size()));
+    ASSERT_EQ(utf8_to_utf16(utf8.data(), utf8.size(), units.data(), units.size()), n);
+    ASSERT_EQ(units, text);
+  }
+  EXPECT_EQ(utf16_to_utf8(nullptr, 0, nullptr, 0) + utf8_to_utf16(nullptr, 0, nullptr, 0), 0u);
+}
+
+TEST_P(UtfTest, IllFormedTextConvertsAsTheReference) {
+  static constexpr unsigned char kOdd[] = {0x00, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0, 0xC1, 0xC2,
+                                           0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF7, 0xF8, 0xFF};
+  for (std::size_t n = 0; n < 220; ++n) {
+    for (const unsigned spoilt_in : {1u, 4u, 40u}) {  // one in so many units
+      Units16 units = random_.next(n, false);
+      ExpectAsReference(units, random_.below(3) == 0 ? random_.below(n + 1) : 0);
+      Units8 bytes = reference::ToUtf8(units, ~0u, random_.below(2) == 0);
+      for (auto& byte : bytes) {
+        if (random_.below(spoilt_in) == 0) byte = kOdd[random_.below(sizeof kOdd)];
+      }
+      ExpectAsReference(bytes, random_.below(3) == 0 ? random_.below(n + 1) : 0);
+    }
+  }
+}
+
+TEST_P(UtfTest, TextOrRoomCutShortAnywhereGivesTheWholeCharactersOfIt) {
+  const Units16 units = random_.next(80, true);
+  const Units8 bytes = reference::ToUtf8(units, ~0u, true);
+  for (std::size_t n = 0; n <= bytes.size(); ++n) {
+    const auto cut = static_cast<std::ptrdiff_t>(n);
+    ExpectAsReference(Units8(bytes.begin(), bytes.begin() + cut));
+    ExpectAsReference(Units8(bytes.begin() + cut, bytes.end()));
+    ExpectBothAsReference(units, n);
+    if (n <= units.size()) ExpectAsReference(Units16(units.begin(), units.begin() + cut));
+  }
+}
+
+TEST_P(UtfTest, EveryUnitAndEveryPairOfEdgesConvertsWhereverItStands) {
+  for (unsigned first = 0; first <= 0xFFFF; first += 61) {
+    Units16 text;
+    for (unsigned i = 0; i != 61; ++i) text.push_back(static_cast<unsigned short>(first + i));
+    ExpectBothAsReference(text);
+  }
+  static constexpr unsigned short kEdges[] = {0x7F,   0x80,   0x7FF,  0x800,  0xD7FF, 0xD800,
+                                              0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
+  for (const auto first : kEdges) {
+    for (const auto second : kEdges) {
+      for (std::size_t at = 0; at < 20; ++at) {
+        Units16 text(at, at % 2 == 0 ? 'x' : 0x6587);
+        text.insert(text.end(), {first, second, 'y'});
+        ExpectBothAsReference(text);
+      }
+    }
+  }
+}
+
+TEST_P(UtfTest, SequencesDecodeByTheirLeadByteAlone) {
+  struct Row {
+    Units8 bytes;
+    Units16 units;
+  };
+  for (const Row& row : {
+           Row{{0x41, 0x80, 0xBF, 0xF8, 0xFF, 0x42}, {0x41, 0x42}},  // stray bytes give nothing
+           Row{{0xE4, 0x41, 0x42, 0x43}, {0x4042, 0x43}},            // a lead swallows what follows
+           Row{{0xC1, 0x81}, {0x41}},                                // longer than need be
+           Row{{0xED, 0xA0, 0xBD}, {0xD83D}},                        // a kept surrogate comes back
+           Row{{0xF0, 0x80, 0x80, 0x80}, {0xDBC0, 0xDC00}},          // below 10000
+           Row{{0xF7, 0xBF, 0xBF, 0xBF}, {0xDBBF, 0xDFFF}},          // above 10FFFF
+           Row{{0x41, 0xE4, 0xBD}, {0x41}},                          // cut short
+           Row{{0xF0, 0x9F, 0x98}, {}},
+       }) {
+    EXPECT_EQ(reference::ToUtf16(row.bytes, ~0u), row.units);
+    ExpectAsReference(row.bytes);
+  }
+}
+
+TEST(UtfCharacterTest, EveryCharacterEncodesAndDecodesAsIcuDoes) {
+  for (char32_t c = 0; c < 0x110010; ++c) {
+    unsigned char ours[4] = {};
+    std::uint8_t icu[4] = {};
+    std::int32_t length = 0;
+    UBool error = false;
+    U8_APPEND(icu, length, 4, std::uint32_t{c}, error);
+    ASSERT_EQ(encode_utf8(c, ours), error ? 0u : static_cast<std::size_t>(length)) << unsigned(c);
+    if (error) continue;
+    ASSERT_TRUE(std::equal(icu, icu + 4, ours)) << unsigned(c);
+    ASSERT_EQ(decode_utf8(ours, static_cast<std::size_t>(length)), c);
+  }
+}
+
+TEST(UtfCharacterTest, WellFormedSequencesAreThoseOfTheStandardsTable) {
+  static constexpr unsigned char kEdges[] = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF,
+                                             0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED,
+                                             0xEE, 0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xFF};
+  for (unsigned i = 0; i != 24 * 24 * 24 * 24; ++i) {
+    Units8 text = {kEdges[i % 24], kEdges[i / 24 % 24], kEdges[i / 576 % 24], kEdges[i / 13824]};
+    for (; !text.empty(); text.pop_back()) {
+      ASSERT_EQ(utf8_sequence_length(text.data(), text.size()), reference::SequenceLength(text, 0));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace tstl
