@@ -69,6 +69,22 @@ TEST(SignatureBlockTest, FirstBlockIsOpenedIfItIsBelowTheModulus) {
   EXPECT_EQ(key.Raise(SignatureBlock{}), SignatureBlock{});
 }
 
+TEST(RsaPublicKeyTest, EveryWidthOfExponentIsTaken) {
+  SigningConfig config = BuiltInSigningConfig();
+  SignatureBlock two{}, last = config.modulus;
+  two.back() = 2;
+  --last.back();  // -1, and every exponent is odd
+  for (const std::uint64_t exponent : {3ull, 129ull, 65537ull, (1ull << 63) + 1, ~0ull}) {
+    config.exponent = exponent;
+    const RsaPublicKey key(config);
+    EXPECT_EQ(key.Raise(last), last) << exponent;
+    if (exponent >= 1024) continue;
+    SignatureBlock power{};
+    power[127 - exponent / 8] = static_cast<std::uint8_t>(1 << exponent % 8);
+    EXPECT_EQ(key.Raise(two), power) << exponent;
+  }
+}
+
 TEST(SigningConfigTest, TextComesBackAndFaultsAreNamed) {
   const std::string text = FormatSigningConfig(BuiltInSigningConfig());
   EXPECT_EQ(std::get<SigningConfig>(ParseSigningConfig("# comment\r\n\r\n " + text)),

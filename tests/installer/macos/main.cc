@@ -1,11 +1,25 @@
 // Foundation reads where it keeps the user defaults before main does anything, so the program
 // starts itself a second time, with that told.
-#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
+#include <regex>
+#include <sstream>
 
-#include "tests/installer/macos/mac_folder.h"
+#include "tests/installer/macos/mac_test.h"
+
+zenta::Lines zenta::Told(void (*call)()) {
+  static const std::regex prefix(
+      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} macos_platform_test\[\d+:\d+\] )");
+  testing::internal::CaptureStderr();
+  call();
+  std::istringstream told(testing::internal::GetCapturedStderr());
+  Lines lines;
+  for (std::string line; std::getline(told, line);) {
+    lines.push_back(std::regex_replace(line, prefix, "log "));
+  }
+  return lines;
+}
 
 int main(int argc, char** argv) {
   namespace fs = std::filesystem;
