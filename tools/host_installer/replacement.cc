@@ -26,10 +26,10 @@ struct Unit {
 // REQUIRES: it is a folder in both trees.
 void CollectUnits(const std::string& from, const std::string& to, const std::string& below,
                   std::vector<Unit>& units) {
-  for (const fs::directory_entry& entry : fs::directory_iterator(from + "/" + below)) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(JoinPath(from, below))) {
     const std::string name = entry.path().filename().string();
     const std::string path = JoinPath(below, name);
-    const fs::file_status there = fs::symlink_status(to + "/" + path);
+    const fs::file_status there = fs::symlink_status(JoinPath(to, path));
     const bool folder = fs::is_directory(entry.symlink_status());
     const bool bundle = folder && NamesBundle(name);
     if (folder && !bundle && fs::is_directory(there)) {

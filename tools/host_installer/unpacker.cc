@@ -106,7 +106,7 @@ std::string Unpacker::Admit(const std::string& below, archive_entry* entry) {
     return "";
   }
   CheckLinks(below, path, entry);
-  const std::string full = JoinPath(below, path);
+  std::string full = JoinPath(below, path);
   Remember(full, type == AE_IFDIR ? Kind::kFolder : type == AE_IFREG ? Kind::kFile : Kind::kLink);
   return full;
 }

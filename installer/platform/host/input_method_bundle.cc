@@ -63,11 +63,11 @@ std::optional<InputMethodBundle> ReadInputMethodBundle(plist_t info) {
   bundle.identifier = StringUnder(info, "CFBundleIdentifier").value_or("");
   if (bundle.identifier.empty()) return std::nullopt;
   bundle.source_id = StringUnder(info, "TISInputSourceID").value_or(bundle.identifier);
-  const plist_t component = plist_dict_get_item(info, "ComponentInputModeDict");
-  const plist_t modes = plist_dict_get_item(component, "tsInputModeListKey");
-  const plist_t visible = plist_dict_get_item(component, "tsVisibleInputModeOrderedArrayKey");
+  plist_t component = plist_dict_get_item(info, "ComponentInputModeDict");
+  plist_t modes = plist_dict_get_item(component, "tsInputModeListKey");
+  plist_t visible = plist_dict_get_item(component, "tsVisibleInputModeOrderedArrayKey");
   for (const std::string& mode : OrderedModes(modes, visible)) {
-    const plist_t properties = plist_dict_get_item(modes, mode.c_str());
+    plist_t properties = plist_dict_get_item(modes, mode.c_str());
     bundle.modes.push_back({mode, StringUnder(properties, "TISInputSourceID")
                                       .value_or(DefaultSourceId(bundle.identifier, mode))});
   }

@@ -71,7 +71,7 @@ constexpr std::array<Identity, 3> kIdentities = {{{"Bundle ID", &Source::bundle}
                                                   {"KeyboardLayout Name", &Source::layout}}};
 
 plist_t EntryFor(const Source& source) {
-  const plist_t entry = plist_new_dict();
+  plist_t entry = plist_new_dict();
   plist_dict_set_item(entry, "InputSourceKind", plist_new_string(source.kind.c_str()));
   for (const auto& [key, value] : kIdentities) {
     const auto& text = source.*value;
@@ -111,9 +111,9 @@ class State {
 
   // The source's entry in a list; null if it has none.
   plist_t Find(const char* key, const Source& source) {
-    const plist_t list = List(key);
+    plist_t list = List(key);
     for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
-      const plist_t entry = plist_array_get_item(list, i);
+      plist_t entry = plist_array_get_item(list, i);
       if (IsEntryFor(entry, source)) return entry;
     }
     return nullptr;
@@ -126,7 +126,7 @@ class State {
 
   // What is selected has to be enabled, so the selection falls back to the keyboard layout.
   void Disable(const Source& source) {
-    while (const plist_t entry = Find(kEnabled, source)) plist_array_item_remove(entry);
+    while (plist_t entry = Find(kEnabled, source)) plist_array_item_remove(entry);
     if (Find(kSelected, source) != nullptr) Select(KeyboardLayout());
   }
 
@@ -137,7 +137,7 @@ class State {
 
   std::vector<std::string> RegisteredPaths() {
     std::vector<std::string> paths;
-    const plist_t list = List(kRegistered);
+    plist_t list = List(kRegistered);
     for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
       paths.push_back(StringOf(plist_array_get_item(list, i)).value_or(""));
     }

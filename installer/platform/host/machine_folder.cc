@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <optional>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 namespace zenta {
@@ -29,6 +31,15 @@ void PushComponents(std::string_view path, std::vector<std::string>& stack) {
 
 // Removes the last component; the root is its own parent.
 void GoUp(std::string& path) { path.erase(std::min(path.size(), path.rfind('/'))); }
+
+// nullopt for everything that is no link. What is missing or cannot be looked at is none either:
+// whoever opens it will find out.
+std::optional<fs::path> LinkTarget(const std::string& path) {
+  std::error_code no_link;
+  fs::path target = fs::read_symlink(path, no_link);
+  if (no_link) return std::nullopt;
+  return target;
+}
 
 }  // namespace
 
@@ -56,20 +67,19 @@ std::string MachineFolder::HostPath(std::string_view path, LastLink last) const 
       GoUp(reached);
       continue;
     }
-    const std::string next = reached + "/" + name;
+    std::string next = reached;
+    next.append("/").append(name);
     const bool keep = ahead.empty() && last == LastLink::kKeep;
-    std::error_code no_link;
-    // What is missing or cannot be looked at counts as no link: whoever opens it will find out.
-    const fs::path target = keep ? "" : fs::read_symlink(root_ + next, no_link);
-    if (keep || no_link) {
-      reached = next;
+    const std::optional<fs::path> target = keep ? std::nullopt : LinkTarget(root_ + next);
+    if (!target) {
+      reached = std::move(next);
       continue;
     }
     if (++links > kMaxLinks) {
       throw std::system_error(ELOOP, std::generic_category(), std::string(path));
     }
-    if (target.is_absolute()) reached.clear();
-    PushComponents(target.native(), ahead);
+    if (target->is_absolute()) reached.clear();
+    PushComponents(target->native(), ahead);
   }
   return root_.empty() && reached.empty() ? "/" : root_ + reached;
 }
@@ -104,7 +114,7 @@ std::string StandardizedPath(const MachineFolder& machine, std::string_view path
   if (absolute && standard.empty()) return "/";
   if (standard.starts_with("/private/")) {
     // A Mac keeps /etc, /tmp and /var there and has links to them at its root.
-    const std::string rest = standard.substr(kPrivate.size());
+    std::string rest = standard.substr(kPrivate.size());
     std::error_code unknown;
     if (fs::exists(machine.HostPath(rest), unknown)) return rest;
   }

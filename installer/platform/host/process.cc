@@ -14,8 +14,6 @@
 #include <system_error>
 #include <utility>
 
-extern char** environ;
-
 namespace zenta {
 namespace {
 
@@ -72,6 +70,7 @@ struct Pipe {
 // As posix_spawn wants a list of texts. It does not write to them, whatever its type says.
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
+  pointers.reserve(texts.size() + 1);
   for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
   pointers.push_back(nullptr);
   return pointers;
