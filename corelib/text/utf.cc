@@ -120,12 +120,15 @@ ToUtf16Size take_block(ToUtf16Size at, ToUtf16Size end) noexcept { return take_o
 ToValid take_block(ToValid at, ToValid end) noexcept { return take_ones(at, end); }
 
 constinit const Kernels kPlainKernels = {
-    [](ToUtf8 at, ToUtf8 end, LoneSurrogate lone) noexcept {
-      return take_all(convert_ascii<ToUtf8>, at, end, lone);
+    [](const unsigned short* src, std::size_t n, unsigned char* dst, std::size_t room,
+       LoneSurrogate lone) noexcept {
+      return convert(convert_ascii<ToUtf8>, src, n, dst, room, lone);
     },
-    [](ToUtf16 at, ToUtf16 end) noexcept { return take_all(convert_ascii<ToUtf16>, at, end); },
-    [](ToUtf16Size at, ToUtf16Size end) noexcept { return take_all(size_ascii, at, end); },
-    [](ToValid at, ToValid end) noexcept { return take_all(pass_ascii, at, end); },
+    [](const unsigned char* src, std::size_t n, unsigned short* dst, std::size_t room) noexcept {
+      return convert(convert_ascii<ToUtf16>, src, n, dst, room);
+    },
+    [](const unsigned char* src, std::size_t n) noexcept { return measure(size_ascii, src, n); },
+    [](const unsigned char* src, std::size_t n) noexcept { return judge(pass_ascii, src, n); },
 };
 
 }  // namespace detail::utf
@@ -186,21 +189,21 @@ std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lo
 }
 
 std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
-  return kernels().to_utf16_size({src}, {src + n}).units;
+  return kernels().utf16_size(src, n);
 }
 
 std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n, unsigned char* dst,
                           std::size_t room, LoneSurrogate lone) noexcept {
-  return utf::count(dst, kernels().to_utf8({src, dst}, {src + n, dst + room}, lone).dst);
+  return kernels().utf16_to_utf8(src, n, dst, room, lone);
 }
 
 std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n, unsigned short* dst,
                           std::size_t room) noexcept {
-  return utf::count(dst, kernels().to_utf16({src, dst}, {src + n, dst + room}).dst);
+  return kernels().utf8_to_utf16(src, n, dst, room);
 }
 
 std::size_t valid_utf8_prefix(const unsigned char* src, std::size_t n) noexcept {
-  return utf::count(src, kernels().to_valid({src}, {src + n}).src);
+  return kernels().valid_utf8_prefix(src, n);
 }
 
 }  // namespace tstl

@@ -321,17 +321,26 @@ TSTL_UTF_TARGET inline ToValid blocks(ToValid at, ToValid end) noexcept {
   return {walk(at.src, end.src, judge)};
 }
 
-TSTL_UTF_TARGET ToUtf8 to_utf8(ToUtf8 at, ToUtf8 end, LoneSurrogate lone) noexcept {
-  return take_all(blocks, at, end, lone);
+TSTL_UTF_TARGET std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n,
+                                          unsigned char* dst, std::size_t room,
+                                          LoneSurrogate lone) noexcept {
+  return convert(blocks, src, n, dst, room, lone);
 }
-template <class Work>
-TSTL_UTF_TARGET Work to_end(Work at, Work end) noexcept {
-  return take_all(blocks, at, end);
+TSTL_UTF_TARGET std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n,
+                                          unsigned short* dst, std::size_t room) noexcept {
+  return convert(blocks, src, n, dst, room);
+}
+TSTL_UTF_TARGET std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
+  return measure(blocks, src, n);
+}
+TSTL_UTF_TARGET std::size_t valid_utf8_prefix(const unsigned char* src, std::size_t n) noexcept {
+  return judge(blocks, src, n);
 }
 
 }  // namespace
 
-constinit const Kernels kVectorKernels = {to_utf8, to_end, to_end, to_end};
+constinit const Kernels kVectorKernels = {utf16_to_utf8, utf8_to_utf16, utf16_size,
+                                          valid_utf8_prefix};
 
 }  // namespace tstl::detail::utf
 

@@ -26,29 +26,24 @@ void Require(bool held) {
 
 Units16 ToUtf16(const Kernels& kernels, const Units8& text, std::size_t room) {
   Units16 out(room);
-  const auto at =
-      kernels.to_utf16({text.data(), out.data()}, {text.data() + text.size(), out.data() + room});
-  out.resize(static_cast<std::size_t>(at.dst - out.data()));
+  out.resize(kernels.utf8_to_utf16(text.data(), text.size(), out.data(), room));
   return out;
 }
 
 Units8 ToUtf8(const Kernels& kernels, const Units16& text, std::size_t room, LoneSurrogate lone) {
   Units8 out(room);
-  const auto at = kernels.to_utf8({text.data(), out.data()},
-                                  {text.data() + text.size(), out.data() + room}, lone);
-  out.resize(static_cast<std::size_t>(at.dst - out.data()));
+  out.resize(kernels.utf16_to_utf8(text.data(), text.size(), out.data(), room, lone));
   return out;
 }
 
 void Check(const Kernels& kernels, const Units8& bytes, const Units16& units, std::size_t less) {
   const Units16 decoded = tstl::reference::ToUtf16(bytes, ~std::size_t{0});
-  const unsigned char* const bytes_end = bytes.data() + bytes.size();
-  Require(kernels.to_utf16_size({bytes.data()}, {bytes_end}).units == decoded.size());
+  Require(kernels.utf16_size(bytes.data(), bytes.size()) == decoded.size());
   Require(ToUtf16(kernels, bytes, decoded.size()) == decoded);
   const std::size_t few = decoded.size() - std::min(less, decoded.size());
   Require(ToUtf16(kernels, bytes, few) == tstl::reference::ToUtf16(bytes, few));
   const std::size_t valid = tstl::reference::ValidPrefix(bytes);
-  Require(kernels.to_valid({bytes.data()}, {bytes_end}).src == bytes.data() + valid);
+  Require(kernels.valid_utf8_prefix(bytes.data(), bytes.size()) == valid);
   if (valid == bytes.size()) {
     Require(ToUtf8(kernels, decoded, valid, LoneSurrogate::kDrop) == bytes);
   }

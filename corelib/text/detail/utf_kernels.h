@@ -8,36 +8,20 @@
 #pragma once
 
 #include <cstddef>
+#include <type_traits>
 
 #include "corelib/text/utf.h"
 
 namespace tstl::detail::utf {
 
-// How far a piece of work on a text has come, and, as a pair of these, between where and where it
-// is: what is left to read, and the room that is left or what was counted. `src` is always at the
-// start of a character.
-struct ToUtf8 {
-  const unsigned short* src;
-  unsigned char* dst;
-};
-struct ToUtf16 {
-  const unsigned char* src;
-  unsigned short* dst;
-};
-struct ToUtf16Size {
-  const unsigned char* src;
-  std::size_t units = 0;
-};
-struct ToValid {
-  const unsigned char* src;
-};
-
-// Each goes from `at` towards `end`, as far as the text and the room allow.
+// The public operations of the same names.
 struct Kernels {
-  ToUtf8 (*to_utf8)(ToUtf8 at, ToUtf8 end, LoneSurrogate lone) noexcept;
-  ToUtf16 (*to_utf16)(ToUtf16 at, ToUtf16 end) noexcept;
-  ToUtf16Size (*to_utf16_size)(ToUtf16Size at, ToUtf16Size end) noexcept;
-  ToValid (*to_valid)(ToValid at, ToValid end) noexcept;
+  std::size_t (*utf16_to_utf8)(const unsigned short* src, std::size_t n, unsigned char* dst,
+                               std::size_t room, LoneSurrogate lone) noexcept;
+  std::size_t (*utf8_to_utf16)(const unsigned char* src, std::size_t n, unsigned short* dst,
+                               std::size_t room) noexcept;
+  std::size_t (*utf16_size)(const unsigned char* src, std::size_t n) noexcept;
+  std::size_t (*valid_utf8_prefix)(const unsigned char* src, std::size_t n) noexcept;
 };
 
 // Blocks of ASCII only; for every machine.
@@ -59,6 +43,25 @@ extern const Kernels kVectorKernels;
 #endif
 }
 
+// How far a piece of work on a text has come, and, as a pair of these, between where and where it
+// is: what is left to read, and the room that is left or what was counted. `src` is always at the
+// start of a character.
+struct ToUtf8 {
+  const unsigned short* src;
+  unsigned char* dst;
+};
+struct ToUtf16 {
+  const unsigned char* src;
+  unsigned short* dst;
+};
+struct ToUtf16Size {
+  const unsigned char* src;
+  std::size_t units = 0;
+};
+struct ToValid {
+  const unsigned char* src;
+};
+
 // Source units that are taken one character at a time before a kernel tries again.
 inline constexpr std::size_t kBlock = 16;
 
@@ -72,7 +75,9 @@ ToValid take_block(ToValid at, ToValid end) noexcept;
 
 // Kernel and exact rules in turn, up to the end. `policy` is what take_block takes besides.
 template <class Work, class... Policy>
-[[gnu::always_inline]] inline Work take_all(Work (*kernel)(Work, Work) noexcept, Work at, Work end,
+[[gnu::always_inline]] inline Work take_all(Work (*kernel)(Work, Work) noexcept,
+                                            std::type_identity_t<Work> at,
+                                            std::type_identity_t<Work> end,
                                             Policy... policy) noexcept {
   for (;;) {
     at = kernel(at, end);
@@ -81,6 +86,31 @@ template <class Work, class... Policy>
     at = take_block(at, end, policy...);
     if (at.src == before || at.src == end.src) return at;
   }
+}
+
+// Each operation by way of a kernel; for the sets of kernels to be made of.
+[[gnu::always_inline]] inline std::size_t convert(ToUtf8 (*kernel)(ToUtf8, ToUtf8) noexcept,
+                                                  const unsigned short* src, std::size_t n,
+                                                  unsigned char* dst, std::size_t room,
+                                                  LoneSurrogate lone) noexcept {
+  const ToUtf8 end{src + n, dst + room};
+  return static_cast<std::size_t>(take_all(kernel, {src, dst}, end, lone).dst - dst);
+}
+[[gnu::always_inline]] inline std::size_t convert(ToUtf16 (*kernel)(ToUtf16, ToUtf16) noexcept,
+                                                  const unsigned char* src, std::size_t n,
+                                                  unsigned short* dst, std::size_t room) noexcept {
+  const ToUtf16 end{src + n, dst + room};
+  return static_cast<std::size_t>(take_all(kernel, {src, dst}, end).dst - dst);
+}
+[[gnu::always_inline]] inline std::size_t measure(ToUtf16Size (*kernel)(ToUtf16Size,
+                                                                        ToUtf16Size) noexcept,
+                                                  const unsigned char* src,
+                                                  std::size_t n) noexcept {
+  return take_all(kernel, {src}, {src + n}).units;
+}
+[[gnu::always_inline]] inline std::size_t judge(ToValid (*kernel)(ToValid, ToValid) noexcept,
+                                                const unsigned char* src, std::size_t n) noexcept {
+  return static_cast<std::size_t>(take_all(kernel, {src}, {src + n}).src - src);
 }
 
 }  // namespace tstl::detail::utf

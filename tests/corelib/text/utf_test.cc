@@ -69,10 +69,9 @@ class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf
     From* const src = block.get() + offset;
     std::copy(text.begin(), text.end(), src);
     std::vector<To> dst(room + 40, To{0xA5});
-    To* const end = dst.data() + room;
-    const To* const behind = convert(src, dst.data(), src + text.size(), end);
-    EXPECT_EQ(std::count(end, end + 40, To{0xA5}), 40);
-    dst.resize(static_cast<std::size_t>(behind - dst.data()));
+    const std::size_t n = convert(src, dst.data());
+    EXPECT_EQ(std::count(dst.end() - 40, dst.end(), To{0xA5}), 40);
+    dst.resize(n);
     return dst;
   }
 
@@ -82,8 +81,8 @@ class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf
       const std::size_t size = reference::ToUtf8(text, ~0u, keep).size();
       ASSERT_EQ(utf8_size(text.data(), text.size(), lone), size);
       const std::size_t room = size - std::min(size, room_short_by);
-      const auto convert = [&](auto* src, auto* dst, auto* src_end, auto* dst_end) {
-        return kernels_.to_utf8({src, dst}, {src_end, dst_end}, lone).dst;
+      const auto convert = [&](auto* src, auto* dst) {
+        return kernels_.utf16_to_utf8(src, text.size(), dst, room, lone);
       };
       ASSERT_EQ(Converted<unsigned char>(text, room, convert), reference::ToUtf8(text, room, keep));
     }
@@ -92,10 +91,10 @@ class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf
   void ExpectAsReference(const Units8& text, std::size_t room_short_by = 0) {
     const std::size_t size = reference::ToUtf16(text, ~0u).size();
     const std::size_t room = size - std::min(size, room_short_by);
-    const auto convert = [&](auto* src, auto* dst, auto* src_end, auto* dst_end) {
-      EXPECT_EQ(kernels_.to_utf16_size({src}, {src_end}).units, size);
-      EXPECT_EQ(kernels_.to_valid({src}, {src_end}).src, src + reference::ValidPrefix(text));
-      return kernels_.to_utf16({src, dst}, {src_end, dst_end}).dst;
+    const auto convert = [&](auto* src, auto* dst) {
+      EXPECT_EQ(kernels_.utf16_size(src, text.size()), size);
+      EXPECT_EQ(kernels_.valid_utf8_prefix(src, text.size()), reference::ValidPrefix(text));
+      return kernels_.utf8_to_utf16(src, text.size(), dst, room);
     };
     ASSERT_EQ(Converted<unsigned short>(text, room, convert), reference::ToUtf16(text, room));
   }
