@@ -9,6 +9,7 @@
 namespace tstl {
 namespace {
 
+// The two directions under one name, for Buffer's body to be the same for both widths.
 std::size_t transcoded_size(BufferRef<unsigned short> text) {
   return utf8_size(text.cstr(), text.len());
 }
@@ -23,6 +24,7 @@ void transcode(BufferRef<unsigned char> text, unsigned short* dst, std::size_t r
   utf8_to_utf16(text.cstr(), text.len(), dst, room);
 }
 
+// Writes one character and returns its units, 0 for what is no character.
 std::size_t encode(char32_t c, unsigned char* dst) { return encode_utf8(c, dst); }
 std::size_t encode(char32_t c, unsigned short* dst) {
   if (c > 0x10FFFF || is_surrogate(c)) return 0;
@@ -35,11 +37,42 @@ std::size_t encode(char32_t c, unsigned short* dst) {
   return 2;
 }
 
+// Room for 2^64 milliseconds, which are 12 digits of days, and a zero.
+constexpr unsigned kTimecostRoom = 27;
+
+template <Unit T>
+unsigned write_timecost(T* buf, unsigned long long rest) {
+  struct Step {
+    unsigned milliseconds;
+    char letter;
+  };
+  unsigned len = 0;
+  if (rest < 1000) {
+    len = NUM::zz_tostr(buf, rest);
+    buf[len++] = 'm';
+  } else {
+    // Once a unit has been written, those below it follow even when they are 0.
+    for (const Step& step : {Step{86400000, 'd'}, Step{3600000, 'h'}, Step{60000, 'm'}}) {
+      if (len == 0 && rest < step.milliseconds) continue;
+      const unsigned digits = NUM::zz_tostr(buf + len, rest / step.milliseconds);
+      len += NUM::zz_fixp(buf + len, digits, len == 0 ? 0 : 2);
+      buf[len++] = static_cast<T>(step.letter);
+      rest %= step.milliseconds;
+    }
+    const unsigned digits = NUM::zz_totc(buf + len, rest, 3);
+    len += NUM::zz_fixp(buf + len, digits, len == 0 ? 0 : 6);
+  }
+  buf[len++] = 's';
+  return len;
+}
+
 }  // namespace
 
 template <Unit T>
 template <Unit U>
 bool Buffer<T>::make_room(std::uint64_t need, BufferRef<U>& text) noexcept {
+  // Only realloc takes the memory away. What is not owned stays where it is while it is copied out,
+  // so a text in it can still be read. Addresses are compared as numbers, as `text` may be foreign.
   const auto address = [](const void* p) { return reinterpret_cast<std::uintptr_t>(p); };
   const std::uintptr_t offset = address(text.cstr()) - address(str_);
   const bool moves = this->is_owner() && offset <= cap_ * sizeof(T);
@@ -67,7 +100,7 @@ Buffer<T>& Buffer<T>::assign(OtherView text) noexcept {
   if constexpr (sizeof(T) == 1) {
     return assign_transcoded(text);
   } else {
-    if (text.is_empty()) return clear();
+    if (text.is_empty()) return clear();  // as no memory is needed for that
     if (make_room(text.len(), text)) BufferFixBase<T>::assign(text, cap_);
     return *this;
   }
@@ -76,6 +109,7 @@ Buffer<T>& Buffer<T>::assign(OtherView text) noexcept {
 template <Unit T>
 Buffer<T>& Buffer<T>::assign_rv(Buffer&& other, bool reset_first) noexcept {
   if (&other == this) return *this;
+  assert(!this->is_owner() || other.str_ != str_);
   if (reset_first) this->reset();
   if (other.str_ == nullptr) {
     this->reset();
@@ -84,12 +118,15 @@ Buffer<T>& Buffer<T>::assign_rv(Buffer&& other, bool reset_first) noexcept {
   } else if (other.is_with_data()) {
     assign(other);
   } else {
-    // What this buffer owns is freed on the way.
+    // Heap or external memory: the pointer is handed on first, then the owner bit, so that there is
+    // one owner at most. What this buffer owns is freed on the way.
     this->set_data_external(other.cap_, other.str_, other.len_);
-    if (other.is_owner()) this->capture_the_ownership();
+    const bool owner = other.is_owner();
     other.release_the_ownership();
+    if (owner) this->capture_the_ownership();
     other.reset();
   }
+  assert(this->check_invariants() && other.check_invariants());
   return *this;
 }
 
@@ -123,6 +160,7 @@ Buffer<T>& Buffer<T>::append_str(OtherView text) noexcept {
   return *this;
 }
 
+// The room is asked for before the character is looked at, so that it does not depend on it.
 template <Unit T>
 Buffer<T>& Buffer<T>::append_encoded(char32_t c, unsigned headroom) noexcept {
   if (make_room(std::uint64_t{len_} + headroom)) {
@@ -147,6 +185,7 @@ Buffer<T>& Buffer<T>::replace_str(unsigned pos, unsigned n, View text) noexcept 
   pos = std::min(pos, len_);
   n = std::min(n, len_ - pos);
   const std::uint64_t need = std::uint64_t{len_} - n + text.len();
+  // Without this an edit that edits nothing would copy a const text, or allocate.
   const bool changes = n != 0 || text;
   if (changes && make_room(need, text)) this->replace_in_place(pos, n, text);
   return *this;
@@ -182,6 +221,7 @@ Buffer<T>& Buffer<T>::erase_chrlist(View set) noexcept {
 template <Unit T>
 Buffer<T>& Buffer<T>::ensure_slash_end() noexcept {
   const bool has_slash = len_ != 0 && (this->back() == '/' || this->back() == '\\');
+  // All the room at once: after a failure in between, the slash would become a text of its own.
   if (!make_room(std::uint64_t{len_} + !has_slash)) return *this;
   STR::zz_replchr<T>(str_, len_, '\\', '/');
   return has_slash ? *this : append_unit('/');
@@ -196,6 +236,8 @@ Buffer<T>& Buffer<T>::ensure_noslash_end() noexcept {
 
 // ---- Values and escapes as text
 
+// For texts whose length is known only when they are written: on the stack first, so that the
+// capacity grows by what is added and not by the room that the writing function wants.
 template <Unit T>
 template <unsigned room, class Write>
 Buffer<T>& Buffer<T>::append_written(Write write) noexcept {
@@ -242,31 +284,7 @@ Buffer<T>& Buffer<T>::append_filesize(unsigned long long bytes) noexcept {
 
 template <Unit T>
 Buffer<T>& Buffer<T>::append_timecost(unsigned long long milliseconds) noexcept {
-  if (milliseconds < 1000)
-    return append_written<6>([=](T* buf) {
-      const unsigned len = NUM::zz_tostr(buf, milliseconds);
-      buf[len] = 'm', buf[len + 1] = 's';
-      return len + 2;
-    });
-  struct Step {
-    unsigned milliseconds;
-    char letter;
-  };
-  return append_written<32>(
-      [rest = milliseconds](T* buf) mutable {  // 26 units at most: 2^64 ms are 12 digits of days
-        unsigned len = 0;
-        for (const Step& step : {Step{86400000, 'd'}, Step{3600000, 'h'}, Step{60000, 'm'}}) {
-          if (len == 0 && rest < step.milliseconds) continue;
-          const unsigned digits = NUM::zz_tostr(buf + len, rest / step.milliseconds);
-          len += NUM::zz_fixp(buf + len, digits, len == 0 ? 0 : 2);
-          buf[len++] = static_cast<T>(step.letter);
-          rest %= step.milliseconds;
-        }
-        const unsigned seconds = NUM::zz_totc(buf + len, rest, 3);
-        len += NUM::zz_fixp(buf + len, seconds, len == 0 ? 0 : 6);
-        buf[len++] = 's';
-        return len;
-      });
+  return append_written<kTimecostRoom>([=](T* buf) { return write_timecost(buf, milliseconds); });
 }
 
 template <Unit T>

@@ -15,9 +15,9 @@
 // `assign` of 8-bit text to a 16-bit buffer, which widens each byte, on purpose.
 #pragma once
 
+#include <cassert>
 #include <concepts>
 #include <cstdint>
-#include <limits>
 #include <type_traits>
 #include <utility>
 

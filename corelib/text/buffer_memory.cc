@@ -1,6 +1,7 @@
 #include "corelib/text/buffer_memory.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 
 #include "corelib/text/str.h"
@@ -33,13 +34,14 @@ void BufferMemOwner<T>::install_start() noexcept {
   install(n != 0 ? internal_with_data_ptr() : nullptr, 0, n, 0);
 }
 
+// Every change of storage goes through here or install_start, so that what was owned is freed once.
 template <Unit T>
 void BufferMemOwner<T>::set_data(T* p, unsigned len, unsigned cap, unsigned storage) noexcept {
   assert(len <= cap);
   assert(!is_owner() || p != str_ || p == nullptr);
   try_free();
-  if (p == nullptr) return install(nullptr, 0, 0, 0);
-  install(p, std::min(len, cap), cap, storage);
+  if (p == nullptr) return install(nullptr, 0, 0, 0);  // malloc's failure handed on
+  install(p, std::min(len, cap), cap, storage);        // the zero stays inside whatever `len` is
 }
 
 template <Unit T>
@@ -74,6 +76,7 @@ void BufferMemOwner<T>::reset() noexcept {
 
 template <Unit T>
 bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
+  // In 64 bits throughout: `need` may be a sum of lengths that 32 bits do not hold.
   const std::uint64_t doubled = std::min<std::uint64_t>(std::uint64_t{cap_} * 2, kGreatestCapacity);
   const std::uint64_t cap = std::max({doubled, need, std::uint64_t{kLeastCapacity}});
   void* memory = nullptr;
@@ -82,13 +85,15 @@ bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
                         : std::malloc(allocation_size<T>(cap));
   }
   if (memory == nullptr) {
-    try_free();
+    try_free();  // realloc has left the old memory as it was
     install(nullptr, 0, 0, 0);
     return false;
   }
+  // realloc has copied; inline, external and const text is copied here and stays where it is.
   T* const units = static_cast<T*>(memory);
   if (!is_owner()) STR::zz_cast<T, T>(units, str_, len_);
   install(units, len_, static_cast<unsigned>(cap), kOwnerFlag);
+  assert(check_invariants() && need <= cap_);
   return true;
 }
 
@@ -97,7 +102,7 @@ void BufferMemOwner<T>::shrink_to_fit() noexcept {
   if (!is_owner()) return;
   if (len_ == 0) return reset();
   if (len_ <= inline_capacity()) {
-    T* const heap = str_;
+    T* const heap = str_;  // install_start forgets both
     const unsigned len = len_;
     install_start();
     STR::zz_cast<T, T>(str_, heap, len);
@@ -106,11 +111,13 @@ void BufferMemOwner<T>::shrink_to_fit() noexcept {
   } else if (void* const memory = std::realloc(str_, allocation_size<T>(len_))) {
     install(static_cast<T*>(memory), len_, len_, kOwnerFlag);
   }
+  assert(check_invariants());
 }
 
 template <Unit T>
 bool BufferMemOwner<T>::check_invariants() const noexcept {
   if (is_owner() && is_const_data()) return false;
+  // Without memory `cap_` may hold any number, see set_data_empty.
   if (str_ == nullptr) return len_ == 0 && !is_owner() && !is_const_data();
   if (is_const_data()) return cap_ == len_;
   if (is_with_data() && (is_owner() || cap_ != inline_capacity())) return false;

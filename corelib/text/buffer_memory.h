@@ -1,12 +1,13 @@
 // BufferMemOwner: where the memory of a buffer comes from, who frees it, and how it grows.
 //
-//   state     str              cap                owner  const  entered by
-//   empty     null             0 (*)              no     no     construction, set_data_empty,
-//   failure inline    the inline area  its size           no     no     reset, shrink_to_fit, a
-//   derived type's constructor owned     heap memory      as allocated       yes    no recapacity,
-//   set_data_owner, capture_the_ownership external  caller's memory  as given           no     no
-//   set_data_external, release_the_ownership const     caller's text    the text's length  no yes
-//   set_data_const
+//   state     str            cap           owner  const  entered by
+//   empty     null           0 (*)         no     no     construction, set_data_empty, failure
+//   inline    inline area    its size      no     no     reset, shrink_to_fit, a derived type
+//   owned     heap           as allocated  yes    no     recapacity, set_data_owner,
+//                                                        capture_the_ownership
+//   external  the caller's   as given      no     no     set_data_external,
+//                                                        release_the_ownership
+//   const     caller's text  its length    no     yes    set_data_const
 //
 //   (*) set_data_empty leaves `cap` as it was; without memory it means nothing.
 //

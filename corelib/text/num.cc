@@ -24,6 +24,8 @@ unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
 
 template <Unit T>
 unsigned NUM::zz_toreal(T* buf, double value) noexcept {
+  // std::to_chars knows the fewest digits, but chooses between its two forms by length; here the
+  // magnitude decides, so that neighbouring numbers look alike.
   if (std::isnan(value)) value = std::abs(value);  // its sign means nothing
   const double size = std::abs(value);
   const bool fixed = size == 0 || (size >= kLeastFixed && size < kLeastScientific);
@@ -35,6 +37,7 @@ unsigned NUM::zz_toreal(T* buf, double value) noexcept {
 
 template <Unit T>
 unsigned NUM::zz_toreal(T* buf, double value, unsigned int_digits, unsigned frac_digits) noexcept {
+  // This keeps the room bounded: the greatest `double` has 309 digits before the point.
   if (!(std::abs(value) < kLeastScientific)) return zz_toreal(buf, value);
   int_digits = std::min(int_digits, kMaxRealDigits);
   frac_digits = std::min(frac_digits, kMaxRealDigits);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <cassert>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -23,6 +24,7 @@ void copy_ends(void* dst, const void* src, std::size_t n) {
 // Copies `n` bytes. REQUIRES: n > 0, and the two runs do not overlap. Not inlined, or g++ 12 warns
 // about lengths that a short array never has; the call is still cheaper than the C library's.
 [[gnu::noinline]] inline void copy_bytes(void* dst, const void* src, std::size_t n) {
+  assert(n != 0);
   if (n > 64) {
     std::memcpy(dst, src, n);
   } else if (n >= 32) {

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 
@@ -42,6 +43,7 @@ constexpr unsigned hex_digits(std::uint64_t value) {
 // REQUIRES: value < 100.
 template <Unit T>
 void write_pair(T* dst, std::uint32_t value) {
+  assert(value < 100);
   std::memcpy(dst, &kDigitPairs<T>[2 * value], 2 * sizeof(T));
 }
 

@@ -1,6 +1,7 @@
 #include "corelib/text/detail/escape.h"
 
 #include <algorithm>
+#include <cassert>
 #include <string_view>
 
 #include "corelib/text/detail/parse.h"
@@ -65,6 +66,7 @@ unsigned char* resolve_unit(BufferRefMutable<unsigned char>& rest, unsigned unit
 // both on.
 template <Unit T>
 T* resolve(BufferRefMutable<T>& rest, T* dst) {
+  // A letter of 0 stands for a missing one; it is no escape's letter.
   const T letter = rest.len() > 1 ? rest[1] : T{0};
   const unsigned unit = unit_at<T>(rest, 0);
   if (unit != NOT_FOUND) return resolve_unit(rest, unit, dst);
@@ -116,12 +118,14 @@ void escape(BufferRef<T> text, T* dst) noexcept {
 template <Unit T>
 unsigned unescape(BufferRef<T> text, T* dst) noexcept {
   T* const start = dst;
+  // No escape is shorter than what it stands for, so `dst` never passes the length of `text`.
   BufferRefMutable<T> rest = text;
   while (rest) {
     const BufferRef<T> plain = rest.fetch_head(rest.find_chr('\\'));
     dst += STR::zz_cast<T, T>(dst, plain.cstr(), plain.len());
     if (rest) dst = resolve(rest, dst);
   }
+  assert(dst - start <= static_cast<std::ptrdiff_t>(text.len()));
   return static_cast<unsigned>(dst - start);
 }
 

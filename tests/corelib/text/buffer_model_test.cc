@@ -159,7 +159,7 @@ const std::vector<void (*)(S&)> kOperations = {
     },
     [](S& s) { s.real.erase_fix(s.pos, s.n, s.limit), s.model.Put(s.pos, s.n, {}, s.limit); },
     [](S& s) { s.real.erase(s.pos, s.n), s.model.Put(s.pos, s.n, {}); },
-    [](S& s) { s.real.cut_head(s.n), s.model.Put(0, s.n, {}); },
+    [](S& s) { s.real.cut_head(s.n * 3), s.model.Put(0, s.n * 3, {}); },
     [](S& s) {
       s.real.cut_tail(s.real.len() / 3), s.model.Put(s.model.size() - s.model.size() / 3, kEnd, {});
     },
