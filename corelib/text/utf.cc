@@ -1,6 +1,7 @@
 #include "corelib/text/utf.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <type_traits>
 
@@ -59,13 +60,14 @@ bool take_one(ToUtf16Size& at, ToUtf16Size end) noexcept {
   return true;
 }
 
-// Passes one sequence. False, with nothing done, when it is not well-formed.
+// Passes over one sequence. False, with nothing done, when it is not well-formed.
 bool take_one(ToValid& at, ToValid end) noexcept {
   const std::size_t length = utf8_sequence_length(at.src, count(at.src, end.src));
   at.src += length;
   return length != 0;
 }
 
+// Takes the characters that begin in the next block, until take_one declines.
 template <class Work, class... Policy>
 Work take_ones(Work at, Work end, Policy... policy) noexcept {
   const auto* const stop = at.src + std::min(kBlock, count(at.src, end.src));
@@ -142,8 +144,8 @@ const utf::Kernels& kernels() noexcept {
   return utf::has_vector_kernels() ? utf::kVectorKernels : utf::kPlainKernels;
 }
 
-// What surrogates make of the three bytes that any unit of their size takes: so much less each, and
-// so much less again for the high one of a pair.
+// What is taken off the three bytes that every unit of a surrogate's size counts for: from each
+// surrogate, and besides from the high one of a pair (where less than nothing puts some back on).
 struct SurrogateCost {
   Units each, pair;
 };
@@ -156,7 +158,7 @@ inline Units unit_sizes(Units u, Units next, const SurrogateCost& less) noexcept
   return 1 - Units(u >= 0x80) - Units(u >= 0x800) - (surrogate & less.each) - (pair & less.pair);
 }
 
-// The sum of all lanes, below 65,536.
+// The sum of all lanes. REQUIRES: it is below 65,536.
 inline std::size_t total(Units sizes) noexcept {
   const auto words = utf::Words(sizes);
   return (words[0] + words[1]) * 0x0001000100010001 >> 48;
@@ -165,6 +167,7 @@ inline std::size_t total(Units sizes) noexcept {
 }  // namespace
 
 std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lone) noexcept {
+  assert(src != nullptr || n == 0);
   constexpr std::size_t kLanes = 8;
   const SurrogateCost less = lone == LoneSurrogate::kKeep
                                  ? SurrogateCost{utf::broadcast(0), utf::broadcast(2)}
@@ -176,7 +179,7 @@ std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lo
   for (; n > 4 * kLanes; src += 4 * kLanes, n -= 4 * kLanes) {
     if (utf::is_ascii_block(src) && utf::is_ascii_block(src + 2 * kLanes)) {
       size += 4 * kLanes;
-    } else {
+    } else {  // at most 4 bytes in each lane of each summand
       size += total(sizes(src) + sizes(src + kLanes) + sizes(src + 2 * kLanes) +
                     sizes(src + 3 * kLanes));
     }
@@ -189,20 +192,24 @@ std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lo
 }
 
 std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
+  assert(src != nullptr || n == 0);
   return kernels().utf16_size(src, n);
 }
 
 std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n, unsigned char* dst,
                           std::size_t room, LoneSurrogate lone) noexcept {
+  assert((src != nullptr || n == 0) && (dst != nullptr || room == 0));
   return kernels().utf16_to_utf8(src, n, dst, room, lone);
 }
 
 std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n, unsigned short* dst,
                           std::size_t room) noexcept {
+  assert((src != nullptr || n == 0) && (dst != nullptr || room == 0));
   return kernels().utf8_to_utf16(src, n, dst, room);
 }
 
 std::size_t valid_utf8_prefix(const unsigned char* src, std::size_t n) noexcept {
+  assert(src != nullptr || n == 0);
   return kernels().valid_utf8_prefix(src, n);
 }
 

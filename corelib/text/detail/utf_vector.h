@@ -46,9 +46,12 @@ inline void store(void* dst, T value) noexcept {
   std::memcpy(dst, &value, sizeof value);
 }
 
-// The first `n` bytes at `src`, 1 to 15, and zeros behind them. Reads no other byte.
+// The first `n` bytes at `src` and zeros behind them. Reads no other byte; where two loads cover
+// the n bytes, they overlap.
+// REQUIRES: n is 1 to 15.
 template <class Vector>
 inline Vector load_first(const void* src, std::size_t n) noexcept {
+  assert(n >= 1 && n <= 15);
   const auto* const p = static_cast<const unsigned char*>(src);
   if (n > 8) {
     return Vector(Words{load<std::uint64_t>(p), load<std::uint64_t>(p + n - 8) >> 8 * (16 - n)});
@@ -166,6 +169,7 @@ TSTL_UTF_TARGET inline void store_joined(void* dst, std::size_t room, Bytes a, s
   auto* const p = static_cast<unsigned char*>(dst);
   const auto b_at = static_cast<std::ptrdiff_t>(a_size);
   const auto end = static_cast<std::ptrdiff_t>(a_size + b_size);
+  assert(a_size + b_size <= room);
   const Bytes head = a | slide(b, b_at);
   if (end > 16) {
     store(p, head);
