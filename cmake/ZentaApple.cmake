@@ -5,7 +5,7 @@
 
 option(ZENTA_REQUIRE_APPLE_LANE "Fail where the Mac's backend cannot be built for its tests" OFF)
 
-# A reason why this compiler cannot build it with GNUstep; empty if it can, with `flags` and `libraries` set.
+# A reason why this compiler cannot build it with GNUstep; empty if it can, with ZENTA_APPLE_FLAGS set.
 function(zenta_find_gnustep)
   find_program(GNUSTEP_CONFIG gnustep-config)
   if(NOT GNUSTEP_CONFIG)
@@ -26,7 +26,7 @@ function(zenta_find_gnustep)
   if(NOT status EQUAL 0)
     set(reason "${CMAKE_CXX_COMPILER} does not compile Objective-C++ with GNUstep (gobjc++)" PARENT_SCOPE)
   endif()
-  set(flags "${compile}" PARENT_SCOPE)
+  set(ZENTA_APPLE_FLAGS "${compile}" PARENT_SCOPE)
 endfunction()
 
 if(APPLE)
@@ -48,7 +48,7 @@ elseif(ZENTA_BUILD_TESTS AND ZENTA_BUILD_TOOLS)
     enable_language(OBJCXX)
     add_library(zenta_apple INTERFACE)
     target_include_directories(zenta_apple INTERFACE "${PROJECT_SOURCE_DIR}/tests/apple_shims")
-    target_compile_options(zenta_apple INTERFACE "$<$<COMPILE_LANGUAGE:OBJCXX>:${flags}>")
+    target_compile_options(zenta_apple INTERFACE "$<$<COMPILE_LANGUAGE:OBJCXX>:${ZENTA_APPLE_FLAGS}>")
     target_link_libraries(zenta_apple INTERFACE gnustep-base objc)
   endif()
 endif()

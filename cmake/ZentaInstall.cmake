@@ -13,7 +13,10 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/zenta-config-version.cma
 install(FILES "${PROJECT_BINARY_DIR}/zenta-config.cmake" "${PROJECT_BINARY_DIR}/zenta-config-version.cmake"
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/zenta)
 if(ZENTA_BUILD_TOOLS)
-  install(TARGETS zenta-update zentactl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS zenta-update RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  if(TARGET zentactl)
+    install(TARGETS zentactl RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endif()
 endif()
 
 if(PROJECT_IS_TOP_LEVEL)

@@ -24,9 +24,10 @@ function(zenta_library name)
 endfunction()
 
 # A GoogleTest program; every test of it becomes a ctest entry named <name>.<Suite>.<Test>.
-# ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker.
+# ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker. FAIL_REGULAR_EXPRESSION: what no
+# test may print.
 function(zenta_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;LINKS;LINK_OPTIONS;ENVIRONMENT;DEFINITIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;FAIL_REGULAR_EXPRESSION" "SOURCES;LINKS;LINK_OPTIONS;ENVIRONMENT;DEFINITIONS")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
@@ -36,7 +37,8 @@ function(zenta_test name)
   target_link_libraries(${name} PRIVATE ${arg_LINKS} GTest::gmock GTest::gtest_main zenta_flags)
   target_link_options(${name} PRIVATE ${arg_LINK_OPTIONS})
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${arg_ENVIRONMENT}")
+                       PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${arg_ENVIRONMENT}"
+                                  FAIL_REGULAR_EXPRESSION "${arg_FAIL_REGULAR_EXPRESSION}")
 endfunction()
 
 # A Google Benchmark program. DEFINITIONS and LINKS as usual; peers that are measured beside us go into LINKS.

@@ -16,6 +16,7 @@ zenta::Lines zenta::Told(void (*call)()) {
   std::istringstream told(testing::internal::GetCapturedStderr());
   Lines lines;
   for (std::string line; std::getline(told, line);) {
+    EXPECT_EQ(line.find("without pool"), std::string::npos) << line;
     lines.push_back(std::regex_replace(line, prefix, "log "));
   }
   return lines;
