@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstdint>
 #include <filesystem>
 #include <ostream>
@@ -46,6 +47,7 @@ struct Anchor {
   // The rest of a location that lies in or below this folder.
   [[nodiscard]] std::string RestOf(const std::string& location) const {
     const std::size_t taken = path.empty() ? 0 : path.size() + 1;
+    assert(location.starts_with(path));
     return location.substr(std::min(taken, location.size()));
   }
 };
@@ -93,6 +95,7 @@ void SyncFileSystem(const std::string& folder) {
 }  // namespace
 
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report) {
+  assert(request.package.starts_with('/') && request.target.starts_with('/'));
   const PackageDescription package = ReadDescription(request.package);
   report << "installer: Package name is " << (package.title.empty() ? request.name : package.title)
          << std::endl;

@@ -8,6 +8,7 @@
 
 namespace zenta {
 
+// REQUIRES: both paths are absolute.
 struct InstallRequest {
   std::string package;  // absolute path of the package file
   std::string name;     // what to call the package if it has no title of its own

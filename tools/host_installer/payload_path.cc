@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 
 namespace zenta {
 namespace {
@@ -35,6 +36,7 @@ std::optional<std::string> PayloadPath(std::string_view path) {
 }
 
 bool LinkStaysInside(std::string_view path, std::string_view target) {
+  assert(!PathComponents(path).empty());
   if (target.empty() || target.front() == '/' || target.size() > kMaxPathBytes) return false;
   const std::vector<std::string_view> steps = PathComponents(target);
   const auto up = [](std::string_view name) { return name == ".."; };
@@ -52,6 +54,7 @@ bool NamesBundle(std::string_view name) {
 }
 
 std::string JoinPath(std::string_view parent, std::string_view name) {
+  assert(!name.empty());
   std::string joined(parent);
   if (!joined.empty()) joined += '/';
   return joined.append(name);

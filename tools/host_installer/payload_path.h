@@ -27,13 +27,13 @@ inline constexpr std::size_t kMaxPathDepth = 64;
 // below the payload's root, whatever other links the payload holds. The rule: the target is
 // relative, and ".." stands only at its front, no more often than `path` has folders. The entries
 // themselves never lie behind a link, so the leading ".." climb real folders, and what follows only
-// goes down, through links of which the same holds.
+// goes down, through links of which the same holds. REQUIRES: `path` is not "".
 [[nodiscard]] bool LinkStaysInside(std::string_view path, std::string_view target);
 
 // Whether a folder of this name is one thing to its users, and so is replaced as a whole.
 [[nodiscard]] bool NamesBundle(std::string_view name);
 
-// `parent`/`name`, or `name` alone if there is no parent.
+// `parent`/`name`, or `name` alone if there is no parent. REQUIRES: `name` is not empty.
 [[nodiscard]] std::string JoinPath(std::string_view parent, std::string_view name);
 
 }  // namespace zenta

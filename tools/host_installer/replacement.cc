@@ -3,6 +3,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -26,7 +27,7 @@ struct Unit {
 // REQUIRES: it is a folder in both trees.
 void CollectUnits(const std::string& from, const std::string& to, const std::string& below,
                   std::vector<Unit>& units) {
-  for (const fs::directory_entry& entry : fs::directory_iterator(JoinPath(from, below))) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(from) / below)) {
     const std::string name = entry.path().filename().string();
     const std::string path = JoinPath(below, name);
     const fs::file_status there = fs::symlink_status(JoinPath(to, path));
@@ -68,6 +69,7 @@ class Transaction {
     }
     if (error == 0 && !step.exchanged) error = renamer_.Move(step.fresh, step.target);
     if (error != 0) throw SystemFailure("cannot put the new " + step.target + " in place", error);
+    assert(done_.size() < done_.capacity());
     done_.push_back(std::move(step));
   }
 
@@ -117,6 +119,7 @@ int Renamer::Exchange(const std::string& one, const std::string& other) {
 }
 
 void Replace(const Trees& trees, Renamer& renamer) {
+  assert(fs::is_directory(trees.fresh) && fs::is_directory(trees.target));
   const std::vector<Unit> units = UnitsOf(trees.fresh, trees.target);
   for (const Unit& unit : units) {
     if (!unit.clashes) continue;

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -53,6 +54,7 @@ InstallLock::InstallLock(const std::string& folder)
 InstallLock::~InstallLock() { close(descriptor_); }
 
 Staging::Staging(const std::string& anchor, Renamer& renamer) : renamer_(renamer) {
+  assert(anchor.starts_with('/'));
   std::string folder = anchor + "/" + std::string(kPrefix) + "XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) throw SystemFailure("cannot unpack in " + anchor);
   trees_ = TreesIn(folder, anchor);

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <optional>
 
@@ -34,6 +35,7 @@ void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string
   const bool folder = archive_entry_filetype(entry) == AE_IFDIR;
   archive_entry_set_pathname(entry, path.c_str());
   archive_entry_set_perm(entry, (archive_entry_perm(entry) & 0777) | (folder ? 0700 : 0));
+  assert(!path.empty() && path.front() != '/');
   CheckArchive(disk, archive_write_header(disk, entry), path);
   const void* block = nullptr;
   std::size_t size = 0;
@@ -51,6 +53,7 @@ void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string
 
 Unpacker::Unpacker(const std::string& folder)
     : former_folder_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+  assert(folder.starts_with('/'));
   if (chdir(folder.c_str()) == 0) return;
   const int error = errno;
   if (former_folder_ >= 0) close(former_folder_);

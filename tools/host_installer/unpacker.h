@@ -21,7 +21,8 @@ inline constexpr std::size_t kMaxEntries = 200'000;
 class Unpacker {
  public:
   // Unpacks into `folder`, which is the working folder of the process for as long as this lives:
-  // libarchive's guards want relative paths. Throws Failure if that fails.
+  // libarchive's guards want relative paths. Throws Failure if that fails. REQUIRES: it is
+  // absolute, and empty.
   explicit Unpacker(const std::string& folder);
   Unpacker(const Unpacker&) = delete;
   Unpacker& operator=(const Unpacker&) = delete;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <ctime>
@@ -30,6 +31,7 @@ bool IsControl(char unit) { return static_cast<unsigned char>(unit) < 0x20 || un
 }  // namespace
 
 void WriteLine(int descriptor, std::string_view prefix, std::string_view text) {
+  assert(descriptor >= 0);
   std::string line = TimeStamp().append(" ").append(prefix).append(prefix.empty() ? "" : " ");
   std::replace_copy_if(text.begin(), text.end(), std::back_inserter(line), IsControl, ' ');
   line += '\n';

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 #include <filesystem>
 #include <optional>
@@ -48,6 +49,7 @@ MachineFolder::MachineFolder(const std::string& folder) : root_(fs::canonical(fo
     throw std::system_error(ENOTDIR, std::generic_category(), "machine folder " + root_);
   }
   if (root_ == "/") root_.clear();
+  assert(root_.empty() || root_.starts_with('/'));
 }
 
 MachineFolder MachineFolder::FromEnvironment() {
@@ -81,6 +83,7 @@ std::string MachineFolder::HostPath(std::string_view path, LastLink last) const 
     if (target->is_absolute()) reached.clear();
     PushComponents(target->native(), ahead);
   }
+  assert(reached.empty() || (reached.starts_with('/') && !reached.ends_with('/')));
   return root_.empty() && reached.empty() ? "/" : root_ + reached;
 }
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -96,6 +97,7 @@ PlistFile::PlistFile(std::string path) : path_(std::move(path)), found_(Read()) 
 }
 
 PlistFile::Found PlistFile::Read() {
+  assert(path_.starts_with('/'));
   // A file that cannot be opened is told from one that is missing, for only the latter may be made.
   std::error_code failed;
   if (fs::symlink_status(path_, failed).type() == fs::file_type::not_found) return Found::kNothing;
@@ -111,6 +113,7 @@ void PlistFile::Save() {
   if (found_ == Found::kUnreadable) Throw(path_, EACCES);
   char* text = nullptr;
   std::uint32_t length = 0;
+  assert(root_ != nullptr);
   plist_to_xml(root(), &text, &length);
   const std::unique_ptr<char, XmlFree> owner(text);
   if (text == nullptr) Throw(path_, ENOMEM);

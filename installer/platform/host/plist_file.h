@@ -34,7 +34,7 @@ using Plist = std::unique_ptr<void, PlistFree>;  // of a plist_t, which is a voi
 
 class PlistFile {
  public:
-  // Reads the file at this host path, if it can be read.
+  // Reads the file at this host path, if it can be read. REQUIRES: the path is absolute.
   explicit PlistFile(std::string path);
 
   // The dictionary, which the caller may change. Never null.

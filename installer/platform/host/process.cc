@@ -56,6 +56,7 @@ struct Pipe {
   // Reads what is there and keeps the part that still fits. At the end of the stream, or if it
   // cannot be read, the descriptor is closed.
   void Drain(std::string& kept) {
+    assert(kept.size() <= kMaxKeptOutput);
     std::array<char, 65536> block;
     const ssize_t count = read(read_end.number(), block.data(), block.size());
     if (count < 0 && errno == EINTR) return;

@@ -1,5 +1,7 @@
 #include "installer/platform/host/script_source.h"
 
+#include <cassert>
+
 namespace zenta {
 namespace {
 
@@ -9,6 +11,7 @@ constexpr std::string_view kAfter = "\" with administrator privileges";
 // The letter behind a backslash, and at the same place what the two of them stand for.
 constexpr std::string_view kEscapes = "\"\\nrt";
 constexpr std::string_view kEscaped = "\"\\\n\r\t";
+static_assert(kEscapes.size() == kEscaped.size());
 
 }  // namespace
 
@@ -32,6 +35,7 @@ std::optional<std::string> ShellCommandOf(std::string_view source) {
 }
 
 std::string WithProgramBelow(const std::string& root, const std::string& command) {
+  assert(root.empty() || (root.starts_with('/') && !root.ends_with('/')));
   if (root.empty() || !command.starts_with("'/")) return command;
   // In the shell nothing is special inside single quotes but their end: a quote in the folder's
   // name ends them, stands alone behind a backslash, and begins them again.
