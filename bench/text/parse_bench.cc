@@ -110,26 +110,11 @@ void BM_ToReal(benchmark::State& state) {
                                       Numbers<T>(static_cast<std::size_t>(state.range(0)), "."));
 }
 
-BENCHMARK(BM_ToUint64<unsigned char>)
-    ->Arg(1)
-    ->Arg(2)
-    ->Arg(3)
-    ->Arg(5)
-    ->Arg(8)
-    ->Arg(10)
-    ->Arg(13)
-    ->Arg(16)
-    ->Arg(19);
-BENCHMARK(BM_ToUint64<unsigned short>)
-    ->Arg(1)
-    ->Arg(2)
-    ->Arg(3)
-    ->Arg(5)
-    ->Arg(8)
-    ->Arg(10)
-    ->Arg(13)
-    ->Arg(16)
-    ->Arg(19);
+void Digits(benchmark::internal::Benchmark* bench) {
+  for (const int digits : {1, 2, 3, 5, 8, 10, 13, 16, 19}) bench->Arg(digits);
+}
+BENCHMARK(BM_ToUint64<unsigned char>)->Apply(Digits);
+BENCHMARK(BM_ToUint64<unsigned short>)->Apply(Digits);
 BENCHMARK(BM_ToInt64<unsigned char>)->Arg(3)->Arg(18);
 BENCHMARK(BM_ToInt64<unsigned short>)->Arg(3)->Arg(18);
 BENCHMARK(BM_ToUint32<unsigned char>)->Arg(2)->Arg(4)->Arg(9);

@@ -110,15 +110,17 @@ void BM_CountChr(benchmark::State& state) {
        Contestant{"ours", [&] { return view.cnt_chr('e'); }}, Contestant{"std_count", count});
 }
 
-#define SIZES ->Arg(12)->Arg(40)->Arg(64 << 10)
-#define NEEDLES ->ArgsProduct({{12, 40, 64 << 10}, {0, 1}})->ArgNames({"", "rare"})
-BENCHMARK(BM_FindChr<unsigned char>) SIZES;
-BENCHMARK(BM_FindChr<unsigned short>) SIZES;
-BENCHMARK(BM_FindCrlf<unsigned char>) SIZES;
-BENCHMARK(BM_FindCrlf<unsigned short>) SIZES;
-BENCHMARK(BM_FindStr<unsigned char>) NEEDLES;
-BENCHMARK(BM_FindStr<unsigned short>) NEEDLES;
-BENCHMARK(BM_CountChr<unsigned char>) SIZES;
-BENCHMARK(BM_CountChr<unsigned short>) SIZES;
+void Sizes(benchmark::internal::Benchmark* bench) { bench->Arg(12)->Arg(40)->Arg(64 << 10); }
+void SizesAndNeedles(benchmark::internal::Benchmark* bench) {
+  bench->ArgsProduct({{12, 40, 64 << 10}, {0, 1}})->ArgNames({"", "rare"});
+}
+BENCHMARK(BM_FindChr<unsigned char>)->Apply(Sizes);
+BENCHMARK(BM_FindChr<unsigned short>)->Apply(Sizes);
+BENCHMARK(BM_FindCrlf<unsigned char>)->Apply(Sizes);
+BENCHMARK(BM_FindCrlf<unsigned short>)->Apply(Sizes);
+BENCHMARK(BM_FindStr<unsigned char>)->Apply(SizesAndNeedles);
+BENCHMARK(BM_FindStr<unsigned short>)->Apply(SizesAndNeedles);
+BENCHMARK(BM_CountChr<unsigned char>)->Apply(Sizes);
+BENCHMARK(BM_CountChr<unsigned short>)->Apply(Sizes);
 
 }  // namespace

@@ -52,7 +52,9 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   using StdView = std::basic_string_view<Char>;
 
   constexpr BufferRef() noexcept = default;
-  constexpr BufferRef(const T* str, unsigned len) noexcept : str_(const_cast<T*>(str)), len_(len) {}
+  constexpr BufferRef(const T* str, unsigned len) noexcept : str_(const_cast<T*>(str)), len_(len) {
+    static_assert(offsetof(BufferRef, str_) == 0 && offsetof(BufferRef, len_) == sizeof(T*));
+  }
   // A zero-terminated text of `char` (8-bit) or `char16_t` (16-bit); a null pointer gives an empty
   // view.
   template <std::same_as<CharOf<T>> C>

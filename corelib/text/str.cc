@@ -19,7 +19,7 @@ const char* parse_double(const char* p, const char* end, double& value) {
   return error == std::errc() ? stop : nullptr;
 #else
   // A standard library without from_chars for double. REQUIRES: *end is 0.
-  double parsed = strtod_l(p, nullptr, LC_C_LOCALE);
+  const double parsed = strtod_l(p, nullptr, LC_C_LOCALE);
   if (!std::isfinite(parsed)) return nullptr;
   value = parsed;
   return end;
@@ -123,8 +123,8 @@ double parse_long(Reader<T> in) {
   if (in.take('.')) in.take_digits([&](unsigned digit) { digits.add(digit, true); });
   std::int64_t shift = 0;
   if (in.take('e') || in.take('E')) {
-    constexpr std::int64_t kEnough = std::int64_t{1}
-                                     << 58;  // outweighs all digits that fit into memory
+    // Outweighs all digits that fit into memory.
+    constexpr std::int64_t kEnough = std::int64_t{1} << 58;
     const bool down = in.take_sign();
     in.take_digits([&](unsigned digit) { shift = std::min(shift * 10 + digit, kEnough); });
     if (down) shift = -shift;

@@ -58,8 +58,8 @@ struct STR {
     return n;
   }
 
-  // Copies `src` and its zero, with `max` at most `max` units of it and a zero: `dst` has room for
-  // one unit more than the returned length.
+  // Copies `src` and its zero; with `max`, at most `max` units of it and a zero, so that "abc" with
+  // 2 becomes "ab". Returns the length; `dst` has room for one unit more than that.
   template <Unit T>
   static unsigned zz_cpy(T* dst, const T* src) noexcept {
     return copy_terminated(dst, src, zz_len(src));
@@ -85,7 +85,8 @@ struct STR {
 
   // Copies a zero-terminated text into units of another width; returns its length. Widening extends
   // with zeros. Narrowing keeps low bytes and takes the first low byte of zero for the end, on
-  // purpose: it is for ASCII text, and U+4E00, say, ends the copy.
+  // purpose: it is for ASCII text. U+4E00, whose low byte is zero, ends the copy; check first where
+  // such text can come in.
   template <Unit A, Unit B>
   static constexpr unsigned zz_cast(A* dst, const B* src) noexcept {
     unsigned n = 0;
@@ -285,7 +286,8 @@ struct STR {
     return m <= n && detail::same_units(p + (n - m), s, m);
   }
 
-  // True for 1 to 20 units that are digits, but for a '-' that may come first and not alone.
+  // True for 1 to 20 units that are digits, but for a '-' that may come first and not alone: what
+  // zz_toint64 reads whole, although it may be past a limit.
   template <Unit T>
   [[nodiscard]] static constexpr bool zz_isnum(const T* p, Length n) noexcept {
     if (n == 0 || n > 20) return false;
@@ -297,9 +299,12 @@ struct STR {
 
   // ---- Counted text: numbers
   //
-  // Decimal: an optional '-' (signed forms only), then digits up to the first other unit: "12ab"
-  // is 12. No blanks, no
-  // '+'; a text that does not start so is 0. A value past a limit of the type is that limit.
+  // Decimal: an optional '-' (signed forms only), then digits up to the first other unit. No
+  // blanks, no '+'; a text that does not start so is 0. A value past a limit of the type is that
+  // limit.
+  //
+  //   "12ab"        12               "-", "+5", " 5"        0 (unsigned forms: "-1" too)
+  //   "-2147483649" -2147483648 (int) "9223372036854775808" 9223372036854775807 (long long)
 
   template <Unit T>
   [[nodiscard]] static constexpr long long zz_toint64(const T* p, Length n) noexcept {

@@ -7,6 +7,11 @@
 // nothing allocates, nothing fails, and nothing outside the text is read. A position that does not
 // exist is NOT_FOUND. Null pointers are fine where the length is 0.
 //
+//   sub_...  a part of the text              cnt_...    how many units
+//   find...  a position from the start       is_...     a question
+//   findback...  and from the end            to_...     a number
+//                                            split, parse_ini_line  several parts at once
+//
 // Units compare as unsigned values; only ASCII is classified or folded, for both widths; no locale
 // is consulted.
 #pragma once
@@ -34,7 +39,8 @@ class TextOps {
   using unit_type = T;
   using View = BufferRef<T>;
 
-  // ---- Sub-views
+  // ---- Sub-views. Of "abcd": sub_str(1, 100) is "bcd", sub_head(2) "ab", sub_tail(1) "bcd",
+  // sub_head_rev(1) "abc", sub_tail_rev(1) "d".
 
   // Units [pos, pos + n), cut at the end. `pos` is not cut: the pointer of the result, which is
   // empty then, stands `pos` units after the start, so that a caller can see what was asked for.
@@ -127,7 +133,8 @@ class TextOps {
         STR::zz_findchrlist<T>(data(), size(), set.ref_internal_data(), set.len(), which));
   }
 
-  // First line break: LF, CR LF or CR. `brk_len` receives 1 or 2, and 0 when there is none.
+  // First line break: LF, CR LF or CR. `brk_len` receives 1 or 2, and 0 when there is none. A text
+  // that is cut between CR and LF ends in a break of length 1.
   [[nodiscard]] constexpr unsigned find_crlf(unsigned& brk_len) const noexcept {
     return position(STR::zz_findcrlf(data(), size(), brk_len));
   }
@@ -178,7 +185,8 @@ class TextOps {
     }
     return *text == 0;
   }
-  // The first unit that differs decides; of a text and its prefix the longer is greater.
+  // The first unit that differs decides; of a text and its prefix the longer is greater:
+  // "ab" < "abc" < "b" < "\xFF". `compare` gives less, equal or greater at once.
   [[nodiscard]] constexpr bool is_greater(View other) const noexcept { return compare(other) > 0; }
   [[nodiscard]] constexpr std::strong_ordering compare(View other) const noexcept {
     const unsigned same = match_str(other);
@@ -231,6 +239,7 @@ class TextOps {
   [[nodiscard]] constexpr unsigned long long to_uint64() const noexcept {
     return STR::zz_touint64(data(), size());
   }
+  // Up to 16 hexadecimal digits, of which a bad half counts as 0: see STR::zz_tohex.
   [[nodiscard]] constexpr unsigned long long to_hex() const noexcept {
     return STR::zz_tohex(data(), size());
   }
@@ -274,7 +283,7 @@ class TextOps {
   // ---- Splitting
 
   // Stores the non-empty fields between `sep` units in out[0 .. max) and returns how many. Empty
-  // fields are skipped; what follows the last field that fits is left out.
+  // fields are skipped: "a" and "b" of ",a,,b,". What follows the last field that fits is left out.
   constexpr unsigned split(BufferRefMutable<T>* out, T sep, unsigned max) const noexcept {
     BufferRefMutable<T> rest = view();
     unsigned count = 0;

@@ -1,7 +1,6 @@
 #include "corelib/text/buffer_ref.h"
 
 #include <compare>
-#include <numeric>
 #include <sstream>
 #include <unordered_set>
 #include <vector>
@@ -14,14 +13,12 @@ namespace {
 using View8 = BufferRef<unsigned char>;
 using View16 = BufferRef<unsigned short>;
 
-// What must not convert: text of the other width, and a C string to 16-bit text.
-static_assert(!std::is_constructible_v<View16, const char*> &&
-              !std::is_constructible_v<View16, std::string>);
-static_assert(!std::is_constructible_v<View8, View16> && !std::is_constructible_v<View16, View8>);
-static_assert(!std::is_constructible_v<View8, std::u16string> &&
-              !std::is_convertible_v<View8, bool>);
-// Arrays of views have no gaps.
-static_assert(sizeof(View8[3]) == 3 * (sizeof(void*) + 4));
+// What must not convert: text of the other width, a C string to 16-bit text, a view to a number.
+template <class View, class... From>
+constexpr bool kRefuses = (!std::is_constructible_v<View, From> && ...);
+static_assert(kRefuses<View16, const char*, std::string, View8> &&
+              kRefuses<View8, std::u16string, View16>);
+static_assert(!std::is_convertible_v<View8, bool> && sizeof(View8[3]) == 3 * (sizeof(void*) + 4));
 
 // Everything that only reads works in constant expressions.
 constexpr unsigned char kLine[] = {' ', 'k', '=', '-', '1', '2', ',', 'b', '/', 'c', '\r', '\n'};
@@ -40,6 +37,8 @@ static_assert([] {
   return brk_len == 2 && rest.split(fields, ',', 2) == 2 &&
          rest.fetch_before_chr(',') == kView.sub_head(6) && fields[1] == rest;
 }());
+
+unsigned Number(const std::string& text) { return static_cast<unsigned>(std::stoi(text)); }
 
 template <class T>
 class ViewTest : public testing::Test {};
@@ -86,43 +85,33 @@ TYPED_TEST(ViewTest, FileNamesAndSpacesAreTakenOff) {
 }
 
 TYPED_TEST(ViewTest, LineBreaksAreFoundFromEitherEnd) {
-  struct Row {
-    const char* text;
-    unsigned first, first_len, last, last_len;
-  };
-  for (const Row& row :
-       {Row{"", NOT_FOUND, 0, NOT_FOUND, 0}, Row{"abc", NOT_FOUND, 0, NOT_FOUND, 0},
-        Row{"ab\r", 2, 1, 2, 1}, Row{"ab\r\ncd", 2, 2, 2, 2}, Row{"a\n\rb", 1, 1, 2, 1},
-        Row{"\n", 0, 1, 0, 1}, Row{"\r\r\n", 0, 1, 1, 2}, Row{"\n\n", 0, 1, 1, 1},
-        Row{"0123456789abcdefghijklmno\r\n", 25, 2, 25, 2}}) {
-    SCOPED_TRACE(row.text);
-    const HeapText<TypeParam> text(row.text);
+  // Text; position and length of the first break, of the last.
+  for (const auto& row :
+       Rows("|-1|0|-1|0 abc|-1|0|-1|0 ab\r|2|1|2|1 ab\r\ncd|2|2|2|2 a\n\rb|1|1|2|1 \n|0|1|0|1 "
+            "\r\r\n|0|1|1|2 \n\n|0|1|1|1 a\r\nb|1|2|1|2 0123456789abcdefghijklmno\r\n|25|2|25|2")) {
+    SCOPED_TRACE(row[0]);
+    const HeapText<TypeParam> text(row[0]);
     unsigned first_len = 9, last_len = 9;
-    EXPECT_EQ(text.view().find_crlf(first_len), row.first);
-    EXPECT_EQ(first_len, row.first_len);
-    EXPECT_EQ(text.view().findback_crlf(last_len), row.last);
-    EXPECT_EQ(last_len, row.last_len);
+    EXPECT_EQ(text.view().find_crlf(first_len), Number(row[1]));
+    EXPECT_EQ(first_len, Number(row[2]));
+    EXPECT_EQ(text.view().findback_crlf(last_len), Number(row[3]));
+    EXPECT_EQ(last_len, Number(row[4]));
   }
 }
 
 TYPED_TEST(ViewTest, TextBetweenIsWhollyAfterItsOpening) {
-  struct Row {
-    const char *text, *open, *close;
-    unsigned at, len;
-  };
-  for (const Row& row :
-       {Row{"a(bc)d", "(", ")", 2, 2}, Row{"()", "(", ")", 1, 0}, Row{")(", "(", ")", NOT_FOUND, 0},
-        Row{"", "(", ")", NOT_FOUND, 0}, Row{"a(b", "(", ")", NOT_FOUND, 0},
-        Row{"|a|", "|", "|", 1, 1}, Row{"|", "|", "|", NOT_FOUND, 0},
-        Row{"<!--x-->", "<!--", "-->", 4, 1}, Row{"<!-->", "<!--", "-->", NOT_FOUND, 0}}) {
-    SCOPED_TRACE(row.text);
-    const HeapText<TypeParam> text(row.text), open(row.open), close(row.close);
+  // Text, opening, closing; position and length of what is between.
+  for (const auto& row :
+       Rows("a(bc)d|(|)|2|2 ()|(|)|1|0 )(|(|)|-1|0 |(|)|-1|0 a(b|(|)|-1|0 !a!|!|!|1|1 !|!|!|-1|0 "
+            "<!--x-->|<!--|-->|4|1 <!-->|<!--|-->|-1|0")) {
+    SCOPED_TRACE(row[0]);
+    const HeapText<TypeParam> text(row[0]), open(row[1]), close(row[2]);
     unsigned len = 9;
-    EXPECT_EQ(text.view().find_between(len, open.view(), close.view()), row.at);
-    EXPECT_EQ(len, row.len);
+    EXPECT_EQ(text.view().find_between(len, open.view(), close.view()), Number(row[3]));
+    EXPECT_EQ(len, Number(row[4]));
     if (open.view().len() != 1) continue;
-    EXPECT_EQ(text.view().find_between(len, open.view()[0], close.view()[0]), row.at);
-    EXPECT_EQ(len, row.len);
+    EXPECT_EQ(text.view().find_between(len, open.view()[0], close.view()[0]), Number(row[3]));
+    EXPECT_EQ(len, Number(row[4]));
   }
 }
 
@@ -211,7 +200,7 @@ TYPED_TEST(ViewTest, SplitSkipsEmptyFieldsAndSplitNumStopsAtThem) {
                               "9|7x,y,42949672960,|7x;y;42949672960;|7;0;4294967295;")) {
     SCOPED_TRACE(row[1]);
     const HeapText<TypeParam> text(row[1]);
-    const unsigned max = row[0] == "9" ? 9 : row[0] == "2" ? 2 : 0;
+    const unsigned max = Number(row[0]);
     BufferRefMutable<TypeParam> fields[9];
     unsigned numbers[9];
     std::ostringstream got_fields, got_numbers;
@@ -309,10 +298,9 @@ TYPED_TEST(ViewTest, StandardLibraryAndViewsMeet) {
   BufferRef<TypeParam> view = copy.view().sub_head(10);
   view.to_up();
   EXPECT_EQ(view.replace_chr('E', '3'), 2);
-  EXPECT_EQ(view, Widen<TypeParam>("MIX3D CAS3"));
-  std::size_t sum = 0;
-  for (const TypeParam unit : view) sum += unit;
-  EXPECT_EQ(sum, std::accumulate(view.begin(), view.end(), std::size_t{0}));
+  StdString<TypeParam> units;
+  for (const TypeParam unit : view) units += CharOf<TypeParam>(unit);
+  EXPECT_EQ(units, Widen<TypeParam>("MIX3D CAS3"));
   std::ostringstream out;
   out << View16(std::u16string_view(u"a\u4E2D\xD800"));
   EXPECT_EQ(out.str(), "a\\u4E2D\\uD800");
