@@ -132,7 +132,7 @@ class HostInstallerTest : public MachineTest {
 
 TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   PackageFiles product = {{"Distribution",
-                           "<installer-gui-script><title>Zenta 2</title><pkg-ref id='x'/>"
+                           "<installer-gui-script><title>Zenta\n2</title><pkg-ref id='x'/>"
                            "<pkg-ref>#My%20IM.pkg</pkg-ref></installer-gui-script>"}};
   for (const auto& [name, bytes] : ComponentPackage(VersionTwoAnd({}))) {
     product.emplace_back("My IM.pkg/" + name, bytes);
@@ -189,6 +189,7 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
       {"too long", {std::string(256, 'n'), deep}},
       {"links to", {"l>/etc", "l>", "l>..", "a/l>../../x", "a/b/ b/l>a/../../.."}},
       {"lies behind", {"l>a a/ l/x", "a/l>.. a/l/l/x", "f f/x"}},
+      {"entry   [2J/../x is", {"\x1b\x1b[2J/../x"}},
       {"neither a file", {"null=020666", "disk=060666", "pipe=010666"}},
       {"there twice", {"a ./a", "a/ a>b", "a/b a/ a//"}},
       {"root is a folder", {".>a"}},

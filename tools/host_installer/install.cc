@@ -94,11 +94,17 @@ void SyncFileSystem(const std::string& folder) {
 
 }  // namespace
 
+std::string OneLine(std::string text) {
+  const auto control = [](unsigned char unit) { return unit < 0x20 || unit == 0x7F; };
+  std::replace_if(text.begin(), text.end(), control, ' ');
+  return text;
+}
+
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report) {
   assert(request.package.starts_with('/') && request.target.starts_with('/'));
   const PackageDescription package = ReadDescription(request.package);
-  report << "installer: Package name is " << (package.title.empty() ? request.name : package.title)
-         << std::endl;
+  const std::string& name = package.title.empty() ? request.name : package.title;
+  report << "installer: Package name is " << OneLine(name) << std::endl;
   for (const Component& component : package.components) {
     if (!component.has_payload) throw Failure("the package has no Payload " + component.folder);
     if (component.has_scripts) report << "installer: Scripts are not run here" << std::endl;

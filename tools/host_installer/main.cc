@@ -49,7 +49,7 @@ std::optional<Arguments> Parse(int count, char** values) {
 }
 
 int Fail(const std::string& reason) {
-  std::cerr << "installer: Error - " << reason << std::endl;
+  std::cerr << "installer: Error - " << zenta::OneLine(reason) << std::endl;
   return 1;
 }
 
