@@ -8,11 +8,13 @@
 
 @interface ZTDHClass : NSObject
 
-// 16 bytes. Raises what the handle raises when a read fails; so do the three that read files.
+// 16 bytes. A file that cannot be read to its end is not caught, on purpose, and ends a caller: the
+// handle's exception passes from the first, a C++ zenta::FileReadError from the next three.
 + (NSData*)MD5DataWithFileHandle:(NSFileHandle*)handle;
 + (NSData*)ZTDHMethod004:(NSString*)path;
 + (NSData*)ZTDHMethod005:(NSURL*)url;
 + (NSString*)ZTDHMethod003:(NSString*)path;
+// The whole file is read into memory first; nil if that fails.
 + (NSString*)calcMD5FromFile:(NSString*)path;
 
 // `count` is in bytes, of which it says 32 bits. `length` is 16 for 32 digits; any other value, on

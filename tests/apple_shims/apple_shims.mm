@@ -6,6 +6,7 @@
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "tests/apple_shims/shim_mac.h"
@@ -230,7 +231,13 @@ SecKeyRef SecKeyCreateWithData(CFDataRef data, CFDictionaryRef attributes, CFErr
   }
   ShimKey* key = [[ShimKey alloc] init];
   key->key_ = d2i_PublicKey(EVP_PKEY_RSA, nullptr, &der, end - der);
-  if (key->key_ != nullptr && der == end) return (SecKeyRef)key;
+  // Taken only if it is the one encoding of this key: the reader overlooks signs and zeros.
+  unsigned char* encoded = nullptr;
+  const int size = i2d_PublicKey(key->key_, &encoded);
+  const bool same =
+      size == CFDataGetLength(data) && std::equal(encoded, encoded + size, end - size);
+  OPENSSL_free(encoded);
+  if (same) return (SecKeyRef)key;
   [key release];
   return nullptr;
 }
