@@ -44,7 +44,7 @@ template <Unit T>
 unsigned write_timecost(T* buf, unsigned long long rest) {
   struct Step {
     unsigned milliseconds;
-    char letter;
+    unsigned char letter;
   };
   unsigned len = 0;
   if (rest < 1000) {
@@ -56,7 +56,7 @@ unsigned write_timecost(T* buf, unsigned long long rest) {
       if (len == 0 && rest < step.milliseconds) continue;
       const unsigned digits = NUM::zz_tostr(buf + len, rest / step.milliseconds);
       len += NUM::zz_fixp(buf + len, digits, len == 0 ? 0 : 2);
-      buf[len++] = static_cast<T>(step.letter);
+      buf[len++] = step.letter;
       rest %= step.milliseconds;
     }
     const unsigned digits = NUM::zz_totc(buf + len, rest, 3);

@@ -79,10 +79,11 @@ bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
   // In 64 bits throughout: `need` may be a sum of lengths that 32 bits do not hold.
   const std::uint64_t doubled = std::min<std::uint64_t>(std::uint64_t{cap_} * 2, kGreatestCapacity);
   const std::uint64_t cap = std::max({doubled, need, std::uint64_t{kLeastCapacity}});
+  const bool owned = is_owner();
   void* memory = nullptr;
   if (cap <= kGreatestCapacity) {
-    memory = is_owner() ? std::realloc(str_, allocation_size<T>(cap))
-                        : std::malloc(allocation_size<T>(cap));
+    memory =
+        owned ? std::realloc(str_, allocation_size<T>(cap)) : std::malloc(allocation_size<T>(cap));
   }
   if (memory == nullptr) {
     try_free();  // realloc has left the old memory as it was
@@ -91,7 +92,7 @@ bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
   }
   // realloc has copied; inline, external and const text is copied here and stays where it is.
   T* const units = static_cast<T*>(memory);
-  if (!is_owner()) STR::zz_cast<T, T>(units, str_, len_);
+  if (!owned) STR::zz_cast<T, T>(units, str_, len_);
   install(units, len_, static_cast<unsigned>(cap), kOwnerFlag);
   assert(check_invariants() && need <= cap_);
   return true;

@@ -93,7 +93,7 @@ struct NUM {
     const auto power = static_cast<unsigned>(detail::kDecimalPowers[decimals]);
     const unsigned end = len + zz_tostr(buf + len, power + rest * power / 1024);
     buf[len] = '.';
-    buf[end] = static_cast<T>("BKMGTPE"[step]);
+    buf[end] = static_cast<unsigned char>("BKMGTPE"[step]);
     buf[end + 1] = 0;
     return end + 1;
   }
@@ -104,8 +104,7 @@ struct NUM {
   static unsigned zz_tohex(T* buf, V value) noexcept {
     std::uint64_t rest = static_cast<std::make_unsigned_t<V>>(value);
     const unsigned len = detail::hex_digits(rest);
-    for (T* p = buf + len; p != buf; rest >>= 4)
-      *--p = static_cast<T>("0123456789ABCDEF"[rest & 15]);
+    for (T* p = buf + len; p != buf; rest >>= 4) *--p = detail::hex_unit(rest & 15);
     buf[len] = 0;
     return len;
   }

@@ -36,6 +36,11 @@ constexpr unsigned decimal_digits(std::uint64_t value) {
   return guess + (value >= kDecimalPowers[guess]);
 }
 
+// The upper-case hexadecimal digit. REQUIRES: value < 16.
+constexpr unsigned char hex_unit(unsigned value) {
+  return static_cast<unsigned char>("0123456789ABCDEF"[value]);
+}
+
 constexpr unsigned hex_digits(std::uint64_t value) {
   return static_cast<unsigned>(std::bit_width(value | 1) + 3) / 4;
 }

@@ -4,6 +4,7 @@
 #include <cassert>
 #include <string_view>
 
+#include "corelib/text/detail/digits.h"
 #include "corelib/text/detail/parse.h"
 #include "corelib/text/str.h"
 #include "corelib/text/utf.h"
@@ -23,10 +24,10 @@ static_assert(kLetters.size() == kMeanings.size());
 // The letter to escape `unit` with; 'x' for a control character that has none, 0 for what stays as
 // it is.
 template <Unit T>
-char letter_of(T unit) {
+unsigned char letter_of(T unit) {
   if (unit >= 0x20 && unit != '\\' && unit != 0x7F) return 0;
   const std::size_t at = kMeanings.substr(0, kWritten).find(static_cast<char>(unit));
-  return at == std::string_view::npos ? 'x' : kLetters[at];
+  return static_cast<unsigned char>(at == std::string_view::npos ? 'x' : kLetters[at]);
 }
 
 // The value of exactly `count` hexadecimal digits from `pos` on, or NOT_FOUND.
@@ -93,7 +94,7 @@ template <Unit T>
 std::uint64_t escaped_size(BufferRef<T> text) noexcept {
   std::uint64_t size = text.len();
   for (const T unit : text) {
-    const char letter = letter_of(unit);
+    const unsigned char letter = letter_of(unit);
     if (letter != 0) size += letter == 'x' ? 3 : 1;
   }
   return size;
@@ -102,16 +103,16 @@ std::uint64_t escaped_size(BufferRef<T> text) noexcept {
 template <Unit T>
 void escape(BufferRef<T> text, T* dst) noexcept {
   for (const T unit : text) {
-    const char letter = letter_of(unit);
+    const unsigned char letter = letter_of(unit);
     if (letter == 0) {
       *dst++ = unit;
       continue;
     }
     *dst++ = '\\';
-    *dst++ = static_cast<T>(letter);
+    *dst++ = letter;
     if (letter != 'x') continue;
-    *dst++ = static_cast<T>("0123456789ABCDEF"[unit >> 4]);
-    *dst++ = static_cast<T>("0123456789ABCDEF"[unit & 15]);
+    *dst++ = hex_unit(unit >> 4);
+    *dst++ = hex_unit(unit & 15);
   }
 }
 
