@@ -28,8 +28,8 @@ bool StandsAt(BufferRef<T> part, BufferRef<T> whole, std::uint64_t at) {
          at + part.len() <= whole.len();
 }
 
-// Fetches until nothing is left; `skipped` judges each part, the units dropped behind it, and whether
-// that was the last.
+// Fetches until nothing is left; `skipped` judges each part, the units dropped behind it, and
+// whether that was the last.
 template <class T, class Fetch, class Skipped>
 void FetchAll(BufferRef<T> text, Fetch fetch, Skipped skipped) {
   BufferRefMutable<T> rest = text;
