@@ -1,5 +1,6 @@
 #include "corelib/io/json_node.h"
 
+#include <algorithm>
 #include <new>
 
 #include "corelib/io/detail/json_string.h"
@@ -44,7 +45,7 @@ BufferRef<unsigned char> JsonNode::key(ArenaRef arena) const {
   if (!(flags_ & kKeyEscaped)) return raw_key();
   auto* const copy = static_cast<unsigned char*>(arena.alloc(key_len_, 4));
   if (copy == nullptr) return {};
-  return {copy, static_cast<std::uint32_t>(detail::decode_json_string(raw_key(), copy))};
+  return {copy, static_cast<std::uint32_t>(detail::decode_json_string(raw_key(), true, copy))};
 }
 
 bool JsonNode::magnitude(std::uint64_t& value, bool& negative) const noexcept {
@@ -53,12 +54,14 @@ bool JsonNode::magnitude(std::uint64_t& value, bool& negative) const noexcept {
   const unsigned char* const end = at + raw_.len;
   negative = *at == '-';
   at += negative;
+  constexpr std::ptrdiff_t kSafeDigits = 19;  // so many fit 64 bits, whatever they are
+  const unsigned char* const safe_end = at + std::min(end - at, kSafeDigits);
   std::uint64_t sum = 0;
+  for (; at != safe_end; ++at) sum = sum * 10 + (*at - unsigned{'0'});
   for (; at != end; ++at) {
     const unsigned digit = *at - unsigned{'0'};
-    if (__builtin_mul_overflow(sum, std::uint64_t{10}, &sum) ||
-        __builtin_add_overflow(sum, digit, &sum))
-      return false;
+    if (__builtin_mul_overflow(sum, std::uint64_t{10}, &sum)) return false;
+    if (__builtin_add_overflow(sum, digit, &sum)) return false;
   }
   value = sum;
   return true;
@@ -82,10 +85,7 @@ BufferRef<T> JsonNode::kept_string(ArenaRef arena) {
   auto* const kept = new (memory) detail::KeptString{place.gap, place.len, first, sizeof(T), 0};
   T* const units = kept->units<T>();
   kept->count = static_cast<std::uint32_t>(
-      flags_ & kEscaped || sizeof(T) != 1
-          ? detail::decode_json_string(BufferRef<unsigned char>(text_ + place.gap, place.len),
-                                       units)
-          : STR::zz_cast(units, text_ + place.gap, place.len));
+      detail::decode_json_string({text_ + place.gap, place.len}, flags_ & kEscaped, units));
   units[kept->count] = 0;
   kept_ = kept;
   flags_ |= kKept;

@@ -1,14 +1,11 @@
 #include "corelib/io/json_read.h"
 
 #include <algorithm>
-#include <bit>
 #include <cassert>
-#include <cstring>
-#include <new>
 #include <string_view>
 
-#include "corelib/io/detail/json_string.h"
-#include "corelib/text/detail/simd.h"
+#include "corelib/io/detail/json_escape.h"
+#include "corelib/io/detail/json_scan.h"
 
 // Of the parser's functions some must be inlined and some must not, or its state is spilled at
 // every byte.
@@ -22,69 +19,6 @@ namespace {
 
 bool is_blank(unsigned char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 bool is_digit(unsigned char c) { return c >= '0' && c <= '9'; }
-
-// Which of 64 bytes end a plain run inside a string: quotes, backslashes, control characters. The
-// first byte's bit is the lowest.
-inline std::uint64_t string_stops(const unsigned char* bytes) {
-  using Bytes = Block<unsigned char>;
-  std::uint64_t stops = 0;
-  for (unsigned i = 0; i < 64; i += Bytes::kUnits) {
-    const Bytes block = Bytes::load(bytes + i);
-    const auto found = equal(block, Bytes::fill('"')) | equal(block, Bytes::fill('\\')) |
-                       less(block, Bytes::fill(0x20));
-    stops |= found.mask().bit_per_byte() << i;
-  }
-  return stops;
-}
-
-// Finds the end of each plain run of a text, left to right. The text is looked at in windows of 64
-// bytes, and a window's stops are found all at once: so most searches are a shift and a bit scan in
-// a register and do not wait for memory.
-class StopFinder {
- public:
-  StopFinder(const unsigned char* begin, const unsigned char* end) : window_(begin), end_(end) {
-    look();
-  }
-
-  // The first stop in [at, end), or the end. REQUIRES: `at` is not before that of the last call.
-  ZENTA_HOT const unsigned char* next(const unsigned char* at) {
-    const auto offset = static_cast<std::size_t>(at - window_);
-    if (offset < kWindow) [[likely]] {
-      if (const std::uint64_t stops = stops_ >> offset) return at + std::countr_zero(stops);
-    }
-    return next_window(at);
-  }
-
- private:
-  static constexpr std::size_t kWindow = 64;
-
-  ZENTA_COLD const unsigned char* next_window(const unsigned char* at) {
-    std::uint64_t stops = 0;
-    do {
-      window_ += kWindow;
-      look();
-      const std::ptrdiff_t offset = std::max<std::ptrdiff_t>(at - window_, 0);
-      stops = offset < 64 ? stops_ >> offset << offset : 0;
-    } while (stops == 0);
-    return window_ + std::countr_zero(stops);
-  }
-  // The last window is filled up with zeros, so that a stop is always found, at the end of the
-  // text.
-  void look() {
-    const auto left = static_cast<std::size_t>(end_ - window_);
-    if (left >= kWindow) [[likely]] {
-      stops_ = string_stops(window_);
-      return;
-    }
-    unsigned char bytes[kWindow] = {};
-    if (left != 0) std::memcpy(bytes, window_, left);
-    stops_ = string_stops(bytes);
-  }
-
-  const unsigned char* window_;
-  const unsigned char* end_;
-  std::uint64_t stops_;
-};
 
 const unsigned char* skip_blanks(const unsigned char* at, const unsigned char* end) {
   while (at != end && is_blank(*at)) ++at;
@@ -167,12 +101,14 @@ ZENTA_COLD Piece read_escaped(const unsigned char* at, const unsigned char* end,
 // container's when it opens; so after a fault the tree is whole as soon as the containers that are
 // still open are closed.
 //
-// The object lives in registers: its functions are inlined into one, and what they call takes
-// values, not `this`.
+// The object lives in registers: its functions are inlined into one, nothing points into it, and
+// what it calls takes values, not `this`.
 class JsonParser {
  public:
-  JsonParser(BufferRef<unsigned char> text, ArenaRef arena, StopFinder& stops)
-      : at_(text.cbegin()), end_(text.cend()), stops_(stops), arena_(arena) {}
+  JsonParser(BufferRef<unsigned char> text, ArenaRef arena, StopFinder& stops, JsonParse& result)
+      : at_(text.cbegin()), end_(text.cend()), stops_(stops), arena_(arena), result_(result) {
+    link_ = &result_.root;
+  }
 
   // Returns where it stopped.
   ZENTA_HOT const unsigned char* run() {
@@ -181,19 +117,25 @@ class JsonParser {
     while (open_ != nullptr) close();
     return at_;
   }
-  ZENTA_HOT JsonNode* root() const { return root_; }
-  ZENTA_HOT JsonFault fault() const { return fault_; }
 
  private:
+  // What is known of a node before it is complete.
+  struct Draft {
+    const unsigned char* text = nullptr;
+    std::uint32_t key_len = 0;
+    JsonType type = JsonType::kNull;
+    std::uint8_t flags = 0;
+  };
+
   ZENTA_HOT bool element();
   ZENTA_HOT bool more();
-  ZENTA_HOT bool key(JsonNode* node);
-  ZENTA_HOT bool string(JsonNode* node, JsonNode::Flags escaped);
-  ZENTA_HOT bool number(JsonNode* node);
-  ZENTA_HOT bool container(JsonNode* node, JsonType type);
-  ZENTA_HOT void link(JsonNode* node, JsonType type);
+  ZENTA_HOT bool key(Draft& node);
+  ZENTA_HOT bool string(Draft& node, JsonNode::Flags escaped);
+  ZENTA_HOT bool number(Draft& node);
+  ZENTA_HOT bool container(Draft& node, JsonType type);
+  ZENTA_HOT JsonNode* link(const Draft& node);
   ZENTA_HOT void close();
-  ZENTA_HOT JsonNode* free_slot();
+  ZENTA_HOT bool more_slots();
 
   // The byte at at_; 0, which JSON allows nowhere, at the end.
   ZENTA_HOT unsigned char peek() const { return at_ != end_ ? *at_ : 0; }
@@ -204,12 +146,12 @@ class JsonParser {
     return peek();
   }
   ZENTA_HOT bool fail(JsonFault fault) {
-    fault_ = at_ == end_ ? JsonFault::kEnds : fault;
+    result_.fault = at_ == end_ ? JsonFault::kEnds : fault;
     return false;
   }
   ZENTA_HOT bool take(Piece piece) {
     at_ = piece.at;
-    fault_ = piece.fault;
+    result_.fault = piece.fault;
     return piece.fault == JsonFault::kNone;
   }
 
@@ -217,55 +159,54 @@ class JsonParser {
   const unsigned char* end_;
   StopFinder& stops_;
   ArenaRef arena_;
+  JsonParse& result_;
 
   JsonNode* slot_ = nullptr;  // the next free node of the current block
   JsonNode* slots_end_ = nullptr;
-  JsonNode* root_ = nullptr;
-  JsonNode** link_ = &root_;  // where the next value of this level goes
+  JsonNode** link_;           // where the next value of this level goes
   JsonNode* open_ = nullptr;  // the innermost open container
   unsigned depth_ = 0;
   unsigned char closer_ = 0;  // what closes open_
   bool opened_ = false;       // the last value was a container that is not empty
-  JsonFault fault_ = JsonFault::kNone;
 };
 
 // One value, in an object with its key. False after a fault.
 inline bool JsonParser::element() {
-  JsonNode* const node = free_slot();
-  if (node == nullptr) return false;
-  node->flags_ = 0;
-  node->key_len_ = 0;
+  Draft node;
   unsigned char c = token();
-  if (closer_ == '}') {
+  const bool is_member = closer_ == '}';
+  if (is_member) {
     if (!key(node)) return false;
     c = token();
   }
   const unsigned char* start = at_;
-  JsonType type = JsonType::kString;
   bool good;
   if (c == '"') {
     ++start;
+    node.type = JsonType::kString;
     good = string(node, JsonNode::kEscaped);
   } else if (c == '-' || is_digit(c)) {
-    type = JsonType::kNumber;
+    node.type = JsonType::kNumber;
     good = number(node);
   } else if (c == '{' || c == '[') {
     return container(node, c == '{' ? JsonType::kObject : JsonType::kArray);
   } else if (c == 'n') {
-    type = JsonType::kNull;
+    node.type = JsonType::kNull;
     good = take(read_literal(at_, end_, "null"));
   } else {
-    type = JsonType::kBool;
-    if (c == 't') node->flags_ |= JsonNode::kTrue;
+    node.type = JsonType::kBool;
+    if (c == 't') node.flags |= JsonNode::kTrue;
     good = take(read_literal(at_, end_, c == 't' ? "true" : "false"));
   }
   if (!good) return false;
-  if (closer_ != '}') node->text_ = start;
-  node->raw_ = {static_cast<std::uint32_t>(start - node->text_),
-                static_cast<std::uint32_t>(at_ - start)};
+  if (!is_member) node.text = start;
+  const auto gap = static_cast<std::uint32_t>(start - node.text);
+  const auto len = static_cast<std::uint32_t>(at_ - start);
   if (c == '"') ++at_;
-  link(node, type);
   opened_ = false;
+  JsonNode* const linked = link(node);
+  if (linked == nullptr) return false;
+  linked->raw_ = {gap, len};
   return true;
 }
 
@@ -285,12 +226,12 @@ inline bool JsonParser::more() {
   }
 }
 
-inline bool JsonParser::key(JsonNode* node) {
+inline bool JsonParser::key(Draft& node) {
   if (peek() != '"') return fail(JsonFault::kUnexpected);
-  node->text_ = at_ + 1;
-  node->flags_ = JsonNode::kHasKey;
+  node.text = at_ + 1;
+  node.flags = JsonNode::kHasKey;
   if (!string(node, JsonNode::kKeyEscaped)) return false;
-  node->key_len_ = static_cast<std::uint32_t>(at_ - node->text_);
+  node.key_len = static_cast<std::uint32_t>(at_ - node.text);
   ++at_;
   if (token() != ':') return fail(JsonFault::kUnexpected);
   ++at_;
@@ -298,15 +239,15 @@ inline bool JsonParser::key(JsonNode* node) {
 }
 
 // From the opening quote to the closing one.
-inline bool JsonParser::string(JsonNode* node, JsonNode::Flags escaped) {
+inline bool JsonParser::string(Draft& node, JsonNode::Flags escaped) {
   at_ = stops_.next(at_ + 1);
   if (peek() == '"') [[likely]]
     return true;
-  node->flags_ |= escaped;
+  node.flags |= escaped;
   return take(read_escaped(at_, end_, stops_));
 }
 
-inline bool JsonParser::number(JsonNode* node) {
+inline bool JsonParser::number(Draft& node) {
   if (*at_ == '-') ++at_;
   if (peek() == '0') {
     ++at_;
@@ -315,31 +256,35 @@ inline bool JsonParser::number(JsonNode* node) {
   }
   if (peek() != '.' && (peek() | 0x20) != 'e') [[likely]]
     return true;
-  node->flags_ |= JsonNode::kFraction;
+  node.flags |= JsonNode::kFraction;
   return take(read_fraction(at_, end_));
 }
 
 // Opens the container at at_, and closes it again when it is empty.
-inline bool JsonParser::container(JsonNode* node, JsonType type) {
+inline bool JsonParser::container(Draft& node, JsonType type) {
   if (depth_ == kJsonMaxDepth) return fail(JsonFault::kDepth);
+  if (closer_ != '}') node.text = at_;
+  node.type = type;
+  JsonNode* const linked = link(node);
+  if (linked == nullptr) return false;
+  linked->child_ = nullptr;
   ++at_;
-  node->child_ = nullptr;
-  link(node, type);
   const unsigned char closer = type == JsonType::kObject ? '}' : ']';
   opened_ = token() != closer;
   if (!opened_) {
     ++at_;
     return true;
   }
-  node->next_ = open_;
-  open_ = node;
+  linked->next_ = open_;
+  open_ = linked;
   closer_ = closer;
-  link_ = &node->child_;
+  link_ = &linked->child_;
   ++depth_;
   return true;
 }
 
 inline void JsonParser::close() {
+  assert(open_ != nullptr && depth_ != 0);
   JsonNode* const done = open_;
   open_ = done->next_;
   done->next_ = nullptr;
@@ -348,36 +293,40 @@ inline void JsonParser::close() {
   --depth_;
 }
 
-// Puts the node into the tree; its slot is taken.
-inline void JsonParser::link(JsonNode* node, JsonType type) {
-  node->type_ = type;
-  node->next_ = nullptr;
-  *link_ = node;
-  link_ = &node->next_;
-  ++slot_;
+// Puts the node into the arena and the tree; null when memory is short.
+inline JsonNode* JsonParser::link(const Draft& node) {
+  if (slot_ == slots_end_ && !more_slots()) [[unlikely]]
+    return nullptr;
+  slot_->text_ = node.text;
+  slot_->next_ = nullptr;
+  slot_->key_len_ = node.key_len;
+  slot_->type_ = node.type;
+  slot_->flags_ = node.flags;
+  *link_ = slot_;
+  link_ = &slot_->next_;
+  return slot_++;
 }
 
-// A slot that is not taken yet; null when memory is short. Blocks follow the length of what is left
-// of the text, so that a message of ordinary density needs one and a small text takes little.
-inline JsonNode* JsonParser::free_slot() {
-  if (slot_ != slots_end_) [[likely]]
-    return slot_;
+// A block of nodes. Its size follows the length of what is left of the text, so that a message of
+// ordinary density needs one and a small text takes little.
+inline bool JsonParser::more_slots() {
   constexpr std::ptrdiff_t kBytesPerNode = 16, kMinNodes = 8, kMaxNodes = 8192;
   const auto count = std::min((end_ - at_) / kBytesPerNode + kMinNodes, kMaxNodes);
   slot_ = static_cast<JsonNode*>(
       arena_.alloc(static_cast<std::uint64_t>(count) * sizeof(JsonNode), alignof(JsonNode)));
   slots_end_ = slot_ == nullptr ? nullptr : slot_ + count;
-  if (slot_ == nullptr) fault_ = JsonFault::kMemory;
-  return slot_;
+  if (slot_ == nullptr) result_.fault = JsonFault::kMemory;
+  return slot_ != nullptr;
 }
 
 }  // namespace detail
 
 JsonParse json_parse(BufferRef<unsigned char> text, ArenaRef arena) {
+  JsonParse result;
   detail::StopFinder stops(text.cbegin(), text.cend());
-  detail::JsonParser parser(text, arena, stops);
-  const unsigned char* const stop = parser.run();
-  return {parser.root(), parser.fault(), static_cast<std::uint32_t>(stop - text.cbegin())};
+  const unsigned char* const stop = detail::JsonParser(text, arena, stops, result).run();
+  result.position = static_cast<std::uint32_t>(stop - text.cbegin());
+  return result;
 }
 
 const char* json_fault_text(JsonFault fault) noexcept {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "corelib/io/detail/json_escape.h"
+#include "corelib/io/detail/json_scan.h"
 #include "corelib/text/utf.h"
 
 namespace tstl {

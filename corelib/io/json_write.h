@@ -23,6 +23,7 @@
 #include <cstdint>
 
 #include "corelib/io/detail/copy_bytes.h"
+#include "corelib/io/detail/json_scan.h"
 #include "corelib/io/detail/output.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
@@ -116,6 +117,7 @@ inline void JsonWrite::close(char bracket) noexcept {
 }
 
 inline void JsonWrite::plain_key(BufferRef<unsigned char> name) noexcept {
+  assert(detail::plain_json_run<detail::Plain::kAscii>(name.cstr(), name.len()) == name.len());
   unsigned char* at = start(name.len() + std::uint64_t{3});
   if (at == nullptr) return;
   *at++ = '"';

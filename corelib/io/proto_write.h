@@ -2,8 +2,8 @@
 // in two passes over the same encoder.
 //
 //   ProtoWrite out;
-//   const bool good = out.write([&](ProtoWrite& to) {
-//     to.bsc_write_kvarint<unsigned>(1, id);
+//   const bool good = out.write([&](auto& to) {
+//     to.template bsc_write_kvarint<unsigned>(1, id);
 //     const auto slot = to.bsc_begin_kmsg(true, 2);
 //     to.bsc_write_kbytes(1, name);
 //     to.bsc_end_kmsg(slot);
@@ -50,10 +50,11 @@ class ProtoWrite;
 template <class T>
 concept WireScalar = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t>;
 
-// What a writer does with a field in each of its two passes. A pass is two words: the writer, and
-// how far it has come. An encoder that is handed passes by value and hands them back keeps the
-// second in a register, which doubles its speed; see ProtoWrite::pass(). The operations are those
-// of ProtoWrite.
+// What a writer does with a field in each of its two passes; the operations are those of
+// ProtoWrite. A pass is two words: the writer, and how far it has come. The second stays in a
+// register where a pass is a local variable, or is handed by value from encoder to encoder and
+// back, and that is what makes encoding quick: a writer's own operations wait at each field for the
+// memory that the last one left.
 class MeasuringPass {
  public:
   template <WireScalar T>
@@ -111,8 +112,9 @@ class ProtoWrite {
 
   // ---- A whole message
 
-  // Runs both passes of `encode`, a callable that takes the writer. False, with an empty output,
-  // when the message is too long or memory is short.
+  // Runs both passes of `encode`, a callable that takes the writer, or, several times as quick,
+  // anything with its operations (`auto&`): it is given the passes themselves then. False, with an
+  // empty output, when the message is too long or memory is short.
   template <class Encoder>
   [[nodiscard]] bool write(Encoder&& encode);
 
@@ -185,8 +187,11 @@ class ProtoWrite {
   static constexpr std::uint32_t kSlack = kMaxVarint32 + kMaxVarint64;
   static constexpr std::uint64_t kMaxMessage = Buffer<unsigned char>::kGreatestCapacity - kSlack;
 
+  template <class Encoder>
+  void run(Encoder& encode);
+  // As pass(), for what takes a pass by reference.
   template <class Operation>
-  void in_pass(Operation&& operation) noexcept {
+  void in_pass(Operation&& operation) {
     pass([&](auto out) {
       operation(out);
       return out;
@@ -368,11 +373,21 @@ void ProtoWrite::pass(Encoder&& encode) {
 }
 
 template <class Encoder>
+void ProtoWrite::run(Encoder& encode) {
+  if constexpr (std::is_invocable_v<Encoder&, MeasuringPass&> &&
+                std::is_invocable_v<Encoder&, WritingPass&>) {
+    in_pass(encode);
+  } else {
+    encode(*this);
+  }
+}
+
+template <class Encoder>
 bool ProtoWrite::write(Encoder&& encode) {
   begin_measuring();
-  encode(*this);
+  run(encode);
   if (!begin_writing()) return false;
-  encode(*this);
+  run(encode);
   assert((out_.failed() || output().len() == measured_) && "the two passes differ");
   return !out_.failed();
 }

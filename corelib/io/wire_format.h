@@ -19,6 +19,8 @@ inline constexpr unsigned kMaxVarint64 = 10;
 
 // Bytes that `value` takes: 1 to 10.
 [[nodiscard]] constexpr unsigned varint_size(std::uint64_t value) noexcept {
+  if (value < 0x80) return 1;
+  if (value < 0x4000) return 2;
   const auto bits = static_cast<unsigned>(std::bit_width(value | 1));
   return (bits * 9 + 64) / 64;  // the quotient of bits and 7, rounded up, for 1 to 64 bits
 }
@@ -30,27 +32,26 @@ constexpr unsigned char* put_varint(unsigned char* at, std::uint64_t value) noex
   return at;
 }
 
-// Reads the varint at `at` and returns the place after it; null, with `value` untouched, when [at,
-// end) does not hold the whole of it or when it has more than ten bytes. Bits beyond the 64th are
-// dropped, as other decoders do.
-[[nodiscard]] constexpr const unsigned char* get_varint(const unsigned char* at,
-                                                        const unsigned char* end,
-                                                        std::uint64_t& value) noexcept {
-  if (at != end && *at < 0x80) {
-    value = *at;
-    return at + 1;
-  }
+// A varint that was read: its value, and the place after it, which is null when there was none.
+struct Varint {
+  std::uint64_t value;
+  const unsigned char* after;
+};
+
+// Reads the varint at `at`. There is none when [at, end) does not hold the whole of it or when it
+// has more than ten bytes. Bits beyond the 64th are dropped, as other decoders do.
+[[nodiscard]] constexpr Varint get_varint(const unsigned char* at,
+                                          const unsigned char* end) noexcept {
+  if (at != end && at[0] < 0x80) return {at[0], at + 1};
+  if (end - at >= 2 && at[1] < 0x80) return {(at[0] & 0x7Fu) | std::uint64_t{at[1]} << 7, at + 2};
   const unsigned char* const stop = end - at > kMaxVarint64 ? at + kMaxVarint64 : end;
-  std::uint64_t sum = 0;
+  std::uint64_t value = 0;
   for (unsigned shift = 0; at != stop; shift += 7) {
     const std::uint64_t byte = *at++;
-    sum |= (byte & 0x7F) << shift;
-    if (byte < 0x80) {
-      value = sum;
-      return at;
-    }
+    value |= (byte & 0x7F) << shift;
+    if (byte < 0x80) return {value, at};
   }
-  return nullptr;
+  return {0, nullptr};
 }
 
 // The low three bits of a field's key: how what follows is laid out. Groups (3 and 4) are not

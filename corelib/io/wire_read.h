@@ -2,7 +2,7 @@
 // one by one.
 //
 //   WireReader reader(message);
-//   for (WireField field; reader.next(field);) ...   // field.key tells what it is
+//   for (WireField field; reader.next(field);) ...   // field.key() tells what it is
 //   if (reader.fault() != WireFault::kNone) ...      // reader.position() tells where
 //
 // The reader owns nothing and copies nothing: a field's bytes are a view into the message, which
@@ -31,15 +31,33 @@ enum class WireFault : unsigned char {
 // The fault in words, for people: a zero-terminated text that lives for ever.
 [[nodiscard]] const char* wire_fault_text(WireFault fault) noexcept;
 
-// One decoded field. `key` is field number * 8 + wire type and decides which of the two values
-// counts; the other is 0 or empty.
-struct WireField {
-  std::uint32_t key = 0;
-  std::uint64_t varint = 0;
-  BufferRef<unsigned char> bytes;
+// One decoded field. Its type decides which of the two values counts; the other is 0 or empty.
+class WireField {
+ public:
+  WireField() = default;
+  // Field number * 8 + wire type.
+  [[nodiscard]] std::uint32_t key() const noexcept { return key_; }
+  [[nodiscard]] std::uint32_t number() const noexcept { return key_ >> 3; }
+  [[nodiscard]] WireType type() const noexcept { return static_cast<WireType>(key_ & 7); }
+  [[nodiscard]] std::uint64_t varint() const noexcept { return varint_; }
+  // A part of the message.
+  [[nodiscard]] BufferRef<unsigned char> bytes() const noexcept { return {bytes_, length_}; }
 
-  [[nodiscard]] std::uint32_t number() const noexcept { return key >> 3; }
-  [[nodiscard]] WireType type() const noexcept { return static_cast<WireType>(key & 7); }
+ private:
+  friend class WireReader;
+  WireField(std::uint64_t key, std::uint64_t varint) noexcept
+      : key_(static_cast<std::uint32_t>(key)), varint_(varint) {}
+  WireField(std::uint64_t key, const unsigned char* bytes, std::uint64_t length) noexcept
+      : key_(static_cast<std::uint32_t>(key)),
+        length_(static_cast<std::uint32_t>(length)),
+        bytes_(bytes) {}
+
+  // Plain words, so that a field stays in registers between the reader and the code that it is
+  // handed to.
+  std::uint32_t key_ = 0;
+  std::uint32_t length_ = 0;
+  std::uint64_t varint_ = 0;
+  const unsigned char* bytes_ = nullptr;
 };
 
 class WireReader {
@@ -63,8 +81,11 @@ class WireReader {
 
   bool varint(std::uint64_t& value) noexcept;
   bool skip(std::uint64_t n) noexcept;
-  bool payload(BufferRef<unsigned char>& bytes) noexcept;
   bool fail(WireFault fault) noexcept;
+  bool fail_at(const unsigned char* place, WireFault fault) noexcept {
+    at_ = place;
+    return fail(fault);
+  }
 
   const unsigned char* begin_;
   const unsigned char* at_;
@@ -81,11 +102,12 @@ inline bool WireReader::fail(WireFault fault) noexcept {
 }
 
 inline bool WireReader::varint(std::uint64_t& value) noexcept {
-  const unsigned char* const after = get_varint(at_, end_, value);
-  if (after == nullptr) {
+  const Varint found = get_varint(at_, end_);
+  if (found.after == nullptr) {
     return fail(end_ - at_ >= kMaxVarint64 ? WireFault::kOverlong : WireFault::kTruncated);
   }
-  at_ = after;
+  value = found.value;
+  at_ = found.after;
   return true;
 }
 
@@ -95,46 +117,33 @@ inline bool WireReader::skip(std::uint64_t n) noexcept {
   return true;
 }
 
-inline bool WireReader::payload(BufferRef<unsigned char>& bytes) noexcept {
-  std::uint64_t length;
-  if (!varint(length)) return false;
-  const unsigned char* const start = at_;
-  if (!skip(length)) return false;
-  bytes = BufferRef<unsigned char>(start, static_cast<std::uint32_t>(length));
-  return true;
-}
-
 inline bool WireReader::next(WireField& field) noexcept {
   while (at_ != end_) {
     const unsigned char* const start = at_;
-    std::uint64_t key;
+    std::uint64_t key, number;
     if (!varint(key)) return false;
-    WireField found;
-    found.key = static_cast<std::uint32_t>(key);
-    bool good = false;
-    if (key > kMaxKey || key < 8) {
-      at_ = start;
-      return fail(WireFault::kFieldNumber);
-    }
-    switch (key & 7) {
-      case 0:
-        good = varint(found.varint);
-        break;
-      case 2:
-        good = payload(found.bytes);
-        break;
-      case 1:
+    if (key > kMaxKey || key < 8) return fail_at(start, WireFault::kFieldNumber);
+    switch (static_cast<WireType>(key & 7)) {
+      case WireType::kVarint:
+        if (!varint(number)) return false;
+        field = WireField(key, number);
+        return true;
+      case WireType::kBytes: {
+        if (!varint(number)) return false;
+        const unsigned char* const bytes = at_;
+        if (!skip(number)) return false;
+        field = WireField(key, bytes, number);
+        return true;
+      }
+      case WireType::kFixed64:
         if (!skip(8)) return false;
-        continue;
-      case 5:
+        break;
+      case WireType::kFixed32:
         if (!skip(4)) return false;
-        continue;
+        break;
       default:
-        at_ = start;
-        return fail((key & 7) < 5 ? WireFault::kGroup : WireFault::kWireType);
+        return fail_at(start, (key & 7) < 5 ? WireFault::kGroup : WireFault::kWireType);
     }
-    if (good) field = found;
-    return good;
   }
   return false;
 }

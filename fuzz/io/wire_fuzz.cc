@@ -1,10 +1,13 @@
 // Any bytes through the wire reader. Held:
 // 1. It hands out the fields that a plain reader finds, and stops at the same fault in the same
 // place.
-// 2. What it handed out, written by ProtoWrite, reads back as the same fields.
+// 2. What it handed out, written by ProtoWrite, gives the bytes that the plain way gives, and reads
+// back as the same
+//    fields.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 
 #include "corelib/io/proto_write.h"
 #include "corelib/io/wire_read.h"
@@ -25,16 +28,20 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(walk == tstl::oracle::PlainWireReader({data, size}).read());
 
   ProtoWrite out;
+  std::string plain;
   Check(out.write([&](ProtoWrite& to) {
     for (const tstl::oracle::Field& field : walk.fields) {
       if (field.key % 8 == static_cast<unsigned>(WireType::kVarint)) {
         to.bsc_write_kvarint<unsigned long long>(field.key / 8, field.varint);
+        plain += to.measuring() ? tstl::oracle::PlainField(field.key / 8, field.varint) : "";
       } else {
         to.bsc_write_kbytes(field.key / 8, field.bytes);
+        plain += to.measuring() ? tstl::oracle::PlainField(field.key / 8, field.bytes) : "";
       }
     }
   }));
   const auto& written = out.output();
+  Check(written.std_view() == plain);
   const tstl::oracle::Walk again =
       tstl::oracle::ReadWithWireReader({written.c_str(), written.len()});
   Check(again.fault == tstl::WireFault::kNone && again.fields == walk.fields);

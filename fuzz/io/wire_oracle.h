@@ -1,5 +1,5 @@
-// The wire format read the plain way: one index, one byte at a time, nothing clever. It judges
-// WireReader, in tests and under the fuzzer.
+// The wire format written and read the plain way: one index, one byte at a time, nothing clever. It
+// judges ProtoWrite and WireReader, in tests and under the fuzzer.
 #pragma once
 
 #include <cstddef>
@@ -8,11 +8,25 @@
 #include <ostream>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "corelib/io/wire_read.h"
 
 namespace tstl::oracle {
+
+// The format written the plain way: every content is built first, and its length is then known.
+inline std::string PlainVarint(std::uint64_t value) {
+  std::string bytes;
+  for (; value > 127; value /= 128) bytes += static_cast<char>(value % 128 + 128);
+  return bytes + static_cast<char>(value);
+}
+inline std::string PlainField(std::uint32_t number, std::string_view payload) {
+  return PlainVarint(number * 8u + 2) + PlainVarint(payload.size()) + std::string(payload);
+}
+inline std::string PlainField(std::uint32_t number, std::uint64_t value) {
+  return PlainVarint(number * 8u) + PlainVarint(value);
+}
 
 struct Field {
   std::uint32_t key;
@@ -96,7 +110,7 @@ inline Walk ReadWithWireReader(std::span<const std::uint8_t> message) {
   WireReader reader({message.data(), static_cast<unsigned>(message.size())});
   Walk walk;
   for (WireField field; reader.next(field);) {
-    walk.fields.push_back({field.key, field.varint, std::string(field.bytes.std_view())});
+    walk.fields.push_back({field.key(), field.varint(), std::string(field.bytes().std_view())});
   }
   walk.fault = reader.fault();
   walk.position = reader.position();

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "corelib/io/detail/copy_bytes.h"
+#include "corelib/io/detail/json_escape.h"
 #include "corelib/text/detail/scan.h"
 #include "corelib/text/utf.h"
 
@@ -70,23 +72,29 @@ unsigned short* decode_run(const unsigned char* at, std::size_t n, unsigned shor
 
 }  // namespace
 
-std::size_t decode_json_string(BufferRef<unsigned char> raw, unsigned char* dst) noexcept {
+std::size_t decode_json_string(BufferRef<unsigned char> raw, bool escaped,
+                               unsigned char* dst) noexcept {
+  if (!escaped) {
+    copy_bytes(dst, raw.cstr(), raw.len());
+    return raw.len();
+  }
   unsigned char* at = dst;
   decode_pieces(raw, [&at](const unsigned char* bytes, std::size_t n) {
-    std::memcpy(at, bytes, n);
+    copy_bytes(at, bytes, n);
     at += n;
     return true;
   });
   return static_cast<std::size_t>(at - dst);
 }
 
-std::size_t decode_json_string(BufferRef<unsigned char> raw, unsigned short* dst) noexcept {
+std::size_t decode_json_string(BufferRef<unsigned char> raw, bool escaped,
+                               unsigned short* dst) noexcept {
   unsigned short* to = dst;
   const unsigned char* at = raw.cbegin();
   const unsigned char* const end = raw.cend();
   while (at != end) {
-    const std::size_t run =
-        first_of(at, static_cast<std::size_t>(end - at), static_cast<unsigned char>('\\'));
+    const auto rest = static_cast<std::size_t>(end - at);
+    const std::size_t run = escaped ? first_of(at, rest, static_cast<unsigned char>('\\')) : rest;
     if (run != 0) to = decode_run(at, run, to);
     at += run;
     if (at != end) *to++ = static_cast<unsigned short>(read_escape(at));
