@@ -5,6 +5,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/detail/dict_image.h"
+#include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/load.h"
 #include "corelib/containers/detail/read_file.h"
 
@@ -122,19 +123,48 @@ std::uint32_t BufferDict<T>::save(const char* path) const {
   return (std::fclose(file) == 0 && written) ? 0 : FAILURE;
 }
 
+// The walk of for_each, with the key's own length in the place of the record's where they are the
+// same, and without a call.
 template <Unit T>
-const BufferDictNode<T>* BufferDict<T>::find(View key) const {
-  if (bucket_cnt_ == 0 || key.len() > 0xFFFF) return nullptr;
+const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) const {
+  if (key.len() > 0xFFFF) return nullptr;
   const Start start = start_of(key);
-  const auto matches = [&](const Node* node) {
-    return (load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes &&
-           detail::same_bytes(reinterpret_cast<const unsigned char*>(node->str()),
-                              reinterpret_cast<const unsigned char*>(key.cstr()),
-                              key.len() * sizeof(T));
-  };
-  const Node* node = first_record(hash_id(key));
-  while (node != nullptr && !matches(node)) node = next_record(node);
-  return node;
+  const std::uint64_t size = Node::node_size(key.len());
+  const std::uint64_t length = image_.len();
+  std::uint64_t offset = first_offset(bucket);
+  if (offset == 0 || !is_aligned(offset)) return nullptr;
+  while (offset + Node::node_size(0) <= length) {
+    const auto* const node = reinterpret_cast<const Node*>(header_ + offset);
+    if ((load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes &&
+        offset + size <= length &&
+        detail::same_bytes(reinterpret_cast<const unsigned char*>(node->str()),
+                           reinterpret_cast<const unsigned char*>(key.cstr()),
+                           key.len() * sizeof(T))) {
+      return node;
+    }
+    if (node->is_lastnode()) return nullptr;
+    offset += node->node_size();
+  }
+  return nullptr;
+}
+
+template <Unit T>
+void BufferDict<T>::find_all(const View* keys, std::uint32_t n, const Node** nodes) const {
+  if (bucket_cnt_ == 0) {
+    std::fill_n(nodes, n, nullptr);
+    return;
+  }
+  detail::for_each_group(n, [&](std::uint32_t start, std::uint32_t cnt) {
+    std::uint32_t buckets[detail::kGroup];
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      buckets[i] = hash_id(keys[start + i]);
+      __builtin_prefetch(table_ + std::uint64_t{buckets[i]} * 4);
+    }
+    for (std::uint32_t i = 0; i < cnt; ++i) prefetch(first_offset(buckets[i]));
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      nodes[start + i] = find_in(buckets[i], keys[start + i]);
+    }
+  });
 }
 
 template <Unit T>
@@ -143,18 +173,19 @@ bool BufferDict<T>::check() const {
   const std::uint64_t table_end = kHeaderSize + std::uint64_t{bucket_cnt_} * 4;
   Cells cells(image_.len());
   if (!cells) return false;
+  const auto is_whole = [&](const Node* node, std::uint32_t bucket) {
+    const std::uint64_t offset = offset_of(node);
+    return offset >= table_end && offset % 4 == 0 && cells.take(offset, node->node_size()) &&
+           ends_with_zeros(*node) && hash_id(node->key()) == bucket;
+  };
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
-    const Node* node = first_record(bucket);
-    if (node == nullptr && load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4) != 0)
-      return false;
-    for (; node != nullptr; node = next_record(node)) {
-      const std::uint64_t offset = offset_of(node);
-      if (offset < table_end || offset % 4 != 0 || !cells.take(offset, node->node_size()) ||
-          !ends_with_zeros(*node) || hash_id(node->key()) != bucket) {
-        return false;
-      }
-      if (!node->is_lastnode() && next_record(node) == nullptr) return false;
+    prefetch_ahead(bucket);
+    bool ended = first_offset(bucket) == 0;
+    for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
+      if (!is_whole(node, bucket)) return false;
+      ended = node->is_lastnode();
     }
+    if (!ended) return false;
   }
   return true;
 }

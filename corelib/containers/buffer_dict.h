@@ -120,8 +120,8 @@ class BufferDict {
 
   // Whether the image is whole: the table and every record lie inside it, no two records share a
   // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
-  // format tells. Time and memory are in proportion to the image's length. False when it is empty
-  // or memory is short.
+  // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
+  // in proportion to the image's length. False when it is empty or memory is short.
   bool check() const;
 
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
@@ -130,8 +130,14 @@ class BufferDict {
   std::uint32_t hash_id(View key) const { return crc32(key) % bucket_cnt_; }
 
   // The record of the key, or null; and whether there is one.
-  const Node* find(View key) const;
+  const Node* find(View key) const {
+    return bucket_cnt_ == 0 ? nullptr : find_in(hash_id(key), key);
+  }
   bool match(View key) const { return find(key) != nullptr; }
+
+  // Looks up `n` keys and stores a record or null for each; in a large image several times as quick
+  // as one after another, since the waits for memory overlap.
+  void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
   // Call fn(BufferRef const& key, u64& value), or fn(Node const&) if it takes that, for every
   // record, bucket by bucket. The value is a copy. for_each_bk stops at the first call that returns
@@ -150,11 +156,29 @@ class BufferDict {
  private:
   static constexpr std::uint32_t kHeaderSize = 16;
   static constexpr std::uint32_t kLeastLength = 17;
+  static constexpr std::uint32_t kAhead = 16;
 
   std::uint32_t itn_open();
   std::uint32_t header_word(unsigned i) const {
     return detail::load_le<std::uint32_t>(header_ + 4 * i);
   }
+  // Offset of a bucket's first record, 0 for none.
+  std::uint32_t first_offset(std::uint32_t bucket) const {
+    return detail::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
+  }
+  // Whether units may lie in a record there; they may then in all that follow it, too.
+  bool is_aligned(std::uint64_t offset) const {
+    return reinterpret_cast<std::uintptr_t>(header_ + offset) % alignof(T) == 0;
+  }
+  // Starts to fetch what lies there, if that is in the image.
+  void prefetch(std::uint64_t offset) const {
+    if (offset < image_.len()) __builtin_prefetch(header_ + offset);
+  }
+  // Starts to fetch the first record of a bucket soon after this one.
+  void prefetch_ahead(std::uint32_t bucket) const {
+    if (bucket_cnt_ - bucket > kAhead) prefetch(first_offset(bucket + kAhead));
+  }
+  const Node* find_in(std::uint32_t bucket, View key) const;
   const Node* record_at(std::uint64_t offset) const;
   const Node* first_record(std::uint32_t bucket) const;
   const Node* next_record(const Node* node) const;
@@ -179,15 +203,14 @@ class BufferDict {
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::record_at(std::uint64_t offset) const {
   const std::uint64_t length = image_.len();
-  if (offset + sizeof(Node) > length) return nullptr;
+  if (offset + sizeof(Node) > length || !is_aligned(offset)) return nullptr;
   const auto* const node = reinterpret_cast<const Node*>(header_ + offset);
-  const bool aligned = reinterpret_cast<std::uintptr_t>(node) % alignof(T) == 0;
-  return aligned && offset + node->node_size() <= length ? node : nullptr;
+  return offset + node->node_size() <= length ? node : nullptr;
 }
 
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::first_record(std::uint32_t bucket) const {
-  const auto offset = detail::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
+  const std::uint32_t offset = first_offset(bucket);
   return offset == 0 ? nullptr : record_at(offset);
 }
 
@@ -213,6 +236,7 @@ template <class Fn>
 bool BufferDict<T>::for_each_node(Fn&& fn) const {
   std::uint64_t most = image_.len() / Node::node_size(0);
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
+    prefetch_ahead(bucket);
     for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
       if (most-- == 0 || !fn(*node)) return false;
     }

@@ -1,7 +1,9 @@
 #include "corelib/containers/buffer_hash.h"
 
+#include <algorithm>
 #include <cstdlib>
 
+#include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/key_probe.h"
 
 namespace tstl {
@@ -102,12 +104,30 @@ typename BufferHash<T>::Node* BufferHash<T>::insert(View key) {
 }
 
 template <Unit T>
-const typename BufferHash<T>::Node* BufferHash<T>::find(View key) const {
-  if (buckets_ == nullptr) return nullptr;
+const typename BufferHash<T>::Node* BufferHash<T>::find_in(std::uint32_t bucket, View key) const {
   const detail::KeyProbe<T> probe(key);
-  const Node* node = buckets_[hash_id(key)];
+  const Node* node = buckets_[bucket];
   while (node != nullptr && !probe.matches(node->keyed())) node = node->next();
   return node;
+}
+
+template <Unit T>
+void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nodes) const {
+  if (buckets_ == nullptr) {
+    std::fill_n(nodes, n, nullptr);
+    return;
+  }
+  detail::for_each_group(n, [&](std::uint32_t start, std::uint32_t cnt) {
+    std::uint32_t buckets[detail::kGroup];
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      buckets[i] = hash_id(keys[start + i]);
+      __builtin_prefetch(buckets_ + buckets[i]);
+    }
+    for (std::uint32_t i = 0; i < cnt; ++i) __builtin_prefetch(buckets_[buckets[i]]);
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      nodes[start + i] = find_in(buckets[i], keys[start + i]);
+    }
+  });
 }
 
 template class BufferHash<unsigned char>;

@@ -99,7 +99,14 @@ class BufferHash {
 
   // The node of the key or null.
   Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
-  const Node* find(View key) const;
+  const Node* find(View key) const {
+    return buckets_ == nullptr ? nullptr : find_in(hash_id(key), key);
+  }
+
+  // Looks up `n` keys and stores a node or null for each. In a table that is larger than the
+  // processor's caches this is several times as quick as finding them one after another, since the
+  // waits for memory overlap: for all words that may start at a place of a text, say.
+  void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
   // Call fn(BufferRef const& key, u64& value) for every node, bucket by bucket, each chain from its
   // head. `fn` may change the value, and of a table that is not const the change stays; it must not
@@ -129,6 +136,7 @@ class BufferHash {
   template <class Self, class Fn>
   static bool for_each_node(Self& self, Fn&& fn);
   bool make_buckets();
+  const Node* find_in(std::uint32_t bucket, View key) const;
   void move_chains(Node** to, std::uint32_t to_cnt);
 
   Chunk arena_;

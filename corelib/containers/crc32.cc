@@ -1,5 +1,7 @@
 #include "corelib/containers/crc32.h"
 
+#include <cassert>
+
 #include "corelib/containers/detail/little_endian.h"
 
 #if defined(__x86_64__)
@@ -66,18 +68,6 @@ std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
   return ~crc;
 }
 
-// The bytes that exceed whole words are taken first, as a word with zero bytes in front of them:
-// those do not change an all-zero register, and what the preset one would have become by then is
-// added after. REQUIRES: n >= 8.
-std::uint32_t crc32_tables(const unsigned char* p, std::size_t n) {
-  const std::size_t odd = n % 8;
-  std::uint32_t crc = kTables.preset[odd];
-  if (odd != 0) crc ^= after_eight(0, load_le<std::uint64_t>(p) << (64 - 8 * odd));
-  const unsigned char* const end = p + n;
-  for (p += odd; p != end; p += 8) crc = after_eight(crc, load_le<std::uint64_t>(p));
-  return ~crc;
-}
-
 #if defined(__x86_64__)
 // The same by multiplication of polynomials over GF(2): the run, with zero bytes in front of it so
 // that it is whole blocks of 16 bytes, is folded into one block, and that one reduced by Barrett's
@@ -139,17 +129,28 @@ const bool kHasProduct = __builtin_cpu_supports("pclmul");
 
 }  // namespace
 
+// The bytes that exceed whole words are taken first, as a word with zero bytes in front of them:
+// those do not change an all-zero register, and what the preset one would have become by then is
+// added after.
+std::uint32_t detail::crc32_tables(const unsigned char* p, std::size_t n) noexcept {
+  assert(n >= 8);
+  const std::size_t odd = n % 8;
+  std::uint32_t crc = kTables.preset[odd];
+  if (odd != 0) crc ^= after_eight(0, load_le<std::uint64_t>(p) << (64 - 8 * odd));
+  const unsigned char* const end = p + n;
+  for (p += odd; p != end; p += 8) crc = after_eight(crc, load_le<std::uint64_t>(p));
+  return ~crc;
+}
+
 std::uint32_t crc32(const unsigned char* p, std::size_t n) noexcept {
   if (n < 8) return crc32_short(p, n);
 #if defined(__x86_64__)
   if (kHasProduct) return crc32_product(p, n);
 #endif
-  return crc32_tables(p, n);
+  return detail::crc32_tables(p, n);
 }
 
-namespace detail {
-
-std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept {
+std::uint32_t detail::crc32_units(const unsigned short* units, std::size_t n) noexcept {
   std::uint32_t crc = kPreset;
   for (std::size_t i = 0; i < n; ++i) {
     for (const unsigned byte : {units[i] % 256u, units[i] / 256u}) {
@@ -159,5 +160,4 @@ std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept {
   return ~crc;
 }
 
-}  // namespace detail
 }  // namespace tstl

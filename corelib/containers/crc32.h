@@ -24,7 +24,9 @@ template <Unit T>
 // ---------------------------------------------------------------------------------------------------------------------
 
 namespace detail {
-// Unit by unit, however the machine keeps them.
+// The ways for machines without polynomial products, and with the high byte of a unit first.
+// REQUIRES of the first: n >= 8.
+std::uint32_t crc32_tables(const unsigned char* bytes, std::size_t n) noexcept;
 std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept;
 }  // namespace detail
 

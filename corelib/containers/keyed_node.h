@@ -5,7 +5,6 @@
 // no reference to its fields exists: its value is read and stored by functions.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -43,7 +42,7 @@ class KeyedNode {
   // alloc_node made it for a key of this length.
   void init_key(BufferRef<T> key, std::uint32_t len) {
     len_ = len;
-    if (key) std::memcpy(reinterpret_cast<T*>(this + 1), key.cstr(), key.len() * sizeof(T));
+    if (key) std::memcpy(static_cast<void*>(this + 1), key.cstr(), key.len() * sizeof(T));
   }
 
  private:

@@ -1,9 +1,10 @@
 // Trie: a compact, unchanging index of keys with 64-bit values, for exact and for prefix search.
 //
 // It is built from a Tree, of which it keeps nothing, and owns its memory. Building reports FAILURE
-// and leaves the trie empty when memory is short. A search that runs out of memory ends as if there
-// were nothing more to find. One thread at a time, also for searching: a trie keeps what a look-up
-// works with.
+// and leaves the trie empty when memory is short, as far as the index library below notices: it
+// does not look at the outcome of all its allocations. A search that runs out of memory ends as if
+// there were nothing more to find. One thread at a time, also for searching: a trie keeps what a
+// look-up works with.
 //
 // The index is a marisa trie over bytes; the key of a 16-bit trie is entered as the two bytes of
 // each unit, the high one first, so that order and prefixes are those of the units and any units,

@@ -1,9 +1,7 @@
 #include "corelib/containers/detail/dict_image.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <cstring>
-#include <numeric>
 #include <span>
 
 #include "corelib/containers/buffer_dict.h"
@@ -15,10 +13,29 @@ namespace tstl::detail {
 namespace {
 
 constexpr std::uint64_t kHeaderSize = 16;
-constexpr std::uint64_t kGreatestImage = Buffer<unsigned char>::kGreatestCapacity;
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
+// Five buckets for three keys: more than half of all buckets are empty then, where a search for
+// what is not there ends in the table, which takes less than seven bytes a key.
 constexpr std::uint64_t bucket_cnt_for(std::uint64_t keys) {
-  return std::max<std::uint64_t>(keys, 1);
+  return std::max<std::uint64_t>(1, keys * 5 / 3);
+}
+
+// A node, and its bucket's next one in the order of keys.
+template <Unit T>
+struct Entry {
+  const BufferHashNode<T>* node;
+  std::uint64_t rank;  // the first units of the key, as a number that orders as they do
+  std::uint32_t next;
+};
+
+template <Unit T>
+std::uint64_t rank_of(BufferRef<T> key) {
+  std::uint64_t rank = 0;
+  for (unsigned i = 0; i < sizeof rank / sizeof(T); ++i) {
+    rank = rank << 8 * sizeof(T) | (i < key.len() ? key[i] : 0);
+  }
+  return rank;
 }
 
 template <Unit T, class Fn>
@@ -29,120 +46,107 @@ void for_each_node(const BufferHash<T>& table, Fn fn) {
   }
 }
 
-// The nodes of a table by buckets of the image.
 template <Unit T>
-struct Groups {
-  using Node = BufferHashNode<T>;
+class Builder {
+ public:
+  // False when memory is short.
+  bool sort(const BufferHash<T>& table);
+  bool group();
+  std::uint64_t size() const;
+  // REQUIRES: `image` has size() zero bytes.
+  void write(unsigned char* image) const;
 
-  Chunk arena;
-  const Node** nodes = nullptr;
-  std::uint32_t bucket_cnt = 0;
-  std::uint32_t* end = nullptr;   // for each bucket, where its nodes end,
-  std::uint32_t* cnt = nullptr;   // how many it had,
-  std::uint32_t* kept = nullptr;  // and how many of these count, from the first
-
-  std::span<const Node*> all(std::uint32_t bucket) const {
-    return {nodes + end[bucket] - cnt[bucket], cnt[bucket]};
-  }
-  std::span<const Node*> bucket(std::uint32_t bucket) const {
-    return all(bucket).first(kept[bucket]);
-  }
+ private:
+  Chunk arena_;
+  std::span<Entry<T>> entries_;       // in the order of keys, each key once
+  std::span<std::uint32_t> buckets_;  // the first entry of each bucket
 };
 
-// Puts the nodes in the order of the buckets, those of a bucket as they come in the table. False
-// when memory is short or no image could hold so many.
+// Nodes with one key stand in one chain of the table, and sorting keeps their order: so the one
+// that the table finds comes first.
 template <Unit T>
-bool group(const BufferHash<T>& table, Groups<T>& groups) {
+bool Builder<T>::sort(const BufferHash<T>& table) {
   std::uint64_t n = 0;
-  for_each_node(table, [&](const auto*) { ++n; });
-  const std::uint64_t buckets = bucket_cnt_for(n);
-  if (std::max(n, buckets) > kGreatestImage / 4) return false;
+  for_each_node(table, [&n](const auto*) { ++n; });
+  if (n > kGreatestImage / kHeaderSize) return false;
+  auto* const entries = arena_.alloc_array<Entry<T>>(n + 1);
+  if (entries == nullptr) return false;
+  auto* end = entries;
+  for_each_node(table, [&end](const auto* node) { *end++ = {node, rank_of(node->key()), kNone}; });
 
-  groups.bucket_cnt = static_cast<std::uint32_t>(buckets);
-  groups.nodes = groups.arena.template alloc_array<const BufferHashNode<T>*>(n + 1);
-  auto* const bucket_of = groups.arena.template alloc_array<std::uint32_t>(n + 1);
-  for (auto* array : {&groups.end, &groups.cnt, &groups.kept}) {
-    *array = groups.arena.template alloc_array<std::uint32_t>(buckets);
-    if (*array == nullptr) return false;
-  }
-  if (groups.nodes == nullptr || bucket_of == nullptr) return false;
-
-  std::uint32_t i = 0;
-  for_each_node(table, [&](const auto* node) {
-    bucket_of[i] = crc32(node->key()) % groups.bucket_cnt;
-    ++groups.cnt[bucket_of[i++]];
+  std::stable_sort(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
+    return a.rank != b.rank ? a.rank < b.rank : a.node->key() < b.node->key();
   });
-  std::exclusive_scan(groups.cnt, groups.cnt + buckets, groups.end, 0u);
-  i = 0;
-  for_each_node(table,
-                [&](const auto* node) { groups.nodes[groups.end[bucket_of[i++]]++] = node; });
+  end = std::unique(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
+    return a.rank == b.rank && a.node->key() == b.node->key();
+  });
+  entries_ = {entries, end};
   return true;
 }
 
-// Sorts the nodes of each bucket by key and keeps the first of each key, which is the one that the
-// table finds: nodes of one key are in one chain, and sorting is stable.
 template <Unit T>
-void keep_one_of_each_key(Groups<T>& groups) {
-  for (std::uint32_t i = 0; i < groups.bucket_cnt; ++i) {
-    const auto all = groups.all(i);
-    groups.kept[i] = groups.cnt[i];
-    if (all.size() < 2) continue;
-    std::stable_sort(all.begin(), all.end(),
-                     [](const auto* a, const auto* b) { return a->key() < b->key(); });
-    const auto kept = std::unique(
-        all.begin(), all.end(), [](const auto* a, const auto* b) { return a->key() == b->key(); });
-    groups.kept[i] = static_cast<std::uint32_t>(kept - all.begin());
+bool Builder<T>::group() {
+  const std::uint64_t cnt = bucket_cnt_for(entries_.size());
+  buckets_ = {arena_.alloc_array<std::uint32_t>(cnt), cnt};
+  if (buckets_.data() == nullptr) return false;
+  std::fill(buckets_.begin(), buckets_.end(), kNone);
+  for (std::size_t i = entries_.size(); i-- != 0;) {
+    std::uint32_t& first = buckets_[crc32(entries_[i].node->key()) % cnt];
+    entries_[i].next = first;
+    first = static_cast<std::uint32_t>(i);
   }
+  return true;
 }
 
-// Writes the header, the table and the records over zeros.
 template <Unit T>
-void write_image(const Groups<T>& groups, unsigned char* image, std::uint32_t length) {
-  std::uint32_t entries = 0;
-  std::uint64_t offset = kHeaderSize + std::uint64_t{groups.bucket_cnt} * 4;
-  for (std::uint32_t i = 0; i < groups.bucket_cnt; ++i) {
-    const auto nodes = groups.bucket(i);
-    if (nodes.empty()) continue;
-    store_le(image + kHeaderSize + std::uint64_t{i} * 4, static_cast<std::uint32_t>(offset));
-    for (const auto* node : nodes) {
+std::uint64_t Builder<T>::size() const {
+  std::uint64_t size = kHeaderSize + buckets_.size() * 4;
+  for (const Entry<T>& entry : entries_) size += BufferDictNode<T>::node_size(entry.node->len());
+  return size;
+}
+
+// Buckets stand in the order of their first keys, so that the records of keys with a common start,
+// which are often looked up one after another, are near each other.
+template <Unit T>
+void Builder<T>::write(unsigned char* image) const {
+  std::uint64_t offset = kHeaderSize + buckets_.size() * 4;
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const std::size_t bucket = crc32(entries_[i].node->key()) % buckets_.size();
+    if (buckets_[bucket] != i) continue;
+    store_le(image + kHeaderSize + bucket * 4, static_cast<std::uint32_t>(offset));
+    for (std::uint32_t at = buckets_[bucket]; at != kNone; at = entries_[at].next) {
+      const auto* const node = entries_[at].node;
       auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
       record->init_key(node->key());
       record->set_value(static_cast<std::uint32_t>(node->value() & 0x7FFFFFFF));
-      record->set_lastnode(node == nodes.back());
+      record->set_lastnode(entries_[at].next == kNone);
       offset += record->node_size();
-      ++entries;
     }
   }
-  store_le(image, groups.bucket_cnt);
-  store_le(image + 4, std::max(entries, 1u));  // a reader wants it not to be zero
-  store_le(image + 8, length);
-}
-
-template <Unit T>
-std::uint64_t image_size(const Groups<T>& groups) {
-  std::uint64_t size = kHeaderSize + std::uint64_t{groups.bucket_cnt} * 4;
-  for (std::uint32_t i = 0; i < groups.bucket_cnt; ++i) {
-    for (const auto* node : groups.bucket(i)) size += BufferDictNode<T>::node_size(node->len());
-  }
-  return size;
+  store_le(image, static_cast<std::uint32_t>(buckets_.size()));
+  // The number of keys; but a reader wants it not to be zero.
+  store_le(image + 4, std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
+  store_le(image + 8, static_cast<std::uint32_t>(offset));
 }
 
 }  // namespace
 
 template <Unit T>
-bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image) {
-  Groups<T> groups;
-  if (!group(table, groups)) return false;
-  keep_one_of_each_key(groups);
-  const std::uint64_t size = image_size(groups);
-  if (size > kGreatestImage || !image.recapacity(size)) return false;
+bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image,
+                      std::uint64_t limit) {
+  Builder<T> builder;
+  if (!builder.sort(table) || !builder.group()) return false;
+  const std::uint64_t size = builder.size();
+  if (size > limit || !image.recapacity(size)) return false;
   image.set_len(static_cast<unsigned>(size));
   std::memset(image.str(), 0, size);
-  write_image(groups, image.str(), static_cast<std::uint32_t>(size));
+  builder.write(image.str());
   return true;
 }
 
-template bool build_dict_image(const BufferHash<unsigned char>&, Buffer<unsigned char>&);
-template bool build_dict_image(const BufferHash<unsigned short>&, Buffer<unsigned char>&);
+template bool build_dict_image(const BufferHash<unsigned char>&, Buffer<unsigned char>&,
+                               std::uint64_t);
+template bool build_dict_image(const BufferHash<unsigned short>&, Buffer<unsigned char>&,
+                               std::uint64_t);
 
 }  // namespace tstl::detail
