@@ -111,8 +111,8 @@ struct Both {
 
   RandomTexts random;
   std::deque<std::vector<T>> lent, const_texts;
-  Model<T> model;
-  B real;
+  Model<T> m;
+  B b;  // goes before the texts that it may point at
   // What an operation works on. `text` is foreign or a part of the buffer; the vectors are copies
   // from before.
   BufferRef<T> text;
@@ -121,11 +121,20 @@ struct Both {
   unsigned pos = 0, n = 0, limit = 0, cap = 0;
 
   explicit Both(unsigned seed) : random(seed) {
-    model.inline_cap = B::kInlineUnits;
-    model.Reset();
+    m.inline_cap = B::kInlineUnits;
+    m.Reset();
   }
   void Step();
-  void Check() const;
+  void Check() const {
+    constexpr unsigned kStorage[] = {0, 0, 1u << 31, 0, 1u << 30};
+    ASSERT_EQ(std::vector<T>(b.begin(), b.end()), m.text);
+    ASSERT_EQ(b.capacity(), m.cap);
+    ASSERT_EQ(b.flags(), kStorage[static_cast<int>(m.state)] | kMark | B::kInlineUnits);
+    ASSERT_EQ(b.is_with_data(), m.state == State::kInline);
+    ASSERT_EQ(b.ref_internal_data() == nullptr, m.state == State::kEmpty);
+    ASSERT_TRUE(b.check_invariants());
+    for (const auto& lent_text : const_texts) ASSERT_EQ(lent_text, five);
+  }
   bool Fired() const { return std::exchange(allocator->fired, false); }
   T* Owned() const {
     void* const memory = std::malloc((cap + 1) * sizeof(T));
@@ -134,85 +143,63 @@ struct Both {
   T* Lent() { return lent.emplace_back(cap + 1, T{'k'}).data(); }
   const T* Const() { return const_texts.emplace_back(five).data(); }
   void MoveThereAndBack() {
-    Buffer<T> there(std::move(real));
-    real.assign_rv(std::move(there), n % 2 == 0);
+    Buffer<T> there(std::move(b));
+    b.assign_rv(std::move(there), n % 2 == 0);
   }
 };
 
-// The operations, each on the buffer and on the model.
+// The operations, each on the buffer and on the m.
 template <class B, class S = Both<B>>
 const std::vector<void (*)(S&)> kOperations = {
-    [](S& s) { s.real.append_str(s.text), s.model.Put(kEnd, 0, s.units); },
-    [](S& s) { s.real.append_str(s.other), s.model.Put(kEnd, 0, s.other_units); },
-    [](S& s) { s.real.append_chr('c'), s.model.Append("c"); },
-    [](S& s) { s.real.append_chr_repeat('r', 33), s.model.Append(std::string(33, 'r')); },
-    [](S& s) { s.real.append_num(-47), s.model.Append("-47"); },
-    [](S& s) { s.real.append_num(-4, 4), s.model.Append("-004"); },
-    [](S& s) { s.real.insert_str(s.pos, s.text), s.model.Put(s.pos, 0, s.units); },
-    [](S& s) { s.real.replace_str(s.pos, s.n, s.text), s.model.Put(s.pos, s.n, s.units); },
-    [](S& s) { s.real.write(s.pos, s.text), s.model.Put(s.pos, s.text.len(), s.units); },
+    [](S& s) { s.b.append_str(s.text), s.m.Put(kEnd, 0, s.units); },
+    [](S& s) { s.b.append_str(s.other), s.m.Put(kEnd, 0, s.other_units); },
+    [](S& s) { s.b.append_chr('c'), s.m.Append("c"); },
+    [](S& s) { s.b.append_chr_repeat('r', 33), s.m.Append(std::string(33, 'r')); },
+    [](S& s) { s.b.append_num(-47), s.m.Append("-47"); },
+    [](S& s) { s.b.append_num(-4, 4), s.m.Append("-004"); },
+    [](S& s) { s.b.insert_str(s.pos, s.text), s.m.Put(s.pos, 0, s.units); },
+    [](S& s) { s.b.replace_str(s.pos, s.n, s.text), s.m.Put(s.pos, s.n, s.units); },
+    [](S& s) { s.b.write(s.pos, s.text), s.m.Put(s.pos, s.text.len(), s.units); },
+    [](S& s) { s.b.insert_str_fix(s.pos, s.text, s.limit), s.m.Put(s.pos, 0, s.units, s.limit); },
+    [](S& s) { s.b.write_fix(0, s.text, s.limit), s.m.Put(0, s.text.len(), s.units, s.limit); },
+    [](S& s) { s.b.erase_fix(s.pos, s.n, s.limit), s.m.Put(s.pos, s.n, {}, s.limit); },
+    [](S& s) { s.b.erase(s.pos, s.n), s.m.Put(s.pos, s.n, {}); },
+    [](S& s) { s.b.cut_head(s.n * 3), s.m.Put(0, s.n * 3, {}); },
+    [](S& s) { s.b.cut_tail(s.b.len() / 3), s.m.Put(s.m.size() - s.m.size() / 3, kEnd, {}); },
+    [](S& s) { s.b.set_len(s.b.len() / 2), s.m.Put(s.m.size() / 2, kEnd, {}); },
     [](S& s) {
-      s.real.insert_str_fix(s.pos, s.text, s.limit), s.model.Put(s.pos, 0, s.units, s.limit);
+      s.b.reverse(), s.m.Put(0, kEnd, {s.m.text.rbegin(), s.m.text.rend()});
     },
+    [](S& s) { s.b.assign(s.text), s.units.empty() ? s.m.Clear() : s.m.Put(0, kEnd, s.units); },
+    [](S& s) { s.b.clear(), s.m.Clear(); },
+    [](S& s) { s.b.reset(), s.m.Reset(); },
+    [](S& s) { s.b.recapacity(s.cap), s.m.Grow(s.cap); },
+    [](S& s) { s.b.shrink_to_fit(), s.Fired() ? void() : s.m.Shrink(); },
+    [](S& s) { s.MoveThereAndBack(), s.Fired() ? s.m.Reset() : s.m.MoveThereAndBack(); },
+    [](S& s) { s.b.set_data_owner(s.cap, s.Owned(), 5), s.m.Set(State::kOwned, s.cap, s.five); },
     [](S& s) {
-      s.real.write_fix(0, s.text, s.limit), s.model.Put(0, s.text.len(), s.units, s.limit);
+      s.b.set_data_external(s.cap, s.Lent(), 5), s.m.Set(State::kExternal, s.cap, s.five);
     },
-    [](S& s) { s.real.erase_fix(s.pos, s.n, s.limit), s.model.Put(s.pos, s.n, {}, s.limit); },
-    [](S& s) { s.real.erase(s.pos, s.n), s.model.Put(s.pos, s.n, {}); },
-    [](S& s) { s.real.cut_head(s.n * 3), s.model.Put(0, s.n * 3, {}); },
-    [](S& s) {
-      s.real.cut_tail(s.real.len() / 3), s.model.Put(s.model.size() - s.model.size() / 3, kEnd, {});
-    },
-    [](S& s) { s.real.set_len(s.real.len() / 2), s.model.Put(s.model.size() / 2, kEnd, {}); },
-    [](S& s) {
-      s.real.reverse(), s.model.Put(0, kEnd, {s.model.text.rbegin(), s.model.text.rend()});
-    },
-    [](S& s) {
-      s.real.assign(s.text), s.units.empty() ? s.model.Clear() : s.model.Put(0, kEnd, s.units);
-    },
-    [](S& s) { s.real.clear(), s.model.Clear(); },
-    [](S& s) { s.real.reset(), s.model.Reset(); },
-    [](S& s) { s.real.recapacity(s.cap), s.model.Grow(s.cap); },
-    [](S& s) { s.real.shrink_to_fit(), s.Fired() ? void() : s.model.Shrink(); },
-    [](S& s) { s.MoveThereAndBack(), s.Fired() ? s.model.Reset() : s.model.MoveThereAndBack(); },
-    [](S& s) {
-      s.real.set_data_owner(s.cap, s.Owned(), 5), s.model.Set(State::kOwned, s.cap, s.five);
-    },
-    [](S& s) {
-      s.real.set_data_external(s.cap, s.Lent(), 5), s.model.Set(State::kExternal, s.cap, s.five);
-    },
-    [](S& s) { s.real.set_data_const(s.Const(), 5), s.model.Set(State::kConst, 5, s.five); },
+    [](S& s) { s.b.set_data_const(s.Const(), 5), s.m.Set(State::kConst, 5, s.five); },
 };
 
 template <class B>
 void Both<B>::Step() {
   const auto foreign_text = random.next<T>(60, "ab\\/Z");
   const auto other_text = random.next<OtherUnit>(40, "xyz");
-  pos = random.below(real.len() + 3);
-  n = random.below(real.len() / 2 + 3);
-  limit = real.len() + random.below(40);
+  pos = random.below(b.len() + 3);
+  n = random.below(b.len() / 2 + 3);
+  limit = b.len() + random.below(40);
   cap = 20 + random.below(80);
   other = other_text;
-  text = random.below(2) == 0 ? real.sub_str(random.below(real.len() + 1), n) : foreign_text;
+  text = random.below(2) == 0 ? b.sub_str(random.below(b.len() + 1), n) : foreign_text;
   units.assign(text.begin(), text.end());
   other_units.assign(other.begin(), other.end());
   const unsigned choice = random.below(static_cast<unsigned>(kOperations<B>.size()));
   SCOPED_TRACE(choice);
   kOperations<B>[choice](*this);
-  if (Fired()) model.Set(State::kEmpty, 0, {});
+  if (Fired()) m.Set(State::kEmpty, 0, {});
   Check();
-}
-
-template <class B>
-void Both<B>::Check() const {
-  constexpr unsigned kStorage[] = {0, 0, 1u << 31, 0, 1u << 30};
-  ASSERT_EQ(std::vector<T>(real.begin(), real.end()), model.text);
-  ASSERT_EQ(real.capacity(), model.cap);
-  ASSERT_EQ(real.flags(), kStorage[static_cast<int>(model.state)] | kMark | B::kInlineUnits);
-  ASSERT_EQ(real.is_with_data(), model.state == State::kInline);
-  ASSERT_EQ(real.ref_internal_data() == nullptr, model.state == State::kEmpty);
-  ASSERT_TRUE(real.check_invariants());
-  for (const auto& lent_text : const_texts) ASSERT_EQ(lent_text, five);
 }
 
 // Takes a buffer through `steps` steps; returns whether the allocator failed on the way.
