@@ -27,8 +27,8 @@ static_assert(sizeof(KeptString) == 24);
 }  // namespace detail
 
 JsonNode::Raw JsonNode::raw_place() const noexcept {
-  if (!(flags_ & kKept)) return raw_;
-  return {kept_->raw_gap, kept_->raw_len};
+  const detail::KeptString* const first = kept();
+  return first == nullptr ? raw_ : Raw{first->raw_gap, first->raw_len};
 }
 
 BufferRef<unsigned char> JsonNode::raw() const noexcept {
@@ -74,22 +74,22 @@ double JsonNode::real() const noexcept {
 template <class T>
 BufferRef<T> JsonNode::kept_string(ArenaRef arena) {
   if (type_ != JsonType::kString) return {};
-  detail::KeptString* const first = flags_ & kKept ? kept_ : nullptr;
-  for (detail::KeptString* kept = first; kept != nullptr; kept = kept->other) {
-    if (kept->unit_size == sizeof(T)) return {kept->units<T>(), kept->count};
+  detail::KeptString* const first = kept();
+  for (detail::KeptString* form = first; form != nullptr; form = form->other) {
+    if (form->unit_size == sizeof(T)) return {form->units<T>(), form->count};
   }
   const Raw place = raw_place();
   const std::uint64_t room = (std::uint64_t{place.len} + 1) * sizeof(T);
   void* const memory = arena.alloc(sizeof(detail::KeptString) + room, alignof(detail::KeptString));
   if (memory == nullptr) return {};
-  auto* const kept = new (memory) detail::KeptString{place.gap, place.len, first, sizeof(T), 0};
-  T* const units = kept->units<T>();
-  kept->count = static_cast<std::uint32_t>(
+  auto* const form = new (memory) detail::KeptString{place.gap, place.len, first, sizeof(T), 0};
+  T* const units = form->units<T>();
+  form->count = static_cast<std::uint32_t>(
       detail::decode_json_string({text_ + place.gap, place.len}, flags_ & kEscaped, units));
-  units[kept->count] = 0;
-  kept_ = kept;
+  units[form->count] = 0;
+  kept_ = form;
   flags_ |= kKept;
-  return {units, kept->count};
+  return {units, form->count};
 }
 
 BufferRef<unsigned char> JsonNode::str8(ArenaRef arena) {

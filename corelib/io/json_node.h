@@ -92,6 +92,10 @@ class JsonNode {
 
   JsonNode() = default;
   [[nodiscard]] bool is_container() const noexcept { return type_ <= JsonType::kArray; }
+  // The decoded form of a string that was asked for last; null when none was.
+  [[nodiscard]] detail::KeptString* kept() const noexcept {
+    return flags_ & kKept ? kept_ : nullptr;
+  }
   [[nodiscard]] Raw raw_place() const noexcept;
   [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
   [[nodiscard]] bool escaped_key_is(BufferRef<unsigned char> name) const noexcept;
