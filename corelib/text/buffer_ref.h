@@ -53,6 +53,7 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
 
   constexpr BufferRef() noexcept = default;
   constexpr BufferRef(const T* str, unsigned len) noexcept : str_(const_cast<T*>(str)), len_(len) {
+    assert(str != nullptr || len == 0);
     static_assert(offsetof(BufferRef, str_) == 0 && offsetof(BufferRef, len_) == sizeof(T*));
   }
   // A zero-terminated text of `char` (8-bit) or `char16_t` (16-bit); a null pointer gives an empty
@@ -110,7 +111,10 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   // than the view.
 
   // Writes a zero after the last unit.
-  void ensure_zero_end() noexcept { str_[len_] = 0; }
+  void ensure_zero_end() noexcept {
+    assert(str_ != nullptr);
+    str_[len_] = 0;
+  }
   void to_up() noexcept { STR::zz_up(str_, len_); }
   void to_low() noexcept { STR::zz_low(str_, len_); }
   // Returns how many units were replaced.
@@ -199,6 +203,7 @@ class BufferRefMutable : public BufferRef<T> {
 
 template <Unit T>
 void BufferRef<T>::write(unsigned pos, BufferRef other) noexcept {
+  assert(str_ != nullptr || other.is_empty());
   if (other) std::memmove(str_ + pos, other.str_, other.len_ * sizeof(T));
 }
 

@@ -254,6 +254,7 @@ class TextOps {
   // Parses up to `max` fields between `sep` units by the rule of to_num32 into out[0 .. max) and
   // returns how many. It stops at the first empty field, on purpose; split skips empty fields.
   constexpr unsigned split_num(unsigned* out, T sep, unsigned max) const noexcept {
+    assert(out != nullptr || max == 0);
     BufferRefMutable<T> rest = view();
     unsigned count = 0;
     while (count < max) {
@@ -285,6 +286,7 @@ class TextOps {
   // Stores the non-empty fields between `sep` units in out[0 .. max) and returns how many. Empty
   // fields are skipped: "a" and "b" of ",a,,b,". What follows the last field that fits is left out.
   constexpr unsigned split(BufferRefMutable<T>* out, T sep, unsigned max) const noexcept {
+    assert(out != nullptr || max == 0);
     BufferRefMutable<T> rest = view();
     unsigned count = 0;
     while (count < max && !rest.is_empty()) {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -29,6 +30,7 @@ class DigitWord {
   // REQUIRES: n >= 4; units from the eighth on are not looked at.
   template <Unit T>
   static DigitWord load(const T* p, std::uint64_t n) {
+    assert(n >= 4);
     if (n >= 8) return DigitWord(eight_bytes(p));
     // The first four units and the last four, which overlap in equal bytes.
     const std::uint64_t ends = four_bytes(p, p + (n - 4));

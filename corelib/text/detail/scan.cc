@@ -1,6 +1,7 @@
 #include "corelib/text/detail/scan.h"
 
 #include <algorithm>
+#include <cassert>
 
 namespace tstl::detail {
 
@@ -8,6 +9,7 @@ namespace tstl::detail {
 template <Unit T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kStep = Block<T>::kUnits;
+  assert(starts >= kStep && m != 0);
   const auto head = Block<T>::fill(s[0]);
   const auto tail = Block<T>::fill(s[m - 1]);
   for (std::uint64_t i = 0;; i = std::min(i + kStep, starts - kStep)) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
@@ -149,6 +150,7 @@ std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::u
 // First start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.
 template <Unit T>
 constexpr std::uint64_t first_run(const T* p, std::uint64_t n, const T* s, std::uint64_t m) {
+  assert(m != 0 && m <= n);
   const std::uint64_t starts = n - m + 1;
   std::uint64_t at = 0;
   if (std::is_constant_evaluated() || starts < Block<T>::kUnits) {
@@ -164,6 +166,7 @@ constexpr std::uint64_t first_run(const T* p, std::uint64_t n, const T* s, std::
 // Last start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.
 template <Unit T>
 constexpr std::uint64_t last_run(const T* p, std::uint64_t n, const T* s, std::uint64_t m) {
+  assert(m != 0 && m <= n);
   for (std::uint64_t starts = n - m + 1; starts != 0; --starts) {
     if (p[starts - 1] == s[0] && same_units(p + starts - 1, s, m)) return starts - 1;
   }

@@ -5,6 +5,7 @@
 
 #include <array>
 #include <bit>
+#include <cassert>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -33,8 +34,12 @@ class LaneMask {
 
   explicit operator bool() const { return bits_ != 0; }
   // Index of the first and of the last unit that answered yes. REQUIRES: there is one.
-  unsigned first() const { return static_cast<unsigned>(std::countr_zero(bits_)) / kBitsPerUnit; }
+  unsigned first() const {
+    assert(bits_ != 0);
+    return static_cast<unsigned>(std::countr_zero(bits_)) / kBitsPerUnit;
+  }
   unsigned last() const {
+    assert(bits_ != 0);
     return (63u - static_cast<unsigned>(std::countl_zero(bits_))) / kBitsPerUnit;
   }
   void drop_first() {
@@ -85,7 +90,7 @@ class Block {
   // By way of 32-bit lanes: a single byte goes into all lanes through memory with some compilers,
   // which stalls.
   static Block fill(T unit) {
-    typedef std::uint32_t Words __attribute__((vector_size(16)));
+    using Words [[gnu::vector_size(16)]] = std::uint32_t;
     constexpr std::uint32_t kEach = ~std::uint32_t{0} / std::numeric_limits<T>::max();
     return Block(Words{} + unit * kEach);
   }
@@ -127,7 +132,7 @@ class Block {
   }
 
  private:
-  typedef T Lanes __attribute__((vector_size(16)));
+  using Lanes [[gnu::vector_size(16)]] = T;
   constexpr Block() = default;
   template <class V>
   explicit constexpr Block(V lanes) : lanes_(std::bit_cast<Lanes>(lanes)) {}
