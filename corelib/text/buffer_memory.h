@@ -68,12 +68,20 @@ class BufferMemOwner : public BufferFixBase<T> {
   }
   // No memory and no text; the number in capacity() stays.
   void set_data_empty() noexcept;
+  // Switches to the inline area, empty, and records its size. REQUIRES: the object's type has an
+  // array of n + 1 units directly after the header, as BufferInline does.
+  void set_data_with_data(unsigned n) noexcept;
 
   // Sets the owner bit over the current memory, which has to come from malloc. There is nothing to
   // own in the inline area, in a const text or in the empty state: they stay as they are.
   void capture_the_ownership() noexcept;
   // Clears the owner bit: the memory outlives the buffer, and who has the pointer must free() it.
   void release_the_ownership() noexcept { flags_ &= ~kOwnerFlag; }
+
+  // Frees the memory if it is owned and changes nothing else: the pointer dangles then. It is the
+  // destructor's step; before any other use a new state has to be set with set_data_empty, after
+  // release_the_ownership.
+  void try_free() noexcept;
 
   // Back to the start: owned memory is freed; the inline area is in use when there is one, else no
   // memory.
@@ -102,14 +110,8 @@ class BufferMemOwner : public BufferFixBase<T> {
   using BufferFixBase<T>::cap_;
   using BufferFixBase<T>::flags_;
 
-  // For a derived type whose first member is an array of n + 1 units: records its size and starts
-  // to use it, empty.
-  void set_data_with_data(unsigned n) noexcept;
   [[nodiscard]] unsigned inline_capacity() const noexcept { return flags_ & kInlineMask; }
 
-  // Frees the memory if it is owned and changes nothing else, so it is only good before the end or
-  // a new state.
-  void try_free() noexcept;
   // recapacity when it does not fit, or when a const text has to be copied out. False after
   // failure.
   bool grow(std::uint64_t need) noexcept;
