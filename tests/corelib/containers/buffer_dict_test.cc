@@ -282,6 +282,22 @@ TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
   EXPECT_EQ(dict.save("/dev/full"), FAILURE);
 }
 
+// The bytes of the example in docs/formats/dictionary-image.md.
+TEST(BufferDictImageTest, TheWorkedExampleOfTheFormat) {
+  BufferHash<unsigned char> table(32);
+  for (const auto& [key, value] : {std::pair{"中国", 9u}, {"中", 5u}, {"a", 1u}}) {
+    table.insert(key)->set_value(value);
+  }
+  BufferDict<unsigned char> dict;
+  ASSERT_EQ(dict.open(table), 0u);
+  EXPECT_EQ(ImageOf(dict),
+            (Bytes{5, 0, 0,    0,    3,    0,    0,    0,    0x48, 0,    0, 0, 0,   0, 0,
+                   0, 0, 0,    0,    0,    0x2C, 0,    0,    0,    0x24, 0, 0, 0,   0, 0,
+                   0, 0, 0x38, 0,    0,    0,    1,    0,    0,    0x80, 1, 0, 'a', 0, 5,
+                   0, 0, 0x80, 3,    0,    0xE4, 0xB8, 0xAD, 0,    0,    0, 9, 0,   0, 0x80,
+                   6, 0, 0xE4, 0xB8, 0xAD, 0xE5, 0x9B, 0xBD, 0,    0,    0, 0}));
+}
+
 TEST(BufferDictNodeTest, ValueAndLastFlagShareAWord) {
   Bytes record(12);
   auto* const node = reinterpret_cast<BufferDictNode<unsigned char>*>(record.data());
