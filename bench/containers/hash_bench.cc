@@ -55,6 +55,19 @@ std::unique_ptr<Table> filled(const Words& words) {
   return table;
 }
 
+std::unique_ptr<Ours> filled_together(const Words& words) {
+  auto table = sized<Ours>(words);
+  std::array<BufferRef<unsigned char>, Batches::kBatch> keys;
+  std::array<Ours::Node*, Batches::kBatch> nodes;
+  for (std::size_t start = 0; start < words.list.size(); start += keys.size()) {
+    const std::size_t cnt = std::min(keys.size(), words.list.size() - start);
+    std::copy_n(words.list.begin() + std::ptrdiff_t(start), cnt, keys.begin());
+    table->insert_all(keys.data(), static_cast<std::uint32_t>(cnt), nodes.data());
+    for (std::size_t i = 0; i < cnt; ++i) nodes[i]->set_value(words.counts[start + i]);
+  }
+  return table;
+}
+
 std::size_t heap_bytes() {
   const struct mallinfo2 info = ::mallinfo2();
   return info.uordblks + info.hblkhd;
@@ -65,25 +78,25 @@ struct Filling {
   double seconds = 1e9;
   double bytes = 0;
 
-  template <class Table>
-  void run(const Words& words) {
+  void run(auto fill, const Words& words) {
     const std::size_t before = heap_bytes();
     const auto start = std::chrono::steady_clock::now();
-    const auto table = filled<Table>(words);
+    const auto table = fill(words);
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
     seconds = std::min(seconds, passed.count());
     bytes = static_cast<double>(heap_bytes() - before);
   }
 };
 
-void insert(benchmark::State& state) {
+template <auto fill_ours>
+void fill(benchmark::State& state) {
   const Words& words = words_from(state.range(0));
   if (words.empty()) return state.SkipWithError("the word list is not installed");
   Filling ours, standard, absl;
   for ([[maybe_unused]] auto _ : state) {
-    ours.run<Ours>(words);
-    standard.run<Std>(words);
-    absl.run<Absl>(words);
+    ours.run(fill_ours, words);
+    standard.run(filled<Std>, words);
+    absl.run(filled<Absl>, words);
   }
   const double n = static_cast<double>(words.list.size());
   state.counters["ns"] = ours.seconds / n * 1e9;
@@ -93,6 +106,9 @@ void insert(benchmark::State& state) {
   state.counters["bytes_std"] = ours.bytes / standard.bytes;
   state.counters["bytes_absl"] = ours.bytes / absl.bytes;
 }
+
+void insert(benchmark::State& state) { fill<filled<Ours>>(state); }
+void insert_all(benchmark::State& state) { fill<filled_together>(state); }
 
 std::uint64_t sum_one_by_one(const auto& table, Batches& batches) {
   return batches.sum([&table](const std::string& word) { return value(table, word); });
@@ -134,6 +150,7 @@ void hit_shuffled_find_all(benchmark::State& state) { find<sum_together>(state, 
 void miss_find_all(benchmark::State& state) { find<sum_together>(state, &Words::missing); }
 
 BENCHMARK(insert)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
+BENCHMARK(insert_all)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
 BENCHMARK(hit_in_order)->ArgName("synthetic")->DenseRange(0, 1);
 BENCHMARK(hit_shuffled)->ArgName("synthetic")->DenseRange(0, 1);
 BENCHMARK(miss)->ArgName("synthetic")->DenseRange(0, 1);

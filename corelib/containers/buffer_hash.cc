@@ -1,6 +1,7 @@
 #include "corelib/containers/buffer_hash.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstdlib>
 
 #include "corelib/containers/detail/group.h"
@@ -42,6 +43,7 @@ void BufferHash<T>::reset() {
 
 template <Unit T>
 bool BufferHash<T>::make_buckets() {
+  if (buckets_ != nullptr) return true;
   buckets_ = static_cast<Node**>(std::calloc(requested_, sizeof(Node*)));
   if (buckets_ == nullptr) return false;
   bucket_cnt_ = bucket_cap_ = requested_;
@@ -83,9 +85,13 @@ typename BufferHash<T>::Node* BufferHash<T>::alloc_node(View key) {
 
 template <Unit T>
 typename BufferHash<T>::Node* BufferHash<T>::insert(View key) {
-  if (buckets_ == nullptr && !make_buckets()) return nullptr;
+  return make_buckets() ? insert_in(hash_id(key), key) : nullptr;
+}
+
+template <Unit T>
+typename BufferHash<T>::Node* BufferHash<T>::insert_in(std::uint32_t bucket, View key) {
   const detail::KeyProbe<T> probe(key);
-  Node*& head = buckets_[hash_id(key)];
+  Node*& head = buckets_[bucket];
   Node* before = nullptr;
   Node* after = head;
   for (; after != nullptr; before = after, after = after->next()) {
@@ -111,12 +117,12 @@ const typename BufferHash<T>::Node* BufferHash<T>::find_in(std::uint32_t bucket,
   return node;
 }
 
+// Calls fn(i, bucket) for the keys in order. The buckets of a group of them, and the first nodes
+// there, are on their way when its first call is made. REQUIRES: there are buckets.
 template <Unit T>
-void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nodes) const {
-  if (buckets_ == nullptr) {
-    std::fill_n(nodes, n, nullptr);
-    return;
-  }
+template <class Fn>
+void BufferHash<T>::with_buckets(const View* keys, std::uint32_t n, Fn fn) const {
+  assert(buckets_ != nullptr);
   detail::for_each_group(n, [&](std::uint32_t start, std::uint32_t cnt) {
     std::uint32_t buckets[detail::kGroup];
     for (std::uint32_t i = 0; i < cnt; ++i) {
@@ -124,10 +130,29 @@ void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
       __builtin_prefetch(buckets_ + buckets[i]);
     }
     for (std::uint32_t i = 0; i < cnt; ++i) __builtin_prefetch(buckets_[buckets[i]]);
-    for (std::uint32_t i = 0; i < cnt; ++i) {
-      nodes[start + i] = find_in(buckets[i], keys[start + i]);
-    }
+    for (std::uint32_t i = 0; i < cnt; ++i) fn(start + i, buckets[i]);
   });
+}
+
+template <Unit T>
+void BufferHash<T>::insert_all(const View* keys, std::uint32_t n, Node** nodes) {
+  if (!make_buckets()) {
+    std::fill_n(nodes, n, nullptr);
+    return;
+  }
+  with_buckets(keys, n, [&](std::uint32_t i, std::uint32_t bucket) {
+    nodes[i] = insert_in(bucket, keys[i]);
+  });
+}
+
+template <Unit T>
+void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nodes) const {
+  if (buckets_ == nullptr) {
+    std::fill_n(nodes, n, nullptr);
+    return;
+  }
+  with_buckets(keys, n,
+               [&](std::uint32_t i, std::uint32_t bucket) { nodes[i] = find_in(bucket, keys[i]); });
 }
 
 template class BufferHash<unsigned char>;

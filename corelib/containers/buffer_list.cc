@@ -144,6 +144,35 @@ std::uint32_t BufferList<T>::find_index(View key) const {
 }
 
 template <Unit T>
+bool BufferList<T>::read_tree(const Tree<T>& tree) {
+  reset();
+  set_capacity(tree.itemcnt() + std::uint64_t{1});
+  return tree.for_each_bk(
+      [this](View key, std::uint64_t value) { return emplace_back(key, value) != nullptr; });
+}
+
+template <Unit T>
+bool BufferList<T>::write_tree(Tree<T>& tree) const {
+  return for_each_bk([&tree](View key, std::uint64_t value) {
+    auto* const node = tree.insert(key);
+    if (node != nullptr) node->set_value(value);
+    return node != nullptr;
+  });
+}
+
+template <Unit T>
+bool BufferList<T>::write_trie(Trie<T>& trie, TrieRoot::BldSpd speed) const {
+  trie.reset();
+  Tree<T> tree;
+  const bool complete = for_each_bk([&tree](View key, std::uint64_t value) {
+    auto* const node = key ? tree.insert(key) : nullptr;
+    if (node != nullptr) node->set_value(value);
+    return node != nullptr || key.is_empty();
+  });
+  return complete && trie.build(tree, speed) == 0;
+}
+
+template <Unit T>
 bool BufferList<T>::operator==(const BufferList& other) const {
   return std::equal(begin(), end(), other.begin(), other.end(), [](const Node* a, const Node* b) {
     return a->value() == b->value() && a->key() == b->key();

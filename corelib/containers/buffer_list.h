@@ -16,6 +16,8 @@
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/keyed_node.h"
+#include "corelib/containers/tree.h"
+#include "corelib/containers/trie.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/types.h"
 
@@ -103,6 +105,16 @@ class BufferList {
     return std::all_of(begin(), end(),
                        [&](const Node* node) { return detail::visit_node(*node, fn); });
   }
+
+  // Replaces the contents by those of a tree, in its order. False when memory is short: what fits is
+  // there then.
+  bool read_tree(const Tree<T>& tree);
+  // Inserts every key with its value into `tree`, the later of equal keys counts. False when memory
+  // is short: the first ones are there then.
+  bool write_tree(Tree<T>& tree) const;
+  // Makes a trie of all keys that are not empty, the later of equal keys counts. False when memory
+  // is short: the trie is empty then.
+  bool write_trie(Trie<T>& trie, TrieRoot::BldSpd speed) const;
 
   // The same keys with the same values at the same places.
   bool operator==(const BufferList& other) const;

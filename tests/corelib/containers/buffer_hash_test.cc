@@ -142,6 +142,25 @@ TYPED_TEST(BufferHashTest, AllocatedNodesAreCountedButNotFound) {
   EXPECT_EQ(table.itemcnt(), 2u);
 }
 
+TYPED_TEST(BufferHashTest, KeysInsertedTogetherAreInsertedInOrder) {
+  using T = TypeParam;
+  BufferHash<T> table(32), other(32);
+  RandomTexts random(22);
+  std::vector<HeapText<T>> texts;
+  for (int i = 0; i < 1000; ++i) texts.push_back(random.next<T>(4, "abc"));
+  const std::vector<BufferRef<T>> keys(texts.begin(), texts.end());
+  for (const unsigned n : {0u, 1u, 16u, 983u}) {
+    std::vector<BufferHashNode<T>*> nodes(n);
+    table.insert_all(keys.data(), n, nodes.data());
+    for (unsigned i = 0; i < n; ++i) {
+      EXPECT_EQ(nodes[i], table.find(keys[i]));
+      nodes[i]->set_value(i);
+      other.insert(keys[i])->set_value(i);
+    }
+    EXPECT_EQ(Contents<T>(table), Contents<T>(other));
+  }
+}
+
 TYPED_TEST(BufferHashTest, TraversalStopsAtTheFirstFalseAndKeepsChangedValues) {
   BufferHash<TypeParam> table(64);
   EXPECT_TRUE(table.for_each_bk([](const auto&, std::uint64_t&) { return false; }));

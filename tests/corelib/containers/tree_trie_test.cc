@@ -2,6 +2,7 @@
 
 #include <map>
 
+#include "corelib/containers/buffer_list.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
 #include "tests/corelib/containers/contents.h"
@@ -155,6 +156,28 @@ TYPED_TEST(TrieTest, BuildingAgainAndMovingReplaceTheContents) {
   EXPECT_EQ(trie.find({}), nullptr);
   EXPECT_EQ(moved.find(Widen<TypeParam>("two")), nullptr);
   EXPECT_EQ(*moved.find({}), 7u);
+}
+
+TYPED_TEST(TrieTest, ListsGoThroughTreesAndIntoTries) {
+  using T = TypeParam;
+  BufferList<T> list;
+  for (const auto& [key, value] : {std::pair{"two", 1u}, {"", 2u}, {"one", 3u}, {"two", 4u}}) {
+    list.emplace_back(Widen<T>(key), value);
+  }
+  Tree<T> tree;
+  ASSERT_TRUE(list.write_tree(tree));
+  BufferList<T> back;
+  back.emplace_back({}, 9);
+  ASSERT_TRUE(back.read_tree(tree));
+  EXPECT_EQ(Contents<T>(back),
+            (Pairs<T>{{Widen<T>(""), 2}, {Widen<T>("one"), 3}, {Widen<T>("two"), 4}}));
+  EXPECT_EQ(back.capacity(), 4u);
+  Trie<T> trie;
+  ASSERT_TRUE(list.write_trie(trie, TrieRoot::BldSpd::kFast));
+  Pairs<T> found;
+  trie.for_each_under(
+      {}, [&](const auto& key, std::uint64_t value) { found.emplace_back(key.std_view(), value); });
+  EXPECT_EQ(found, (Pairs<T>{{Widen<T>("one"), 3}, {Widen<T>("two"), 4}}));
 }
 
 }  // namespace
