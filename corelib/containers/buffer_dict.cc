@@ -24,7 +24,7 @@ struct Start {
 template <Unit T>
 Start start_of(BufferRef<T> key) {
   Start start{key.len(), 0xFFFF};
-  for (std::uint32_t i = 0; i < std::min<std::uint32_t>(key.len(), 2 / sizeof(T)); ++i) {
+  for (std::uint32_t i = 0; i < 2 / sizeof(T) && i < key.len(); ++i) {
     const int shift = static_cast<int>(16 + 8 * i);
     start.bytes |= std::uint32_t{key[i]} << shift;
     start.mask |= (sizeof(T) == 1 ? 0xFFu : 0xFFFFu) << shift;

@@ -76,7 +76,7 @@ std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
 
 // x to the power `n` modulo the polynomial, in the form that a product of reflected factors needs.
 constexpr long long power(unsigned n) {
-  return static_cast<long long>(std::uint64_t{after_zero_bits(0x80000000, n)} << 1);
+  return static_cast<long long>(after_zero_bits(0x80000000, n)) << 1;
 }
 constexpr long long kPower64 = power(64);
 constexpr long long kPower96 = power(96);
