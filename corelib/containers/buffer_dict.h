@@ -111,7 +111,7 @@ class BufferDict {
   std::uint32_t open(const BufferHash<T>& table);
 
   // Writes the image to a file, replacing what is there. 0, or FAILURE when there is no image or it
-  // could not be written whole.
+  // could not be written whole; what was written by then stays.
   std::uint32_t save(const char* path) const;
 
   void close();

@@ -13,7 +13,9 @@
 // that comes first. Whoever has to resize a filled table asks find() before insert(), or moves the
 // keys into a new table with for_each().
 //
-// Keys of 65536 units or more are recorded with a wrapped length: see recorded_len().
+// The hash is a CRC, which is no defence against keys that somebody chose to share a bucket: take
+// such keys in bounded numbers only, or into a Tree. Keys of 65536 units or more are recorded with a
+// wrapped length: see recorded_len().
 #pragma once
 
 #include <cstdint>

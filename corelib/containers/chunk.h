@@ -23,6 +23,9 @@
 #include <type_traits>
 #include <utility>
 
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/types.h"
+
 namespace tstl {
 
 class Chunk {
@@ -63,9 +66,9 @@ class Chunk {
     return alloc_array<T>(1);
   }
 
-  // A copy of the `n` units, followed by one zero unit; null when memory is short.
-  template <class T>
-  [[nodiscard]] T* copy_units(const T* units, std::uint64_t n);
+  // A copy of the text, followed by a zero unit; null and empty when memory is short.
+  template <Unit T>
+  [[nodiscard]] BufferRef<T> copy(BufferRef<T> text);
 
   // Releases every block and zeroes all counts. The standard block size stays, cut to kMaxBlock.
   void reset();
@@ -137,11 +140,12 @@ T* Chunk::alloc_array(std::uint64_t n) {
   return static_cast<T*>(alloc_aligned(n * sizeof(T), std::max<std::size_t>(alignof(T), 4)));
 }
 
-template <class T>
-T* Chunk::copy_units(const T* units, std::uint64_t n) {
-  T* const copy = n == UINT64_MAX ? nullptr : alloc_array<T>(n + 1);
-  if (copy != nullptr && n != 0) std::memcpy(copy, units, n * sizeof(T));
-  return copy;
+template <Unit T>
+BufferRef<T> Chunk::copy(BufferRef<T> text) {
+  T* const units = alloc_array<T>(text.len() + std::uint64_t{1});
+  if (units == nullptr) return {};
+  if (text) std::memcpy(units, text.cstr(), text.len() * sizeof(T));
+  return BufferRef<T>(units, text.len());
 }
 
 }  // namespace tstl
