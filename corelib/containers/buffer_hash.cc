@@ -117,7 +117,7 @@ const typename BufferHash<T>::Node* BufferHash<T>::find_in(std::uint32_t bucket,
   return node;
 }
 
-// Calls fn(i, bucket) for the keys in order. The buckets of a group of them, and the first nodes
+// Calls fn(i, bucket) for the keys in order. The buckets of a group of them, and the first two nodes
 // there, are on their way when its first call is made. REQUIRES: there are buckets.
 template <Unit T>
 template <class Fn>
@@ -130,6 +130,10 @@ void BufferHash<T>::with_buckets(const View* keys, std::uint32_t n, Fn fn) const
       __builtin_prefetch(buckets_ + buckets[i]);
     }
     for (std::uint32_t i = 0; i < cnt; ++i) __builtin_prefetch(buckets_[buckets[i]]);
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      const Node* const first = buckets_[buckets[i]];
+      if (first != nullptr) __builtin_prefetch(first->next());
+    }
     for (std::uint32_t i = 0; i < cnt; ++i) fn(start + i, buckets[i]);
   });
 }
