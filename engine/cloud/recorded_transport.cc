@@ -1,0 +1,82 @@
+#include "engine/cloud/recorded_transport.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include <cstdint>
+
+#include "corelib/containers/detail/read_file.h"
+
+namespace zenta {
+namespace {
+
+using tstl::Buffer;
+using tstl::BufferRef;
+using Bytes = BufferRef<unsigned char>;
+
+// How the names of the two files end.
+struct Endings {
+  const char* request;
+  const char* response;
+};
+constexpr Endings kEndings[] = {{".request.bin", ".response.bin"},
+                                {".request.json", ".response.json"}};
+
+// Reads the file, if it is a regular one of `least` to `most` bytes.
+bool ReadFile(const Buffer<unsigned char>& path, std::uint64_t least, std::uint64_t most,
+              Buffer<unsigned char>& bytes) {
+  struct stat info;
+  const char* const name = reinterpret_cast<const char*>(path.c_str());
+  if (path.is_empty() || ::stat(name, &info) != 0) return false;
+  // Asked before it is opened, so that no foreign file costs more than what it is compared with.
+  const auto size = static_cast<std::uint64_t>(info.st_size);
+  return S_ISREG(info.st_mode) && size >= least && size <= most &&
+         tstl::detail::read_file(name, bytes);
+}
+
+// Empty when memory is short, never a part of it: that would be another file's path.
+Buffer<unsigned char> Join(Bytes a, Bytes b, Bytes c = {}) {
+  Buffer<unsigned char> text;
+  if (text.recapacity(std::uint64_t{a.len()} + b.len() + c.len())) {
+    text.append_str(a).append_str(b).append_str(c);
+  }
+  return text;
+}
+
+// The name, without its ending, of the recording of `request` that comes first; empty when there is
+// none.
+Buffer<unsigned char> FindRecording(DIR* folder, Bytes folder_path, Bytes ending, Bytes request) {
+  Buffer<unsigned char> found, bytes;
+  while (const dirent* const entry = ::readdir(folder)) {
+    const Bytes file(entry->d_name);
+    if (!file.is_endwith(ending) || file.len() == ending.len()) continue;
+    const Bytes name = file.sub_head_rev(ending.len());
+    if (found && !found.is_greater(name)) continue;
+    if (ReadFile(Join(folder_path, file), request.len(), request.len(), bytes) &&
+        bytes.is_equal(request)) {
+      found = name;
+    }
+  }
+  return found;
+}
+
+}  // namespace
+
+RecordedTransport::RecordedTransport(Bytes folder) noexcept
+    : folder_(Join(folder ? folder : Bytes("."), "/")) {}
+
+ExchangeFault RecordedTransport::Exchange(CloudEncoding encoding, Bytes request,
+                                          Buffer<unsigned char>& response) noexcept {
+  response.clear();
+  const Endings& endings = kEndings[static_cast<unsigned>(encoding)];
+  DIR* const folder = folder_ ? ::opendir(reinterpret_cast<const char*>(folder_.c_str())) : nullptr;
+  if (folder == nullptr) return ExchangeFault::kUnreachable;
+  const Buffer<unsigned char> name = FindRecording(folder, folder_, endings.request, request);
+  ::closedir(folder);
+  if (name.is_empty()) return ExchangeFault::kNoAnswer;
+  return ReadFile(Join(folder_, name, endings.response), 0, kMaxResponse, response)
+             ? ExchangeFault::kNone
+             : ExchangeFault::kBadAnswer;
+}
+
+}  // namespace zenta
