@@ -1,0 +1,43 @@
+#include "corelib/io/text_read.h"
+
+#include <cerrno>
+#include <cstdint>
+
+#include "corelib/text/utf.h"
+
+namespace tstl {
+namespace {
+
+// Make `text` the other width's form of `from`. False when memory is short.
+bool decode(BufferRef<unsigned short> from, Buffer<unsigned char>& text) {
+  const std::uint64_t room = std::uint64_t{from.len()} * 3;
+  if (!text.recapacity(room)) return false;
+  const std::size_t n =
+      utf16_to_utf8(from.cstr(), from.len(), text.str(), room, LoneSurrogate::kKeep);
+  text.set_len(static_cast<unsigned>(n));
+  return true;
+}
+bool decode(BufferRef<unsigned char> from, Buffer<unsigned short>& text) {
+  if (!text.recapacity(from.len())) return false;
+  const std::size_t n = utf8_to_utf16(from.cstr(), from.len(), text.str(), from.len());
+  text.set_len(static_cast<unsigned>(n));
+  return true;
+}
+
+}  // namespace
+
+template <Unit T>
+bool TextRead<T>::read_decoded(View& line, bool empty_lines) noexcept {
+  for (BufferRef<OtherUnit> units; lines_.next(units, empty_lines);) {
+    if (!decode(units, decoded_)) return lines_.fail(ENOMEM);
+    if (decoded_.is_empty() && !empty_lines) continue;
+    line = decoded_;
+    return true;
+  }
+  return false;
+}
+
+template class TextRead<unsigned char>;
+template class TextRead<unsigned short>;
+
+}  // namespace tstl
