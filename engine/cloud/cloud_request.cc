@@ -1,0 +1,7 @@
+#include "engine/cloud/cloud_request.h"
+
+namespace zenta {
+
+template struct MessageCodec<CloudRequest>;
+
+}  // namespace zenta

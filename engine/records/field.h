@@ -1,0 +1,266 @@
+// Field tables: a record is declared once, as a plain structure and a table of its fields. All that
+// reads and writes the record is made from the table (record.h).
+//
+//   struct Card {
+//     std::uint32_t id = 0;
+//     Text16 title;
+//     List<Picture> pictures;
+//   };
+//   template <>
+//   inline constexpr auto kFields<Card> = Fields<
+//       Field<1, "id", &Card::id>,
+//       Field<2, "title", &Card::title, WrittenAs<"titel">>,
+//       Field<3, "pictures", &Card::pictures>>();
+//
+// A field is a number (that of the binary form; 0 for a field that has none), a JSON key, a member,
+// and, where it is odd, its oddities as named traits. What the member's type means in either form is
+// the business of its codec (codec.h). Fields stand in the order in which they are written.
+//
+// A trait is any type with one or more of these members; a table may name traits of its own:
+//
+//   kWrittenKey                          the JSON key that is written, if not the one that is read
+//   kAlwaysInJson, kNeverInBinary = true
+//   Codec                                another codec than that of the member's type
+//   is_absent(member) -> bool            the value that stands for "not there", if not 0 or empty
+//   applies(record) -> bool              whether the record has this field at all when it is written
+//   after_read(record)                   runs when a reader has taken the field in
+//
+// Everything here is known at compile time; a table takes no memory.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "corelib/text/buffer_ref.h"
+#include "engine/records/list.h"
+
+namespace zenta {
+
+// The strings of records. Their memory belongs to an arena or to whoever built the record.
+using Bytes = tstl::BufferRef<unsigned char>;
+using Text16 = tstl::BufferRef<unsigned short>;
+
+// A text that is part of a type.
+template <std::size_t kSize>
+struct Name {
+  char text[kSize] = {};
+  consteval Name(const char (&literal)[kSize]) {  // NOLINT(google-explicit-constructor): a literal
+    std::copy_n(literal, kSize, text);
+  }
+  [[nodiscard]] constexpr std::string_view view() const noexcept { return {text, kSize - 1}; }
+};
+
+// ---- Traits
+
+// The JSON writer uses another key than the JSON reader.
+template <Name kKey>
+struct WrittenAs {
+  static constexpr std::string_view kWrittenKey = kKey.view();
+};
+// Written in JSON whatever its value: a zero, an empty text, an empty list.
+struct AlwaysInJson {
+  static constexpr bool kAlwaysInJson = true;
+};
+// Read in the binary form, but never written.
+struct NeverInBinary {
+  static constexpr bool kNeverInBinary = true;
+};
+// Read and written by another codec than that of its type.
+template <class C>
+struct As {
+  using Codec = C;
+};
+// Left out when it has this value, and not when it is zero.
+template <auto kValue>
+struct AbsentIs {
+  static constexpr bool is_absent(const auto& value) noexcept { return value == kValue; }
+};
+// Written only in records whose member `kSelector` (a kind, say) has the value `kValue`. It is read
+// in any record, since members come in any order.
+template <auto kSelector, auto kValue>
+struct OnlyWhen {
+  static constexpr bool applies(const auto& record) noexcept { return record.*kSelector == kValue; }
+};
+// Written only when the flag `kFlag` of the record is set, and then whatever its value; reading the
+// field sets the flag.
+template <auto kFlag>
+struct PresentWhen {
+  static constexpr bool kAlwaysInJson = true;
+  static constexpr bool applies(const auto& record) noexcept { return record.*kFlag; }
+  static constexpr void after_read(auto& record) noexcept { record.*kFlag = true; }
+};
+// Runs `kCall`, a function that takes the record, when the field was read: for a member that
+// follows from another.
+template <auto kCall>
+struct AfterRead {
+  static constexpr void after_read(auto& record) noexcept { kCall(record); }
+};
+
+// ---- Fields and tables
+
+// How a member of type T is read and written: codec.h has those of all the types that records are
+// made of.
+template <class T>
+struct Codec;
+
+template <class C>
+concept AlwaysWritten = requires {
+  requires C::kAlwaysInJson;
+};
+
+namespace detail {
+
+// What a field's traits say, and what holds when none of them says anything.
+
+template <class Trait>
+concept NamesKey = requires {
+  Trait::kWrittenKey;
+};
+template <class Trait>
+concept BarsBinary = requires {
+  requires Trait::kNeverInBinary;
+};
+template <class Trait>
+concept NamesCodec = requires {
+  typename Trait::Codec;
+};
+
+template <class Trait>
+constexpr std::string_view written_key(std::string_view otherwise) {
+  if constexpr (NamesKey<Trait>) return Trait::kWrittenKey;
+  return otherwise;
+}
+
+template <class Member, class... Traits>
+struct CodecOf {
+  using Type = zenta::Codec<Member>;
+};
+template <class Member, class First, class... Rest>
+struct CodecOf<Member, First, Rest...> : CodecOf<Member, Rest...> {};
+template <class Member, NamesCodec First, class... Rest>
+struct CodecOf<Member, First, Rest...> {
+  using Type = typename First::Codec;
+};
+
+template <class R, class M>
+R record_of(M R::*);
+template <class R, class M>
+M member_of(M R::*);
+
+}  // namespace detail
+
+// One field of a record; all of it static. The writers ask in_binary() and in_json() whether to
+// write it.
+template <std::uint32_t kFieldNumber, Name kName, auto kMember, class... Traits>
+struct Field {
+  using Record = decltype(detail::record_of(kMember));
+  using Member = decltype(detail::member_of(kMember));
+  using FieldCodec = typename detail::CodecOf<Member, Traits...>::Type;
+
+  static constexpr std::uint32_t kNumber = kFieldNumber;
+  static constexpr bool kNeverInBinary = kNumber == 0 || (detail::BarsBinary<Traits> || ...);
+  static constexpr std::string_view kKey = kName.view();
+  static constexpr std::string_view kWrittenKey = [] {
+    std::string_view key = kKey;
+    ((key = detail::written_key<Traits>(key)), ...);
+    return key;
+  }();
+  static constexpr bool kAlwaysInJson = AlwaysWritten<FieldCodec> || (AlwaysWritten<Traits> || ...);
+
+  [[nodiscard]] static constexpr Member& of(Record& record) noexcept { return record.*kMember; }
+  [[nodiscard]] static constexpr const Member& of(const Record& record) noexcept {
+    return record.*kMember;
+  }
+
+  [[nodiscard]] static constexpr bool in_binary(const Record& record) noexcept {
+    if constexpr (kNeverInBinary) return false;
+    return applies(record) && !is_absent(of(record));
+  }
+  [[nodiscard]] static constexpr bool in_json(const Record& record) noexcept {
+    return applies(record) && (kAlwaysInJson || !is_absent(of(record)));
+  }
+  static constexpr void after_read(Record& record) noexcept {
+    (after_read_by<Traits>(record), ...);
+  }
+
+ private:
+  template <class Trait>
+  static constexpr bool kHasAbsent = requires(const Member& member) {
+    Trait::is_absent(member);
+  };
+
+  static constexpr bool applies(const Record& record) noexcept {
+    return (applies_by<Traits>(record) && ...);
+  }
+  static constexpr bool is_absent(const Member& member) noexcept {
+    if constexpr ((kHasAbsent<Traits> || ...)) {
+      return (is_absent_by<Traits>(member) || ...);
+    } else {
+      return FieldCodec::is_empty(member);
+    }
+  }
+  template <class Trait>
+  static constexpr bool applies_by(const Record& record) noexcept {
+    if constexpr (requires { Trait::applies(record); }) return Trait::applies(record);
+    return true;
+  }
+  template <class Trait>
+  static constexpr bool is_absent_by(const Member& member) noexcept {
+    if constexpr (kHasAbsent<Trait>) return Trait::is_absent(member);
+    return false;
+  }
+  template <class Trait>
+  static constexpr void after_read_by(Record& record) noexcept {
+    if constexpr (requires { Trait::after_read(record); }) Trait::after_read(record);
+  }
+};
+
+// A table. Numbers rise; a key stands twice only where the types of the two JSON values differ, as
+// these tell the fields apart then.
+template <class... F>
+struct Fields {
+  static constexpr std::size_t kCount = sizeof...(F);
+
+  // Whether `visit(field)` is true for any field; they are tried in order, up to the first.
+  template <class Visit>
+  [[gnu::always_inline]] static constexpr bool any(Visit visit) {
+    return (visit(F()) || ...);
+  }
+  // Calls `visit(field)` for each field in order.
+  template <class Visit>
+  [[gnu::always_inline]] static constexpr void each(Visit visit) {
+    (visit(F()), ...);
+  }
+
+  [[nodiscard]] static consteval bool numbers_rise() {
+    std::uint32_t last = 0;
+    const auto rises = [&last](std::uint32_t number) {
+      return number == 0 || (number > std::exchange(last, number) && number < (1u << 29));
+    };
+    return (rises(F::kNumber) && ...);
+  }
+  [[nodiscard]] static consteval bool keys_differ() {
+    return (times_in_table<F>() + ... + 0) == sizeof...(F);
+  }
+
+ private:
+  template <class G>
+  static consteval std::size_t times_in_table() {
+    return ((F::kKey == G::kKey && F::FieldCodec::kJsonType == G::FieldCodec::kJsonType) + ... +
+            std::size_t{0});
+  }
+};
+
+// The table of a record; each record defines its own.
+template <class R>
+inline constexpr auto kFields = nullptr;
+
+// A structure with a table.
+template <class R>
+concept Record = std::is_class_v<R> && !std::is_same_v<decltype(kFields<R>), const std::nullptr_t>;
+
+}  // namespace zenta

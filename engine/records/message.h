@@ -1,0 +1,166 @@
+// Whole messages: a record to bytes or JSON text and back.
+//
+//   CloudRequest request;
+//   ...
+//   if (!write_binary(request, buffer)) ...        // a message too long, or memory short
+//
+//   tstl::Chunk arena;
+//   CloudResponse response;
+//   const BinaryResult read = read_binary(response, bytes, arena);
+//   if (!read) log(read.text(), read.position);     // response has what stood before that place
+//
+// A message that comes in is copied into the arena where it is text and dropped where it is not a
+// part of any record, so its bytes may go away after reading a binary form. JSON nodes lie in the
+// arena as well.
+//
+// Memory from the arena is bounded by the message: see kMaxGrowth below.
+#pragma once
+
+#include <cstdint>
+#include <utility>
+
+#include "corelib/io/arena.h"
+#include "corelib/io/json_read.h"
+#include "corelib/io/json_write.h"
+#include "corelib/io/proto_write.h"
+#include "corelib/io/wire_read.h"
+#include "corelib/text/buffer.h"
+#include "engine/records/record.h"
+
+namespace zenta {
+
+// What became of reading a message: true when all of it was well formed. If not, everything that
+// stood before the fault is in the record.
+struct BinaryResult {
+  tstl::WireFault fault = tstl::WireFault::kNone;
+  bool out_of_memory = false;  // the arena gave no more; `fault` is none then
+  // Bytes read; after a fault, the offset of the key, value, length or payload at fault, counted
+  // from the start of the message however deep it lies.
+  std::uint32_t position = 0;
+
+  explicit operator bool() const noexcept {
+    return fault == tstl::WireFault::kNone && !out_of_memory;
+  }
+  // The fault in words, for people.
+  [[nodiscard]] const char* text() const noexcept;
+};
+
+struct JsonResult {
+  tstl::JsonFault fault = tstl::JsonFault::kNone;  // kUnexpected also for a value that is no object
+  // Bytes read; after a fault, the offset of the first byte with which no message could go on. When
+  // memory is short: how far the text was parsed.
+  std::uint32_t position = 0;
+
+  explicit operator bool() const noexcept { return fault == tstl::JsonFault::kNone; }
+  [[nodiscard]] const char* text() const noexcept { return tstl::json_fault_text(fault); }
+};
+
+// The operations below for messages of type R. Whoever defines a record that travels alone
+// instantiates this once in a .cc file and declares it extern beside the table.
+template <Record R>
+struct MessageCodec {
+  static bool write_binary(const R& record, tstl::ProtoWrite& out);
+  static bool write_json(const R& record, tstl::JsonWrite& out);
+  static BinaryResult read_binary(R& record, Bytes message, tstl::ArenaRef arena);
+  static JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena);
+};
+
+// Writes the message; out.output() has it. For many messages: the writer keeps its memory from one
+// to the next. False, with an empty output, when the message is too long or memory is short.
+template <Record R>
+[[nodiscard]] bool write_message(const R& record, tstl::ProtoWrite& out) {
+  return MessageCodec<R>::write_binary(record, out);
+}
+template <Record R>
+[[nodiscard]] bool write_message(const R& record, tstl::JsonWrite& out) {
+  return MessageCodec<R>::write_json(record, out);
+}
+
+// The same into a buffer, in place of what it holds; its memory is used again.
+template <Record R>
+[[nodiscard]] bool write_binary(const R& record, tstl::Buffer<unsigned char>& message);
+template <Record R>
+[[nodiscard]] bool write_json(const R& record, tstl::Buffer<unsigned char>& text);
+
+// Reads a message into `record`, in addition to what is there. Everything that is read lies in the
+// arena, which must outlive the record; the message may go away. REQUIRES: as for the readers of
+// record.h; a fresh record always does.
+template <Record R>
+[[nodiscard]] BinaryResult read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
+  return MessageCodec<R>::read_binary(record, message, arena);
+}
+// As read_binary.
+template <Record R>
+[[nodiscard]] JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena) {
+  return MessageCodec<R>::read_json(record, text, arena);
+}
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+namespace detail {
+
+// Has `writer` write into the memory of `buffer`.
+template <class Writer, class R>
+bool write_into(tstl::Buffer<unsigned char>& buffer, const R& record) {
+  Writer out;
+  out.output() = std::move(buffer);
+  const bool good = write_message(record, out);
+  buffer = std::move(out.output());
+  return good;
+}
+
+// The offset of a text's first byte that is not blank.
+std::uint32_t start_of_value(Bytes text) noexcept;
+
+}  // namespace detail
+
+template <Record R>
+bool write_binary(const R& record, tstl::Buffer<unsigned char>& message) {
+  return detail::write_into<tstl::ProtoWrite>(message, record);
+}
+
+template <Record R>
+bool write_json(const R& record, tstl::Buffer<unsigned char>& text) {
+  return detail::write_into<tstl::JsonWrite>(text, record);
+}
+
+template <Record R>
+bool MessageCodec<R>::write_binary(const R& record, tstl::ProtoWrite& out) {
+  const auto encode = [&](auto pass) { return write_fields(record, pass); };
+  out.begin_measuring();
+  out.pass(encode);
+  if (!out.begin_writing()) return false;
+  out.pass(encode);
+  return out.output().len() == out.measured_size();
+}
+
+template <Record R>
+bool MessageCodec<R>::write_json(const R& record, tstl::JsonWrite& out) {
+  out.clear();
+  zenta::write_json(record, out);
+  return out.good();
+}
+
+template <Record R>
+BinaryResult MessageCodec<R>::read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
+  ReadState state(arena);
+  read_fields(record, message, state);
+  if (!state.stopped()) return {.position = message.len()};
+  return {.fault = state.fault(),
+          .out_of_memory = state.out_of_memory(),
+          .position = static_cast<std::uint32_t>(state.place() - message.cstr())};
+}
+
+template <Record R>
+JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef arena) {
+  const tstl::JsonParse parse = tstl::json_parse(text, arena);
+  if (parse.root != nullptr && parse.root->type() != tstl::JsonType::kObject) {
+    return {.fault = tstl::JsonFault::kUnexpected, .position = detail::start_of_value(text)};
+  }
+  ReadState state(arena);
+  if (parse.root != nullptr) read_members(record, *parse.root, state);
+  const bool is_short = state.stopped() && parse;
+  return {.fault = is_short ? tstl::JsonFault::kMemory : parse.fault, .position = parse.position};
+}
+
+}  // namespace zenta

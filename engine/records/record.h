@@ -1,0 +1,223 @@
+// The four operations of every record, made from its table (field.h): read one decoded wire field,
+// read one JSON member, write the binary form, write the JSON form.
+//
+// The two readers are fed field by field, in any order. What they make lies in the arena; the
+// record owns nothing. A field that occurs again replaces the value; a list's grows the list; a
+// nested record takes in the fields that are there and keeps the others, as the wire format's own
+// decoders do. Nothing fails a message for one bad field: what a record does not know, or is of
+// another type than the member, is not taken in and the member stays as it was.
+//
+// REQUIRES of the readers: a record's lists are empty or were made by these readers (list.h).
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "corelib/io/arena.h"
+#include "corelib/io/json_node.h"
+#include "corelib/io/json_write.h"
+#include "corelib/io/proto_write.h"
+#include "corelib/io/wire_read.h"
+#include "engine/records/codec.h"
+#include "engine/records/field.h"
+
+namespace zenta {
+
+// Takes in one field of the binary form. True when its key, number and wire type, is one of the
+// record's; false when the caller should skip it. When memory is short the member is empty or as it
+// was; a nested message that is broken is read up to its fault.
+template <Record R>
+bool read_binary_field(R& record, const tstl::WireField& field, tstl::ArenaRef arena);
+
+// Takes in one member of a JSON object. True when the key is one of the record's and the value is of
+// that member's type and fits it; false when it is ignored. A string is unescaped once and kept on
+// the node, and the record holds that copy.
+template <Record R>
+bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena);
+
+// Writes the fields, by rising number, in the pass that the writer is in: without a key and a length
+// around them, which are the business of whoever nests the record. Left out are zeros, empty texts
+// and lists, and nested records of which nothing would be written. Elements of lists are all
+// written.
+template <Record R>
+void write_binary(const R& record, tstl::ProtoWrite& out) noexcept;
+
+// Writes the record as one JSON object, the members in the order of the table. Left out are zeros,
+// empty texts and lists. Nested records are all written.
+template <Record R>
+void write_json(const R& record, tstl::JsonWrite& out) noexcept;
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+namespace detail {
+
+template <class F>
+inline constexpr bool kIsList = false;
+template <class T>
+inline constexpr bool kIsList<List<T>> = true;
+
+// Field number and wire type in one; 0, which no field has, for a field without a binary form.
+template <class F>
+consteval std::uint32_t wire_key_of() {
+  if constexpr (F::kNumber == 0) {
+    return 0;
+  } else {
+    return tstl::wire_key(F::kNumber, F::FieldCodec::kWireType);
+  }
+}
+
+template <class F>
+bool member_is(const tstl::JsonNode& node) noexcept {
+  return node.type() == F::FieldCodec::kJsonType && node.key_is(F::kKey);
+}
+
+// REQUIRES: the field's key is that of F.
+template <class F, class... Reserved>
+void read_field(typename F::Record& record, const tstl::WireField& field, ReadState& state,
+                Reserved... reserved) {
+  F::FieldCodec::read_binary(F::of(record), field, state, reserved...);
+  F::after_read(record);
+}
+
+// REQUIRES: member_is<F>(node).
+template <class F>
+bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& state) {
+  if (!F::FieldCodec::read_json(F::of(record), node, state)) return false;
+  F::after_read(record);
+  return true;
+}
+
+template <Record R>
+inline constexpr bool kHasLists = kFields<R>.any([](auto field) {
+  return kIsList<typename decltype(field)::Member> && field.kNumber != 0;
+});
+
+// Makes room in each of the record's lists for the elements that the message has. False when memory
+// is short.
+template <Record R>
+bool reserve_lists(R& record, Bytes message, ReadState& state) {
+  std::array<std::uint32_t, kFields<R>.kCount> counts{};
+  tstl::WireReader reader(message);
+  for (tstl::WireField field; reader.next(field);) {
+    std::size_t i = 0;
+    kFields<R>.each([&](auto f) { counts[i++] += field.key() == wire_key_of<decltype(f)>(); });
+  }
+  std::size_t i = 0;
+  return !kFields<R>.any([&](auto f) {
+    const std::uint32_t count = counts[i++];
+    if constexpr (kIsList<typename decltype(f)::Member>) {
+      return count != 0 && !f.of(record).reserve(count, state.arena());
+    }
+    return false;
+  });
+}
+
+}  // namespace detail
+
+template <Record R>
+bool read_binary_field(R& record, const tstl::WireField& field, tstl::ArenaRef arena) {
+  ReadState state(arena);
+  return kFields<R>.any([&](auto f) {
+    using F = decltype(f);
+    if constexpr (F::kNumber == 0) return false;
+    if (field.key() != detail::wire_key_of<F>()) return false;
+    detail::read_field<F>(record, field, state);
+    return true;
+  });
+}
+
+template <Record R>
+bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena) {
+  ReadState state(arena);
+  return kFields<R>.any([&](auto f) {
+    using F = decltype(f);
+    return detail::member_is<F>(member) && detail::read_member<F>(record, member, state);
+  });
+}
+
+// Fields come in the order of their numbers as a rule, so each is looked for where the last one
+// stood; whatever has been passed over is found in the next round.
+template <Record R>
+void read_fields(R& record, Bytes message, ReadState& state) {
+  static_assert(kFields<R>.numbers_rise());
+  if constexpr (detail::kHasLists<R>) {
+    if (!detail::reserve_lists(record, message, state)) {
+      return state.stop_for_memory(message.cstr());
+    }
+  }
+  tstl::WireReader reader(message);
+  tstl::WireField field;
+  bool more = reader.next(field);
+  while (more) {
+    bool taken = false;
+    kFields<R>.each([&](auto f) {
+      using F = decltype(f);
+      while (more && field.key() == detail::wire_key_of<F>()) {
+        if constexpr (detail::kIsList<typename F::Member>) {
+          detail::read_field<F>(record, field, state, true);
+        } else {
+          detail::read_field<F>(record, field, state);
+        }
+        taken = true;
+        more = !state.stopped() && reader.next(field);
+      }
+    });
+    if (!taken) more = reader.next(field);
+  }
+  if (reader.fault() != tstl::WireFault::kNone) {
+    state.stop(reader.fault(), message.cstr() + reader.position());
+  }
+}
+
+template <Record R>
+void read_members(R& record, tstl::JsonNode& object, ReadState& state) {
+  static_assert(kFields<R>.keys_differ());
+  tstl::JsonNode* node = object.first_child();
+  while (node != nullptr && !state.stopped()) {
+    const tstl::JsonNode* const first = node;
+    kFields<R>.each([&](auto f) {
+      using F = decltype(f);
+      if (node == nullptr || !detail::member_is<F>(*node)) return;
+      detail::read_member<F>(record, *node, state);
+      node = state.stopped() ? nullptr : node->next();
+    });
+    if (node == first) node = node->next();
+  }
+}
+
+template <Record R>
+constexpr bool has_binary(const R& record) noexcept {
+  return kFields<R>.any([&](auto f) { return f.in_binary(record); });
+}
+
+template <Record R, class Pass>
+Pass write_fields(const R& record, Pass out) noexcept {
+  kFields<R>.each([&](auto f) {
+    using F = decltype(f);
+    if constexpr (!F::kNeverInBinary) {
+      if (F::in_binary(record)) {
+        out = F::FieldCodec::write_binary(F::of(record), F::kNumber, out);
+      }
+    }
+  });
+  return out;
+}
+
+template <Record R>
+void write_binary(const R& record, tstl::ProtoWrite& out) noexcept {
+  out.pass([&](auto pass) { return write_fields(record, pass); });
+}
+
+template <Record R>
+void write_json(const R& record, tstl::JsonWrite& out) noexcept {
+  out.begin_object();
+  kFields<R>.each([&](auto f) {
+    using F = decltype(f);
+    if (!F::in_json(record)) return;
+    out.plain_key(F::kWrittenKey);
+    F::FieldCodec::write_json(F::of(record), out);
+  });
+  out.end_object();
+}
+
+}  // namespace zenta
