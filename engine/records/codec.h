@@ -275,10 +275,13 @@ struct Codec<List<T>> {
 
   static constexpr bool is_empty(const List<T>& list) noexcept { return list.is_empty(); }
 
-  // Appends the elements; those that are no values of T are left out.
+  // Appends the elements; those that are no values of T are left out. Room is made for no more than
+  // is added, or an array of other values that comes again and again would move the list each time.
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
     std::uint32_t count = 0;
-    for (auto* node = array.first_child(); node != nullptr; node = node->next()) ++count;
+    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
+      count += node->type() == Element::kJsonType;
+    }
     if (!list.reserve(count, state.arena())) {
       state.stop_for_memory();
       return false;
