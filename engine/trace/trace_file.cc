@@ -1,0 +1,88 @@
+#include "engine/trace/trace_file.h"
+
+#include <cerrno>
+#include <cstdio>
+
+#include "engine/records/record.h"
+
+namespace zenta {
+namespace {
+
+using tstl::JsonFault;
+using tstl::JsonType;
+
+// The place of the first byte that is no blank of JSON; the line's length when it has none.
+std::uint32_t StartOfValue(Bytes line) noexcept {
+  const auto start = line.std_view().find_first_not_of(" \t\r\n");
+  return start == std::string_view::npos ? line.len() : static_cast<std::uint32_t>(start);
+}
+
+// Whether the file has a last line that does not end. A file that is not there has none.
+bool EndsInsideLine(const char* path) {
+  std::FILE* const file = std::fopen(path, "rb");
+  if (file == nullptr) return false;
+  const int last = std::fseek(file, -1, SEEK_END) == 0 ? std::fgetc(file) : EOF;
+  std::fclose(file);
+  return last != EOF && last != '\n';
+}
+
+}  // namespace
+
+JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, tstl::ArenaRef nodes,
+                        std::uint32_t& position) {
+  record = TraceRecord();
+  const tstl::JsonParse parse = tstl::json_parse(line, nodes);
+  position = parse.position;
+  if (!parse) return parse.fault;
+  if (parse.root->type() != JsonType::kObject) {
+    position = StartOfValue(line);
+    return JsonFault::kUnexpected;
+  }
+  ReadState state(arena);
+  read_members(record, *parse.root, state);
+  if (!state.stopped()) return JsonFault::kNone;
+  record = TraceRecord();
+  return JsonFault::kMemory;
+}
+
+bool TraceReader::Open(const char* path) {
+  lines_ = bad_lines_ = 0;
+  first_fault_ = TraceFault();
+  return text_.open(path) == 0;
+}
+
+bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
+  for (Bytes line; text_.read_line(line, true);) {
+    ++lines_;
+    if (StartOfValue(line) == line.len()) continue;
+    std::uint32_t position;
+    const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position);
+    nodes_.rewind();
+    if (fault == JsonFault::kNone) return true;
+    if (bad_lines_++ == 0) first_fault_ = {fault, lines_, position};
+  }
+  record = TraceRecord();
+  return false;
+}
+
+bool TraceWriter::Open(const char* path) {
+  const bool torn = path != nullptr && EndsInsideLine(path);
+  error_ = 0;
+  if (file_.open(path, true) != 0) return false;
+  if (torn) file_.write_line_end(false);
+  return true;
+}
+
+void TraceWriter::Append(const TraceRecord& record) {
+  line_.clear();
+  write_json(record, line_);
+  if (!line_.good() && error_ == 0) error_ = ENOMEM;
+  if (error_ == 0) file_.write(line_.output()).write_line_end(false);
+}
+
+bool TraceWriter::Close() {
+  file_.close();
+  return error() == 0;
+}
+
+}  // namespace zenta

@@ -1,0 +1,96 @@
+// Trace files: JSON Lines, UTF-8 text with one record on each line.
+//
+//   TraceReader trace;
+//   if (!trace.Open(path)) ...                         // trace.error() tells why
+//   tstl::Chunk arena;
+//   for (TraceRecord record; trace.Next(record, arena); arena.rewind()) ...
+//   if (trace.bad_lines() != 0) ...                    // trace.first_fault() tells the first
+//
+//   TraceWriter log;
+//   if (!log.Open(path)) ...
+//   log.Append(record);
+//   if (!log.Close()) ...                              // log.error(): the disk was full, or the like
+//
+// A line ends with LF or CR LF; blank lines mean nothing. A line that holds no JSON object is bad:
+// it costs itself alone, reading goes on behind it. Members that a record does not have are passed
+// over.
+//
+// A writer that died may leave the beginning of a line behind. The next one begins a line of its own
+// after it, and the reader reports one bad line.
+#pragma once
+
+#include <cstdint>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/io/arena.h"
+#include "corelib/io/buffer_write.h"
+#include "corelib/io/json_read.h"
+#include "corelib/io/json_write.h"
+#include "corelib/io/text_read.h"
+#include "engine/records/field.h"
+#include "engine/trace/trace_record.h"
+
+namespace zenta {
+
+// What is wrong with a line. kUnexpected also where the line is a JSON value but no object.
+struct TraceFault {
+  tstl::JsonFault fault = tstl::JsonFault::kNone;
+  std::uint64_t line = 0;  // counted from 1
+  std::uint32_t position =
+      0;  // in bytes from the start of the line; the first that cannot stand there
+};
+
+// Reads a line into a fresh record. The record's texts and lists lie in `arena`, the tree that is
+// made on the way in `nodes`, which may be emptied then. For a line of n bytes the arena gives at
+// most 16 * n bytes + 4 KiB, `nodes` at most 16 * n + 4 KiB. On a fault `record` is empty, its place
+// in `position`, and the arena gave nothing.
+[[nodiscard]] tstl::JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena,
+                                            tstl::ArenaRef nodes, std::uint32_t& position);
+
+// Reads a file record by record, with no more of it in memory than two of its longest lines. Not to
+// be copied; one thread at a time.
+class TraceReader {
+ public:
+  // Starts at the beginning of the file `path` (zero-terminated). False if it cannot be read.
+  [[nodiscard]] bool Open(const char* path);
+  // Reads the next record, in place of what `record` holds. Its memory is in `arena` alone. False,
+  // with an empty record, at the end of the file, and when the file cannot be read on.
+  [[nodiscard]] bool Next(TraceRecord& record, tstl::ArenaRef arena);
+
+  // The errno value of what kept Open() or Next() from going on; 0 at the end of the file.
+  [[nodiscard]] int error() const noexcept { return text_.error(); }
+  // Of what has been read: lines of any kind, lines that were bad, and the first of these.
+  [[nodiscard]] std::uint64_t lines() const noexcept { return lines_; }
+  [[nodiscard]] std::uint64_t bad_lines() const noexcept { return bad_lines_; }
+  [[nodiscard]] const TraceFault& first_fault() const noexcept { return first_fault_; }
+
+ private:
+  tstl::TextRead<unsigned char> text_;
+  tstl::Chunk nodes_;
+  std::uint64_t lines_ = 0;
+  std::uint64_t bad_lines_ = 0;
+  TraceFault first_fault_;
+};
+
+// Appends records to a file. What was appended is safe in the file after Close(); until then up to
+// 4 KiB are in memory only. Not to be copied; one thread at a time.
+class TraceWriter {
+ public:
+  // Goes on at the end of the file `path` (zero-terminated), which is made if there is none. False
+  // if it cannot be written.
+  [[nodiscard]] bool Open(const char* path);
+  // Writes a line. A failure is kept, and told by Close(); nothing more is written then.
+  void Append(const TraceRecord& record);
+  // Writes what is pending and closes the file. False if anything since Open() has failed.
+  [[nodiscard]] bool Close();
+
+  // The errno value of the first failure since Open(), its own included; 0 when there was none.
+  [[nodiscard]] int error() const noexcept { return error_ != 0 ? error_ : file_.error(); }
+
+ private:
+  tstl::BufferWrite<unsigned char> file_;
+  tstl::JsonWrite line_;
+  int error_ = 0;
+};
+
+}  // namespace zenta
