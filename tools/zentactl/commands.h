@@ -13,5 +13,6 @@ void DefineKeygen(CLI::App& command);
 void DefineSign(CLI::App& command);
 void DefineVerify(CLI::App& command);
 void DefinePack(CLI::App& command);
+void DefineDump(CLI::App& command);
 
 }  // namespace zenta

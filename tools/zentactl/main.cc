@@ -21,6 +21,7 @@ constexpr Command kCommands[] = {
     {"pack", "make an installer package of a bundle", zenta::DefinePack},
     {"sign", "make the signed digest file of a package", zenta::DefineSign},
     {"verify", "check a package against its digest file, as the updater does", zenta::DefineVerify},
+    {"dump", "write a file as a C array", zenta::DefineDump},
 };
 
 // Everything that --help knows.
@@ -61,7 +62,7 @@ int Run(CLI::App& app, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Keys, signatures and packages of the Zenta input method.");
+  CLI::App app("Keys, signatures, packages and data files of the Zenta input method.");
   try {
     return Run(app, argc, argv);
   } catch (const std::exception& error) {
