@@ -24,19 +24,23 @@ class KeyProbe {
 
   // Whether the node has this key: the same length and the same units.
   bool matches(const KeyedNode<T>& node) const {
-    return std::bit_cast<std::uint64_t>(start_of(node)) == std::bit_cast<std::uint64_t>(start_) &&
-           same_bytes(bytes(node.str()), bytes(key_.cstr()), key_.len() * sizeof(T));
+    if (std::bit_cast<std::uint64_t>(start_of(node)) == std::bit_cast<std::uint64_t>(start_)) {
+      return same_bytes(bytes(node.str()), bytes(key_.cstr()), key_.len() * sizeof(T));
+    }
+    return key_.len() < kFirstUnits && key_ == node.key();
   }
 
   // Whether this key orders after that of the node.
   bool follows(const KeyedNode<T>& node) const {
+    if (node.len() < kFirstUnits) return key_.is_greater(node.key());
     const std::uint32_t rank = rank_of(start_.first);
     const std::uint32_t other = rank_of(start_of(node).first);
     return rank != other ? rank > other : key_.is_greater(node.key());
   }
 
  private:
-  // A node from its key length on. The memory behind a shorter key is zero.
+  // A node from its key length on. The memory behind a shorter key is zero, unless that was recorded
+  // shorter than it is.
   struct Start {
     std::uint32_t len;
     std::uint32_t first;  // the bytes of the first units, as they lie in memory

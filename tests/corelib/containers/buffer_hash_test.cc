@@ -130,5 +130,15 @@ TYPED_TEST(BufferHashTest, AllocatedNodesAreCountedButNotFoundAndMoveAlong) {
   EXPECT_EQ(Contents<TypeParam>(moved), (Pairs<TypeParam>{{key, 1}}));
 }
 
+TYPED_TEST(BufferHashTest, AKeyThatIsRecordedAsEmptyIsFoundAsTheEmptyOneOfItsBucket) {
+  BufferHash<TypeParam> table(32);
+  auto text = Widen<TypeParam>(std::string(65536, 'a'));
+  while (table.hash_id(text) != 0) ++text[0];
+  const auto* const node = table.insert(text);
+  EXPECT_EQ(table.find(text), nullptr);
+  EXPECT_EQ(table.find({}), node);
+  EXPECT_EQ(table.insert({}), node);
+}
+
 }  // namespace
 }  // namespace tstl
