@@ -37,6 +37,16 @@ bool TextRead<T>::read_decoded(View& line, bool empty_lines) noexcept {
   return false;
 }
 
+template <Unit T>
+bool TextRead<T>::read_decoded_pair(T separator, View& key, long long& value) noexcept {
+  View line;
+  if (!read_decoded(line, false)) return false;
+  const unsigned at = line.findback_chr(separator);
+  key = line.sub_head(at);  // all of it when there is none
+  value = at == NOT_FOUND ? 0 : detail::pair_value(line.sub_tail(at + 1));
+  return true;
+}
+
 template class TextRead<unsigned char>;
 template class TextRead<unsigned short>;
 

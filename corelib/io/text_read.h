@@ -28,6 +28,7 @@
 #include <cstdint>
 
 #include "corelib/io/detail/line_buffer.h"
+#include "corelib/io/detail/pair_line.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/types.h"
@@ -97,6 +98,7 @@ class TextRead {
   using OtherUnit = typename Buffer<T>::OtherUnit;
 
   bool read_decoded(View& line, bool empty_lines) noexcept;
+  bool read_decoded_pair(T separator, View& key, long long& value) noexcept;
 
   detail::LineBuffer lines_;
   Buffer<T> decoded_;  // the last line, when the file's units are of the other width
@@ -105,14 +107,10 @@ class TextRead {
 // ---------------------------------------------------------------------------------------------------------------------
 
 template <Unit T>
-bool TextRead<T>::read_pair(T separator, View& key, long long& value) noexcept {
-  View line;
-  if (!read_line(line)) return false;
-  const unsigned at = line.findback_chr(separator);
-  key = line.sub_head(at);  // all of it when there is none
-  const View number = at == NOT_FOUND ? View() : line.sub_tail(at + 1);
-  const bool negative = number && number.front() == '-';
-  value = negative ? number.to_int64() : static_cast<long long>(number.to_uint64());
+inline bool TextRead<T>::read_pair(T separator, View& key, long long& value) noexcept {
+  if (lines_.unit_size() != sizeof(T)) return read_decoded_pair(separator, key, value);
+  if (!lines_.next(key, false)) return false;
+  value = detail::split_pair(key, separator);
   return true;
 }
 

@@ -55,7 +55,8 @@ void LineBuffer::close() noexcept {
   if (fd_ >= 0) ::close(fd_);
   fd_ = -1;
   std::free(memory_);
-  memory_ = at_ = end_ = nullptr;
+  at_ = memory_ = end_ = nullptr;
+  stop();
   size_ = 0;
   has_half_ = swapped_ = after_cr_ = false;
   ended_ = true;
@@ -74,14 +75,17 @@ void LineBuffer::take_mark() noexcept {
     half_ = *--end_;
     has_half_ = true;
   }
-  swap_units(at_);
+  swap_units(left());
   spread_line_feeds();
+  block_ = at_ - kSpare;  // nothing of the text was searched
+  breaks_ = 0;
 }
 
 bool LineBuffer::fail(int error) noexcept {
   error_ = error;
   ended_ = true;
   at_ = end_;
+  stop();
   return false;
 }
 
@@ -92,7 +96,7 @@ bool LineBuffer::fill() noexcept {
   do {
     if (!read_more()) return false;
   } while (left() == before);
-  swap_units(at_ + before);
+  swap_units(left() - before);
   return true;
 }
 
@@ -133,20 +137,21 @@ bool LineBuffer::resize(std::uint64_t size) noexcept {
   if (size_ == 0) std::memset(memory_, 0, kSpare);
   size_ = bounded;
   at_ = memory_ + kSpare;
-  end_ = at_ + n;
+  end_ = memory_ + kSpare + n;
   return true;
 }
 
-// Brings the units from `from` on into the machine's order.
-void LineBuffer::swap_units(unsigned char* from) noexcept {
+// Brings the units in the last `n` bytes into the machine's order.
+void LineBuffer::swap_units(std::size_t n) noexcept {
   if (!swapped_) return;
-  for (unsigned char* p = from; p != end_; p += 2) std::swap(p[0], p[1]);
+  for (unsigned char* p = end_ - n; p != end_; p += 2) std::swap(p[0], p[1]);
 }
 
 void LineBuffer::spread_line_feeds() noexcept {
-  const unsigned char wide[2] = {std::endian::native == std::endian::little ? '\n' : '\0',
-                                 std::endian::native == std::endian::little ? '\0' : '\n'};
-  for (std::size_t i = 0; i < kSpare; ++i) end_[i] = unit_size_ == 1 ? '\n' : wide[i % 2];
+  const unsigned short unit = '\n';
+  unsigned char bytes[2] = {'\n', '\n'};
+  if (unit_size_ == 2) std::memcpy(bytes, &unit, sizeof unit);
+  for (std::size_t i = 0; i < kSpare; i += 2) std::memcpy(end_ + i, bytes, sizeof bytes);
 }
 
 }  // namespace tstl::detail

@@ -7,10 +7,11 @@
 //
 //   memory_            at_              end_
 //   +-------+----------+----------------+---------+----------+
-//   | spare |  done    |  next lines    | LF x 16 |   free   |
+//   | spare |  done    |  next lines    | LF x 64 |   free   |
 //   +-------+----------+----------------+---------+----------+
 #pragma once
 
+#include <bit>
 #include <cassert>
 #include <cstddef>
 #include <cstdint>
@@ -21,16 +22,17 @@
 
 namespace tstl::detail {
 
-// The first line feed or carriage return from `p` on. REQUIRES: there is one, and a block of units
-// can be read from there on.
+// Which of the 64 bytes from `p` on start a line feed or a carriage return, the first byte's bit
+// lowest.
 template <Unit U>
-const U* find_break(const U* p) noexcept {
-  for (;; p += Block<U>::kUnits) {
-    const auto units = Block<U>::load(p);
-    const auto mask =
-        (equal(units, Block<U>::fill('\n')) | equal(units, Block<U>::fill('\r'))).mask();
-    if (mask) return p + mask.first();
+std::uint64_t breaks_from(const U* p) noexcept {
+  std::uint64_t breaks = 0;
+  for (unsigned i = 0; i < 64; i += 16) {
+    const auto units = Block<U>::load(p + i / sizeof(U));
+    const auto hits = equal(units, Block<U>::fill('\n')) | equal(units, Block<U>::fill('\r'));
+    breaks |= hits.mask().bit_per_byte() << i;
   }
+  return sizeof(U) == 1 ? breaks : breaks & 0x5555555555555555;
 }
 
 class LineBuffer {
@@ -62,27 +64,41 @@ class LineBuffer {
   bool fail(int error) noexcept;
 
  private:
-  static constexpr std::size_t kSpare = 16;
+  static constexpr std::size_t kSpare = 64;
   static constexpr std::uint64_t kLeastSize = 16;
   // In bytes, with everything around it; a view's length holds any line that fits.
   static constexpr std::uint64_t kGreatestSize = 0xFFFFFF00;
 
+  // The next break, which may be the first of those behind the text.
   template <Unit U>
-  const U* find_further() noexcept;
+  const unsigned char* next_break() noexcept;
+  template <Unit U>
+  [[gnu::noinline]] const unsigned char* next_break_in_file() noexcept;
+  template <Unit U>
+  void search_from(const unsigned char* at) noexcept;
+  template <Unit U>
+  void skip_line_feed() noexcept;
+  // The end of the text is the next break from now on.
+  void stop() noexcept {
+    block_ = end_;
+    breaks_ = 1;
+  }
   bool fill() noexcept;
   bool read_more() noexcept;
   bool make_room() noexcept;
   bool resize(std::uint64_t size) noexcept;
   void take_mark() noexcept;
-  void swap_units(unsigned char* from) noexcept;
+  void swap_units(std::size_t n) noexcept;
   void spread_line_feeds() noexcept;
 
   std::size_t left() const noexcept { return static_cast<std::size_t>(end_ - at_); }
 
   unsigned char* memory_ = nullptr;
-  std::size_t size_ = 0;          // of the part between the spare blocks
-  unsigned char* at_ = nullptr;   // the next line
-  unsigned char* end_ = nullptr;  // of the whole units
+  std::size_t size_ = 0;                  // of the part between the spare blocks
+  const unsigned char* at_ = nullptr;     // the next line
+  unsigned char* end_ = nullptr;          // of the whole units
+  const unsigned char* block_ = nullptr;  // the 64 bytes that were searched last
+  std::uint64_t breaks_ = 1;              // what is left of the breaks in them, a bit per byte
   int fd_ = -1;
   int error_ = 0;
   unsigned char unit_size_ = 1;
@@ -95,44 +111,59 @@ class LineBuffer {
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-// Reads on when there is no break in the buffer. Returns the break then found, the end of the last
-// line, or null when nothing is left.
 template <Unit U>
-const U* LineBuffer::find_further() noexcept {
-  for (;;) {
-    const std::size_t seen = left();
-    if (!fill()) return at_ != end_ ? reinterpret_cast<const U*>(end_) : nullptr;
-    if (after_cr_) {
-      assert(seen == 0);
-      after_cr_ = false;
-      if (*reinterpret_cast<const U*>(at_) == '\n') at_ += sizeof(U);
-    }
-    const U* const found = find_break(reinterpret_cast<const U*>(at_ + seen));
-    if (found != reinterpret_cast<const U*>(end_)) return found;
-  }
+void LineBuffer::search_from(const unsigned char* at) noexcept {
+  block_ = at;
+  breaks_ = breaks_from(reinterpret_cast<const U*>(at));
 }
 
 template <Unit U>
-bool LineBuffer::next(BufferRef<U>& line, bool empty_lines) noexcept {
-  assert(sizeof(U) == unit_size_);
-  if (at_ == nullptr) return false;
-  for (;;) {
-    const U* found = find_break(reinterpret_cast<const U*>(at_));
-    if (found == reinterpret_cast<const U*>(end_)) found = find_further<U>();
-    if (found == nullptr) return false;
-    const U* const start = reinterpret_cast<const U*>(at_);
-    const U* const end = reinterpret_cast<const U*>(end_);
-    const U* after = found;
-    if (found != end && *after++ == '\r') {
-      if (after == end) {
-        after_cr_ = true;
-      } else {
-        after += *after == '\n';
-      }
+const unsigned char* LineBuffer::next_break() noexcept {
+  while (breaks_ == 0) search_from<U>(block_ + kSpare);
+  const auto offset = std::countr_zero(breaks_);
+  breaks_ &= breaks_ - 1;
+  return block_ + offset;
+}
+
+// Reads on when there is no break in the buffer. Returns the break then found, the end of the last
+// line, or null when nothing is left.
+template <Unit U>
+const unsigned char* LineBuffer::next_break_in_file() noexcept {
+  const unsigned char* found;
+  do {
+    const std::size_t seen = left();
+    if (!fill()) {
+      stop();
+      return at_ != end_ ? end_ : nullptr;
     }
-    at_ = reinterpret_cast<unsigned char*>(const_cast<U*>(after));
-    if (found == start && !empty_lines) continue;
-    line = BufferRef<U>(start, static_cast<unsigned>(found - start));
+    if (after_cr_ && *reinterpret_cast<const U*>(at_) == '\n') at_ += sizeof(U);
+    after_cr_ = false;
+    search_from<U>(at_ + seen);
+    found = next_break<U>();
+  } while (found == end_);
+  return found;
+}
+
+// Takes in the line feed of a CR LF, which may not have been read yet.
+template <Unit U>
+void LineBuffer::skip_line_feed() noexcept {
+  after_cr_ = at_ == end_;
+  if (!after_cr_ && *reinterpret_cast<const U*>(at_) == '\n') at_ = next_break<U>() + sizeof(U);
+}
+
+template <Unit U>
+inline bool LineBuffer::next(BufferRef<U>& line, bool empty_lines) noexcept {
+  assert(sizeof(U) == unit_size_);
+  for (;;) {
+    const unsigned char* found = next_break<U>();
+    if (found == end_) found = next_break_in_file<U>();
+    if (found == nullptr) return false;
+    const unsigned char* const start = at_;
+    at_ = found == end_ ? found : found + sizeof(U);
+    if (*reinterpret_cast<const U*>(found) == '\r') skip_line_feed<U>();
+    const auto len = static_cast<unsigned>(static_cast<std::size_t>(found - start) / sizeof(U));
+    if (len == 0 && !empty_lines) continue;
+    line = BufferRef<U>(reinterpret_cast<const U*>(start), len);
     return true;
   }
 }

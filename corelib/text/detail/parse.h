@@ -37,6 +37,13 @@ class DigitWord {
     return DigitWord((ends & 0xFFFFFFFF) | ends >> 32 << (8 * (n - 4)));
   }
 
+  // The `n` units before `end`. REQUIRES: n is 1 to 8, and eight units before `end` can be read.
+  template <Unit T>
+  static DigitWord load_before(const T* end, std::uint64_t n) {
+    assert(n - 1 < 8);
+    return DigitWord(eight_bytes(end - 8) >> (64 - 8 * n));
+  }
+
   unsigned count() const { return count_; }
   // Adds neighbours in pairs, then the pairs, then the fours: three multiplications for eight
   // digits.

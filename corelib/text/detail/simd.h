@@ -47,8 +47,8 @@ class LaneMask {
     bits_ -= lowest * ((std::uint64_t{1} << kBitsPerUnit) - 1);
   }
   // The answers as one bit for each byte, the first byte's lowest.
-  std::uint64_t bit_per_byte() const requires(sizeof(T) == 1) {
-    if constexpr (kBitsPerUnit == 1) return bits_;
+  std::uint64_t bit_per_byte() const {
+    if constexpr (kBitsPerUnit == sizeof(T)) return bits_;
     std::uint64_t bits = bits_ & 0x1111111111111111;
     bits = (bits | bits >> 3) & 0x0303030303030303;
     bits = (bits | bits >> 6) & 0x000F000F000F000F;
