@@ -275,24 +275,27 @@ struct Codec<List<T>> {
 
   static constexpr bool is_empty(const List<T>& list) noexcept { return list.is_empty(); }
 
-  // Appends the elements; those that are no values of T are left out. Room is made for no more than
-  // is added, or an array of other values that comes again and again would move the list each time.
+  // Appends the elements; those that are no values of T are left out. A list that has elements makes
+  // room only for what is added to it, or arrays of other values, coming again and again, would
+  // move it each time.
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
-    std::uint32_t count = 0;
-    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
-      count += node->type() == Element::kJsonType;
-    }
-    if (!list.reserve(count, state.arena())) {
+    const bool reserved = list.is_empty();
+    if (reserved && !list.reserve(count_of(array), state.arena())) {
       state.stop_for_memory();
       return false;
     }
-    for (auto* node = array.first_child(); node != nullptr && !state.stopped();
-         node = node->next()) {
-      if (node->type() != Element::kJsonType) continue;
-      T* const element = list.append(state.arena(), true);
-      if (!Element::read_json(*element, *node, state)) list.drop_last();
+    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
+      T value = T();
+      if (node->type() != Element::kJsonType || !Element::read_json(value, *node, state)) continue;
+      T* const element = list.append(state.arena(), reserved);
+      if (element == nullptr) {
+        state.stop_for_memory();
+        return false;
+      }
+      *element = value;
+      if (state.stopped()) return false;
     }
-    return true;
+    return !state.stopped();
   }
   static void write_json(const List<T>& list, tstl::JsonWrite& out) noexcept {
     out.begin_array();
@@ -313,6 +316,15 @@ struct Codec<List<T>> {
     static_assert(Element::kWireType == tstl::WireType::kBytes, "no lists of numbers");
     for (const T& element : list) out = Element::write_binary(element, number, out);
     return out;
+  }
+
+ private:
+  static std::uint32_t count_of(tstl::JsonNode& array) noexcept {
+    std::uint32_t count = 0;
+    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
+      count += node->type() == Element::kJsonType;
+    }
+    return count;
   }
 };
 

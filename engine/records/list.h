@@ -23,6 +23,12 @@
 
 namespace zenta {
 
+// The most bytes of an arena that a byte of a message costs, where readers of records make lists
+// from it. An element of a list takes two bytes or more of a message; and it takes four times its
+// size or less: the list has less than twice the room that it needs and has left less than that
+// behind.
+inline constexpr std::uint32_t kMaxGrowth = 256;
+
 template <class T>
 class List {
  public:
@@ -57,11 +63,6 @@ class List {
   // Adds an element as its type makes it. Null, and nothing added, when memory is short. `reserved`:
   // reserve() has made room for it.
   [[nodiscard]] T* append(tstl::ArenaRef arena, bool reserved = false);
-  // Takes the last element off again. REQUIRES: there is one.
-  void drop_last() noexcept {
-    assert(count_ != 0);
-    --count_;
-  }
 
  private:
   bool move_to(std::uint64_t capacity, tstl::ArenaRef arena);
@@ -75,6 +76,7 @@ class List {
 template <class T>
 bool List<T>::move_to(std::uint64_t capacity, tstl::ArenaRef arena) {
   static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
+  static_assert(4 * sizeof(T) <= 2 * kMaxGrowth);
   constexpr std::size_t kAlign = alignof(T) < 4 ? 4 : alignof(T);
   void* const memory = arena.alloc(capacity * sizeof(T), kAlign);
   if (memory == nullptr) return false;

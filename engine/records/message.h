@@ -13,7 +13,9 @@
 // part of any record, so its bytes may go away after reading a binary form. JSON nodes lie in the
 // arena as well.
 //
-// Memory from the arena is bounded by the message: see kMaxGrowth below.
+// Memory from the arena is bounded: kMaxGrowth bytes for each byte of the message (list.h), whoever
+// made it, and for JSON one block of nodes more. That is for lists of empty elements; a real message
+// takes two or three times its length.
 #pragma once
 
 #include <cstdint>

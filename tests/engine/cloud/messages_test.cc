@@ -1,0 +1,390 @@
+// The records of both messages, in both forms: one body for all of them, made from their tables,
+// and the byte sequences that the service and other decoders rely on.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <random>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "corelib/containers/chunk.h"
+#include "engine/cloud/cloud_request.h"
+#include "engine/cloud/cloud_response.h"
+#include "fuzz/io/json_oracle.h"
+#include "fuzz/io/wire_oracle.h"
+#include "tests/reference/record_reference.h"
+
+namespace zenta {
+namespace {
+
+using reference::Difference;
+using reference::RecordFiller;
+using tstl::Buffer;
+using tstl::Chunk;
+using tstl::JsonFault;
+using tstl::WireFault;
+using tstl::oracle::PlainField;
+using std::string_view_literals::operator""sv;
+
+template <Record R>
+std::string Binary(const R& record) {
+  Buffer<unsigned char> bytes;
+  EXPECT_TRUE(write_binary(record, bytes));
+  return std::string(bytes.std_view());
+}
+template <Record R>
+std::string Json(const R& record) {
+  Buffer<unsigned char> text;
+  EXPECT_TRUE(write_json(record, text));
+  return std::string(text.std_view());
+}
+
+// A record with the arena that it was read into, from an exactly sized heap copy of the message.
+template <Record R>
+struct Read {
+  static Read FromBinary(std::string_view bytes) {
+    Read read;
+    const std::vector<char> copy(bytes.begin(), bytes.end());
+    read.binary = read_binary(read.record, {copy.data(), unsigned(copy.size())}, read.arena);
+    return read;
+  }
+  static Read FromJson(std::string_view text) {
+    Read read;
+    read.json = read_json(read.record, text, read.arena);
+    return read;
+  }
+
+  Chunk arena;
+  R record;
+  BinaryResult binary;
+  JsonResult json;
+};
+
+template <class R>
+class RecordTest : public testing::Test {};
+using Records = testing::Types<ReqInfo, InputInfo, EnvInfo, ClientInfo, SugLog, AttachItem,
+                               SkinInfo, SkinReport, SkinInput, SkinJson, AttachInfo, CloudRequest,
+                               ServInfo, VerRange, PkgVersion, SugAction, LianItem, MutiLian,
+                               CandItem, ServItem, SugCard, CloudResponse>;
+TYPED_TEST_SUITE(RecordTest, Records);
+
+TYPED_TEST(RecordTest, ComesBackWholeFromEitherForm) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    const bool well_formed = seed % 2 == 0;
+    RecordFiller filler(seed, well_formed);
+    const auto made = filler.template Make<TypeParam>();
+    const std::string bytes = Binary(made);
+    const auto read = Read<TypeParam>::FromBinary(bytes);
+    EXPECT_TRUE(read.binary) << read.binary.text();
+    EXPECT_EQ(read.binary.position, bytes.size());
+    EXPECT_EQ(Binary(read.record), bytes);
+
+    EXPECT_EQ(Difference(read.record, made), "");
+
+    const std::string json = Json(read.record);
+    EXPECT_EQ(
+        tstl::valid_utf8_prefix(reinterpret_cast<const unsigned char*>(json.data()), json.size()),
+        json.size());
+    const auto peer = tstl::oracle::AskPeer(json);
+    EXPECT_TRUE(peer.kind == peer.kGood || (peer.kind == peer.kNoOpinion && !well_formed)) << json;
+    const auto again = Read<TypeParam>::FromJson(json);
+    EXPECT_TRUE(again.json) << again.json.text();
+    EXPECT_EQ(Difference(again.record, made), "");
+  }
+}
+
+// Fed one by one, in any order that keeps the elements of a list in theirs.
+TYPED_TEST(RecordTest, TakesItsFieldsInAnyOrder) {
+  RecordFiller filler(7, false);
+  const auto made = filler.template Make<TypeParam>();
+  const std::string bytes = Binary(made), json = Json(made);
+  const auto whole = Read<TypeParam>::FromBinary(bytes);
+  std::vector<tstl::WireField> fields;
+  tstl::WireReader reader{Bytes(bytes)};
+  for (tstl::WireField field; reader.next(field);) fields.push_back(field);
+  std::ranges::stable_sort(fields, std::greater(), &tstl::WireField::key);
+  Chunk arena;
+  TypeParam from_fields, from_members;
+  for (const auto& field : fields) EXPECT_TRUE(read_binary_field(from_fields, field, arena));
+  EXPECT_EQ(Difference(from_fields, whole.record), "");
+
+  std::vector<tstl::JsonNode*> members;
+  const tstl::JsonParse parse = tstl::json_parse(json, arena);
+  for (auto* m = parse.root->first_child(); m != nullptr; m = m->next()) members.push_back(m);
+  std::ranges::reverse(members);
+  for (tstl::JsonNode* member : members) read_json_member(from_members, *member, arena);
+  EXPECT_EQ(Difference(from_members, Read<TypeParam>::FromJson(json).record), "");
+}
+
+// Each field with a value of every other type, a field of its own beyond the last, and other keys.
+TYPED_TEST(RecordTest, LeavesAloneWhatItDoesNotKnow) {
+  std::string bytes = PlainField(77, 5) + PlainField(78, "x");
+  std::vector<std::string> members = {R"("":1)", R"("Req":1)", R"("a\u0062":[{}])"};
+  kFields<TypeParam>.each([&](auto field) {
+    using Codec = typename decltype(field)::FieldCodec;
+    bytes += Codec::kWireType == tstl::WireType::kVarint ? PlainField(field.kNumber, "12345")
+                                                         : PlainField(field.kNumber, 1);
+    bytes += static_cast<char>(field.kNumber * 8 + 5) + std::string(4, 1);
+    const auto own = static_cast<std::size_t>(Codec::kJsonType);
+    const char* const values[] = {"{}", "[[]]", "\"1\"", "1.5", "true", "null"};
+    for (std::size_t type = 0; type < 6; ++type) {
+      const bool fits = type == own && Codec::kJsonType != tstl::JsonType::kNumber;
+      if (!fits) members.push_back('"' + std::string(field.kKey) + "\":" + values[type]);
+    }
+  });
+  std::string json = "{";
+  for (const std::string& member : members) json += (json.size() > 1 ? "," : "") + member;
+  const auto from_bytes = Read<TypeParam>::FromBinary(bytes);
+  EXPECT_TRUE(from_bytes.binary);
+  EXPECT_EQ(Difference(from_bytes.record, TypeParam()), "");
+  const auto from_json = Read<TypeParam>::FromJson(json + "}");
+  EXPECT_TRUE(from_json.json) << json;
+  EXPECT_EQ(Difference(from_json.record, TypeParam()), "");
+}
+
+TYPED_TEST(RecordTest, KeepsWhatStoodBeforeTheFault) {
+  RecordFiller filler(3, false);
+  const std::string bytes = Binary(filler.template Make<TypeParam>());
+  for (std::size_t n = 0; n < bytes.size(); ++n) {
+    const std::string_view cut = std::string_view(bytes).substr(0, n);
+    tstl::WireReader reader{Bytes(cut)};
+    std::size_t good = 0;
+    for (tstl::WireField field; reader.next(field);) good = reader.position();
+    const auto read = Read<TypeParam>::FromBinary(cut);
+    EXPECT_EQ(read.binary.fault, good == n ? WireFault::kNone : WireFault::kTruncated);
+    EXPECT_EQ(read.binary.position, reader.position());
+    EXPECT_EQ(Difference(read.record, Read<TypeParam>::FromBinary(cut.substr(0, good)).record), "");
+  }
+}
+
+// An arena that gives `left` blocks.
+struct ShortArena {
+  void* alloc_aligned(std::uint64_t n, std::size_t align) {
+    return left-- == 0 ? (left = 0, nullptr) : arena.alloc_aligned(n, align);
+  }
+  unsigned left;
+  Chunk arena;
+};
+
+TYPED_TEST(RecordTest, SaysSoWhenTheArenaGivesNoMore) {
+  RecordFiller filler(5, false);
+  const auto made = filler.template Make<TypeParam>();
+  const std::string bytes = Binary(made), json = Json(made);
+  bool short_of_memory = true;
+  for (unsigned k = 0; short_of_memory; ++k) {
+    TypeParam from_bytes, from_json;
+    ShortArena arena{k, Chunk()}, other{k, Chunk()};
+    const BinaryResult binary = read_binary(from_bytes, bytes, arena);
+    const JsonResult text = read_json(from_json, json, other);
+    EXPECT_EQ(bool(binary), !binary.out_of_memory);
+    EXPECT_TRUE(text || text.fault == JsonFault::kMemory);
+    EXPECT_LE(Binary(from_bytes).size(), bytes.size());
+    EXPECT_LE(Json(from_json).size(), json.size());
+    short_of_memory = !binary || !text;
+  }
+}
+
+// ---- What the bytes are
+
+std::string Hex(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes) {
+    char digits[4];
+    std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned char>(byte));
+    text += digits;
+  }
+  return text.substr(0, text.empty() ? 0 : text.size() - 1);
+}
+
+TEST(CloudRequestTest, IsWrittenByteForByteAsTheServiceReadsIt) {
+  static SugLog log[1];
+  static Text16 cands[] = {u"a", u"", u"\xD800"};
+  struct Row {
+    std::function<void(CloudRequest&)> set;
+    const char* bytes;
+    const char* json;  // what differs from that of an empty request: the object that is changed
+  };
+  const Row rows[] = {
+      {[](auto&) {}, "", R"("ipt":{})"},
+      {[](auto& r) { r.req.need_zj_forcast = true; }, "0A 02 20 01",
+       R"("req":{"need_zj_forcast":true,"is_ft":false})"},
+      {[](auto& r) { r.req.is_ft = true; }, "0A 02 28 01",
+       R"("req":{"need_zj_forcast":false,"is_ft":true})"},
+      {[](auto& r) { log[0].sug_word = log[0].input_inline = u"中文a", r.attach.suglogs = log; },
+       "2A 13 0A 11 2A 07 E4 B8 AD E6 96 87 61 32 06 2D 4E 87 65 61 00",
+       R"("attach":{"suglogs":[{"sug_word":"中文a","input_inline":"中文a"}],"json")"},
+      {[](auto& r) { r.attach.json.report.status = 0; }, "2A 06 32 04 12 02 08 00",
+       R"("report":{"status":0})"},
+      {[](auto& r) { r.attach.json.report.cost = -2; },
+       "2A 0F 32 0D 12 0B 10 FE FF FF FF FF FF FF FF FF 01", R"("report":{"cost":-2})"},
+      {[](auto& r) { r.attach.json.cands = cands; }, "2A 0C 32 0A 22 01 61 22 00 22 03 ED A0 80",
+       R"("cands":["a","","\ud800"])"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.json);
+    CloudRequest request;
+    row.set(request);
+    EXPECT_EQ(Hex(Binary(request)), row.bytes);
+    EXPECT_NE(Json(request).find(row.json), std::string::npos) << Json(request);
+  }
+  EXPECT_EQ(Json(CloudRequest()),
+            R"({"req":{"need_zj_forcast":false,"is_ft":false},"ipt":{},"env":{},"client":{},)"
+            R"("attach":{"json":{"info":{},"report":{},"input":{}}}})");
+}
+
+TEST(CloudResponseTest, CardsReadTheirPackageNameAndWriteItUnderAnotherKeyOnly) {
+  SugCard card[1];
+  card[0].apk_name = "com.x";
+  CloudResponse response;
+  response.sug_card_list = card;
+  EXPECT_NE(Json(response).find(R"("sug_card_list":[{"akp_name":"com.x"}]})"), std::string::npos);
+  EXPECT_EQ(Hex(Binary(response)), "3A 00");
+  EXPECT_EQ(Read<SugCard>::FromJson(R"({"apk_name":"b","akp_name":"c"})").record.apk_name, "b"sv);
+  EXPECT_EQ(Read<SugCard>::FromBinary(PlainField(10, "com.y")).record.apk_name, "com.y"sv);
+}
+
+TEST(CloudResponseTest, NumbersAreExactOrNotTaken) {
+  struct Row {
+    const char *json, *want;
+  };
+  for (const Row& row : {
+           Row{R"("img_rect":9007199254740993)", R"({"img_rect":9007199254740993})"},
+           Row{R"("img_rect":18446744073709551615)", R"({"img_rect":18446744073709551615})"},
+           Row{R"("img_rect":18446744073709551616)", "{}"},
+           Row{R"("max_show_num":-2147483648)", R"({"max_show_num":-2147483648})"},
+           Row{R"("max_show_num":2147483648)", "{}"},
+           Row{R"("show_type":65535,"show_type":65536)", R"({"show_type":65535})"},
+           Row{R"("flag":1e3,"is_replace":1.0,"goto_url_type":-1)", "{}"},
+           Row{R"("u\u0069d":"\udcff\n","banner":5)", R"({"uid":"\udcff\n"})"},
+       }) {
+    const auto read = Read<ServItem>::FromJson("{" + std::string(row.json) + "}");
+    EXPECT_EQ(Json(read.record), row.want);
+    EXPECT_EQ(Json(Read<ServItem>::FromBinary(Binary(read.record)).record), row.want);
+  }
+  // A varint that is wider than the member is cut to its width.
+  const auto item =
+      Read<ServItem>::FromBinary(PlainField(1, 0x12345) + PlainField(12, ~0ull >> 32));
+  EXPECT_EQ(item.record.show_type, 0x2345);
+  EXPECT_EQ(item.record.max_show_num, -1);
+  EXPECT_TRUE(Read<ReqInfo>::FromBinary(PlainField(4, 1ull << 63)).record.need_zj_forcast);
+}
+
+TEST(CloudMessageTest, WhatComesAgainReplacesAppendsOrMerges) {
+  const auto report = [](std::string_view fields) {
+    return PlainField(5, PlainField(6, PlainField(2, fields)));
+  };
+  const auto binary = Read<CloudRequest>::FromBinary(
+      report(PlainField(1, 3)) + PlainField(5, PlainField(1, "") + PlainField(5, "old")) +
+      report(PlainField(2, 4)) + PlainField(5, PlainField(1, "") + PlainField(5, "")));
+  const auto json = Read<CloudRequest>::FromJson(
+      R"({"attach":{"json":{"report":{"status":3}},"suglogs":[{},7],"ai_cloud":"old"},)"
+      R"("attach":{"json":{"report":{"cost":4}},"suglogs":[{}],"ai_cloud":""}})");
+  for (const auto* read : {&binary, &json}) {
+    const AttachInfo& attach = read->record.attach;
+    EXPECT_EQ(attach.json.report.status, 3);
+    EXPECT_EQ(attach.json.report.cost, 4);
+    EXPECT_EQ(attach.suglogs.size(), 2u);
+    EXPECT_TRUE(attach.ai_cloud.is_empty());
+  }
+  const auto raw = Read<SugLog>::FromBinary(PlainField(6, "a\0b\0c"sv)).record.input_inline;
+  EXPECT_EQ(raw.len(), 2u);
+}
+
+TEST(CloudMessageTest, FaultsAreNamedWithTheirPlaceInTheWholeMessage) {
+  struct Row {
+    std::string_view bytes;
+    WireFault fault;
+    std::uint32_t position;
+  };
+  const std::string_view before = "\x2A\x03\x2A\x01\x61"sv;  // ai_cloud "a"
+  for (const Row& row : {
+           Row{"\x2A\x03\x1A\x05\x41"sv, WireFault::kTruncated, 4},
+           Row{"\x2A\x08\x32\x06\x12\x04\x08\x01\x10\x80"sv, WireFault::kTruncated, 9},
+           Row{"\x2A\x04\x0A\x02\x0B\x00"sv, WireFault::kGroup, 4},
+           Row{"\x2A\x02\x06\x00"sv, WireFault::kFieldNumber, 2},
+           Row{"\x2A\x02\x0F\x00"sv, WireFault::kWireType, 2},
+           Row{"\x08\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x00"sv, WireFault::kOverlong, 1},
+       }) {
+    const auto read = Read<CloudRequest>::FromBinary(std::string(before).append(row.bytes) +
+                                                     PlainField(2, PlainField(3, 9)));
+    EXPECT_EQ(read.binary.fault, row.fault) << Hex(row.bytes);
+    EXPECT_EQ(read.binary.position, before.size() + row.position) << Hex(row.bytes);
+    EXPECT_EQ(read.record.attach.ai_cloud, "a"sv);
+    EXPECT_EQ(read.record.ipt.context_id, 0u);
+  }
+  const auto text =
+      Read<CloudRequest>::FromJson(R"({"ipt":{"context_id":3},"env":{"net_type":2,x)");
+  EXPECT_EQ(text.json.fault, JsonFault::kUnexpected);
+  EXPECT_EQ(text.json.position, 44u);
+  EXPECT_EQ(text.record.env.net_type, 2u);
+  const auto array = Read<CloudRequest>::FromJson(" [1]");
+  EXPECT_EQ(array.json.fault, JsonFault::kUnexpected);
+  EXPECT_EQ(array.json.position, 1u);
+}
+
+// An arena that counts.
+struct CountingArena {
+  void* alloc_aligned(std::uint64_t n, std::size_t align) {
+    given += n + align;
+    return arena.alloc_aligned(n, align);
+  }
+  std::uint64_t given = 0;
+  Chunk arena;
+};
+
+TEST(CloudMessageTest, MemoryIsBoundedByTheLengthOfTheMessage) {
+  const auto repeated = [](std::string_view part, unsigned n) {
+    std::string text;
+    for (unsigned i = 0; i < n; ++i) text += part;
+    return text;
+  };
+  const auto attach = [](std::string_view fields) { return PlainField(5, fields); };
+  const auto list = [&](std::string_view element, unsigned n) {
+    return "[" + repeated(element, n - 1).append(element.substr(0, element.size() - 1)) + "]";
+  };
+  constexpr unsigned kN = 1025;  // just more than lists have room for
+  CountingArena arena;
+  for (const std::string& bytes :
+       {repeated("\x3A\x00\x32\x00\x2A\x00"sv, kN), repeated("\x3A\x00"sv, kN),
+        repeated(attach("\x0A\x00"sv), kN), attach(repeated("\x0A\x00"sv, 2 * kN)),
+        attach(repeated("\x0A\x00"sv, 1024)) + attach("\x0A\x00"sv),
+        repeated(attach(PlainField(6, "\x22\x00"sv)), kN)}) {
+    CloudRequest request;
+    CloudResponse response;
+    arena.given = 0;
+    EXPECT_TRUE(read_binary(request, bytes, arena));
+    EXPECT_TRUE(read_binary(response, bytes, arena));
+    EXPECT_LE(arena.given, kMaxGrowth * bytes.size() + 64) << Hex(bytes.substr(0, 20));
+  }
+  for (const std::string& json :
+       {R"({"sug_card_list":)" + list("{},", kN) + "}",
+        R"({"sug_card_list":)" + list("{},", 1024) +
+            repeated(R"(,"sug_card_list":[{}],"cand_list":[1,1,1,1,1,1,1,1,1])", 300) + "}"}) {
+    CloudResponse response;
+    arena.given = 0;
+    EXPECT_TRUE(read_json(response, json, arena));
+    EXPECT_LE(arena.given, kMaxGrowth * json.size() + 2 * 4096) << json.substr(0, 40);
+  }
+}
+
+TEST(CloudMessageTest, WritersKeepTheirMemoryFromMessageToMessage) {
+  RecordFiller filler(11, false);
+  const auto made = filler.Make<CloudResponse>();
+  Buffer<unsigned char> buffer;
+  tstl::ProtoWrite wire;
+  tstl::JsonWrite json;
+  EXPECT_TRUE(write_binary(made, buffer) && write_message(made, wire) && write_message(made, json));
+  const std::string text(json.output().std_view());
+  const void* const memory[] = {buffer.c_str(), wire.output().c_str(), json.output().c_str()};
+  EXPECT_TRUE(write_binary(made, buffer) && write_message(made, wire) && write_message(made, json));
+  EXPECT_EQ(memory[0], buffer.c_str());
+  EXPECT_EQ(memory[1], wire.output().c_str());
+  EXPECT_EQ(memory[2], json.output().c_str());
+  EXPECT_EQ(buffer.std_view(), wire.output().std_view());
+  EXPECT_EQ(text, json.output().std_view());
+}
+
+}  // namespace
+}  // namespace zenta

@@ -1,0 +1,105 @@
+// Records filled at random and compared member by member, by their tables. A table says nothing
+// here but which members there are: values are made and compared by their types.
+#pragma once
+
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/text/utf.h"
+#include "engine/records/record.h"
+
+namespace zenta::reference {
+
+// The first member in which two values differ, as a path of keys; empty when there is none.
+template <std::integral T>
+std::string Difference(T a, T b) {
+  return a == b ? "" : ": " + std::to_string(a) + " and " + std::to_string(b);
+}
+template <tstl::Unit T>
+std::string Difference(tstl::BufferRef<T> a, tstl::BufferRef<T> b) {
+  return std::vector<T>(a.begin(), a.end()) == std::vector<T>(b.begin(), b.end()) ? "" : ": texts";
+}
+template <class T>
+std::string Difference(const List<T>& a, const List<T>& b);
+template <Record R>
+std::string Difference(const R& a, const R& b) {
+  std::string found;
+  kFields<R>.each([&](auto field) {
+    const std::string inside = Difference(field.of(a), field.of(b));
+    if (found.empty() && !inside.empty()) found = "." + std::string(field.kKey) + inside;
+  });
+  return found;
+}
+template <class T>
+std::string Difference(const List<T>& a, const List<T>& b) {
+  if (a.size() != b.size()) return ": counts";
+  for (std::uint32_t i = 0; i < a.size(); ++i) {
+    const std::string inside = Difference(a[i], b[i]);
+    if (!inside.empty()) return "[" + std::to_string(i) + "]" + inside;
+  }
+  return {};
+}
+
+// Fills records with what is hard: limits of integers, empty texts and lists, all bytes, and all
+// 16-bit units. `well_formed`: texts are valid UTF-8 and UTF-16 instead. Members that are not
+// written stay as they are.
+class RecordFiller {
+ public:
+  RecordFiller(unsigned seed, bool well_formed) : random_(seed), well_formed_(well_formed) {}
+
+  template <Record R>
+  R Make() {
+    R record;
+    Fill(record);
+    return record;
+  }
+
+ private:
+  std::uint32_t Below(std::uint32_t n) { return static_cast<std::uint32_t>(random_() % n); }
+
+  template <std::integral T>
+  void Fill(T& value) {
+    using Limits = std::numeric_limits<T>;
+    const T values[] = {0, 1, Limits::max(), Limits::min(), static_cast<T>(random_())};
+    value = values[Below(5)];
+    if (Below(3) == 0) value = static_cast<T>(value >> Below(8 * sizeof(T)));
+  }
+  template <tstl::Unit T>
+  T AnyUnit() {
+    const auto unit = static_cast<T>(Below(2) == 0 ? Below(0x80) : Below(0x10000));
+    if (!well_formed_) return unit;
+    return sizeof(T) == 1 || tstl::is_surrogate(unit) ? unit & 0x7F : unit;
+  }
+  template <tstl::Unit T>
+  void Fill(tstl::BufferRef<T>& text) {
+    T units[40];
+    for (std::uint32_t i = 0; i < 40; i += 2) {
+      const bool pair = sizeof(T) == 2 && Below(8) == 0;
+      units[i] = pair ? static_cast<T>(0xD800 + Below(0x400)) : AnyUnit<T>();
+      units[i + 1] = pair ? static_cast<T>(0xDC00 + Below(0x400)) : AnyUnit<T>();
+    }
+    const std::uint32_t n = Below(3) == 0 ? 0 : Below(40);
+    text = arena_.copy(tstl::BufferRef<T>(units, well_formed_ ? n / 2 * 2 : n));
+  }
+  template <class T>
+  void Fill(List<T>& list) {
+    for (std::uint32_t n = Below(3) == 0 ? 0 : Below(9); n != 0; --n) Fill(*list.append(arena_));
+  }
+  template <Record R>
+  void Fill(R& record) {
+    kFields<R>.each([&](auto field) {
+      if (!field.kNeverInBinary) Fill(field.of(record));
+    });
+  }
+
+  std::mt19937_64 random_;
+  bool well_formed_;
+  tstl::Chunk arena_;
+};
+
+}  // namespace zenta::reference
