@@ -14,6 +14,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
+#include "tools/common/xml_text.h"
 #include "tools/common/read_file.h"
 #include "tools/packaging/archive_writer.h"
 #include "tools/packaging/bundle_info.h"
@@ -141,47 +142,20 @@ void WriteParts(const std::string& info, const fs::path& payload, std::time_t mo
   writer.Finish();
 }
 
-// Text as the value of an XML attribute (XML 1.0, 2.3 and 2.2: control characters have no place).
-std::string Escaped(std::string_view text) {
-  std::string out;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        out += "&amp;";
-        break;
-      case '<':
-        out += "&lt;";
-        break;
-      case '>':
-        out += "&gt;";
-        break;
-      case '"':
-        out += "&quot;";
-        break;
-      default:
-        if (static_cast<unsigned char>(c) < 0x20) {
-          throw Failure("a control character in '" + std::string(text) + "'");
-        }
-        out += c;
-    }
-  }
-  return out;
-}
-
 std::string PackageInfo(const PackageSummary& package, const BundleInfo& info,
                         const std::string& bundle_name, const std::string& install_location) {
   const std::uint64_t kilobytes = (package.content_bytes + 1023) / 1024;
   std::ostringstream xml;
   xml << R"(<?xml version="1.0" encoding="utf-8"?>)" << '\n'
       << R"(<pkg-info overwrite-permissions="true" relocatable="false" auth="root")"
-      << R"( format-version="2" identifier=")" << Escaped(package.identifier) << R"(" version=")"
-      << Escaped(package.version) << R"(" install-location=")" << Escaped(install_location)
+      << R"( format-version="2" identifier=")" << XmlText(package.identifier) << R"(" version=")"
+      << XmlText(package.version) << R"(" install-location=")" << XmlText(install_location)
       << "\">\n"
       << R"(    <payload numberOfFiles=")" << package.entries << R"(" installKBytes=")" << kilobytes
       << "\"/>\n"
-      << R"(    <bundle path="./)" << Escaped(bundle_name) << R"(" id=")"
-      << Escaped(info.identifier) << R"(" CFBundleShortVersionString=")"
-      << Escaped(info.short_version) << R"(" CFBundleVersion=")" << Escaped(info.version)
+      << R"(    <bundle path="./)" << XmlText(bundle_name) << R"(" id=")"
+      << XmlText(info.identifier) << R"(" CFBundleShortVersionString=")"
+      << XmlText(info.short_version) << R"(" CFBundleVersion=")" << XmlText(info.version)
       << "\"/>\n"
       << "</pkg-info>\n";
   return xml.str();

@@ -13,6 +13,7 @@ void DefineKeygen(CLI::App& command);
 void DefineSign(CLI::App& command);
 void DefineVerify(CLI::App& command);
 void DefinePack(CLI::App& command);
+void DefineTrace(CLI::App& command);
 void DefineDump(CLI::App& command);
 
 }  // namespace zenta

@@ -22,6 +22,7 @@ constexpr Command kCommands[] = {
     {"sign", "make the signed digest file of a package", zenta::DefineSign},
     {"verify", "check a package against its digest file, as the updater does", zenta::DefineVerify},
     {"dump", "write a file as a C array", zenta::DefineDump},
+    {"trace", "tell and draw what a trace of the on-screen keyboard holds", zenta::DefineTrace},
 };
 
 // Everything that --help knows.

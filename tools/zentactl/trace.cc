@@ -1,0 +1,188 @@
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <string>
+#include <system_error>
+#include <vector>
+
+#include "corelib/containers/chunk.h"
+#include "engine/trace/actions.h"
+#include "engine/trace/pads.h"
+#include "engine/trace/trace_file.h"
+#include "tools/common/failure.h"
+#include "tools/common/new_file.h"
+#include "tools/zentactl/commands.h"
+#include "tools/zentactl/trace_picture.h"
+#include "tools/zentactl/trace_svg.h"
+
+namespace zenta {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kMaxPadsNamed = 20;
+
+struct TraceOptions {
+  fs::path file;
+  fs::path svg;  // empty: no picture
+};
+
+// What the summary says of a trace.
+class Tally {
+ public:
+  void Add(const TraceRecord& record);
+  void Print(std::ostream& out) const;
+  [[nodiscard]] std::uint64_t records() const {
+    return kinds_[0] + kinds_[1] + kinds_[2] + kinds_[3];
+  }
+
+ private:
+  void AddPad(const TraceRecord& record);
+  void PrintKinds(std::ostream& out) const;
+  void PrintTimes(std::ostream& out) const;
+
+  std::uint64_t kinds_[4] = {};  // records of each TraceKind
+  std::vector<std::string> pads_;
+  bool more_pads_ = false;
+  std::uint64_t keys_ = 0, touches_ = 0, times_ = 0;
+  std::uint32_t first_time_ = std::numeric_limits<std::uint32_t>::max(), last_time_ = 0;
+};
+
+void Tally::Add(const TraceRecord& record) {
+  ++kinds_[static_cast<std::size_t>(record.kind)];
+  if (record.kind == TraceKind::kPad) AddPad(record);
+  if (record.kind == TraceKind::kLayout) keys_ += record.keys.size();
+  if (record.kind != TraceKind::kInput) return;
+  touches_ += record.points.size();
+  times_ += record.times.size();
+  for (const std::uint32_t time : record.times) {
+    first_time_ = std::min(first_time_, time);
+    last_time_ = std::max(last_time_, time);
+  }
+}
+
+void Tally::AddPad(const TraceRecord& record) {
+  std::string name = Shown(record.pad_name, 40);
+  if (pad_code(record.pad_name) == 0) name += " (no known pad)";
+  if (std::ranges::find(pads_, name) != pads_.end()) return;
+  more_pads_ = pads_.size() == kMaxPadsNamed;
+  if (!more_pads_) pads_.push_back(name);
+}
+
+void Tally::PrintKinds(std::ostream& out) const {
+  out << "records    " << records();
+  const char* separator = ": ";
+  for (const TraceKind kind : {TraceKind::kPad, TraceKind::kLayout, TraceKind::kInput}) {
+    const auto code = static_cast<std::uint32_t>(kind);
+    out << separator << kinds_[code] << ' ' << action_name(code).std_view();
+    separator = ", ";
+  }
+  out << separator << kinds_[0] << " of other types\n";
+}
+
+void Tally::PrintTimes(std::ostream& out) const {
+  out << "times      " << times_;
+  if (times_ != 0) {
+    out << ", from " << first_time_ << " to " << last_time_
+        << " ms: " << Seconds(last_time_ - first_time_);
+  }
+  out << '\n';
+}
+
+void Tally::Print(std::ostream& out) const {
+  PrintKinds(out);
+  out << "pads       ";
+  const char* separator = "";
+  for (const std::string& name : pads_) {
+    out << separator << name;
+    separator = ", ";
+  }
+  out << (pads_.empty() ? "none"
+          : more_pads_  ? ", and more"
+                        : "")
+      << "\nkeys       " << keys_ << " in " << kinds_[2] << " layouts\ntouches    " << touches_
+      << " in " << kinds_[1] << " inputs\n";
+  PrintTimes(out);
+}
+
+std::string Describe(const TraceFault& fault) {
+  return "line " + std::to_string(fault.line) + ", byte " +
+         std::to_string(std::uint64_t{fault.position} + 1) + ": " +
+         tstl::json_fault_text(fault.fault);
+}
+
+// Puts every record of the file into both.
+void Read(TraceReader& reader, const fs::path& path, Tally& tally, TracePicture& picture) {
+  if (reader.Open(path.c_str())) {
+    tstl::Chunk arena;
+    for (TraceRecord record; reader.Next(record, arena); arena.rewind()) {
+      tally.Add(record);
+      picture.Add(record);
+    }
+  }
+  if (reader.error() != 0) throw SystemFailure("cannot read " + path.string(), reader.error());
+  if (tally.records() != 0) return;
+  throw Failure("no trace record in " + path.string() + ": " +
+                (reader.bad_lines() != 0 ? Describe(reader.first_fault()) : "it is empty"));
+}
+
+// A slip of the hand in --svg must cost neither the trace nor a device.
+void CheckPicture(const fs::path& svg, const fs::path& file) {
+  std::error_code none;  // `svg` usually does not exist yet
+  if (fs::equivalent(svg, file, none)) throw Failure(svg.string() + " is the trace, not replaced");
+  if (fs::exists(svg, none) && !fs::is_regular_file(svg, none)) {
+    throw Failure(svg.string() + " is not a regular file, not replaced");
+  }
+}
+
+void WritePicture(const TracePicture& picture, const TraceOptions& options) {
+  if (picture.pads().empty()) {
+    throw Failure("nothing to draw: the trace has neither a layout nor touches");
+  }
+  NewFile svg = NewFile::Beside(options.svg, 0666);
+  svg.Write(DrawTrace(picture, options.file.filename().string()));
+  svg.ReplaceAs(options.svg);
+}
+
+void Trace(const TraceOptions& options) {
+  if (!options.svg.empty()) CheckPicture(options.svg, options.file);
+  TraceReader reader;
+  Tally tally;
+  TracePicture picture;
+  Read(reader, options.file, tally, picture);
+  if (!options.svg.empty()) WritePicture(picture, options);
+
+  std::cout << "trace      " << options.file.string() << "  (" << reader.lines() << " lines)\n";
+  tally.Print(std::cout);
+  std::cout << "bad lines  " << reader.bad_lines();
+  if (reader.bad_lines() != 0) std::cout << ", the first: " << Describe(reader.first_fault());
+  std::cout << '\n';
+  if (!options.svg.empty()) std::cout << "picture    " << options.svg.string() << '\n';
+}
+
+}  // namespace
+
+void DefineTrace(CLI::App& command) {
+  const auto options = std::make_shared<TraceOptions>();
+  command.add_option("FILE", options->file, "The trace: a record of JSON on each line")
+      ->type_name("")
+      ->required();
+  command.add_option("--svg", options->svg, "Draw a picture of it; replaced if it exists")
+      ->type_name("OUT");
+  command.footer(
+      "Tells what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
+      "touches, times. A line that is no record is counted, and the first of them explained.\n"
+      "\n"
+      "The picture opens in a browser: each pad with its keys, to scale, and on them the touches\n"
+      "that came after its layout, numbered and coloured from the first to the last. A very long\n"
+      "trace is not drawn whole, and the picture says so.\n"
+      "\n"
+      "Example:\n"
+      "  zentactl trace examples/trace.jsonl --svg trace.svg");
+  command.callback([options] { Trace(*options); });
+}
+
+}  // namespace zenta

@@ -1,0 +1,16 @@
+// Draws a picture of a trace as SVG 1.1: one drawing for each pad, its keys to scale, and on them the
+// touches, numbered, coloured by their time, and joined within an input; a legend; a list of the
+// inputs. It shows in every browser, needs nothing but fonts, and explains a touch under the mouse.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tools/zentactl/trace_picture.h"
+
+namespace zenta {
+
+// The whole file's text, well-formed XML whatever the trace holds. `title` is a heading, UTF-8.
+std::string DrawTrace(const TracePicture& picture, std::string_view title);
+
+}  // namespace zenta
