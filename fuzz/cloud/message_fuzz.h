@@ -1,0 +1,91 @@
+// What holds for any bytes that are read as a message, in either form:
+// 1. What was read, also up to a fault, can be written in both forms, and both read back without a
+// fault as a tree that is written with the same bytes again, in both forms.
+// 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read; for JSON a block of
+// nodes more.
+// 3. The place of a fault lies in the message.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <type_traits>
+
+#include "corelib/containers/chunk.h"
+#include "engine/cloud/cloud_request.h"
+#include "engine/cloud/cloud_response.h"
+
+namespace zenta::fuzz {
+
+inline void Check(bool good) {
+  if (!good) std::abort();
+}
+
+// An arena that counts what it is asked for.
+class CountingArena {
+ public:
+  void* alloc_aligned(std::uint64_t n, std::size_t align) {
+    asked_ += n;
+    return arena_.alloc_aligned(n, align);
+  }
+  [[nodiscard]] std::uint64_t asked() const { return asked_; }
+
+ private:
+  tstl::Chunk arena_;
+  std::uint64_t asked_ = 0;
+};
+
+inline constexpr std::uint64_t kNodeBlock = 512;
+
+// Both forms of a message.
+struct Forms {
+  template <class R>
+  explicit Forms(const R& record) {
+    Check(write_binary(record, binary) && write_json(record, json));
+  }
+  [[nodiscard]] bool operator==(const Forms& other) const {
+    return binary.std_view() == other.binary.std_view() && json.std_view() == other.json.std_view();
+  }
+
+  tstl::Buffer<unsigned char> binary, json;
+};
+
+// The package name of a card, which neither form brings back, on purpose.
+inline void DropPackageNames(CloudRequest&) {}
+inline void DropPackageNames(CloudResponse& response) {
+  for (SugCard& card : response.sug_card_list) card.apk_name = {};
+}
+
+template <class R>
+void CheckRoundTrip(R& record) {
+  Check(Forms(record).json.len() != 0);  // with the package names
+  DropPackageNames(record);
+  const Forms forms(record);
+  CountingArena arena;
+  R from_binary, from_json;
+  Check(bool(read_binary(from_binary, forms.binary, arena)) && Forms(from_binary) == forms);
+  Check(bool(read_json(from_json, forms.json, arena)) && Forms(from_json) == forms);
+}
+
+template <class R>
+void CheckBinary(Bytes message) {
+  CountingArena arena;
+  R record;
+  const BinaryResult read = read_binary(record, message, arena);
+  Check(arena.asked() <= std::uint64_t{kMaxGrowth} * message.len());
+  Check(read ? read.position == message.len() : read.position <= message.len());
+  CheckRoundTrip(record);
+}
+
+template <class R>
+void CheckJson(Bytes text) {
+  CountingArena arena;
+  R record;
+  const JsonResult read = read_json(record, text, arena);
+  Check(arena.asked() <= std::uint64_t{kMaxGrowth} * text.len() + kNodeBlock);
+  Check(read.position <= text.len());
+  CheckRoundTrip(record);
+}
+
+}  // namespace zenta::fuzz
