@@ -139,8 +139,16 @@ TYPED_TEST(RecordTest, LeavesAloneWhatItDoesNotKnow) {
   const auto from_bytes = Read<TypeParam>::FromBinary(bytes);
   EXPECT_TRUE(from_bytes.binary);
   EXPECT_EQ(Difference(from_bytes.record, TypeParam()), "");
-  const auto from_json = Read<TypeParam>::FromJson(json + "}");
+  auto from_json = Read<TypeParam>::FromJson(json += "}");
   EXPECT_TRUE(from_json.json) << json;
+  tstl::WireReader reader{Bytes(bytes)};
+  for (tstl::WireField field; reader.next(field);) {
+    EXPECT_FALSE(read_binary_field(from_json.record, field, from_json.arena));
+  }
+  tstl::JsonNode* member = tstl::json_parse(json, from_json.arena).root->first_child();
+  for (; member != nullptr; member = member->next()) {
+    EXPECT_FALSE(read_json_member(from_json.record, *member, from_json.arena));
+  }
   EXPECT_EQ(Difference(from_json.record, TypeParam()), "");
 }
 
