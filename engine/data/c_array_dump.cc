@@ -30,12 +30,16 @@ struct Form<std::uint64_t> {
 
 constexpr std::string_view kLineStart = "\r\n    0x";
 
-// The next word of the data, which has at least a byte.
+// The next word of the data, which has at least a byte. A copy of a constant size is one load.
 template <class Word>
 Word FetchWord(tstl::BufferRefMutable<Unit>& data) {
   Word word = 0;
   const Text bytes = data.fetch_head(sizeof word);
-  std::memcpy(&word, bytes.cstr(), bytes.len());
+  if (bytes.len() == sizeof word) {
+    std::memcpy(&word, bytes.cstr(), sizeof word);
+  } else {
+    std::memcpy(&word, bytes.cstr(), bytes.len());
+  }
   return word;
 }
 
