@@ -1,0 +1,44 @@
+#include "tests/corelib/io/system_calls.h"
+
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <fstream>
+#include <iterator>
+
+namespace tstl {
+
+SystemCalls reads, writes;
+
+TempFile::TempFile(std::string_view bytes) {
+  std::ofstream(path_, std::ios::binary).write(bytes.data(), std::ssize(bytes));
+}
+
+std::string TempFile::bytes() const {
+  std::ifstream file(path_, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+namespace {
+
+ssize_t Call(SystemCalls& calls, std::size_t n, auto real) {
+  if (!calls.answer) return real(n);
+  calls.sizes.push_back(n);
+  const std::int64_t answer = calls.answer(n);
+  if (answer >= 0) return real(std::min(n, static_cast<std::size_t>(answer)));
+  errno = static_cast<int>(-answer);
+  return -1;
+}
+
+}  // namespace
+}  // namespace tstl
+
+extern "C" ssize_t write(int fd, const void* from, std::size_t size) {
+  static const auto real = reinterpret_cast<decltype(&write)>(dlsym(RTLD_NEXT, "write"));
+  return tstl::Call(tstl::writes, size, [=](std::size_t n) { return real(fd, from, n); });
+}
+extern "C" ssize_t read(int fd, void* to, std::size_t size) {
+  static const auto real = reinterpret_cast<decltype(&read)>(dlsym(RTLD_NEXT, "read"));
+  return tstl::Call(tstl::reads, size, [=](std::size_t n) { return real(fd, to, n); });
+}
