@@ -17,6 +17,7 @@
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/trace_picture.h"
 #include "tools/zentactl/trace_svg.h"
+#include "tools/zentactl/trace_text.h"
 
 namespace zenta {
 namespace {
@@ -103,8 +104,8 @@ void Tally::Print(std::ostream& out) const {
   out << (pads_.empty() ? "none"
           : more_pads_  ? ", and more"
                         : "")
-      << "\nkeys       " << keys_ << " in " << kinds_[2] << " layouts\ntouches    " << touches_
-      << " in " << kinds_[1] << " inputs\n";
+      << "\nkeys       " << keys_ << " in " << Counted(kinds_[2], "layout", "layouts")
+      << "\ntouches    " << touches_ << " in " << Counted(kinds_[1], "input", "inputs") << '\n';
   PrintTimes(out);
 }
 
@@ -155,7 +156,8 @@ void Trace(const TraceOptions& options) {
   Read(reader, options.file, tally, picture);
   if (!options.svg.empty()) WritePicture(picture, options);
 
-  std::cout << "trace      " << options.file.string() << "  (" << reader.lines() << " lines)\n";
+  std::cout << "trace      " << options.file.string() << "  ("
+            << Counted(reader.lines(), "line", "lines") << ")\n";
   tally.Print(std::cout);
   std::cout << "bad lines  " << reader.bad_lines();
   if (reader.bad_lines() != 0) std::cout << ", the first: " << Describe(reader.first_fault());

@@ -1,26 +1,19 @@
 #include "tools/zentactl/trace_picture.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <span>
 
-#include "corelib/text/utf.h"
+#include "tools/zentactl/trace_text.h"
 
 namespace zenta {
 namespace {
 
-constexpr std::size_t kMaxTextShown = 40;  // characters
+// Characters that there is room for in a picture.
+constexpr std::size_t kMaxName = 30, kMaxText = 24, kMaxCode = 36;
 
 template <class T>
 std::span<const T> SpanOf(List<T> list) {
   return {list.data(), list.size()};
-}
-
-// What no one would see, or what would change how the text around it is seen.
-bool IsHidden(char32_t c) {
-  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) ||
-         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF ||
-         (c & 0xFFFE) == 0xFFFE;
 }
 
 std::uint32_t Spread(std::span<const std::uint32_t> times) {
@@ -30,34 +23,6 @@ std::uint32_t Spread(std::span<const std::uint32_t> times) {
 }
 
 }  // namespace
-
-std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit) {
-  std::string shown;
-  tstl::BufferRefMutable<unsigned char> rest = text;
-  for (std::size_t count = 0; rest; ++count) {
-    if (count == limit) return shown + "…";
-    const std::size_t length = tstl::utf8_sequence_length(rest.cstr(), rest.len());
-    const bool good = length != 0 && !IsHidden(tstl::decode_utf8(rest.cstr(), length));
-    const auto taken = rest.fetch_head(static_cast<unsigned>(std::max<std::size_t>(length, 1)));
-    shown += good ? taken.std_view() : "\uFFFD";
-  }
-  return shown;
-}
-
-std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit) {
-  const auto start = text.sub_head(static_cast<unsigned>(2 * limit + 2));
-  std::string bytes(3 * std::size_t{start.len()}, '\0');
-  bytes.resize(tstl::utf16_to_utf8(start.cstr(), start.len(),
-                                   reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(),
-                                   tstl::LoneSurrogate::kKeep));
-  return Shown(bytes, limit);
-}
-
-std::string Seconds(std::uint32_t milliseconds) {
-  char text[32];
-  std::snprintf(text, sizeof text, "%.2f s", milliseconds / 1000.0);
-  return text;
-}
 
 void TracePicture::Add(const TraceRecord& record) {
   switch (record.kind) {
@@ -73,7 +38,7 @@ void TracePicture::Add(const TraceRecord& record) {
 }
 
 void TracePicture::ShowPad(const TraceRecord& record) {
-  name_ = Shown(record.pad_name, kMaxTextShown);
+  name_ = Shown(record.pad_name, kMaxName);
   current_ = kNone;
   for (std::size_t i = 0; i < pads_.size(); ++i) {
     if (pads_[i].name == name_) current_ = i;
@@ -99,7 +64,7 @@ void TracePicture::SetLayout(const ScreenRect& rect, List<KeyRect> keys) {
 void TracePicture::AddInput(const TraceRecord& record) {
   ++input_;
   if (inputs_.size() < kMaxInputs) {
-    inputs_.push_back({Shown(record.expected, kMaxTextShown), Shown(record.code, kMaxTextShown),
+    inputs_.push_back({Shown(record.expected, kMaxText), Shown(record.code, kMaxCode),
                        record.points.size(), Spread(SpanOf(record.times))});
   } else {
     ++left_out_.inputs;

@@ -1,7 +1,7 @@
 // TracePicture: the part of a trace that can be drawn, gathered record by record: each pad with its
 // keys, and the touches on it.
 //
-// It owns copies of what it keeps, texts as Shown() makes them, and keeps no more than a picture can
+// It owns copies of what it keeps, texts as Shown() of trace_text.h makes them, and keeps no more than a picture can
 // show, however long the trace: what is beyond that is only counted.
 #pragma once
 
@@ -9,10 +9,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
-#include "corelib/text/buffer_ref.h"
 #include "engine/trace/trace_record.h"
 
 namespace zenta {
@@ -75,14 +73,5 @@ class TracePicture {
   std::uint64_t input_ = 0;
   LeftOut left_out_;
 };
-
-// A text from a trace as a person may be shown it, in a picture or on a terminal: valid UTF-8, at
-// most `limit` characters and an ellipsis. Control characters, those that turn the direction of
-// writing, and whatever is no character become U+FFFD.
-std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit);
-std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit);
-
-// "1.25 s".
-std::string Seconds(std::uint32_t milliseconds);
 
 }  // namespace zenta

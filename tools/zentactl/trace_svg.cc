@@ -9,6 +9,7 @@
 
 #include "corelib/text/utf.h"
 #include "tools/common/xml_text.h"
+#include "tools/zentactl/trace_text.h"
 
 namespace zenta {
 namespace {
@@ -52,9 +53,6 @@ Colour OnRamp(double at) {
   return {mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue)};
 }
 
-std::string Counted(std::uint64_t count, const char* one, const char* many) {
-  return std::to_string(count) + ' ' + (count == 1 ? one : many);
-}
 std::string Touches(std::uint64_t count) { return Counted(count, "touch", "touches"); }
 
 // The times of all touches in a picture.
@@ -99,6 +97,9 @@ struct Box {
     Include(rect[2], rect[3]);
   }
   [[nodiscard]] bool is_empty() const { return left > right; }
+  [[nodiscard]] bool Holds(const ScreenPoint& at) const {
+    return at[0] >= left && at[0] <= right && at[1] >= top && at[1] <= bottom;
+  }
   [[nodiscard]] int width() const { return right - left; }
   [[nodiscard]] int height() const { return bottom - top; }
 };
@@ -148,13 +149,41 @@ class Page {
   void DrawHead(const std::string& title);
   void DrawLegend();
   void DrawPad(const PicturePad& pad);
+  void DrawPadHead(const PicturePad& pad, const Box& box);
   void DrawKey(const KeyRect& key);
   void DrawJoins(const PicturePad& pad);
   void DrawTouch(const PictureTouch& touch, std::size_t number, bool numbered);
   void DrawInputs();
   void DrawLeftOut();
-  // A line of text at the current height.
-  void Write(double x, const char* text_class, const std::string& text);
+
+  // The attributes of an element: names and values by turns.
+  template <class Value, class... Rest>
+  void Attributes(const char* name, const Value& value, const Rest&... rest) {
+    svg_ << ' ' << name << "=\"" << value << '"';
+    if constexpr (sizeof...(rest) != 0) Attributes(rest...);
+  }
+  // An element without content.
+  template <class... A>
+  void Shape(const char* element, const A&... attributes) {
+    svg_ << '<' << element;
+    Attributes(attributes...);
+    svg_ << "/>\n";
+  }
+  // An element of text.
+  template <class... A>
+  void Text(const std::string& text, const A&... attributes) {
+    svg_ << "<text";
+    Attributes(attributes...);
+    svg_ << '>' << XmlText(text) << "</text>\n";
+  }
+  // A text in the current line of the page, from its left side, `indent` from the margin, or up to
+  // its right side.
+  void Left(const char* style, double indent, const std::string& text) {
+    Text(text, "class", style, "x", kMargin + indent, "y", y_);
+  }
+  void Right(const std::string& text) {
+    Text(text, "class", "note end", "x", kPageWidth - kMargin, "y", y_);
+  }
 
   const TracePicture& picture_;
   const TimeSpan times_;
@@ -163,52 +192,60 @@ class Page {
   double unit_ = 1;  // pixels of the screen in one of the page, in the pad being drawn
 };
 
-void Page::Write(double x, const char* text_class, const std::string& text) {
-  svg_ << "<text class=\"" << text_class << "\" x=\"" << x << "\" y=\"" << y_ << "\">"
-       << XmlText(text) << "</text>\n";
-}
-
 void Page::DrawHead(const std::string& title) {
   std::size_t touches = 0;
   for (const PicturePad& pad : picture_.pads()) touches += pad.touches.size();
   y_ = 46;
-  Write(kMargin, "title", title);
+  Left("title", 0, title);
   y_ += 24;
-  Write(kMargin, "note",
-        Touches(touches) + " in " +
-            Counted(picture_.inputs().size() + picture_.left_out().inputs, "input", "inputs"));
+  const std::uint64_t inputs = picture_.inputs().size() + picture_.left_out().inputs;
+  Left("note", 0, Touches(touches) + " in " + Counted(inputs, "input", "inputs"));
 }
 
+// Beside the head.
 void Page::DrawLegend() {
   const double left = kPageWidth - kMargin - kLegendWidth;
   if (times_.any) {
-    svg_ << "<rect x=\"" << left << "\" y=\"32\" width=\"" << kLegendWidth
-         << "\" height=\"12\" rx=\"6\" fill=\"url(#time)\"/>\n"
-         << "<text class=\"note\" x=\"" << left << "\" y=\"62\">first touch</text>\n"
-         << "<text class=\"note end\" x=\"" << kPageWidth - kMargin << "\" y=\"62\">last, after "
-         << Seconds(times_.length()) << "</text>\n";
+    Shape("rect", "x", left, "y", 32, "width", kLegendWidth, "height", 12, "rx", 6, "fill",
+          "url(#time)");
+    Text("first touch", "class", "note", "x", left, "y", 64);
+    Text("last, after " + Seconds(times_.length()), "class", "note end", "x", kPageWidth - kMargin,
+         "y", 64);
   }
   if (!times_.all) {
-    svg_ << "<circle cx=\"" << left - 90 << "\" cy=\"38\" r=\"7\" fill=\"" << Hex(kNoTime)
-         << "\"/><text class=\"note\" x=\"" << left - 78 << "\" y=\"43\">no time</text>\n";
+    Shape("circle", "cx", left - 90, "cy", 38, "r", 7, "fill", Hex(kNoTime));
+    Text("no time", "class", "note", "x", left - 78, "y", 43);
   }
 }
 
+void Page::DrawPadHead(const PicturePad& pad, const Box& box) {
+  y_ += 40;
+  Left("heading", 0, pad.name.empty() ? "A pad without a name" : pad.name);
+  std::string note = Counted(pad.keys.size(), "key", "keys") + ", " + Touches(pad.touches.size());
+  const auto outside = std::ranges::count_if(
+      pad.touches, [&](const PictureTouch& touch) { return !box.Holds(touch.at); });
+  if (outside != 0) note += ", " + std::to_string(outside) + " of them outside the picture";
+  Right(note);
+  y_ += 12;
+}
+
+// In a coordinate system of its own: that of the screen.
 void Page::DrawPad(const PicturePad& pad) {
   const Box box = BoxOf(pad);
   const double scale = std::min(kInnerWidth / box.width(), kMaxPadHeight / box.height());
   unit_ = 1 / scale;
-  y_ += 40;
-  Write(kMargin, "heading", pad.name.empty() ? "A pad without a name" : pad.name);
-  svg_ << "<text class=\"note end\" x=\"" << kPageWidth - kMargin << "\" y=\"" << y_ << "\">"
-       << Counted(pad.keys.size(), "key", "keys") << ", " << Touches(pad.touches.size())
-       << "</text>\n";
-  y_ += 12;
-  svg_ << "<svg x=\"" << kMargin << "\" y=\"" << y_ << "\" width=\"" << box.width() * scale
-       << "\" height=\"" << box.height() * scale << "\" viewBox=\"" << box.left << ' ' << box.top
-       << ' ' << box.width() << ' ' << box.height() << "\">\n"
-       << "<rect class=\"pad\" x=\"" << box.left << "\" y=\"" << box.top << "\" width=\""
-       << box.width() << "\" height=\"" << box.height() << "\" rx=\"" << 12 * unit_ << "\"/>\n";
+  DrawPadHead(pad, box);
+  svg_ << "<svg";
+  Attributes("x", kMargin, "y", y_, "width", box.width() * scale, "height", box.height() * scale);
+  svg_ << " viewBox=\"" << box.left << ' ' << box.top << ' ' << box.width() << ' ' << box.height()
+       << "\">\n";
+  Shape("rect", "class", "around", "x", box.left, "y", box.top, "width", box.width(), "height",
+        box.height(), "rx", 12 * unit_);
+  const auto& [left, top, right, bottom] = pad.rect;
+  if (left < right && top < bottom) {
+    Shape("rect", "class", "pad", "x", left, "y", top, "width", right - left, "height",
+          bottom - top);
+  }
   for (const KeyRect& key : pad.keys) DrawKey(key);
   DrawJoins(pad);
   const bool numbered = pad.touches.size() <= kMaxNumbered;
@@ -217,26 +254,27 @@ void Page::DrawPad(const PicturePad& pad) {
   y_ += box.height() * scale;
 }
 
+// The label stands high in the key, so that touches do not hide it.
 void Page::DrawKey(const KeyRect& key) {
   const auto& [left, top, right, bottom] = key.rect;
   if (left >= right || top >= bottom) return;
   const double width = right - left, height = bottom - top;
+  Shape("rect", "class", "key", "x", left, "y", top, "width", width, "height", height, "rx",
+        std::min(0.08 * std::min(width, height), 8 * unit_), "stroke-width", unit_);
   const std::string label = LabelOf(key.id);
   const bool is_number = label.size() > 1 && label[0] == '#';
-  const double size = std::min(0.30 * height, 0.46 * width) / (is_number ? 2 : 1);
-  svg_ << "<rect class=\"key\" x=\"" << left << "\" y=\"" << top << "\" width=\"" << width
-       << "\" height=\"" << height << "\" rx=\""
-       << std::min(0.08 * std::min(width, height), 8 * unit_) << "\" stroke-width=\"" << unit_
-       << "\"/><text class=\"label\" x=\"" << left + width / 2 << "\" y=\"" << top + 0.30 * height
-       << "\" font-size=\"" << size << "\">" << XmlText(label) << "</text>\n";
+  const double size = std::min(0.26 * height, 0.46 * width) / (is_number ? 2 : 1);
+  Text(label, "class", "label", "x", left + width / 2, "y", top + 0.28 * height, "font-size", size);
 }
 
 // A line through the touches of each input.
 void Page::DrawJoins(const PicturePad& pad) {
   for (std::size_t i = 0; i < pad.touches.size();) {
-    const std::uint64_t input = pad.touches[i].input;
-    svg_ << "<polyline class=\"join\" stroke-width=\"" << 1.5 * unit_ << "\" points=\"";
-    for (; i < pad.touches.size() && pad.touches[i].input == input; ++i) {
+    const PictureTouch& first = pad.touches[i];
+    svg_ << "<polyline";
+    Attributes("class", "join", "stroke", Hex(times_.ColourOf(first)), "stroke-width", 2 * unit_);
+    svg_ << " points=\"";
+    for (; i < pad.touches.size() && pad.touches[i].input == first.input; ++i) {
       svg_ << pad.touches[i].at[0] << ',' << pad.touches[i].at[1] << ' ';
     }
     svg_ << "\"/>\n";
@@ -247,12 +285,12 @@ void Page::DrawTouch(const PictureTouch& touch, std::size_t number, bool numbere
   const auto [x, y] = touch.at;
   svg_ << "<g><title>touch " << number << ", input " << touch.input << ", at " << x << ", " << y;
   if (touch.time) svg_ << ", after " << Seconds(*touch.time - times_.first);
-  svg_ << "</title><circle cx=\"" << x << "\" cy=\"" << y << "\" r=\"" << kTouchRadius * unit_
-       << "\" fill=\"" << Hex(times_.ColourOf(touch)) << "\" stroke-width=\"" << 1.2 * unit_
-       << "\"/>";
+  svg_ << "</title>";
+  Shape("circle", "cx", x, "cy", y, "r", kTouchRadius * unit_, "fill", Hex(times_.ColourOf(touch)),
+        "stroke-width", 1.2 * unit_);
   if (numbered) {
-    svg_ << "<text class=\"number\" x=\"" << x << "\" y=\"" << y + 3.3 * unit_ << "\" font-size=\""
-         << 9.5 * unit_ << "\">" << number << "</text>";
+    Text(std::to_string(number), "class", "number", "x", x, "y", y + 3.3 * unit_, "font-size",
+         9.5 * unit_);
   }
   svg_ << "</g>\n";
 }
@@ -260,15 +298,14 @@ void Page::DrawTouch(const PictureTouch& touch, std::size_t number, bool numbere
 void Page::DrawInputs() {
   if (picture_.inputs().empty()) return;
   y_ += 40;
-  Write(kMargin, "heading", "Inputs");
+  Left("heading", 0, "Inputs");
   std::size_t number = 0;
   for (const PictureInput& input : picture_.inputs()) {
     y_ += 26;
-    Write(kMargin, "note", std::to_string(++number));
-    Write(kMargin + 36, "text", input.text);
-    Write(kMargin + 420, "code", input.code);
-    svg_ << "<text class=\"note end\" x=\"" << kPageWidth - kMargin << "\" y=\"" << y_ << "\">"
-         << Touches(input.touches) << ", " << Seconds(input.milliseconds) << "</text>\n";
+    Left("note", 0, std::to_string(++number));
+    Left("text", 36, input.text);
+    Left("code", 440, input.code);
+    Right(Touches(input.touches) + ", " + Seconds(input.milliseconds));
   }
 }
 
@@ -284,7 +321,7 @@ void Page::DrawLeftOut() {
   for (const auto& [count, one, many] : rows) {
     if (count == 0) continue;
     y_ += 26;
-    Write(kMargin, "note", Counted(count, one, many) + " more than a picture can show: left out");
+    Left("note", 0, Counted(count, one, many) + " more than a picture can show: left out");
   }
 }
 
@@ -296,10 +333,11 @@ text { fill: #111827; }
 .code { font: 14px ui-monospace, Menlo, Consolas, monospace; fill: #374151; }
 .note { font-size: 14px; fill: #4b5563; }
 .end { text-anchor: end; }
-.pad { fill: #e5e7eb; }
+.around { fill: #f1f3f5; }
+.pad { fill: #dde1e7; }
 .key { fill: #ffffff; stroke: #c3c8d0; }
 .label { fill: #4b5563; text-anchor: middle; }
-.join { fill: none; stroke: #111827; stroke-opacity: 0.22; stroke-linejoin: round; }
+.join { fill: none; stroke-opacity: 0.4; stroke-linejoin: round; }
 circle { stroke: #ffffff; fill-opacity: 0.88; }
 .number { fill: #ffffff; text-anchor: middle; font-weight: 600; }
 </style>

@@ -1,0 +1,52 @@
+#include "tools/zentactl/trace_text.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "corelib/text/utf.h"
+
+namespace zenta {
+namespace {
+
+// What no one would see, or what would change how the text around it is seen.
+bool IsHidden(char32_t c) {
+  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) ||
+         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF ||
+         (c & 0xFFFE) == 0xFFFE;
+}
+
+}  // namespace
+
+std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit) {
+  std::string shown;
+  tstl::BufferRefMutable<unsigned char> rest = text;
+  for (std::size_t count = 0; rest; ++count) {
+    if (count == limit) return shown + "…";
+    const std::size_t length = tstl::utf8_sequence_length(rest.cstr(), rest.len());
+    const bool good = length != 0 && !IsHidden(tstl::decode_utf8(rest.cstr(), length));
+    const auto taken = rest.fetch_head(static_cast<unsigned>(std::max<std::size_t>(length, 1)));
+    shown += good ? taken.std_view() : "\uFFFD";
+  }
+  return shown;
+}
+
+std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit) {
+  const auto start = text.sub_head(static_cast<unsigned>(2 * limit + 2));
+  std::string bytes(3 * std::size_t{start.len()}, '\0');
+  bytes.resize(tstl::utf16_to_utf8(start.cstr(), start.len(),
+                                   reinterpret_cast<unsigned char*>(bytes.data()), bytes.size(),
+                                   tstl::LoneSurrogate::kKeep));
+  return Shown(bytes, limit);
+}
+
+std::string Seconds(std::uint32_t milliseconds) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.2f s", milliseconds / 1000.0);
+  return text;
+}
+
+std::string Counted(std::uint64_t count, const char* one, const char* many) {
+  return std::to_string(count) + ' ' + (count == 1 ? one : many);
+}
+
+}  // namespace zenta
