@@ -247,11 +247,11 @@ constexpr std::uint64_t wire_value(T value) noexcept {
 // ---- The measuring pass
 
 template <WireScalar T>
-void MeasuringPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
   size_ += detail::key_size(key, WireType::kVarint) + varint_size(detail::wire_value<T>(value));
 }
 
-inline void MeasuringPass::add_payload(std::uint32_t key, std::uint64_t length) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::add_payload(std::uint32_t key, std::uint64_t length) noexcept {
   size_ += detail::key_size(key, WireType::kBytes) + varint_size(length) + length;
 }
 
@@ -263,23 +263,23 @@ void MeasuringPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& va
   if (values.size() >= ProtoWrite::kListedArray) writer_->new_slot(size);
 }
 
-inline void MeasuringPass::bsc_write_kbytes(std::uint32_t key,
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kbytes(std::uint32_t key,
                                             const BufferRef<unsigned char>& bytes) noexcept {
   add_payload(key, bytes.len());
 }
 
-inline void MeasuringPass::bsc_write_kstr16(std::uint32_t key,
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kstr16(std::uint32_t key,
                                             const BufferRef<unsigned short>& text) noexcept {
   add_payload(key, utf8_size(text.cstr(), text.len(), LoneSurrogate::kKeep));
 }
 
-inline std::uint32_t MeasuringPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
+[[gnu::always_inline]] inline std::uint32_t MeasuringPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
   if (!sized) return FAILURE;
   size_ += detail::key_size(key, WireType::kBytes);
   return writer_->new_slot(size_);
 }
 
-inline void MeasuringPass::bsc_end_kmsg(std::uint32_t slot) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::bsc_end_kmsg(std::uint32_t slot) noexcept {
   if (slot >= writer_->length_count_) return;
   // In 32 bits, where the place that was recorded is cut to 32 bits too: exact unless the message
   // is too long anyway.
@@ -290,19 +290,19 @@ inline void MeasuringPass::bsc_end_kmsg(std::uint32_t slot) noexcept {
 
 // ---- The writing pass
 
-inline bool WritingPass::room(std::uint64_t n) noexcept {
+[[gnu::always_inline]] inline bool WritingPass::room(std::uint64_t n) noexcept {
   at_ = writer_->out_.room(at_, n);
   return at_ != nullptr;
 }
 
 template <WireScalar T>
-void WritingPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
   if (!room(kMaxVarint32 + detail::kMaxWireSize<T>)) return;
   put(wire_key(key, WireType::kVarint));
   put(detail::wire_value<T>(value));
 }
 
-inline void WritingPass::put_payload_key(std::uint32_t key, std::uint64_t length) noexcept {
+[[gnu::always_inline]] inline void WritingPass::put_payload_key(std::uint32_t key, std::uint64_t length) noexcept {
   put(wire_key(key, WireType::kBytes));
   put(length);
 }
@@ -320,7 +320,7 @@ void WritingPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& valu
   if (!listed) close_short_array(payload_at);
 }
 
-inline void WritingPass::bsc_write_kbytes(std::uint32_t key,
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kbytes(std::uint32_t key,
                                           const BufferRef<unsigned char>& bytes) noexcept {
   if (!room(2 * kMaxVarint32 + std::uint64_t{bytes.len()})) return;
   put_payload_key(key, bytes.len());
@@ -336,7 +336,7 @@ inline void WritingPass::close_short_array(std::uint64_t payload_at) noexcept {
     at_ = writer_->widen_length(at_, payload_at);
 }
 
-inline void WritingPass::bsc_write_kstr16(std::uint32_t key,
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kstr16(std::uint32_t key,
                                           const BufferRef<unsigned short>& text) noexcept {
   constexpr auto kKeep = LoneSurrogate::kKeep;
   constexpr std::uint64_t kShort =
@@ -355,7 +355,7 @@ inline void WritingPass::bsc_write_kstr16(std::uint32_t key,
   at_ += utf16_to_utf8(text.cstr(), n, at_, size, kKeep);
 }
 
-inline std::uint32_t WritingPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
+[[gnu::always_inline]] inline std::uint32_t WritingPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
   if (sized && room(2 * kMaxVarint32)) put_payload_key(key, writer_->next_length());
   return FAILURE;
 }

@@ -97,7 +97,7 @@ struct Codec<T> {
     value = static_cast<T>(field.varint());
   }
   template <class Pass>
-  static Pass write_binary(T value, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number, Pass out) noexcept {
     out.template bsc_write_kvarint<T>(number, value);
     return out;
   }
@@ -118,7 +118,7 @@ struct Codec<bool> {
     value = field.varint() != 0;
   }
   template <class Pass>
-  static Pass write_binary(bool value, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(bool value, std::uint32_t number, Pass out) noexcept {
     out.template bsc_write_kvarint<bool>(number, value);
     return out;
   }
@@ -178,7 +178,7 @@ struct Codec<Bytes> : detail::TextCodec<unsigned char> {
     bytes.set_str(copy, payload.len());
   }
   template <class Pass>
-  static Pass write_binary(Bytes bytes, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Bytes bytes, std::uint32_t number, Pass out) noexcept {
     out.bsc_write_kbytes(number, bytes);
     return out;
   }
@@ -197,7 +197,7 @@ struct Codec<Text16> : detail::TextCodec<unsigned short> {
     text.set_str(units, n);
   }
   template <class Pass>
-  static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
     out.bsc_write_kstr16(number, text);
     return out;
   }
@@ -219,7 +219,7 @@ struct RawUnits : detail::TextCodec<unsigned short> {
   }
   // A text of 2^31 units and more makes the message too long, whatever its length is said to be.
   template <class Pass>
-  static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
     const std::uint32_t length = text.len() > tstl::FAILURE / 2 ? tstl::FAILURE : text.len() * 2;
     out.bsc_write_kbytes(number, {reinterpret_cast<const unsigned char*>(text.cstr()), length});
     return out;
