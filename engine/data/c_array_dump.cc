@@ -1,6 +1,7 @@
 #include "engine/data/c_array_dump.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cstring>
 #include <string_view>
 
@@ -57,6 +58,7 @@ class Line {
  public:
   // The line of the first words of `data`, which are taken. REQUIRES: there is data.
   Text Take(tstl::BufferRefMutable<Unit>& data) {
+    assert(data);
     Unit* end = std::copy(kLineStart.begin(), kLineStart.end(), units_);
     for (unsigned i = 0; i < Form<Word>::kPerLine && data; ++i) {
       if (i != 0) end = std::copy(kBetween.begin(), kBetween.end(), end);

@@ -140,7 +140,8 @@ TEST(ConditionHolderTest, BroadcastWakesEveryWaitingThread) {
   for (int i = 0; i < 3; ++i) {
     threads.emplace_back([&] {
       pthread_mutex_lock(&mutex);
-      for (++waiting; !go;) condition.wait();
+      ++waiting;
+      while (!go) condition.wait();
       pthread_mutex_unlock(&mutex);
     });
   }
