@@ -6,6 +6,7 @@
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/detail/dict_image.h"
 #include "corelib/containers/detail/group.h"
+#include "corelib/containers/detail/list_file.h"
 #include "corelib/containers/detail/load.h"
 #include "corelib/containers/detail/read_file.h"
 
@@ -165,6 +166,11 @@ void BufferDict<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
       nodes[start + i] = find_in(buckets[i], keys[start + i]);
     }
   });
+}
+
+template <Unit T>
+bool BufferDict<T>::write_kvfile(const char* path, T separator, bool crlf) const {
+  return detail::write_kvfile(*this, path, separator, crlf);
 }
 
 template <Unit T>

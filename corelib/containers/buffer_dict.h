@@ -114,6 +114,10 @@ class BufferDict {
   // could not be written whole; what was written by then stays.
   std::uint32_t save(const char* path) const;
 
+  // As that of BufferList, in the order of for_each. An image that is not whole gives what a
+  // traversal meets.
+  bool write_kvfile(const char* path, T separator, bool crlf) const;
+
   void close();
   bool is_empty() const { return header_ == nullptr; }
   const Buffer<unsigned char>& ref_internal_data() const { return image_; }

@@ -6,6 +6,7 @@
 
 #include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/key_probe.h"
+#include "corelib/containers/detail/list_file.h"
 
 namespace tstl {
 
@@ -157,6 +158,21 @@ void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
   }
   with_buckets(keys, n,
                [&](std::uint32_t i, std::uint32_t bucket) { nodes[i] = find_in(bucket, keys[i]); });
+}
+
+template <Unit T>
+bool BufferHash<T>::read_kvfile(const char* path, T separator) {
+  reset();
+  return detail::read_kvfile<T>(path, separator, [this](View key, std::uint64_t value) {
+    Node* const node = insert(key);
+    if (node != nullptr) node->set_value(value);
+    return node != nullptr;
+  });
+}
+
+template <Unit T>
+bool BufferHash<T>::write_kvfile(const char* path, T separator, bool crlf) const {
+  return detail::write_kvfile(*this, path, separator, crlf);
 }
 
 template class BufferHash<unsigned char>;

@@ -135,6 +135,10 @@ class BufferHash {
     return for_each_node(*this, [&](const Node& node) { return detail::visit_node(node, fn); });
   }
 
+  // As those of BufferList: the later of equal keys counts, and the order is that of for_each.
+  bool read_kvfile(const char* path, T separator);
+  bool write_kvfile(const char* path, T separator, bool crlf) const;
+
  private:
   static constexpr std::uint32_t clamp(std::uint32_t n) {
     return n < kMinTable ? kMinTable : n > kMaxTable ? kMaxTable : n;

@@ -5,6 +5,8 @@
 #include <cstdlib>
 
 #include "corelib/containers/detail/key_probe.h"
+#include "corelib/containers/detail/list_file.h"
+#include "corelib/containers/directory_walker.h"
 
 namespace tstl {
 namespace {
@@ -141,6 +143,53 @@ template <Unit T>
 std::uint32_t BufferList<T>::find_index(View key) const {
   Slot* const at = find(key);
   return at == nullptr ? NOT_FOUND : static_cast<std::uint32_t>(at - begin());
+}
+
+template <Unit T>
+bool BufferList<T>::read_kvfile(const char* path, T separator) {
+  reset();
+  return detail::read_kvfile<T>(path, separator, [this](View key, std::uint64_t value) {
+    return emplace_back(key, value) != nullptr;
+  });
+}
+
+template <Unit T>
+bool BufferList<T>::read_txtfile(const char* path, bool empty_lines) {
+  reset();
+  TextRead<T> in;
+  return in.open(path, detail::kReadBuffer) != FAILURE &&
+         in.for_each_line(empty_lines,
+                          [this](View line) { return emplace_back(line, 0) != nullptr; });
+}
+
+template <Unit T>
+bool BufferList<T>::write_kvfile(const char* path, T separator, bool crlf) const {
+  return detail::write_kvfile(*this, path, separator, crlf);
+}
+
+template <Unit T>
+bool BufferList<T>::write_txtfile(const char* path, bool crlf) const {
+  return detail::write_list<T>(*this, path, [=](auto& out, View key, std::uint64_t) {
+    out.write(key).write_line_end(crlf);
+  });
+}
+
+template <Unit T>
+bool BufferList<T>::get_file_list(const char* path, bool recursive,
+                                  BufferRef<unsigned char> suffix) {
+  reset();
+  DirectoryWalker walker;
+  if (walker.open(path, suffix) == FAILURE) return false;
+  Buffer<T> key;
+  while (walker.next()) {
+    if (walker.is_directory()) {
+      if (recursive) walker.enter();
+    } else {
+      key.clear().append_str(walker.path());
+      if (key.is_empty() || emplace_back(key, 0) == nullptr) return false;
+    }
+  }
+  return walker.is_complete();
 }
 
 template <Unit T>

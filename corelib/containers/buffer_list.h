@@ -7,6 +7,12 @@
 //
 // Search is linear; for look-up by key see BufferHash. Keys of 65536 units or more are recorded
 // with a wrapped length: see recorded_len().
+//
+// Lists are read from and written to text files, described in docs/formats/key-value-file.md. What
+// was written comes back unless a key is empty (it is not written) or has a line end in it (it comes
+// back as two keys or more), or the first key of an 8-bit file starts with the bytes of a byte-order
+// mark. A key may hold the separator, which is to be neither a line end nor what a number is made
+// of. A list of plain keys has no values.
 #pragma once
 
 #include <algorithm>
@@ -105,6 +111,24 @@ class BufferList {
     return std::all_of(begin(), end(),
                        [&](const Node* node) { return detail::visit_node(*node, fn); });
   }
+
+  // Replace the contents by the pairs of a key-value file, in its order; by the lines of a text file
+  // with value 0, empty ones too if `empty_lines`. False when the file cannot be opened: the list is
+  // empty then; or when reading or memory ends before the file: the first elements are there then.
+  // 8-bit and 16-bit files are told apart by their byte-order mark: see text_read.h.
+  bool read_kvfile(const char* path, T separator);
+  bool read_txtfile(const char* path, bool empty_lines);
+  // Write the keys that are not empty, each on a line, with its value behind the separator or without;
+  // the line ends with "\r\n" if `crlf`, else "\n". A file that is there is replaced. False when it
+  // cannot be opened or not be written whole.
+  bool write_kvfile(const char* path, T separator, bool crlf) const;
+  bool write_txtfile(const char* path, bool crlf) const;
+
+  // Replaces the contents by the paths, as the walker gives them, of all files of a directory whose
+  // names end with `suffix`, in a 16-bit list decoded from UTF-8; with those in the directories below
+  // it, each where it stands, if `recursive`. False when the directory cannot be read: the list is
+  // empty then; or when one below it cannot, or memory is short: the rest is there then.
+  bool get_file_list(const char* path, bool recursive, BufferRef<unsigned char> suffix = {});
 
   // Replaces the contents by those of a tree, in its order. False when memory is short: what fits is
   // there then.

@@ -1,0 +1,152 @@
+#include "corelib/containers/directory_walker.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "tests/corelib/containers/contents.h"
+
+namespace tstl {
+namespace {
+
+namespace fs = std::filesystem;
+
+template <class T>
+struct DirectoryWalkerTest : testing::Test {
+  const fs::path root = TempPath();
+
+  DirectoryWalkerTest() {
+    fs::remove_all(root);
+    fs::create_directory(root);
+  }
+  ~DirectoryWalkerTest() override { fs::remove_all(root); }
+
+  static void Touch(const fs::path& path) { std::ofstream(path) << ' '; }
+  // The list as UTF-8.
+  static std::vector<std::string> Listed(const BufferList<T>& list) {
+    std::vector<std::string> paths;
+    for (const auto* node : list) {
+      const Buffer<unsigned char> path(node->key());
+      paths.emplace_back(path.std_view());
+    }
+    return paths;
+  }
+};
+TYPED_TEST_SUITE(DirectoryWalkerTest, Units, UnitNames);
+
+TYPED_TEST(DirectoryWalkerTest, ListsWhatAPlainWalkListsInTheOrderOfNamesAndNoLoopIsEndless) {
+  std::mt19937 random(41);
+  std::vector<fs::path> folders{this->root};
+  for (unsigned i = 0; i < 120; ++i) {
+    const fs::path parent = folders[random() % folders.size()];
+    const fs::path path = parent / (std::string(1 + i % 3, char('a' + random() % 26)) +
+                                    (i % 2 == 0 ? "词.txt" : ".b\\"));
+    if (fs::exists(fs::symlink_status(path))) continue;
+    switch (random() % 6) {
+      case 0:
+      case 1:
+        fs::create_directory(path);
+        folders.push_back(path);
+        break;
+      case 2:
+        fs::create_symlink(folders[random() % folders.size()], path);  // many a loop
+        break;
+      case 3:
+        fs::create_symlink("nowhere", path);
+        break;
+      default:
+        this->Touch(path);
+    }
+  }
+  for (const bool recursive : {false, true}) {
+    for (const std::string suffix : {"", ".txt", "x"}) {
+      for (const std::string slash : {"", "/"}) {
+        std::vector<std::string> want;
+        for (auto at = fs::recursive_directory_iterator(this->root); at != fs::end(at); ++at) {
+          const std::string path = at->path();
+          if (at.depth() > 0 && !recursive) continue;
+          if (!fs::is_directory(at->path()) && path.ends_with(suffix)) want.push_back(path);
+        }
+        const auto by_names = [](std::string path) {
+          return std::replace(path.begin(), path.end(), '/', '\0'), path;
+        };
+        std::sort(want.begin(), want.end(),
+                  [&](const auto& a, const auto& b) { return by_names(a) < by_names(b); });
+        BufferList<TypeParam> list;
+        list.emplace_back({}, 1);
+        EXPECT_TRUE(list.get_file_list((this->root.string() + slash).c_str(), recursive, suffix));
+        EXPECT_EQ(this->Listed(list), want);
+      }
+    }
+  }
+}
+
+// More levels than descriptors, and paths that no system call takes. Each directory at hand becomes
+// the only one, "d", of a new one; now and then there is another one to come back for.
+TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
+  constexpr int kLevels = 3000;
+  const fs::path d = this->root / "d", next = this->root / "next";
+  fs::create_directory(d);
+  for (int level = kLevels; level-- > 0;) {
+    fs::create_directory(next);
+    fs::rename(d, next / "d");
+    if (level % 700 == 0) fs::create_directory(next / "e"), this->Touch(next / "e" / "f");
+    fs::rename(next, d);
+  }
+  std::vector<std::string> want;
+  for (int level = kLevels; level-- > 0;) {
+    if (level % 700 != 0) continue;
+    std::string path = d;
+    for (int i = 0; i < level; ++i) path += "/d";
+    want.push_back(path + "/e/f");
+  }
+  rlimit before{};
+  ::getrlimit(RLIMIT_NOFILE, &before);
+  const rlimit few{24, before.rlim_max};
+  ::setrlimit(RLIMIT_NOFILE, &few);
+  BufferList<TypeParam> list;
+  EXPECT_TRUE(list.get_file_list(this->root.c_str(), true));
+  ::setrlimit(RLIMIT_NOFILE, &before);
+  EXPECT_EQ(this->Listed(list), want);
+  for (int level = 0; level < kLevels; ++level) {  // or else nothing could remove it
+    fs::rename(d / "d", next);
+    fs::remove_all(d);
+    fs::rename(next, d);
+  }
+}
+
+TYPED_TEST(DirectoryWalkerTest, WhatCannotBeReadIsPassedOverAndReported) {
+  for (const char* name : {"a", "b", "c"}) {
+    fs::create_directory(this->root / name);
+    this->Touch(this->root / name / "f");
+  }
+  DirectoryWalker walker;
+  ASSERT_EQ(walker.open(this->root.c_str()), 0u);
+  EXPECT_FALSE(walker.enter());
+  std::string seen;
+  while (walker.next()) {
+    seen += walker.path().std_view().back();
+    const bool is_file = walker.path().is_endwith("f"), is_b = walker.path().is_endwith("b");
+    if (is_b) fs::remove_all(this->root / "b");
+    EXPECT_EQ(walker.is_directory(), !is_file);
+    EXPECT_EQ(walker.enter(), !is_file && !is_b);
+    EXPECT_FALSE(walker.enter());
+  }
+  EXPECT_EQ(seen, "afbcf");
+  EXPECT_FALSE(walker.is_complete());
+  BufferList<TypeParam> list;
+  for (const std::string path : {"", "/nowhere", "/dev/null"}) {
+    list.emplace_back({}, 1);
+    EXPECT_FALSE(list.get_file_list(path.c_str(), true));
+    EXPECT_TRUE(list.is_empty());
+  }
+  EXPECT_EQ(walker.open(nullptr), FAILURE);
+  EXPECT_FALSE(walker.next());
+}
+
+}  // namespace
+}  // namespace tstl
