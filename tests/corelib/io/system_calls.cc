@@ -9,9 +9,12 @@
 
 namespace tstl {
 
-SystemCalls reads, writes;
+SystemCall reads, writes;
 
 TempFile::TempFile(std::string_view bytes) {
+  static int count = 0;
+  path_ =
+      testing::TempDir() + "/io_test_" + std::to_string(::getpid()) + "_" + std::to_string(++count);
   std::ofstream(path_, std::ios::binary).write(bytes.data(), std::ssize(bytes));
 }
 
@@ -22,10 +25,8 @@ std::string TempFile::bytes() const {
 
 namespace {
 
-ssize_t Call(SystemCalls& calls, std::size_t n, auto real) {
-  if (!calls.answer) return real(n);
-  calls.sizes.push_back(n);
-  const std::int64_t answer = calls.answer(n);
+ssize_t Call(const SystemCall& call, std::size_t n, auto real) {
+  const std::int64_t answer = call ? call(n) : static_cast<std::int64_t>(n);
   if (answer >= 0) return real(std::min(n, static_cast<std::size_t>(answer)));
   errno = static_cast<int>(-answer);
   return -1;

@@ -1,0 +1,119 @@
+// Text files read the plain way, for tests and the fuzzer to judge TextRead by: the whole file at
+// once, a unit after the other, a line and a pair by their definition.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/utf.h"
+
+namespace tstl::oracle {
+
+template <class T>
+using String = std::basic_string<CharOf<T>>;
+template <class T>
+using Pair = std::pair<String<T>, long long>;
+
+// Lines end with LF, CR or CR LF; the last one also with the text.
+template <class Text>
+std::vector<Text> PlainLines(const Text& text) {
+  std::vector<Text> lines{Text()};
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '\n' && i != 0 && text[i - 1] == '\r') continue;
+    if (text[i] == '\n' || text[i] == '\r') {
+      lines.emplace_back();
+    } else {
+      lines.back() += text[i];
+    }
+  }
+  if (lines.back().empty()) lines.pop_back();  // what follows the last line's end is no line
+  return lines;
+}
+
+// Half a unit at the end is dropped.
+inline std::u16string UnitsOf(std::string_view bytes, bool high_first) {
+  std::u16string units;
+  for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
+    const auto first = static_cast<unsigned char>(bytes[i]);
+    const auto second = static_cast<unsigned char>(bytes[i + 1]);
+    units += static_cast<char16_t>(high_first ? first << 8 | second : second << 8 | first);
+  }
+  return units;
+}
+
+// A line in units of T.
+template <class T, class C>
+String<T> Decoded(const std::basic_string<C>& line) {
+  if constexpr (sizeof(T) == sizeof(C)) {
+    return line;
+  } else if constexpr (sizeof(T) == 1) {
+    const auto* const units = reinterpret_cast<const unsigned short*>(line.data());
+    String<T> text(utf8_size(units, line.size(), LoneSurrogate::kKeep), 0);
+    utf16_to_utf8(units, line.size(), reinterpret_cast<unsigned char*>(text.data()), text.size(),
+                  LoneSurrogate::kKeep);
+    return text;
+  } else {
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(line.data());
+    String<T> text(utf16_size(bytes, line.size()), 0);
+    utf8_to_utf16(bytes, line.size(), reinterpret_cast<unsigned short*>(text.data()), text.size());
+    return text;
+  }
+}
+
+template <class T, class C>
+std::vector<String<T>> DecodedLines(const std::basic_string<C>& text, bool empty_lines) {
+  std::vector<String<T>> lines;
+  for (const auto& line : PlainLines(text)) {
+    const auto decoded = Decoded<T>(line);
+    if (empty_lines || !decoded.empty()) lines.push_back(decoded);
+  }
+  return lines;
+}
+
+// The lines of a file with these bytes, as a reader of T gives them.
+template <class T>
+std::vector<String<T>> FileLines(std::string_view bytes, bool empty_lines) {
+  const auto as_bytes = [&](std::size_t mark) {
+    return DecodedLines<T>(std::string(bytes.substr(mark)), empty_lines);
+  };
+  const auto as_units = [&](std::size_t mark, bool high_first) {
+    return DecodedLines<T>(UnitsOf(bytes.substr(mark), high_first), empty_lines);
+  };
+  if (bytes.starts_with("\xEF\xBB\xBF")) return as_bytes(3);
+  if (bytes.starts_with("\xFF\xFE")) return as_units(2, false);
+  if (bytes.starts_with("\xFE\xFF")) return as_units(2, true);
+  return sizeof(T) == 1 ? as_bytes(0) : as_units(0, false);
+}
+
+// The digits at the start of a text, `limit` when they are more.
+template <class Text>
+std::uint64_t PlainNumber(const Text& digits, std::uint64_t limit) {
+  unsigned __int128 value = 0;
+  for (const auto c : digits) {
+    if (c < '0' || c > '9') break;
+    value = value * 10 + static_cast<unsigned>(c - '0');
+    if (value > limit) return limit;
+  }
+  return static_cast<std::uint64_t>(value);
+}
+
+template <class T>
+std::vector<Pair<T>> FilePairs(std::string_view bytes, T separator) {
+  std::vector<Pair<T>> pairs;
+  for (const auto& line : FileLines<T>(bytes, false)) {
+    const auto at = line.rfind(static_cast<CharOf<T>>(separator));
+    const auto number = at == line.npos ? String<T>() : line.substr(at + 1);
+    const bool negative = !number.empty() && number[0] == '-';
+    const std::uint64_t value = negative ? 0 - PlainNumber(number.substr(1), std::uint64_t{1} << 63)
+                                         : PlainNumber(number, ~std::uint64_t{0});
+    pairs.emplace_back(line.substr(0, at), static_cast<long long>(value));
+  }
+  return pairs;
+}
+
+}  // namespace tstl::oracle
