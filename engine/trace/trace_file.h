@@ -41,9 +41,9 @@ struct TraceFault {
 };
 
 // Reads a line into a fresh record. The record's texts and lists lie in `arena`, the tree that is
-// made on the way in `nodes`, which may be emptied then. For a line of n bytes the arena gives at
-// most 16 * n bytes + 4 KiB, `nodes` at most 16 * n + 4 KiB. On a fault `record` is empty, its place
-// in `position`, and the arena gave nothing.
+// made on the way in `nodes`, which may be emptied then. Each of them gives at most 16 bytes for each
+// byte of the line, and 64 KiB. On a fault `record` is empty, `position` has its place, and unless
+// memory was short `arena` gave nothing.
 [[nodiscard]] tstl::JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena,
                                             tstl::ArenaRef nodes, std::uint32_t& position);
 

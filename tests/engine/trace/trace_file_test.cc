@@ -148,8 +148,8 @@ TEST_F(TraceFileTest, MemoryIsBoundedByTheLine) {
     TraceRecord record;
     std::uint32_t position;
     EXPECT_EQ(ReadTraceLine(text, record, arena, nodes, position), JsonFault::kNone) << position;
-    EXPECT_LE(arena.total(), 16 * text.size() + 4096);
-    EXPECT_LE(nodes.total(), 16 * text.size() + 4096);
+    EXPECT_LE(arena.total(), 16 * text.size() + 65536);
+    EXPECT_LE(nodes.total(), 16 * text.size() + 65536);
   }
 }
 

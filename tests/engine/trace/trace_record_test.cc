@@ -2,7 +2,6 @@
 #include "engine/trace/trace_record.h"
 
 #include <gtest/gtest.h>
-#include <rapidjson/document.h>
 
 #include <algorithm>
 #include <array>
@@ -15,6 +14,7 @@
 #include "engine/records/record.h"
 #include "engine/trace/actions.h"
 #include "engine/trace/trace_file.h"
+#include "tests/reference/rapidjson_document.h"
 
 namespace zenta {
 namespace {

@@ -1,0 +1,88 @@
+// Any bytes as lines of a trace. Held of each line:
+// 1. It is a record exactly if it is a JSON object, and its fault is the JSON reader's.
+// 2. A record is written as one line that reads back as a record which is written the same: nothing
+//    is lost or changed on the way but what the record does not have.
+// 3. What is written is JSON without line breaks, for RapidJSON too, with the members that the
+// table says.
+// 4. Reading takes from each of the two arenas at most 16 bytes for each byte of the line, and
+// 64 KiB.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "corelib/containers/chunk.h"
+#include "corelib/text/buffer_ref.h"
+#include "engine/records/record.h"
+#include "engine/trace/trace_file.h"
+#include "fuzz/io/json_oracle.h"
+
+namespace {
+
+using tstl::Chunk;
+using tstl::JsonFault;
+using zenta::Bytes;
+using zenta::TraceRecord;
+
+void Check(bool good) {
+  if (!good) std::abort();
+}
+
+std::string Written(const TraceRecord& record) {
+  tstl::JsonWrite out;
+  zenta::write_json(record, out);
+  Check(out.good());
+  return std::string(out.output().std_view());
+}
+
+// The members of the object that a written line is. Where RapidJSON has an opinion on the line, it
+// is an object with the same values for it.
+unsigned MembersOf(const std::string& line, Chunk& arena) {
+  const tstl::JsonParse parse = tstl::json_parse(line, arena);
+  Check(parse && parse.root->type() == tstl::JsonType::kObject);
+  const tstl::oracle::Verdict peer = tstl::oracle::AskPeer(line);
+  Check(peer.kind != tstl::oracle::Verdict::kBad);
+  if (peer.kind == tstl::oracle::Verdict::kGood)
+    Check(peer.form == tstl::oracle::PlainFormOf(parse.root, arena));
+  unsigned count = 0;
+  for (auto* node = parse.root->first_child(); node != nullptr; node = node->next()) ++count;
+  return count;
+}
+
+// Fields that the table says are written.
+unsigned FieldsOf(const TraceRecord& record) {
+  unsigned count = 0;
+  zenta::kFields<TraceRecord>.each([&](auto field) { count += field.in_json(record); });
+  return count;
+}
+
+void CheckLine(Bytes line) {
+  Chunk arena, nodes, check;
+  TraceRecord record;
+  std::uint32_t position;
+  const JsonFault fault = zenta::ReadTraceLine(line, record, arena, nodes, position);
+  Check(arena.total() <= 16 * std::uint64_t{line.len()} + 65536);
+  Check(nodes.total() <= 16 * std::uint64_t{line.len()} + 65536);
+
+  const tstl::JsonParse parse = tstl::json_parse(line, check);
+  if (!parse) return Check(fault == parse.fault && position == parse.position);
+  const bool is_object = parse.root->type() == tstl::JsonType::kObject;
+  Check(fault == (is_object ? JsonFault::kNone : JsonFault::kUnexpected) && position <= line.len());
+  if (!is_object) return;
+
+  nodes.reset();  // the record must not need them
+  const std::string written = Written(record);
+  Check(written.find('\n') == written.npos && written.find('\r') == written.npos);
+  Check(MembersOf(written, check) == FieldsOf(record));
+  TraceRecord again;
+  Check(zenta::ReadTraceLine(written, again, check, nodes, position) == JsonFault::kNone);
+  Check(again.kind == record.kind && Written(again) == written);
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  tstl::BufferRefMutable<unsigned char> text(data, static_cast<unsigned>(size));
+  while (text) CheckLine(text.fetch_before_chr('\n'));
+  return 0;
+}
