@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "corelib/io/text_read.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/utf.h"
 
@@ -103,7 +104,7 @@ std::uint64_t PlainNumber(const Text& digits, std::uint64_t limit) {
 }
 
 template <class T>
-std::vector<Pair<T>> FilePairs(std::string_view bytes, T separator) {
+std::vector<Pair<T>> FilePairs(std::string_view bytes, std::type_identity_t<T> separator) {
   std::vector<Pair<T>> pairs;
   for (const auto& line : FileLines<T>(bytes, false)) {
     const auto at = line.rfind(static_cast<CharOf<T>>(separator));
@@ -113,6 +114,26 @@ std::vector<Pair<T>> FilePairs(std::string_view bytes, T separator) {
                                          : PlainNumber(number, ~std::uint64_t{0});
     pairs.emplace_back(line.substr(0, at), static_cast<long long>(value));
   }
+  return pairs;
+}
+
+// What is left of a reader's file.
+template <class T>
+std::vector<String<T>> LinesOf(TextRead<T>& reader, bool empty_lines) {
+  std::vector<String<T>> lines;
+  reader.for_each_line(empty_lines, [&](BufferRef<T> line) {
+    lines.emplace_back(line.std_view());
+    return true;
+  });
+  return lines;
+}
+template <class T>
+std::vector<Pair<T>> PairsOf(TextRead<T>& reader, std::type_identity_t<T> separator) {
+  std::vector<Pair<T>> pairs;
+  reader.for_each_pair(separator, [&](BufferRef<T> key, long long value) {
+    pairs.emplace_back(key.std_view(), value);
+    return true;
+  });
   return pairs;
 }
 

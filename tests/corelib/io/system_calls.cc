@@ -1,27 +1,14 @@
 #include "tests/corelib/io/system_calls.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <fstream>
-#include <iterator>
 
 namespace tstl {
 
 SystemCall reads, writes;
-
-TempFile::TempFile(std::string_view bytes) {
-  static int count = 0;
-  path_ =
-      testing::TempDir() + "/io_test_" + std::to_string(::getpid()) + "_" + std::to_string(++count);
-  std::ofstream(path_, std::ios::binary).write(bytes.data(), std::ssize(bytes));
-}
-
-std::string TempFile::bytes() const {
-  std::ifstream file(path_, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
 
 namespace {
 

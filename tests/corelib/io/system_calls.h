@@ -1,14 +1,13 @@
 // The test program's own read() and write(), which the library under test calls: they can take less
-// than they are asked for, or fail. And files to call them on.
+// than they are asked for, or fail.
 #pragma once
-
-#include <unistd.h>
 
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <string_view>
+#include <utility>
 
+#include "fuzz/io/temp_file.h"
 #include "tests/corelib/text/units.h"
 
 namespace tstl {
@@ -26,18 +25,6 @@ class Answering {
 
  private:
   SystemCall& call_;
-};
-
-// A file of the running test's own, gone at its end.
-class TempFile {
- public:
-  explicit TempFile(std::string_view bytes = {});
-  ~TempFile() { ::unlink(path()); }
-  const char* path() const { return path_.c_str(); }
-  std::string bytes() const;
-
- private:
-  std::string path_;
 };
 
 // The bytes of units as they lie in memory.
