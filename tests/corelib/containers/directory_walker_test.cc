@@ -86,22 +86,23 @@ TYPED_TEST(DirectoryWalkerTest, ListsWhatAPlainWalkListsInTheOrderOfNamesAndNoLo
 }
 
 // More levels than descriptors, and paths that no system call takes. Each directory at hand becomes
-// the only one, "d", of a new one; now and then there is another one to come back for.
+// the only one of a new one; now and then there is another one to come back for.
 TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
-  constexpr int kLevels = 3000;
-  const fs::path d = this->root / "d", next = this->root / "next";
+  constexpr int kLevels = 300;
+  const std::string name(20, 'd');
+  const fs::path d = this->root / name, next = this->root / "next";
   fs::create_directory(d);
   for (int level = kLevels; level-- > 0;) {
     fs::create_directory(next);
-    fs::rename(d, next / "d");
-    if (level % 700 == 0) fs::create_directory(next / "e"), this->Touch(next / "e" / "f");
+    fs::rename(d, next / name);
+    if (level % 70 == 0) fs::create_directory(next / "e"), this->Touch(next / "e" / "f");
     fs::rename(next, d);
   }
   std::vector<std::string> want;
   for (int level = kLevels; level-- > 0;) {
-    if (level % 700 != 0) continue;
+    if (level % 70 != 0) continue;
     std::string path = d;
-    for (int i = 0; i < level; ++i) path += "/d";
+    for (int i = 0; i < level; ++i) path += '/' + name;
     want.push_back(path + "/e/f");
   }
   rlimit before{};
@@ -113,7 +114,7 @@ TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(this->Listed(list), want);
   for (int level = 0; level < kLevels; ++level) {  // or else nothing could remove it
-    fs::rename(d / "d", next);
+    fs::rename(d / name, next);
     fs::remove_all(d);
     fs::rename(next, d);
   }
