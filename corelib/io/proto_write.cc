@@ -44,6 +44,23 @@ unsigned char* ProtoWrite::widen_length(unsigned char* at, std::uint64_t payload
   return at + extra;
 }
 
+unsigned char* ProtoWrite::close_message(unsigned char* at, std::uint32_t slot) noexcept {
+  const unsigned mark = *out_.place(slot);
+  const unsigned reserved = mark & 15;
+  const std::uint64_t size = out_.position(at) - slot - reserved;
+  const unsigned width = varint_size(size);
+  if (width != reserved) {
+    at = out_.room(at, kMaxVarint32);
+    if (at == nullptr) return nullptr;
+    unsigned char* const length_at = out_.place(slot);
+    std::memmove(length_at + width, length_at + reserved, size);
+    at = length_at + width + size;
+    widths_[mark >> 4] = static_cast<unsigned char>(width);
+  }
+  put_varint(out_.place(slot), size);
+  return at;
+}
+
 bool ProtoWrite::grow_lengths() noexcept {
   const std::uint64_t capacity = std::max(
       {std::uint64_t{length_capacity_} * 2, std::uint64_t{8}, std::uint64_t{length_count_} + 1});

@@ -19,6 +19,10 @@
 // REQUIRES of an encoder: both passes make exactly the same calls. Where they do not, the lengths
 // are wrong and only the assertion in write() tells; no memory outside the output is touched.
 //
+// write_once() is the quicker way to the same bytes, for encoders that can be run in a pass: a single
+// one, in which a nested message is given the width of its length before its content is known, and
+// is moved where that was wrong. Messages of a kind are alike, so it seldom is.
+//
 // The operations write whatever they are given, zeros and empty texts too: leaving those out is the
 // encoder's business. They can be called without a driver as well: a new writer writes, growing its
 // output as it goes, and can do all but what needs the list. When memory cannot be had, or a
@@ -88,6 +92,7 @@ class WritingPass {
 
  private:
   friend class ProtoWrite;
+  friend class PatchingPass;
   WritingPass(ProtoWrite* writer, unsigned char* at) noexcept : writer_(writer), at_(at) {}
   // Sees to room for `n` bytes from at_ on. False, and at_ is null, when there is none.
   bool room(std::uint64_t n) noexcept;
@@ -97,6 +102,19 @@ class WritingPass {
 
   ProtoWrite* writer_;
   unsigned char* at_;  // null while no memory is in use
+};
+
+// The only pass of write_once(): writes without any length being known.
+class PatchingPass : public WritingPass {
+ public:
+  template <WireScalar T>
+  void bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& values) noexcept;
+  [[nodiscard]] std::uint32_t bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept;
+  void bsc_end_kmsg(std::uint32_t slot) noexcept;
+
+ private:
+  friend class ProtoWrite;
+  using WritingPass::WritingPass;
 };
 
 class ProtoWrite {
@@ -117,6 +135,10 @@ class ProtoWrite {
   // empty output, when the message is too long or memory is short.
   template <class Encoder>
   [[nodiscard]] bool write(Encoder&& encode);
+
+  // The same in one pass of `encode`, a callable that takes a pass by value and returns it.
+  template <class Encoder>
+  [[nodiscard]] bool write_once(Encoder&& encode);
 
   // What write() is made of. begin_measuring() forgets the last message; begin_writing() reserves
   // what was measured and is false when that cannot be done.
@@ -180,6 +202,7 @@ class ProtoWrite {
  private:
   friend class MeasuringPass;
   friend class WritingPass;
+  friend class PatchingPass;
   friend struct ProtoWritePeer;  // the tests', for what no encoder can reach
 
   // Room that is reserved beyond what was measured, so that the room for the longest key and value
@@ -201,6 +224,9 @@ class ProtoWrite {
   // For a payload from `payload_at` to `at` whose length does not fit the one byte before it: moves
   // it up, puts the length before it, and returns its new end, or null.
   unsigned char* widen_length(unsigned char* at, std::uint64_t payload_at) noexcept;
+  // Puts the length before a nested message that ends at `at` and began at `slot`, moves the content
+  // to where that leaves it, and returns its end, or null. Remembers the width for the next one.
+  unsigned char* close_message(unsigned char* at, std::uint32_t slot) noexcept;
   std::uint32_t new_slot(std::uint64_t length) noexcept;
   std::uint32_t next_length() noexcept {
     return length_cursor_ < length_count_ ? lengths_[length_cursor_++] : 0;
@@ -216,6 +242,9 @@ class ProtoWrite {
   std::uint32_t length_cursor_ = 0;
   bool measuring_ = false;
   bool lengths_lost_ = false;  // no memory for the list
+  // How many bytes the length of the last nested message took, by the low bits of its key.
+  static constexpr std::uint32_t kWidths = 16;
+  unsigned char widths_[kWidths] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -247,11 +276,13 @@ constexpr std::uint64_t wire_value(T value) noexcept {
 // ---- The measuring pass
 
 template <WireScalar T>
-[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kvarint(
+    std::uint32_t key, std::type_identity_t<T> value) noexcept {
   size_ += detail::key_size(key, WireType::kVarint) + varint_size(detail::wire_value<T>(value));
 }
 
-[[gnu::always_inline]] inline void MeasuringPass::add_payload(std::uint32_t key, std::uint64_t length) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::add_payload(std::uint32_t key,
+                                                              std::uint64_t length) noexcept {
   size_ += detail::key_size(key, WireType::kBytes) + varint_size(length) + length;
 }
 
@@ -263,17 +294,18 @@ void MeasuringPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& va
   if (values.size() >= ProtoWrite::kListedArray) writer_->new_slot(size);
 }
 
-[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kbytes(std::uint32_t key,
-                                            const BufferRef<unsigned char>& bytes) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kbytes(
+    std::uint32_t key, const BufferRef<unsigned char>& bytes) noexcept {
   add_payload(key, bytes.len());
 }
 
-[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kstr16(std::uint32_t key,
-                                            const BufferRef<unsigned short>& text) noexcept {
+[[gnu::always_inline]] inline void MeasuringPass::bsc_write_kstr16(
+    std::uint32_t key, const BufferRef<unsigned short>& text) noexcept {
   add_payload(key, utf8_size(text.cstr(), text.len(), LoneSurrogate::kKeep));
 }
 
-[[gnu::always_inline]] inline std::uint32_t MeasuringPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
+[[gnu::always_inline]] inline std::uint32_t MeasuringPass::bsc_begin_kmsg(
+    bool sized, std::uint32_t key) noexcept {
   if (!sized) return FAILURE;
   size_ += detail::key_size(key, WireType::kBytes);
   return writer_->new_slot(size_);
@@ -296,13 +328,15 @@ void MeasuringPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& va
 }
 
 template <WireScalar T>
-[[gnu::always_inline]] inline void WritingPass::bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kvarint(
+    std::uint32_t key, std::type_identity_t<T> value) noexcept {
   if (!room(kMaxVarint32 + detail::kMaxWireSize<T>)) return;
   put(wire_key(key, WireType::kVarint));
   put(detail::wire_value<T>(value));
 }
 
-[[gnu::always_inline]] inline void WritingPass::put_payload_key(std::uint32_t key, std::uint64_t length) noexcept {
+[[gnu::always_inline]] inline void WritingPass::put_payload_key(std::uint32_t key,
+                                                                std::uint64_t length) noexcept {
   put(wire_key(key, WireType::kBytes));
   put(length);
 }
@@ -320,8 +354,8 @@ void WritingPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& valu
   if (!listed) close_short_array(payload_at);
 }
 
-[[gnu::always_inline]] inline void WritingPass::bsc_write_kbytes(std::uint32_t key,
-                                          const BufferRef<unsigned char>& bytes) noexcept {
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kbytes(
+    std::uint32_t key, const BufferRef<unsigned char>& bytes) noexcept {
   if (!room(2 * kMaxVarint32 + std::uint64_t{bytes.len()})) return;
   put_payload_key(key, bytes.len());
   detail::copy_bytes(at_, bytes.cstr(), bytes.len());
@@ -336,15 +370,16 @@ inline void WritingPass::close_short_array(std::uint64_t payload_at) noexcept {
     at_ = writer_->widen_length(at_, payload_at);
 }
 
-[[gnu::always_inline]] inline void WritingPass::bsc_write_kstr16(std::uint32_t key,
-                                          const BufferRef<unsigned short>& text) noexcept {
+[[gnu::always_inline]] inline void WritingPass::bsc_write_kstr16(
+    std::uint32_t key, const BufferRef<unsigned short>& text) noexcept {
   constexpr auto kKeep = LoneSurrogate::kKeep;
   constexpr std::uint64_t kShort =
       0x7F / 3;  // so many units have a length of one byte, whatever they are
   const std::uint64_t n = text.len();
-  if (n <= kShort && writer_->out_.has_room(at_, 2 * kMaxVarint32 + 3 * n)) {
+  constexpr std::uint64_t kAmple = 32;  // with so much more than it needs a short text is quicker
+  if (n <= kShort && writer_->out_.has_room(at_, 2 * kMaxVarint32 + 3 * n + kAmple)) {
     put_payload_key(key, 0);
-    const std::size_t size = utf16_to_utf8(text.cstr(), n, at_, 3 * n, kKeep);
+    const std::size_t size = utf16_to_utf8(text.cstr(), n, at_, 3 * n + kAmple, kKeep);
     at_[-1] = static_cast<unsigned char>(size);
     at_ += size;
     return;
@@ -355,9 +390,47 @@ inline void WritingPass::close_short_array(std::uint64_t payload_at) noexcept {
   at_ += utf16_to_utf8(text.cstr(), n, at_, size, kKeep);
 }
 
-[[gnu::always_inline]] inline std::uint32_t WritingPass::bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
+[[gnu::always_inline]] inline std::uint32_t WritingPass::bsc_begin_kmsg(
+    bool sized, std::uint32_t key) noexcept {
   if (sized && room(2 * kMaxVarint32)) put_payload_key(key, writer_->next_length());
   return FAILURE;
+}
+
+// ---- The only pass
+
+template <WireScalar T>
+void PatchingPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& values) noexcept {
+  if (!room(2 * kMaxVarint32)) return;
+  put_payload_key(key, 0);
+  const auto payload_at = writer_->out_.position(at_);
+  for (const T value : values) {
+    if (!room(detail::kMaxWireSize<T>)) return;
+    put(detail::wire_value<T>(value));
+  }
+  close_short_array(payload_at);
+}
+
+// Until its message ends, the first byte of a length holds the bits of the key and the width.
+[[gnu::always_inline]] inline std::uint32_t PatchingPass::bsc_begin_kmsg(
+    bool sized, std::uint32_t key) noexcept {
+  if (!sized || !room(2 * kMaxVarint32)) return FAILURE;
+  put(wire_key(key, WireType::kBytes));
+  const std::uint32_t bits = key % ProtoWrite::kWidths;
+  const auto slot = static_cast<std::uint32_t>(writer_->out_.position(at_));
+  *at_ = static_cast<unsigned char>(bits << 4 | writer_->widths_[bits]);
+  at_ += writer_->widths_[bits];
+  return slot;
+}
+
+[[gnu::always_inline]] inline void PatchingPass::bsc_end_kmsg(std::uint32_t slot) noexcept {
+  if (slot == FAILURE || at_ == nullptr) return;
+  unsigned char* const length_at = writer_->out_.place(slot);
+  const std::ptrdiff_t size = at_ - length_at - 1;
+  if ((*length_at & 15) == 1 && size < 0x80) {
+    *length_at = static_cast<unsigned char>(size);
+  } else {
+    at_ = writer_->close_message(at_, slot);
+  }
 }
 
 // ---- The writer
@@ -389,6 +462,16 @@ bool ProtoWrite::write(Encoder&& encode) {
   if (!begin_writing()) return false;
   run(encode);
   assert((out_.failed() || output().len() == measured_) && "the two passes differ");
+  return !out_.failed();
+}
+
+template <class Encoder>
+bool ProtoWrite::write_once(Encoder&& encode) {
+  constexpr std::uint64_t kFirstRoom = 1000;  // to begin with, where there is no memory yet
+  begin_measuring();
+  measuring_ = false;
+  at_ = encode(PatchingPass(this, out_.room(nullptr, kFirstRoom))).at_;
+  if (at_ != nullptr) *at_ = 0;
   return !out_.failed();
 }
 

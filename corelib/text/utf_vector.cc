@@ -109,27 +109,35 @@ TSTL_UTF_TARGET inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
   return at;
 }
 
+// Room in which eight units can be stored without a look at what they take.
+constexpr std::size_t kAmple = 32;
+
 // Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
 TSTL_UTF_TARGET inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u, std::size_t taken) noexcept {
   if (has_surrogate(u)) return false;
   const Encoded e = encode(u);
   const std::size_t size = e.low_size + e.high_size - (8 - taken);
   const std::size_t room = count(at.dst, end.dst);
-  if (size > room) return false;
-  store_joined(at.dst, room, e.low, e.low_size, e.high, size - e.low_size);
+  if (room >= kAmple) {
+    put(at.dst, e);
+  } else {
+    if (size > room) return false;
+    store_joined(at.dst, room, e.low, e.low_size, e.high, size - e.low_size);
+  }
   at.src += taken;
   at.dst += size;
   return true;
 }
 
 TSTL_UTF_TARGET inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
-  constexpr std::size_t kFew = 4;  // not worth the effort
+  constexpr std::size_t kFew = 4;  // not worth the effort of storing them into little room
   at = to_utf8_freely(at, end);
   while (count(at.src, end.src) >= 8) {
     if (!put_tight(at, end, load<Units>(at.src), 8)) return at;
   }
   const std::size_t left = count(at.src, end.src);
-  if (left >= kFew) put_tight(at, end, load_first<Units>(at.src, 2 * left), left);
+  if (left >= kFew || (left != 0 && count(at.dst, end.dst) >= kAmple))
+    put_tight(at, end, load_first<Units>(at.src, 2 * left), left);
   return at;
 }
 

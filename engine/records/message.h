@@ -128,12 +128,7 @@ bool write_json(const R& record, tstl::Buffer<unsigned char>& text) {
 
 template <Record R>
 bool MessageCodec<R>::write_binary(const R& record, tstl::ProtoWrite& out) {
-  const auto encode = [&](auto pass) { return write_fields(record, pass); };
-  out.begin_measuring();
-  out.pass(encode);
-  if (!out.begin_writing()) return false;
-  out.pass(encode);
-  return out.output().len() == out.measured_size();
+  return out.write_once([&](auto pass) { return write_fields(record, pass); });
 }
 
 template <Record R>
@@ -145,7 +140,7 @@ bool MessageCodec<R>::write_json(const R& record, tstl::JsonWrite& out) {
 
 template <Record R>
 BinaryResult MessageCodec<R>::read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
-  ReadState state(arena);
+  ReadState state(arena, message.len());
   read_fields(record, message, state);
   if (!state.stopped()) return {.position = message.len()};
   return {.fault = state.fault(),

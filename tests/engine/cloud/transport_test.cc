@@ -1,6 +1,7 @@
 // RecordedTransport on folders made for the purpose.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -38,9 +39,7 @@ class RecordedTransportTest : public testing::Test {
     return Ask(folder_, CloudEncoding::kBinary, request);
   }
 
-  const fs::path folder_ =
-      fs::path(testing::TempDir()) /
-      (std::string("recorded_") + testing::UnitTest::GetInstance()->current_test_info()->name());
+  const fs::path folder_ = fs::path(testing::TempDir()) / ("recorded_" + std::to_string(getpid()));
 };
 
 constexpr char kNoAnswer[] = "[the service has no answer to this request]";
