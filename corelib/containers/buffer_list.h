@@ -8,7 +8,7 @@
 // Search is linear; for look-up by key see BufferHash. Keys of 65536 units or more are recorded
 // with a wrapped length: see recorded_len().
 //
-// Lists are read from and written to text files, described in docs/formats/key-value-file.md. What
+// Lists are read from and written to text files, described in docs/formats/text-files.md. What
 // was written comes back unless a key is empty (it is not written) or has a line end in it (it comes
 // back as two keys or more), or the first key of an 8-bit file starts with the bytes of a byte-order
 // mark. A key may hold the separator, which is to be neither a line end nor what a number is made

@@ -7,22 +7,23 @@
 //
 // A line ends with LF, CR, or CR LF, and the last one also with the file. The end is not part of it.
 //
-// What the file's bytes are is told by a byte-order mark at its start, which is passed over:
+// A byte-order mark at the file's start tells what its units are, and is passed over:
 //
-//   the file starts with   its units are          otherwise: 8-bit reader  bytes, taken as they are
-//   EF BB BF               UTF-8                             16-bit reader units in the machine's
-//   FF FE                  UTF-16, low byte first                          order, as BufferWrite
-//   FE FF                  UTF-16, high byte first                         appends them
+//   the file starts with  its units are            8-bit reader       16-bit reader
+//   EF BB BF              UTF-8                    as they are        decodes each line
+//   FF FE                 UTF-16, low byte first   decodes each line  as they are
+//   FE FF                 UTF-16, high byte first  decodes each line  swaps bytes
+//   anything else                                  bytes as they are  units in the machine's order
 //
-// Where these are units of the other width than the reader's, each line is decoded by the rules of
-// utf.h, and surrogates without a partner are kept (as three bytes in 8-bit text). A line that is
-// not well-formed UTF-8 can decode to any units, line ends too. Half a 16-bit unit at the file's end
-// is dropped.
+// (The last is what BufferWrite appends to a file of other origin.) Decoding follows utf.h, and keeps
+// surrogates without a partner, as three bytes in 8-bit text. A line that is not well-formed UTF-8
+// can decode to any units, line ends too. Half a 16-bit unit at the file's end is dropped. See
+// docs/formats/text-files.md.
 //
 // The reader owns the file and a buffer. A line that is not decoded is a view into that buffer; any
-// view holds until the reader's next operation. The buffer grows to twice the longest line, never to
-// more than 4 GiB. Any file that can be opened will do: of a pipe, each line is handed out as soon
-// as its first end unit is there. One thread at a time.
+// view holds until the reader's next operation. The buffer grows with the longest line, to at most
+// four times its size and never beyond 4 GiB. Any file that can be read will do, also one that is
+// not regular; of a pipe open() awaits the first three bytes. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -59,7 +60,7 @@ class TextRead {
   // No file is open.
   [[nodiscard]] bool is_empty() const noexcept { return !lines_.is_open(); }
   // The errno value of what kept open() or the reading from going on; 0 after the file's end, and
-  // before it. ENOMEM, or EOVERFLOW for more than 4 GiB: the line is too long.
+  // before it. ENOMEM, or EFBIG for more than 4 GiB: the line is too long.
   [[nodiscard]] int error() const noexcept { return lines_.error(); }
 
   // Reads the next line. Empty lines are passed over unless `empty_lines`. False, with `line` as it

@@ -38,12 +38,11 @@ struct Varint {
   const unsigned char* after;
 };
 
-// Reads the varint at `at`. There is none when [at, end) does not hold the whole of it or when it
-// has more than ten bytes. Bits beyond the 64th are dropped, as other decoders do.
-[[nodiscard]] constexpr Varint get_varint(const unsigned char* at,
-                                          const unsigned char* end) noexcept {
-  if (at != end && at[0] < 0x80) return {at[0], at + 1};
-  if (end - at >= 2 && at[1] < 0x80) return {(at[0] & 0x7Fu) | std::uint64_t{at[1]} << 7, at + 2};
+namespace detail {
+
+// get_varint, for what is longer than two bytes.
+[[gnu::noinline]] constexpr Varint get_long_varint(const unsigned char* at,
+                                                   const unsigned char* end) noexcept {
   const unsigned char* const stop = end - at > kMaxVarint64 ? at + kMaxVarint64 : end;
   std::uint64_t value = 0;
   for (unsigned shift = 0; at != stop; shift += 7) {
@@ -52,6 +51,17 @@ struct Varint {
     if (byte < 0x80) return {value, at};
   }
   return {0, nullptr};
+}
+
+}  // namespace detail
+
+// Reads the varint at `at`. There is none when [at, end) does not hold the whole of it or when it
+// has more than ten bytes. Bits beyond the 64th are dropped, as other decoders do.
+[[nodiscard]] constexpr Varint get_varint(const unsigned char* at,
+                                          const unsigned char* end) noexcept {
+  if (at != end && at[0] < 0x80) return {at[0], at + 1};
+  if (end - at >= 2 && at[1] < 0x80) return {(at[0] & 0x7Fu) | std::uint64_t{at[1]} << 7, at + 2};
+  return detail::get_long_varint(at, end);
 }
 
 // The low three bits of a field's key: how what follows is laid out. Groups (3 and 4) are not

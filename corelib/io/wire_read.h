@@ -12,6 +12,7 @@
 // call of next() consumes something, so the walk ends.
 #pragma once
 
+#include <cassert>
 #include <cstdint>
 
 #include "corelib/io/wire_format.h"
@@ -69,6 +70,13 @@ class WireReader {
   // it was; it stays false then.
   [[nodiscard]] bool next(WireField& field) noexcept;
 
+  // The same, but only for a field with this key, of a varint or of bytes, in a single byte: for
+  // readers who know what comes next as a rule. False, with nothing read, when something else comes,
+  // a fault too; next() reads that. With a constant key it is several times as quick as next().
+  [[nodiscard]] bool next_if(std::uint32_t key, WireField& field) noexcept;
+
+  // Whether next() would find nothing more.
+  [[nodiscard]] bool at_end() const noexcept { return at_ == end_; }
   [[nodiscard]] WireFault fault() const noexcept { return fault_; }
   // How many bytes were read; after a fault, the offset of the key, value, length or payload that
   // is broken.
@@ -114,6 +122,24 @@ inline bool WireReader::varint(std::uint64_t& value) noexcept {
 inline bool WireReader::skip(std::uint64_t n) noexcept {
   if (n > static_cast<std::uint64_t>(end_ - at_)) return fail(WireFault::kTruncated);
   at_ += n;
+  return true;
+}
+
+[[gnu::always_inline]] inline bool WireReader::next_if(std::uint32_t key,
+                                                       WireField& field) noexcept {
+  if (at_ == end_ || *at_ != key || key >= 0x80) return false;
+  const Varint number = get_varint(at_ + 1, end_);
+  const bool is_number = static_cast<WireType>(key & 7) == WireType::kVarint;
+  assert(is_number || static_cast<WireType>(key & 7) == WireType::kBytes);
+  if (number.after == nullptr) return false;
+  if (is_number) {
+    field = WireField(key, number.value);
+    at_ = number.after;
+    return true;
+  }
+  if (number.value > static_cast<std::uint64_t>(end_ - number.after)) return false;
+  field = WireField(key, number.after, number.value);
+  at_ = number.after + number.value;
   return true;
 }
 

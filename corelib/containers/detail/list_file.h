@@ -1,4 +1,4 @@
-// Key-value files of any keyed container: see docs/formats/key-value-file.md.
+// Key-value files of any keyed container: see docs/formats/text-files.md.
 #pragma once
 
 #include <cstdint>

@@ -125,7 +125,7 @@ bool LineBuffer::make_room() noexcept {
   }
   if (n <= size_ / 2) return true;
   if (size_ < kGreatestSize) return resize(std::uint64_t{size_} * 2);
-  return n < size_ || fail(EOVERFLOW);
+  return n < size_ || fail(EFBIG);
 }
 
 bool LineBuffer::resize(std::uint64_t size) noexcept {
