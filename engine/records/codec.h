@@ -30,20 +30,17 @@
 // What is read is copied into the arena; texts are zero-terminated there.
 #pragma once
 
+#include <algorithm>
 #include <array>
-#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "corelib/io/arena.h"
-#include "corelib/io/detail/copy_bytes.h"
 #include "corelib/io/json_node.h"
 #include "corelib/io/json_write.h"
 #include "corelib/io/proto_write.h"
 #include "corelib/io/wire_read.h"
-#include "corelib/text/utf.h"
 #include "engine/records/field.h"
 #include "engine/records/list.h"
 
@@ -53,7 +50,9 @@ namespace zenta {
 // keeps what it has.
 class ReadState {
  public:
-  explicit ReadState(tstl::ArenaRef arena) noexcept : arena_(arena) {}
+  // `message_size`: bytes of the whole binary message, 0 when it is not known.
+  explicit ReadState(tstl::ArenaRef arena, std::uint32_t message_size = 0) noexcept
+      : arena_(arena), block_size_(std::min(std::uint64_t{message_size} * 2, kMaxBlock)) {}
 
   [[nodiscard]] tstl::ArenaRef arena() const noexcept { return arena_; }
   [[nodiscard]] bool stopped() const noexcept { return stopped_; }
@@ -74,8 +73,31 @@ class ReadState {
     stop(tstl::WireFault::kNone, place);
   }
 
+  // Copies of what a field of the binary form has, with a zero after them: its bytes, its UTF-8 as
+  // 16-bit text, its bytes as 16-bit units (a last byte that is no unit is dropped). Empty, and the
+  // reader stops, when memory is short.
+  [[nodiscard]] Bytes keep_bytes(Bytes payload);
+  [[nodiscard]] Text16 keep_utf8(Bytes payload);
+  [[nodiscard]] Text16 keep_units(Bytes payload);
+
  private:
+  static constexpr std::uint64_t kMaxBlock = 4096;
+
+  // Room for a text of up to `n` units and its zero, for the payload; null, and the reader stops,
+  // when memory is short. end_text() takes as much of it as the text has in the end.
+  template <tstl::Unit T>
+  T* begin_text(std::uint32_t n, Bytes payload);
+  template <tstl::Unit T>
+  tstl::BufferRef<T> end_text(std::size_t n) noexcept;
+  bool new_text_block(std::uint64_t n, Bytes payload);
+
   tstl::ArenaRef arena_;
+  // Texts of the binary form share blocks of the arena: they are many and short. All of them take
+  // at most twice the message, and what is left of a block when it is given up is less than the text
+  // that did not fit.
+  unsigned char* text_ = nullptr;
+  std::uint64_t text_left_ = 0;  // even
+  std::uint64_t block_size_;
   const unsigned char* place_ = nullptr;
   tstl::WireFault fault_ = tstl::WireFault::kNone;
   bool stopped_ = false;
@@ -97,7 +119,8 @@ struct Codec<T> {
     value = static_cast<T>(field.varint());
   }
   template <class Pass>
-  [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number,
+                                                  Pass out) noexcept {
     out.template bsc_write_kvarint<T>(number, value);
     return out;
   }
@@ -118,7 +141,8 @@ struct Codec<bool> {
     value = field.varint() != 0;
   }
   template <class Pass>
-  [[gnu::always_inline]] static Pass write_binary(bool value, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(bool value, std::uint32_t number,
+                                                  Pass out) noexcept {
     out.template bsc_write_kvarint<bool>(number, value);
     return out;
   }
@@ -127,15 +151,6 @@ struct Codec<bool> {
 // ---- Texts
 
 namespace detail {
-
-// Room in the arena for `n` units and a zero, for the value of `field`; null, and the reader stops,
-// when memory is short.
-template <tstl::Unit T>
-T* new_text(std::uint32_t n, const tstl::WireField& field, ReadState& state) {
-  void* const memory = state.arena().alloc((std::uint64_t{n} + 1) * sizeof(T), 4);
-  if (memory == nullptr) state.stop_for_memory(field.bytes().cstr());
-  return static_cast<T*>(memory);
-}
 
 template <tstl::Unit T>
 struct TextCodec {
@@ -170,15 +185,11 @@ struct TextCodec {
 template <>
 struct Codec<Bytes> : detail::TextCodec<unsigned char> {
   static void read_binary(Bytes& bytes, const tstl::WireField& field, ReadState& state) {
-    const Bytes payload = field.bytes();
-    auto* const copy = detail::new_text<unsigned char>(payload.len(), field, state);
-    if (copy == nullptr) return;
-    tstl::detail::copy_bytes(copy, payload.cstr(), payload.len());
-    copy[payload.len()] = 0;
-    bytes.set_str(copy, payload.len());
+    bytes = state.keep_bytes(field.bytes());
   }
   template <class Pass>
-  [[gnu::always_inline]] static Pass write_binary(Bytes bytes, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Bytes bytes, std::uint32_t number,
+                                                  Pass out) noexcept {
     out.bsc_write_kbytes(number, bytes);
     return out;
   }
@@ -188,16 +199,11 @@ template <>
 struct Codec<Text16> : detail::TextCodec<unsigned short> {
   // UTF-8 never has fewer bytes than the text has units.
   static void read_binary(Text16& text, const tstl::WireField& field, ReadState& state) {
-    const Bytes payload = field.bytes();
-    auto* const units = detail::new_text<unsigned short>(payload.len(), field, state);
-    if (units == nullptr) return;
-    const auto n = static_cast<std::uint32_t>(
-        tstl::utf8_to_utf16(payload.cstr(), payload.len(), units, payload.len()));
-    units[n] = 0;
-    text.set_str(units, n);
+    text = state.keep_utf8(field.bytes());
   }
   template <class Pass>
-  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number,
+                                                  Pass out) noexcept {
     out.bsc_write_kstr16(number, text);
     return out;
   }
@@ -209,17 +215,12 @@ struct RawUnits : detail::TextCodec<unsigned short> {
   static_assert(std::endian::native == std::endian::little, "units are sent as they lie in memory");
 
   static void read_binary(Text16& text, const tstl::WireField& field, ReadState& state) {
-    const Bytes payload = field.bytes();
-    const std::uint32_t n = payload.len() / 2;
-    auto* const units = detail::new_text<unsigned short>(n, field, state);
-    if (units == nullptr) return;
-    if (n != 0) std::memcpy(units, payload.cstr(), std::size_t{n} * 2);
-    units[n] = 0;
-    text.set_str(units, n);
+    text = state.keep_units(field.bytes());
   }
   // A text of 2^31 units and more makes the message too long, whatever its length is said to be.
   template <class Pass>
-  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number, Pass out) noexcept {
+  [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number,
+                                                  Pass out) noexcept {
     const std::uint32_t length = text.len() > tstl::FAILURE / 2 ? tstl::FAILURE : text.len() * 2;
     out.bsc_write_kbytes(number, {reinterpret_cast<const unsigned char*>(text.cstr()), length});
     return out;

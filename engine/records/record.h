@@ -87,28 +87,48 @@ bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& st
   return true;
 }
 
-template <Record R>
-inline constexpr bool kHasLists = kFields<R>.any([](auto field) {
-  return kIsList<typename decltype(field)::Member> && field.kNumber != 0;
-});
-
-// Makes room in each of the record's lists for the elements that the message has. False when memory
-// is short.
-template <Record R>
-bool reserve_lists(R& record, Bytes message, ReadState& state) {
-  std::array<std::uint32_t, kFields<R>.kCount> counts{};
-  tstl::WireReader reader(message);
-  for (tstl::WireField field; reader.next(field);) {
-    std::size_t i = 0;
-    kFields<R>.each([&](auto f) { counts[i++] += field.key() == wire_key_of<decltype(f)>(); });
-  }
-  std::size_t i = 0;
-  return !kFields<R>.any([&](auto f) {
-    const std::uint32_t count = counts[i++];
-    if constexpr (kIsList<typename decltype(f)::Member>) {
-      return count != 0 && !f.of(record).reserve(count, state.arena());
+// Takes in the field F, or all the elements that follow one another of a list, if that is what comes
+// next. False when it is not.
+template <class F>
+[[gnu::always_inline]] inline bool read_next(typename F::Record& record, tstl::WireReader& reader,
+                                             ReadState& state) {
+  if constexpr (F::kNumber != 0) {
+    constexpr std::uint32_t kKey = wire_key_of<F>();
+    tstl::WireField field;
+    if constexpr (kIsList<typename F::Member>) {
+      tstl::WireReader ahead = reader;
+      if (!ahead.next_if(kKey, field)) return false;
+      std::uint32_t count = 1;
+      for (tstl::WireField other; ahead.next_if(kKey, other);) ++count;
+      if (!F::of(record).reserve(count, state.arena())) {
+        state.stop_for_memory(field.bytes().cstr());
+      }
+      while (!state.stopped() && reader.next_if(kKey, field)) {
+        read_field<F>(record, field, state, true);
+      }
+      return true;
+    } else {
+      if (!reader.next_if(kKey, field)) return false;
+      read_field<F>(record, field, state);
+      return true;
     }
-    return false;
+  }
+  return false;
+}
+
+}  // namespace detail
+
+namespace detail {
+
+// Takes in a field if it is one of the record's.
+template <Record R>
+[[gnu::noinline]] bool read_any(R& record, const tstl::WireField& field, ReadState& state) {
+  return kFields<R>.any([&](auto f) {
+    using F = decltype(f);
+    if constexpr (F::kNumber == 0) return false;
+    if (field.key() != wire_key_of<F>()) return false;
+    read_field<F>(record, field, state);
+    return true;
   });
 }
 
@@ -117,13 +137,7 @@ bool reserve_lists(R& record, Bytes message, ReadState& state) {
 template <Record R>
 bool read_binary_field(R& record, const tstl::WireField& field, tstl::ArenaRef arena) {
   ReadState state(arena);
-  return kFields<R>.any([&](auto f) {
-    using F = decltype(f);
-    if constexpr (F::kNumber == 0) return false;
-    if (field.key() != detail::wire_key_of<F>()) return false;
-    detail::read_field<F>(record, field, state);
-    return true;
-  });
+  return detail::read_any(record, field, state);
 }
 
 template <Record R>
@@ -135,34 +149,25 @@ bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena) {
   });
 }
 
-// Fields come in the order of their numbers as a rule, so each is looked for where the last one
-// stood; whatever has been passed over is found in the next round.
+// Fields come in the order of their numbers as a rule, and that is the order in which they are
+// looked for. A round that finds none leaves the next field, whatever it is, to the slow way: with a
+// copy of the reader, so that the reader itself stays in registers.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state) {
   static_assert(kFields<R>.numbers_rise());
-  if constexpr (detail::kHasLists<R>) {
-    if (!detail::reserve_lists(record, message, state)) {
-      return state.stop_for_memory(message.cstr());
-    }
-  }
   tstl::WireReader reader(message);
-  tstl::WireField field;
-  bool more = reader.next(field);
-  while (more) {
-    bool taken = false;
-    kFields<R>.each([&](auto f) {
-      using F = decltype(f);
-      while (more && field.key() == detail::wire_key_of<F>()) {
-        if constexpr (detail::kIsList<typename F::Member>) {
-          detail::read_field<F>(record, field, state, true);
-        } else {
-          detail::read_field<F>(record, field, state);
-        }
-        taken = true;
-        more = !state.stopped() && reader.next(field);
-      }
+  while (!reader.at_end() && !state.stopped()) {
+    bool found = false;
+    kFields<R>.any([&](auto f) __attribute__((always_inline)) {
+      const bool is_next = detail::read_next<decltype(f)>(record, reader, state);
+      found |= is_next;
+      return is_next && state.stopped();
     });
-    if (!taken) more = reader.next(field);
+    if (found) continue;
+    tstl::WireReader slow = reader;
+    tstl::WireField field;
+    if (slow.next(field)) detail::read_any(record, field, state);
+    reader = slow;
   }
   if (reader.fault() != tstl::WireFault::kNone) {
     state.stop(reader.fault(), message.cstr() + reader.position());

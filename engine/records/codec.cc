@@ -1,0 +1,68 @@
+#include "engine/records/codec.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstring>
+
+#include "corelib/io/detail/copy_bytes.h"
+#include "corelib/text/utf.h"
+
+namespace zenta {
+
+static_assert(std::endian::native == std::endian::little,
+              "raw units are sent as they lie in memory");
+
+bool ReadState::new_text_block(std::uint64_t n, Bytes payload) {
+  const std::uint64_t size = std::max((n + 1) & ~std::uint64_t{1}, block_size_);
+  auto* const block = static_cast<unsigned char*>(arena_.alloc(size, 4));
+  if (block == nullptr) {
+    stop_for_memory(payload.cstr());
+    return false;
+  }
+  text_ = block;
+  text_left_ = size;
+  return true;
+}
+
+template <tstl::Unit T>
+inline T* ReadState::begin_text(std::uint32_t n, Bytes payload) {
+  const std::uint64_t size = (std::uint64_t{n} + 1) * sizeof(T);
+  if (size > text_left_ && !new_text_block(size, payload)) return nullptr;
+  return reinterpret_cast<T*>(text_);
+}
+
+// Text by text the block stays aligned for 16-bit units.
+template <tstl::Unit T>
+inline tstl::BufferRef<T> ReadState::end_text(std::size_t n) noexcept {
+  auto* const units = reinterpret_cast<T*>(text_);
+  units[n] = 0;
+  const std::uint64_t size = ((n + 1) * sizeof(T) + 1) & ~std::uint64_t{1};
+  text_ += size;
+  text_left_ -= size;
+  return {units, static_cast<std::uint32_t>(n)};
+}
+
+Bytes ReadState::keep_bytes(Bytes payload) {
+  auto* const copy = begin_text<unsigned char>(payload.len(), payload);
+  if (copy == nullptr) return {};
+  tstl::detail::copy_bytes(copy, payload.cstr(), payload.len());
+  return end_text<unsigned char>(payload.len());
+}
+
+Text16 ReadState::keep_utf8(Bytes payload) {
+  // UTF-8 never has fewer bytes than its text has units.
+  auto* const units = begin_text<unsigned short>(payload.len(), payload);
+  if (units == nullptr) return {};
+  return end_text<unsigned short>(
+      tstl::utf8_to_utf16(payload.cstr(), payload.len(), units, payload.len()));
+}
+
+Text16 ReadState::keep_units(Bytes payload) {
+  const std::uint32_t n = payload.len() / 2;
+  auto* const units = begin_text<unsigned short>(n, payload);
+  if (units == nullptr) return {};
+  if (n != 0) std::memcpy(units, payload.cstr(), std::size_t{n} * 2);
+  return end_text<unsigned short>(n);
+}
+
+}  // namespace zenta
