@@ -1,7 +1,10 @@
 #include "engine/trace/trace_file.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 #include "engine/records/record.h"
 
@@ -17,8 +20,11 @@ std::uint32_t StartOfValue(Bytes line) noexcept {
   return start == std::string_view::npos ? line.len() : static_cast<std::uint32_t>(start);
 }
 
-// Whether the file has a last line that does not end. A file that is not there has none.
+// Whether the file has a last line that does not end. Only a regular file can be asked: opening a
+// pipe would wait for somebody to write to it.
 bool EndsInsideLine(const char* path) {
+  struct stat status;
+  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return false;
   std::FILE* const file = std::fopen(path, "rb");
   if (file == nullptr) return false;
   const int last = std::fseek(file, -1, SEEK_END) == 0 ? std::fgetc(file) : EOF;
