@@ -18,6 +18,7 @@ oracle::Walk Read(const Bytes& message) {
   const Bytes copy(message);
   const oracle::Walk want = oracle::PlainWireReader(copy).read();
   const oracle::Walk got = oracle::ReadWithWireReader(copy);
+  EXPECT_EQ(oracle::ReadWithWireReader(copy, true), got);
   EXPECT_EQ(got.fields, want.fields);
   EXPECT_STREQ(wire_fault_text(got.fault), wire_fault_text(want.fault));
   EXPECT_EQ(got.position, want.position);
