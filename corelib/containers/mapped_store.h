@@ -9,8 +9,8 @@
 // moves the mapping: every pointer into it is stale then. Nothing is locked; processes that share a
 // store agree among themselves (see NamedSemaphore), on its size too. A process that cuts the file
 // makes it fatal for the others to touch what is behind the new end (see mapping.h): is_whole()
-// tells of it afterwards, and resize() to the wanted size mends it, with zeros for what was lost.
-// The same happens to a write into a hole when the disk is full.
+// tells of it afterwards, and resize() to the wanted size mends it, with zeros for what was lost. A
+// write into a hole is fatal, too, when the disk is full.
 #pragma once
 
 #include <cstddef>
