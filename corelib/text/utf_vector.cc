@@ -85,6 +85,25 @@ TSTL_UTF_TARGET inline Encoded encode(Units u) noexcept {
           12 - ones(high)};
 }
 
+// How many units in front take three bytes each, as those of a Chinese text do. Zeros do not.
+inline std::size_t threes_in_front(Units u) noexcept {
+  const Units other = Units(u < 0x800) | Units((u & 0xF800) == 0xD800);
+  return static_cast<std::size_t>(std::countr_zero(high_bits(Bytes(other)) | 0x10000)) / 2;
+}
+
+// The bytes of eight units if all of them take three.
+struct EncodedInThree {
+  Bytes low, high;  // of the first four, of the others
+};
+TSTL_UTF_TARGET inline EncodedInThree encode_in_three(Units u) noexcept {
+  constexpr unsigned char kNo = kNoByte;
+  constexpr Bytes kPack = {0, 2, 3, 4, 6, 7, 8, 10, 11, 12, 14, 15, kNo, kNo, kNo, kNo};
+  const Units first = u >> 12 | 0xE0;
+  const Units tail = (u >> 6 & 0x3F) | (u << 8 & 0x3F00) | 0x8080;
+  return {rearrange(Bytes(interleave_low(first, tail)), kPack),
+          rearrange(Bytes(interleave_high(first, tail)), kPack)};
+}
+
 // Stores what eight units give, and up to 16 bytes behind it; returns the end of it.
 TSTL_UTF_TARGET inline unsigned char* put(unsigned char* dst, const Encoded& e) noexcept {
   store(dst, e.low);
@@ -129,15 +148,31 @@ TSTL_UTF_TARGET inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u, std::size
   return true;
 }
 
+// A short text, as most are. REQUIRES: it has 1 to 8 units, and there is ample room.
+TSTL_UTF_TARGET inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
+  const std::size_t n = count(at.src, end.src);
+  const Units u = n == 8 ? load<Units>(at.src) : load_first<Units>(at.src, 2 * n);
+  if (threes_in_front(u) != n) {
+    put_tight(at, end, u, n);
+    return at;
+  }
+  const EncodedInThree e = encode_in_three(u);
+  store(at.dst, e.low);
+  store(at.dst + 12, e.high);
+  return {end.src, at.dst + 3 * n};
+}
+
 TSTL_UTF_TARGET inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
-  constexpr std::size_t kFew = 4;  // not worth the effort of storing them into little room
+  if (count(at.src, end.src) - 1 < 8 && count(at.dst, end.dst) >= kAmple) {
+    return short_to_utf8(at, end);
+  }
+  constexpr std::size_t kFew = 4;  // not worth the effort
   at = to_utf8_freely(at, end);
   while (count(at.src, end.src) >= 8) {
     if (!put_tight(at, end, load<Units>(at.src), 8)) return at;
   }
   const std::size_t left = count(at.src, end.src);
-  if (left >= kFew || (left != 0 && count(at.dst, end.dst) >= kAmple))
-    put_tight(at, end, load_first<Units>(at.src, 2 * left), left);
+  if (left >= kFew) put_tight(at, end, load_first<Units>(at.src, 2 * left), left);
   return at;
 }
 
@@ -214,6 +249,37 @@ struct RunTaker {
   }
 };
 
+// Up to eight sequences of three bytes: how many there are in front, and their units.
+struct ThreeByteRun {
+  // Four in the first 12 bytes of `a`, four in the last 12 of `b`, which begins eight bytes after it;
+  // zeros where the text has ended.
+  TSTL_UTF_TARGET ThreeByteRun(Bytes a, Bytes b) noexcept {
+    constexpr unsigned char kNo = kNoByte;
+    // clang-format off
+    constexpr Bytes kTailA = {2, 1, 5, 4, 8, 7, 11, 10, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+    constexpr Bytes kTailB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 6, 5, 9, 8, 12, 11, 15, 14};
+    constexpr Bytes kLeadA = {0, kNo, 3, kNo, 6, kNo, 9, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
+    constexpr Bytes kLeadB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 4, kNo, 7, kNo, 10, kNo, 13, kNo};
+    // The bits that tell a lead byte of three, in every third place, and a continuation byte. All of
+    // them but the lowest are set in such a byte.
+    constexpr Bytes kKindA = {0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0,
+                              0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0};
+    constexpr Bytes kKindB = {0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0,
+                              0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0};
+    // clang-format on
+    const unsigned good_a = high_bits(Bytes((a & kKindA) == (kKindA << 1)));
+    const unsigned good_b = high_bits(Bytes((b & kKindB) == (kKindB << 1)));
+    const unsigned good = (good_a & 0xFFF) | good_b >> 4 << 12;
+    const Units tail = Units(rearrange(a, kTailA) | rearrange(b, kTailB));
+    const Units lead = Units(rearrange(a, kLeadA) | rearrange(b, kLeadB));
+    units = lead << 12 | (tail >> 2 & 0x0FC0) | (tail & 0x3F);
+    sequences = static_cast<std::size_t>(std::countr_one(good)) / 3;
+  }
+
+  Units units;  // those past the sequences mean nothing
+  std::size_t sequences;
+};
+
 class Utf16Writer {
  public:
   Utf16Writer(unsigned short* dst, unsigned short* dst_end) noexcept
@@ -256,30 +322,12 @@ class Utf16Writer {
     return src;
   }
 
-  // Eight sequences at a time: four in the 12 bytes at `src`, four in the last 12 of the 16 at
-  // `src + 8`.
   TSTL_UTF_TARGET const unsigned char* take_three_bytes(const unsigned char* src,
                                                         const unsigned char* src_end) noexcept {
-    constexpr unsigned char kNo = kNoByte;
-    // clang-format off
-    constexpr Bytes kTailA = {2, 1, 5, 4, 8, 7, 11, 10, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
-    constexpr Bytes kTailB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 6, 5, 9, 8, 12, 11, 15, 14};
-    constexpr Bytes kLeadA = {0, kNo, 3, kNo, 6, kNo, 9, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
-    constexpr Bytes kLeadB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 4, kNo, 7, kNo, 10, kNo, 13, kNo};
-    // The bits that tell a lead byte of three, in every third place, and a continuation byte. All of
-    // them but the lowest are set in such a byte.
-    constexpr Bytes kKindA = {0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0,
-                              0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0};
-    constexpr Bytes kKindB = {0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0,
-                              0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0};
-    // clang-format on
     for (; count(src, src_end) >= 24 && count(dst_, dst_end_) >= 8; src += 24, dst_ += 8) {
-      const Bytes a = load<Bytes>(src);
-      const Bytes b = load<Bytes>(src + 8);
-      if (!all(((a & kKindA) == (kKindA << 1)) & ((b & kKindB) == (kKindB << 1)))) break;
-      const Units tail = Units(rearrange(a, kTailA) | rearrange(b, kTailB));
-      const Units lead = Units(rearrange(a, kLeadA) | rearrange(b, kLeadB));
-      store(dst_, lead << 12 | (tail >> 2 & 0x0FC0) | (tail & 0x3F));
+      const ThreeByteRun run(load<Bytes>(src), load<Bytes>(src + 8));
+      if (run.sequences != 8) break;
+      store(dst_, run.units);
     }
     return src;
   }
@@ -289,7 +337,26 @@ class Utf16Writer {
   unsigned short* dst_end_;
 };
 
+// Whether a text is short, as most are, and may begin with a three-byte sequence.
+inline bool is_short(const unsigned char* src, const unsigned char* src_end) noexcept {
+  return count(src, src_end) - 3 <= 24 - 3 && *src >= 0xE0;
+}
+
+// REQUIRES: is_short(src, src_end).
+TSTL_UTF_TARGET inline ThreeByteRun load_short(const unsigned char* src,
+                                               const unsigned char* src_end) noexcept {
+  const std::size_t n = count(src, src_end);
+  const Bytes a = n >= 16 ? load<Bytes>(src) : load_first<Bytes>(src, n);
+  if (n <= 12) return {a, Bytes{}};
+  return {a, n == 24 ? load<Bytes>(src + 8) : load_first<Bytes>(src + 8, n - 8)};
+}
+
 TSTL_UTF_TARGET inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
+  if (is_short(at.src, end.src) && count(at.dst, end.dst) >= 8) {
+    const ThreeByteRun run = load_short(at.src, end.src);
+    store(at.dst, run.units);
+    at = {at.src + 3 * run.sequences, at.dst + run.sequences};
+  }
   Utf16Writer writer(at.dst, end.dst);
   const unsigned char* const behind = walk(at.src, end.src, writer);
   return {behind, writer.dst()};
@@ -325,6 +392,10 @@ struct Utf8Judge : RunTaker {
 };
 
 TSTL_UTF_TARGET inline ToValid blocks(ToValid at, ToValid end) noexcept {
+  if (is_short(at.src, end.src)) {
+    const ThreeByteRun run = load_short(at.src, end.src);
+    at.src += 3 * std::min(run.sequences, threes_in_front(run.units));
+  }
   Utf8Judge judge;
   return {walk(at.src, end.src, judge)};
 }
