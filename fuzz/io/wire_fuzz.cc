@@ -26,6 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using tstl::WireType;
   const tstl::oracle::Walk walk = tstl::oracle::ReadWithWireReader({data, size});
   Check(walk == tstl::oracle::PlainWireReader({data, size}).read());
+  Check(walk == tstl::oracle::ReadWithWireReader({data, size}, true));
 
   ProtoWrite out;
   std::string plain;

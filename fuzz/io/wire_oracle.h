@@ -105,11 +105,16 @@ class PlainWireReader {
   Walk walk_;
 };
 
-// What WireReader makes of the message, in the same form.
-inline Walk ReadWithWireReader(std::span<const std::uint8_t> message) {
+// What WireReader makes of the message, in the same form. `guess`: fields are asked for by the key
+// that their first byte would be.
+inline Walk ReadWithWireReader(std::span<const std::uint8_t> message, bool guess = false) {
   WireReader reader({message.data(), static_cast<unsigned>(message.size())});
+  const auto guessed = [&](WireField& field) {
+    const unsigned key = reader.at_end() ? 0 : message[reader.position()];
+    return guess && key >= 8 && (key % 8 == 0 || key % 8 == 2) && reader.next_if(key, field);
+  };
   Walk walk;
-  for (WireField field; reader.next(field);) {
+  for (WireField field; guessed(field) || reader.next(field);) {
     walk.fields.push_back({field.key(), field.varint(), std::string(field.bytes().std_view())});
   }
   walk.fault = reader.fault();
