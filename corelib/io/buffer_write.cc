@@ -51,9 +51,17 @@ BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_long(View data) noexce
   return *this;
 }
 
-// Writes the first block of what is pending, and moves the rest to its front.
+// Parts that may be longer than the margin, or the first ones after the block was freed.
 template <class Storage>
-void BufferWriteBase<Storage>::spill() noexcept {
+[[gnu::noinline]] BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_long_pair(
+    View key, T separator, std::uint64_t value, bool crlf) noexcept {
+  return write(key).write_chr(separator).write_num(value).write_line_end(crlf);
+}
+
+// Writes the first block of what is pending, and moves the rest to its front. Not inlined: it stands
+// in the cold part of every short write.
+template <class Storage>
+[[gnu::noinline]] void BufferWriteBase<Storage>::spill() noexcept {
   put(block_.str(), kBlock);
   const unsigned rest = block_.len() - kBlock;
   std::memcpy(block_.str(), block_.str(kBlock), rest * sizeof(T));

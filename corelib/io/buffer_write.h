@@ -117,11 +117,13 @@ class BufferWriteBase {
   struct Block : Storage {
     bool has_memory() const noexcept { return this->ref_internal_data() != nullptr; }
     T* place() noexcept { return this->end(); }
-    // The text ends at `end` now, behind which a zero is written.
-    void end_at(T* end) noexcept {
-      this->BufferFixBase<T>::len_ = static_cast<unsigned>(end - this->begin());
-      assert(this->len() <= kBlock + kMargin);
+    // The text ends at `end` now, behind which a zero is written. Returns its length.
+    unsigned end_at(T* end) noexcept {
+      const auto n = static_cast<unsigned>(end - this->begin());
+      assert(n <= kBlock + kMargin);
+      this->BufferFixBase<T>::len_ = n;
       *end = 0;
+      return n;
     }
   };
 
@@ -139,13 +141,13 @@ class BufferWriteBase {
   bool has_block() noexcept { return block_.has_memory() || reserve(); }
   // Up to kMargin elements were put behind the pending ones, up to `end`.
   BufferWriteBase& filled(T* end) noexcept {
-    block_.end_at(end);
-    if (block_.len() > kBlock) spill();
+    if (block_.end_at(end) > kBlock) spill();
     return *this;
   }
 
   bool reserve() noexcept;
   BufferWriteBase& write_long(View data) noexcept;
+  BufferWriteBase& write_long_pair(View key, T separator, std::uint64_t value, bool crlf) noexcept;
   void spill() noexcept;
   void put(const T* from, std::uint64_t n) noexcept;
   void fail(int error) noexcept {
@@ -167,11 +169,11 @@ static_assert(sizeof(BufferWrite<unsigned short>) ==
 // ---------------------------------------------------------------------------------------------------------------------
 
 template <class Storage>
-BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_pair(View key, T separator,
-                                                               std::uint64_t value,
-                                                               bool crlf) noexcept {
+inline BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_pair(View key, T separator,
+                                                                      std::uint64_t value,
+                                                                      bool crlf) noexcept {
   if (key.len() > kMargin - kPairRoom || !block_.has_memory()) {
-    return write(key).write_chr(separator).write_num(value).write_line_end(crlf);
+    return write_long_pair(key, separator, value, crlf);
   }
   T* at = copy(block_.place(), key);
   *at++ = separator;
