@@ -2,7 +2,9 @@
 // here but which members there are: values are made and compared by their types.
 #pragma once
 
+#include <array>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <random>
@@ -23,6 +25,10 @@ std::string Difference(T a, T b) {
 template <tstl::Unit T>
 std::string Difference(tstl::BufferRef<T> a, tstl::BufferRef<T> b) {
   return std::vector<T>(a.begin(), a.end()) == std::vector<T>(b.begin(), b.end()) ? "" : ": texts";
+}
+template <class T, std::size_t kCount>
+std::string Difference(const std::array<T, kCount>& a, const std::array<T, kCount>& b) {
+  return a == b ? "" : ": numbers";
 }
 template <class T>
 std::string Difference(const List<T>& a, const List<T>& b);
@@ -90,10 +96,14 @@ class RecordFiller {
   void Fill(List<T>& list) {
     for (std::uint32_t n = Below(3) == 0 ? 0 : Below(9); n != 0; --n) Fill(*list.append(arena_));
   }
+  template <class T, std::size_t kCount>
+  void Fill(std::array<T, kCount>& numbers) {
+    for (T& number : numbers) Fill(number);
+  }
   template <Record R>
   void Fill(R& record) {
     kFields<R>.each([&](auto field) {
-      if (!field.kNeverInBinary) Fill(field.of(record));
+      if (field.kNumber == 0 || !field.kNeverInBinary) Fill(field.of(record));
     });
   }
 

@@ -1,11 +1,10 @@
 // The fixed vocabularies: pads, actions, packages.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
-#include <string_view>
 
 #include "engine/trace/actions.h"
 #include "engine/trace/packages.h"
@@ -15,25 +14,18 @@ namespace zenta {
 namespace {
 
 TEST(PadsTest, NamesHaveTheirCodesAndCodesTheirFirstNames) {
-  const struct {
-    const char* name;
-    std::uint32_t code;
-  } rows[] = {{"BH", 1},         {"WB9", 2},    {"WB26", 3},   {"EN9", 4},  {"EN26_LOWER", 6},
-              {"EN26_UPPER", 7}, {"123_T9", 8}, {"123_26", 9}, {"PY9", 10}, {"PY26", 11},
-              {"HW", 12},        {"SYM", 14},   {"ZY", 16},    {"CJ", 17}};
-  std::set<std::uint32_t> named;
-  for (const auto& [name, code] : rows) {
-    EXPECT_EQ(pad_code(name), code) << name;
+  const char* const names[] = {"",           "BH",     "WB9",    "WB26", "EN9",  "",   "EN26_LOWER",
+                               "EN26_UPPER", "123_T9", "123_26", "PY9",  "PY26", "HW", "",
+                               "SYM",        "",       "ZY",     "CJ",   ""};
+  for (std::uint32_t code = 0; code < std::size(names); ++code) {
+    const std::string name = names[code];
     EXPECT_EQ(pad_name(code), name);
-    EXPECT_EQ(pad_code(std::string(name) + "x"), 0u);
-    EXPECT_EQ(pad_code(std::string_view(name, std::strlen(name) - 1)), 0u) << name;
-    named.insert(code);
+    EXPECT_EQ(pad_code(name), name.empty() ? 0 : code);
+    EXPECT_EQ(pad_code(name + "x"), 0u);
+    EXPECT_EQ(pad_code(name.substr(0, name.size() / 2)), 0u) << name;
   }
   EXPECT_EQ(pad_code("SC"), 17u);
-  for (std::uint32_t code = 0; code < 40; ++code) {
-    EXPECT_NE(pad_name(code).is_empty(), named.contains(code)) << code;
-  }
-  for (const char* const unknown : {"", "py9", "PY9 ", "5"}) EXPECT_EQ(pad_code(unknown), 0u);
+  EXPECT_EQ(pad_code("py9"), 0u);
   EXPECT_TRUE(pad_name(0xFFFFFFFF).is_empty());
 }
 
