@@ -7,8 +7,58 @@
 #include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/key_probe.h"
 #include "corelib/containers/detail/list_file.h"
+#include "corelib/text/buffer.h"
 
 namespace tstl {
+namespace {
+
+// Pairs on their way into a table, copied, so that they can be inserted together.
+template <Unit T>
+class PairBatch {
+ public:
+  explicit PairBatch(BufferHash<T>& table) : table_(table) {}
+
+  // These return false when memory is short.
+  bool add(BufferRef<T> key, std::uint64_t value) {
+    if (!text_.recapacity(std::uint64_t{text_.len()} + key.len())) return false;
+    text_.append_str(key);
+    values_[cnt_] = value;
+    ends_[cnt_++] = text_.len();
+    return (cnt_ < kMost && text_.len() < kMuchText) || insert();
+  }
+  bool insert();
+
+ private:
+  static constexpr std::uint32_t kMost = 4 * detail::kGroup;
+  static constexpr std::uint32_t kMuchText = 65536;
+
+  BufferHash<T>& table_;
+  Buffer<T> text_;  // the keys, one behind the other
+  std::uint32_t cnt_ = 0;
+  std::uint32_t ends_[kMost];
+  std::uint64_t values_[kMost];
+};
+
+template <Unit T>
+bool PairBatch<T>::insert() {
+  BufferRef<T> keys[kMost];
+  BufferHashNode<T>* nodes[kMost];
+  std::uint32_t start = 0;
+  for (std::uint32_t i = 0; i < cnt_; start = ends_[i++]) {
+    keys[i] = BufferRef<T>(text_.cstr() + start, ends_[i] - start);
+  }
+  table_.insert_all(keys, cnt_, nodes);
+  bool complete = true;
+  for (std::uint32_t i = 0; i < cnt_; ++i) {
+    if (nodes[i] != nullptr) nodes[i]->set_value(values_[i]);
+    complete = complete && nodes[i] != nullptr;
+  }
+  text_.clear();
+  cnt_ = 0;
+  return complete;
+}
+
+}  // namespace
 
 template <Unit T>
 BufferHash<T>& BufferHash<T>::operator=(BufferHash&& other) noexcept {
@@ -163,11 +213,10 @@ void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
 template <Unit T>
 bool BufferHash<T>::read_kvfile(const char* path, T separator) {
   reset();
-  return detail::read_kvfile<T>(path, separator, [this](View key, std::uint64_t value) {
-    Node* const node = insert(key);
-    if (node != nullptr) node->set_value(value);
-    return node != nullptr;
-  });
+  PairBatch<T> batch(*this);
+  const bool read = detail::read_kvfile<T>(
+      path, separator, [&batch](View key, std::uint64_t value) { return batch.add(key, value); });
+  return batch.insert() && read;
 }
 
 template <Unit T>

@@ -7,11 +7,11 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <new>
 #include <type_traits>
 
 #include "corelib/containers/chunk.h"
+#include "corelib/io/detail/copy_bytes.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/types.h"
 
@@ -42,7 +42,8 @@ class KeyedNode {
   // alloc_node made it for a key of this length.
   void init_key(BufferRef<T> key, std::uint32_t len) {
     len_ = len;
-    if (key) std::memcpy(static_cast<void*>(this + 1), key.cstr(), key.len() * sizeof(T));
+    detail::copy_bytes(reinterpret_cast<unsigned char*>(this + 1),
+                       reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
   }
 
  private:
