@@ -10,10 +10,9 @@ void TraceRecord::SetKind(TraceKind new_kind) noexcept {
 }
 
 void TraceRecord::FindKind() noexcept {
-  kind = TraceKind::kOther;
-  for (const TraceKind known : {TraceKind::kInput, TraceKind::kLayout, TraceKind::kPad}) {
-    if (type == action_name(static_cast<std::uint32_t>(known))) kind = known;
-  }
+  const std::uint32_t code = action_code(type);
+  const bool is_kind = code <= static_cast<std::uint32_t>(TraceKind::kPad);
+  kind = is_kind ? static_cast<TraceKind>(code) : TraceKind::kOther;
 }
 
 }  // namespace zenta
