@@ -10,9 +10,9 @@ void TraceRecord::SetKind(TraceKind new_kind) noexcept {
 }
 
 void TraceRecord::FindKind() noexcept {
-  const std::uint32_t code = action_code(type);
-  const bool is_kind = code <= static_cast<std::uint32_t>(TraceKind::kPad);
-  kind = is_kind ? static_cast<TraceKind>(code) : TraceKind::kOther;
+  const std::uint32_t action = action_code(type);
+  const bool is_kind = action <= static_cast<std::uint32_t>(TraceKind::kPad);
+  kind = is_kind ? static_cast<TraceKind>(action) : TraceKind::kOther;
 }
 
 }  // namespace zenta
