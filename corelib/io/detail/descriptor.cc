@@ -8,6 +8,8 @@
 namespace tstl::detail {
 namespace {
 
+constexpr std::uint64_t kMost = std::uint64_t{1} << 30;  // some systems refuse 2 GiB
+
 // Calls until it is not interrupted.
 template <class Call>
 std::int64_t uninterrupted(Call call) {
@@ -20,7 +22,6 @@ std::int64_t uninterrupted(Call call) {
 }  // namespace
 
 int write_all(int fd, const void* from, std::uint64_t n) noexcept {
-  constexpr std::uint64_t kMost = std::uint64_t{1} << 30;  // some systems refuse 2 GiB
   for (const char* at = static_cast<const char*>(from); n != 0;) {
     const std::int64_t done = uninterrupted(
         [&] { return ::write(fd, at, static_cast<std::size_t>(std::min(n, kMost))); });
@@ -32,8 +33,9 @@ int write_all(int fd, const void* from, std::uint64_t n) noexcept {
   return 0;
 }
 
-std::int64_t read_some(int fd, void* to, std::size_t n) noexcept {
-  return uninterrupted([=] { return ::read(fd, to, n); });
+std::int64_t read_some(int fd, void* to, std::uint64_t n) noexcept {
+  return uninterrupted(
+      [=] { return ::read(fd, to, static_cast<std::size_t>(std::min(n, kMost))); });
 }
 
 }  // namespace tstl::detail

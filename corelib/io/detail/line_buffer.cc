@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cassert>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -32,6 +33,7 @@ constexpr std::size_t kLongestMark = 3;
 }  // namespace
 
 int LineBuffer::open(const char* path, std::size_t size, unsigned unit_size) noexcept {
+  assert(unit_size == 1 || unit_size == 2);
   close();
   error_ = 0;
   if (path == nullptr) return error_ = EINVAL;
@@ -104,7 +106,8 @@ bool LineBuffer::fill() noexcept {
 bool LineBuffer::read_more() noexcept {
   if (has_half_) *end_++ = half_;
   const unsigned char* const limit = memory_ + kSpare + size_;
-  const std::int64_t got = read_some(fd_, end_, static_cast<std::size_t>(limit - end_));
+  assert(end_ < limit);
+  const std::int64_t got = read_some(fd_, end_, static_cast<std::uint64_t>(limit - end_));
   if (got > 0) end_ += got;
   ended_ = got <= 0;
   has_half_ = left() % unit_size_ != 0;
@@ -128,6 +131,7 @@ bool LineBuffer::make_room() noexcept {
   return n < size_ || fail(EFBIG);
 }
 
+// Keeps what is left. REQUIRES: that stands at the front, or there is no memory yet.
 bool LineBuffer::resize(std::uint64_t size) noexcept {
   const std::size_t n = left();
   const auto bounded = static_cast<std::size_t>(std::clamp(size, kLeastSize, kGreatestSize));
@@ -147,6 +151,7 @@ void LineBuffer::swap_units(std::size_t n) noexcept {
   for (unsigned char* p = end_ - n; p != end_; p += 2) std::swap(p[0], p[1]);
 }
 
+// Behind the text, as far as a search may look.
 void LineBuffer::spread_line_feeds() noexcept {
   const unsigned short unit = '\n';
   unsigned char bytes[2] = {'\n', '\n'};

@@ -23,7 +23,8 @@
 namespace tstl::detail {
 
 // Which of the 64 bytes from `p` on start a line feed or a carriage return, the first byte's bit
-// lowest.
+// lowest. All breaks of a block at once, so that the search for one line does not wait for that of
+// the line before.
 template <Unit U>
 std::uint64_t breaks_from(const U* p) noexcept {
   std::uint64_t breaks = 0;
@@ -64,9 +65,9 @@ class LineBuffer {
   bool fail(int error) noexcept;
 
  private:
-  static constexpr std::size_t kSpare = 64;
+  static constexpr std::size_t kSpare = 64;  // what breaks_from looks at
   static constexpr std::uint64_t kLeastSize = 16;
-  // In bytes, with everything around it; a view's length holds any line that fits.
+  // In bytes, and a view's length holds any line that fits, with the spare bytes too.
   static constexpr std::uint64_t kGreatestSize = 0xFFFFFF00;
 
   // The next break, which may be the first of those behind the text.
