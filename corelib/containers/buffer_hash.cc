@@ -20,7 +20,10 @@ class PairBatch {
 
   // These return false when memory is short.
   bool add(BufferRef<T> key, std::uint64_t value) {
-    if (!text_.recapacity(std::uint64_t{text_.len()} + key.len())) return false;
+    if (!text_.recapacity(std::uint64_t{text_.len()} + key.len())) {
+      cnt_ = 0;  // their keys are lost, too
+      return false;
+    }
     text_.append_str(key);
     values_[cnt_] = value;
     ends_[cnt_++] = text_.len();

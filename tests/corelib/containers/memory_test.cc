@@ -5,6 +5,8 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "corelib/containers/buffer_dict.h"
 #include "corelib/containers/buffer_hash.h"
@@ -72,7 +74,11 @@ TYPED_TEST_SUITE(MemoryTest, Units, UnitNames);
 // library's own.
 TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
   using T = TypeParam;
-  const std::string path = TempPath();
+  const std::string path = TempPath(), folder = path + "_folder";
+  for (const char* name : {"/a", "/b"}) {
+    std::filesystem::create_directories(folder + name);
+    std::ofstream(folder + name + "/file").put('x');
+  }
   ForEveryFailure([&] {
     BufferList<T> list;
     BufferHash<T> table(64);
@@ -104,6 +110,20 @@ TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
     const bool read = Try([&] { return loaded.open(path.c_str()); }) == 0;
     EXPECT_EQ(Contents<T>(loaded), read ? Contents<T>(dict) : Pairs<T>());
 
+    const bool written = Try([&] { return list.write_kvfile(path.c_str(), ';', false); });
+    BufferList<T> from_file;
+    BufferHash<T> table_from_file(64);
+    if (!written) list.write_kvfile(path.c_str(), ';', false);
+    if (Try([&] { return from_file.read_kvfile(path.c_str(), ';'); })) {
+      EXPECT_TRUE(from_file == list);
+    }
+    if (Try([&] { return table_from_file.read_kvfile(path.c_str(), ';'); })) {
+      EXPECT_EQ(Sorted<T>(Contents<T>(table_from_file)), listed);
+    }
+    if (Try([&] { return from_file.get_file_list(folder.c_str(), true); })) {
+      EXPECT_EQ(from_file.size(), 2u);
+    }
+
     Trie<T> trie;
     Pairs<T> found;
     const bool indexed = Try([&] { return trie.build(tree, TrieRoot::BldSpd::kNormal); }) == 0;
@@ -120,6 +140,7 @@ TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
     }
   });
   std::remove(path.c_str());
+  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
