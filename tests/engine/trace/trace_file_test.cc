@@ -113,7 +113,7 @@ TEST_F(TraceFileTest, MemoryIsBoundedByTheLine) {
        {repeated(R"({"key_array":[{})", ",{}", "]}"),
         repeated(R"({"type":"")", R"(,"code":"")", "}"),
         repeated(R"({"type":"")", R"(,"time":[1])", "}"),
-        repeated(full_list, R"(,"time":[1,""])", "}"),
+        repeated(full_list, R"(,"time":[-1])", "}"),
         repeated(R"({"key_array":[{},{},{},{}])", R"(,"key_array":[[],[]])", "}")}) {
     tstl::Chunk arena, nodes;
     TraceRecord record;
