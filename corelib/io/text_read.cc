@@ -1,6 +1,8 @@
 #include "corelib/io/text_read.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 
 #include "corelib/text/utf.h"
@@ -8,43 +10,29 @@
 namespace tstl {
 namespace {
 
-// Make `text` the other width's form of `from`. False when memory is short.
-bool decode(BufferRef<unsigned short> from, Buffer<unsigned char>& text) {
-  const std::uint64_t room = std::uint64_t{from.len()} * 3;
-  if (!text.recapacity(room)) return false;
-  const std::size_t n =
-      utf16_to_utf8(from.cstr(), from.len(), text.str(), room, LoneSurrogate::kKeep);
-  text.set_len(static_cast<unsigned>(n));
-  return true;
+std::size_t transcode(BufferRef<unsigned short> from, unsigned char* to, std::size_t room) {
+  return utf16_to_utf8(from.cstr(), from.len(), to, room, LoneSurrogate::kKeep);
 }
-bool decode(BufferRef<unsigned char> from, Buffer<unsigned short>& text) {
-  if (!text.recapacity(from.len())) return false;
-  const std::size_t n = utf8_to_utf16(from.cstr(), from.len(), text.str(), from.len());
-  text.set_len(static_cast<unsigned>(n));
-  return true;
+std::size_t transcode(BufferRef<unsigned char> from, unsigned short* to, std::size_t room) {
+  return utf8_to_utf16(from.cstr(), from.len(), to, room);
 }
 
 }  // namespace
 
 template <Unit T>
 bool TextRead<T>::read_decoded(View& line, bool empty_lines) noexcept {
+  constexpr unsigned kFront = detail::Block<T>::kUnits;
   for (BufferRef<OtherUnit> units; lines_.next(units, empty_lines);) {
-    if (!decode(units, decoded_)) return lines_.fail(ENOMEM);
-    if (decoded_.is_empty() && !empty_lines) continue;
-    line = decoded_;
+    const std::uint64_t room = std::uint64_t{units.len()} * (sizeof(T) == 1 ? 3 : 1);
+    if (!decoded_.recapacity(kFront + room)) return lines_.fail(ENOMEM);
+    std::fill_n(decoded_.str(), kFront, T{0});
+    const auto n = static_cast<unsigned>(
+        transcode(units, decoded_.str(kFront), static_cast<std::size_t>(room)));
+    if (n == 0 && !empty_lines) continue;
+    line = View(decoded_.str(kFront), n);
     return true;
   }
   return false;
-}
-
-template <Unit T>
-bool TextRead<T>::read_decoded_pair(T separator, View& key, long long& value) noexcept {
-  View line;
-  if (!read_decoded(line, false)) return false;
-  const unsigned at = line.findback_chr(separator);
-  key = line.sub_head(at);  // all of it when there is none
-  value = at == NOT_FOUND ? 0 : detail::pair_value(line.sub_tail(at + 1));
-  return true;
 }
 
 template class TextRead<unsigned char>;

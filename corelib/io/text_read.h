@@ -99,18 +99,18 @@ class TextRead {
   using OtherUnit = typename Buffer<T>::OtherUnit;
 
   bool read_decoded(View& line, bool empty_lines) noexcept;
-  bool read_decoded_pair(T separator, View& key, long long& value) noexcept;
 
   detail::LineBuffer lines_;
-  Buffer<T> decoded_;  // the last line, when the file's units are of the other width
+  // The last line, when the file's units are of the other width; behind some units that split_pair
+  // may look at.
+  Buffer<T> decoded_;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
 
 template <Unit T>
 inline bool TextRead<T>::read_pair(T separator, View& key, long long& value) noexcept {
-  if (lines_.unit_size() != sizeof(T)) return read_decoded_pair(separator, key, value);
-  if (!lines_.next(key, false)) return false;
+  if (!read_line(key)) return false;
   value = detail::split_pair(key, separator);
   return true;
 }
