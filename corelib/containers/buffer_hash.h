@@ -24,6 +24,7 @@
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/crc32.h"
 #include "corelib/containers/keyed_node.h"
+#include "corelib/containers/keyed_traversal.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/types.h"
 
@@ -56,8 +57,9 @@ class BufferHashNode {
 #pragma pack(pop)
 static_assert(sizeof(void*) == 8 && sizeof(BufferHashNode<unsigned char>) == 20);
 
+// for_each() and for_each_bk() go bucket by bucket, each chain from its head.
 template <Unit T>
-class BufferHash {
+class BufferHash : public KeyedTraversal<BufferHash<T>> {
  public:
   using Node = BufferHashNode<T>;
   using View = BufferRef<T>;
@@ -114,37 +116,18 @@ class BufferHash {
   // say.
   void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
-  // Call fn(BufferRef const& key, u64& value) for every node, bucket by bucket, each chain from its
-  // head. `fn` may change the value, and of a table that is not const the change stays; it must not
-  // resize the table. for_each_bk stops at the first call that returns false and returns false
-  // then, else true.
-  template <class Fn>
-  void for_each(Fn&& fn) {
-    for_each_node(*this, [&](Node& node) { return detail::visit_node(node, fn), true; });
-  }
-  template <class Fn>
-  void for_each(Fn&& fn) const {
-    for_each_node(*this, [&](const Node& node) { return detail::visit_node(node, fn), true; });
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) {
-    return for_each_node(*this, [&](Node& node) { return detail::visit_node(node, fn); });
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) const {
-    return for_each_node(*this, [&](const Node& node) { return detail::visit_node(node, fn); });
-  }
-
   // As those of BufferList: the later of equal keys counts, and the order is that of for_each.
   bool read_kvfile(const char* path, T separator);
   bool write_kvfile(const char* path, T separator, bool crlf) const;
 
  private:
+  friend class KeyedTraversal<BufferHash>;
+
   static constexpr std::uint32_t clamp(std::uint32_t n) {
     return n < kMinTable ? kMinTable : n > kMaxTable ? kMaxTable : n;
   }
-  template <class Self, class Fn>
-  static bool for_each_node(Self& self, Fn&& fn);
+  template <class Fn>
+  bool walk(Fn fn) const;
   bool make_buckets();
   Node* insert_in(std::uint32_t bucket, View key);
   const Node* find_in(std::uint32_t bucket, View key) const;
@@ -164,10 +147,10 @@ static_assert(sizeof(BufferHash<unsigned char>) == sizeof(Chunk) + 24);
 // ---------------------------------------------------------------------------------------------------------------------
 
 template <Unit T>
-template <class Self, class Fn>
-bool BufferHash<T>::for_each_node(Self& self, Fn&& fn) {
-  for (std::uint32_t i = 0; i < self.bucket_cnt_; ++i) {
-    for (Node* node = self.buckets_[i]; node != nullptr; node = node->next()) {
+template <class Fn>
+bool BufferHash<T>::walk(Fn fn) const {
+  for (std::uint32_t i = 0; i < bucket_cnt_; ++i) {
+    for (Node* node = buckets_[i]; node != nullptr; node = node->next()) {
       if (!fn(*node)) return false;
     }
   }

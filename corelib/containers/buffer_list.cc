@@ -202,7 +202,7 @@ bool BufferList<T>::read_tree(const Tree<T>& tree) {
 
 template <Unit T>
 bool BufferList<T>::write_tree(Tree<T>& tree) const {
-  return for_each_bk([&tree](View key, std::uint64_t value) {
+  return this->for_each_bk([&tree](View key, std::uint64_t value) {
     auto* const node = tree.insert(key);
     if (node != nullptr) node->set_value(value);
     return node != nullptr;
@@ -213,7 +213,7 @@ template <Unit T>
 bool BufferList<T>::write_trie(Trie<T>& trie, TrieRoot::BldSpd speed) const {
   trie.reset();
   Tree<T> tree;
-  const bool complete = for_each_bk([&tree](View key, std::uint64_t value) {
+  const bool complete = this->for_each_bk([&tree](View key, std::uint64_t value) {
     auto* const node = key ? tree.insert(key) : nullptr;
     if (node != nullptr) node->set_value(value);
     return node != nullptr || key.is_empty();

@@ -22,6 +22,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/keyed_node.h"
+#include "corelib/containers/keyed_traversal.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
 #include "corelib/text/buffer_ref.h"
@@ -32,8 +33,9 @@ namespace tstl {
 template <Unit T>
 using BufferListNode = KeyedNode<T>;
 
+// for_each() and for_each_bk() go from the first element to the last.
 template <Unit T>
-class BufferList {
+class BufferList : public KeyedTraversal<BufferList<T>> {
  public:
   using Node = BufferListNode<T>;
   using Slot = Node*;
@@ -91,27 +93,6 @@ class BufferList {
   Slot* find(View key) const;
   std::uint32_t find_index(View key) const;
 
-  // Call fn(BufferRef const& key, u64& value) for every node in order. `fn` may change the value,
-  // and of a list that is not const the change stays; it must not append. for_each_bk stops at the
-  // first call that returns false and returns false then, else true.
-  template <class Fn>
-  void for_each(Fn&& fn) {
-    for (Node* node : *this) detail::visit_node(*node, fn);
-  }
-  template <class Fn>
-  void for_each(Fn&& fn) const {
-    for (const Node* node : *this) detail::visit_node(*node, fn);
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) {
-    return std::all_of(begin(), end(), [&](Node* node) { return detail::visit_node(*node, fn); });
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) const {
-    return std::all_of(begin(), end(),
-                       [&](const Node* node) { return detail::visit_node(*node, fn); });
-  }
-
   // Replace the contents by the pairs of a key-value file, in its order; by the lines of a text file
   // with value 0, empty ones too if `empty_lines`. False when the file cannot be opened: the list is
   // empty then; or when reading or memory ends before the file: the first elements are there then.
@@ -144,8 +125,13 @@ class BufferList {
   bool operator==(const BufferList& other) const;
 
  private:
+  friend class KeyedTraversal<BufferList>;
   static constexpr std::uint32_t kFirstCapacity = 8;
 
+  template <class Fn>
+  bool walk(Fn fn) const {
+    return std::all_of(begin(), end(), [&fn](Node* node) { return fn(*node); });
+  }
   Node* new_node(View key, std::uint64_t value);
   bool grow();
   bool set_capacity(std::uint64_t n);

@@ -71,22 +71,5 @@ Node* alloc_node(Chunk& arena, BufferRef<T> key) {
   return place == nullptr ? nullptr : new (place) Node;
 }
 
-// Calls fn(key, value) for a node. The value is handed over in an aligned copy, which is stored
-// back when `fn` has changed it; a const node keeps its value.
-template <class Node, class Fn>
-decltype(auto) visit_node(Node& node, Fn& fn) {
-  struct Copy {
-    Node& node;
-    std::uint64_t value;
-    ~Copy() {
-      if constexpr (!std::is_const_v<Node>) {
-        if (value != node.value()) node.set_value(value);
-      }
-    }
-  } copy{node, node.value()};
-  const auto key = node.key();
-  return fn(key, copy.value);
-}
-
 }  // namespace detail
 }  // namespace tstl

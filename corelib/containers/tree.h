@@ -15,6 +15,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/keyed_node.h"
+#include "corelib/containers/keyed_traversal.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/types.h"
 
@@ -44,8 +45,9 @@ class TreeNode {
 #pragma pack(pop)
 static_assert(sizeof(TreeNode<unsigned char>) == 32);
 
+// for_each() and for_each_bk() go in ascending order of keys.
 template <Unit T>
-class Tree {
+class Tree : public KeyedTraversal<Tree<T>> {
  public:
   using Node = TreeNode<T>;
   using View = BufferRef<T>;
@@ -69,27 +71,9 @@ class Tree {
   Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
   const Node* find(View key) const;
 
-  // Call fn(BufferRef const& key, u64& value) for every node in ascending order of keys. `fn` may
-  // change the value, and of a tree that is not const the change stays; it must not insert.
-  // for_each_bk stops at the first call that returns false and returns false then, else true.
-  template <class Fn>
-  void for_each(Fn&& fn) {
-    walk([&](Node& node) { return detail::visit_node(node, fn), true; });
-  }
-  template <class Fn>
-  void for_each(Fn&& fn) const {
-    walk([&](const Node& node) { return detail::visit_node(node, fn), true; });
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) {
-    return walk([&](Node& node) { return detail::visit_node(node, fn); });
-  }
-  template <class Fn>
-  bool for_each_bk(Fn&& fn) const {
-    return walk([&](const Node& node) { return detail::visit_node(node, fn); });
-  }
-
  private:
+  friend class KeyedTraversal<Tree>;
+
   // Enough for as many nodes as a 32-bit count can tell.
   static constexpr std::size_t kMaxDepth = 64;
 

@@ -4,18 +4,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdint>
+
+#include "corelib/io/detail/descriptor.h"
 
 namespace tstl::detail {
 namespace {
 
-// Units read; fewer than `size` at the file's end, -1 after an error.
+// Bytes read; fewer than `size` at the file's end, -1 after an error.
 std::int64_t read_up_to(int fd, unsigned char* to, std::int64_t size) {
   std::int64_t done = 0;
   while (done < size) {
-    const ssize_t got = ::read(fd, to + done, static_cast<std::size_t>(size - done));
-    if (got < 0 && errno == EINTR) continue;
+    const std::int64_t got = read_some(fd, to + done, static_cast<std::size_t>(size - done));
     if (got < 0) return -1;
     if (got == 0) break;
     done += got;
