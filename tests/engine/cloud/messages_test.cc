@@ -1,10 +1,18 @@
 // The records of both messages, in both forms: one body for all of them, made from their tables,
 // and the byte sequences that the service and other decoders rely on.
 #include <gtest/gtest.h>
+// RapidJSON's own stack adds to null pointers, which clang's sanitizer would stop at.
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((no_sanitize("pointer-overflow"))), apply_to = function)
+#endif
+#include <rapidjson/document.h>
+#include <rapidjson/prettywriter.h>
+#if defined(__clang__)
+#pragma clang attribute pop
+#endif
 
 #include <algorithm>
 #include <functional>
-#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +20,6 @@
 #include "corelib/containers/chunk.h"
 #include "engine/cloud/cloud_request.h"
 #include "engine/cloud/cloud_response.h"
-#include "fuzz/io/json_oracle.h"
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
 
@@ -41,7 +48,7 @@ std::string Json(const R& record) {
   return std::string(text.std_view());
 }
 
-// A record with the arena that it was read into, from an exactly sized heap copy of the message.
+// A record with the arena that it was read into. Binary messages are read from an exactly sized copy.
 template <Record R>
 struct Read {
   static Read FromBinary(std::string_view bytes) {
@@ -75,81 +82,84 @@ TYPED_TEST(RecordTest, ComesBackWholeFromEitherForm) {
     const bool well_formed = seed % 2 == 0;
     RecordFiller filler(seed, well_formed);
     const auto made = filler.template Make<TypeParam>();
-    const std::string bytes = Binary(made);
-    const auto read = Read<TypeParam>::FromBinary(bytes);
-    EXPECT_TRUE(read.binary) << read.binary.text();
-    EXPECT_EQ(read.binary.position, bytes.size());
-    EXPECT_EQ(Binary(read.record), bytes);
-
-    EXPECT_EQ(Difference(read.record, made), "");
-
-    const std::string json = Json(read.record);
-    EXPECT_EQ(
-        tstl::valid_utf8_prefix(reinterpret_cast<const unsigned char*>(json.data()), json.size()),
-        json.size());
-    const auto peer = tstl::oracle::AskPeer(json);
-    EXPECT_TRUE(peer.kind == peer.kGood || (peer.kind == peer.kNoOpinion && !well_formed)) << json;
-    const auto again = Read<TypeParam>::FromJson(json);
-    EXPECT_TRUE(again.json) << again.json.text();
-    EXPECT_EQ(Difference(again.record, made), "");
+    const std::string bytes = Binary(made), json = Json(made);
+    const auto from_bytes = Read<TypeParam>::FromBinary(bytes);
+    const auto from_json = Read<TypeParam>::FromJson(json);
+    EXPECT_TRUE(from_bytes.binary && from_json.json);
+    EXPECT_EQ(from_bytes.binary.position, bytes.size());
+    EXPECT_EQ(Difference(from_bytes.record, made), "");
+    EXPECT_EQ(Difference(from_json.record, made), "");
+    EXPECT_EQ(Binary(from_json.record), bytes);
+    EXPECT_EQ(Json(from_bytes.record), json);
+    EXPECT_EQ(tstl::valid_utf8_prefix(Bytes(json).cstr(), json.size()), json.size());
   }
 }
 
-// Fed one by one, in any order that keeps the elements of a list in theirs.
+// What we write another library reads, and what it writes again, with blanks and every character
+// that is not ASCII escaped, we read.
+TYPED_TEST(RecordTest, JsonGoesThroughAnotherLibrary) {
+  for (unsigned seed = 0; seed < 20; ++seed) {
+    RecordFiller filler(seed, true);
+    const auto made = filler.template Make<TypeParam>();
+    const std::string json = Json(made);
+    rapidjson::Document document;
+    document.Parse<rapidjson::kParseValidateEncodingFlag>(json.data(), json.size());
+    ASSERT_FALSE(document.HasParseError()) << json;
+    rapidjson::StringBuffer text;
+    rapidjson::PrettyWriter<rapidjson::StringBuffer, rapidjson::UTF8<>, rapidjson::ASCII<>> out(
+        text);
+    document.Accept(out);
+    const auto read = Read<TypeParam>::FromJson({text.GetString(), text.GetSize()});
+    EXPECT_EQ(Difference(read.record, made), "") << json;
+  }
+}
+
+// Fed one by one, the fields by falling number, the members last to first.
 TYPED_TEST(RecordTest, TakesItsFieldsInAnyOrder) {
   RecordFiller filler(7, false);
   const auto made = filler.template Make<TypeParam>();
   const std::string bytes = Binary(made), json = Json(made);
-  const auto whole = Read<TypeParam>::FromBinary(bytes);
+  Chunk arena;
+  TypeParam from_fields, from_members;
   std::vector<tstl::WireField> fields;
   tstl::WireReader reader{Bytes(bytes)};
   for (tstl::WireField field; reader.next(field);) fields.push_back(field);
   std::ranges::stable_sort(fields, std::greater(), &tstl::WireField::key);
-  Chunk arena;
-  TypeParam from_fields, from_members;
   for (const auto& field : fields) EXPECT_TRUE(read_binary_field(from_fields, field, arena));
-  EXPECT_EQ(Difference(from_fields, whole.record), "");
+  EXPECT_EQ(Difference(from_fields, made), "");
 
   std::vector<tstl::JsonNode*> members;
-  const tstl::JsonParse parse = tstl::json_parse(json, arena);
-  for (auto* m = parse.root->first_child(); m != nullptr; m = m->next()) members.push_back(m);
-  std::ranges::reverse(members);
-  for (tstl::JsonNode* member : members) read_json_member(from_members, *member, arena);
-  EXPECT_EQ(Difference(from_members, Read<TypeParam>::FromJson(json).record), "");
+  auto* node = tstl::json_parse(json, arena).root->first_child();
+  for (; node != nullptr; node = node->next()) members.insert(members.begin(), node);
+  for (auto* member : members) EXPECT_TRUE(read_json_member(from_members, *member, arena));
+  EXPECT_EQ(Difference(from_members, made), "");
 }
 
-// Each field with a value of every other type, a field of its own beyond the last, and other keys.
+// Each field with a value of every other type, and fields and keys that no record has.
 TYPED_TEST(RecordTest, LeavesAloneWhatItDoesNotKnow) {
   std::string bytes = PlainField(77, 5) + PlainField(78, "x");
-  std::vector<std::string> members = {R"("":1)", R"("Req":1)", R"("a\u0062":[{}])"};
+  std::string json = R"({"":1,"Req":1,"a\u0062":[{}])";
   kFields<TypeParam>.each([&](auto field) {
     using Codec = typename decltype(field)::FieldCodec;
-    bytes += Codec::kWireType == tstl::WireType::kVarint ? PlainField(field.kNumber, "12345")
-                                                         : PlainField(field.kNumber, 1);
+    const bool number = Codec::kWireType == tstl::WireType::kVarint;
+    bytes += number ? PlainField(field.kNumber, "12345") : PlainField(field.kNumber, 1);
     bytes += static_cast<char>(field.kNumber * 8 + 5) + std::string(4, 1);
-    const auto own = static_cast<std::size_t>(Codec::kJsonType);
-    const char* const values[] = {"{}", "[[]]", "\"1\"", "1.5", "true", "null"};
+    const char* const values[] = {"{}", "[[]]", "\"1\"", "1", "true", "null"};
     for (std::size_t type = 0; type < 6; ++type) {
-      const bool fits = type == own && Codec::kJsonType != tstl::JsonType::kNumber;
-      if (!fits) members.push_back('"' + std::string(field.kKey) + "\":" + values[type]);
+      if (type != std::size_t(Codec::kJsonType))
+        json += ",\"" + std::string(field.kKey) + "\":" + values[type];
     }
   });
-  std::string json = "{";
-  for (const std::string& member : members) json += (json.size() > 1 ? "," : "") + member;
-  const auto from_bytes = Read<TypeParam>::FromBinary(bytes);
-  EXPECT_TRUE(from_bytes.binary);
-  EXPECT_EQ(Difference(from_bytes.record, TypeParam()), "");
-  auto from_json = Read<TypeParam>::FromJson(json += "}");
-  EXPECT_TRUE(from_json.json) << json;
+  Chunk arena;
+  TypeParam record;
   tstl::WireReader reader{Bytes(bytes)};
-  for (tstl::WireField field; reader.next(field);) {
-    EXPECT_FALSE(read_binary_field(from_json.record, field, from_json.arena));
-  }
-  tstl::JsonNode* member = tstl::json_parse(json, from_json.arena).root->first_child();
-  for (; member != nullptr; member = member->next()) {
-    EXPECT_FALSE(read_json_member(from_json.record, *member, from_json.arena));
-  }
-  EXPECT_EQ(Difference(from_json.record, TypeParam()), "");
+  for (tstl::WireField field; reader.next(field);)
+    EXPECT_FALSE(read_binary_field(record, field, arena));
+  auto* member = tstl::json_parse(json += "}", arena).root->first_child();
+  for (; member != nullptr; member = member->next())
+    EXPECT_FALSE(read_json_member(record, *member, arena));
+  EXPECT_TRUE(read_binary(record, bytes, arena) && read_json(record, json, arena)) << json;
+  EXPECT_EQ(Difference(record, TypeParam()), "");
 }
 
 TYPED_TEST(RecordTest, KeepsWhatStoodBeforeTheFault) {
@@ -332,66 +342,22 @@ TEST(CloudMessageTest, FaultsAreNamedWithTheirPlaceInTheWholeMessage) {
   EXPECT_EQ(array.json.position, 1u);
 }
 
-// An arena that counts.
-struct CountingArena {
-  void* alloc_aligned(std::uint64_t n, std::size_t align) {
-    given += n + align;
-    return arena.alloc_aligned(n, align);
-  }
-  std::uint64_t given = 0;
-  Chunk arena;
-};
-
-TEST(CloudMessageTest, MemoryIsBoundedByTheLengthOfTheMessage) {
-  const auto repeated = [](std::string_view part, unsigned n) {
-    std::string text;
-    for (unsigned i = 0; i < n; ++i) text += part;
-    return text;
-  };
-  const auto attach = [](std::string_view fields) { return PlainField(5, fields); };
-  const auto list = [&](std::string_view element, unsigned n) {
-    return "[" + repeated(element, n - 1).append(element.substr(0, element.size() - 1)) + "]";
-  };
-  constexpr unsigned kN = 1025;  // just more than lists have room for
-  CountingArena arena;
-  for (const std::string& bytes :
-       {repeated("\x3A\x00\x32\x00\x2A\x00"sv, kN), repeated("\x3A\x00"sv, kN),
-        repeated(attach("\x0A\x00"sv), kN), attach(repeated("\x0A\x00"sv, 2 * kN)),
-        attach(repeated("\x0A\x00"sv, 1024)) + attach("\x0A\x00"sv),
-        repeated(attach(PlainField(6, "\x22\x00"sv)), kN)}) {
-    CloudRequest request;
-    CloudResponse response;
-    arena.given = 0;
-    EXPECT_TRUE(read_binary(request, bytes, arena));
-    EXPECT_TRUE(read_binary(response, bytes, arena));
-    EXPECT_LE(arena.given, kMaxGrowth * bytes.size() + 64) << Hex(bytes.substr(0, 20));
-  }
-  for (const std::string& json :
-       {R"({"sug_card_list":)" + list("{},", kN) + "}",
-        R"({"sug_card_list":)" + list("{},", 1024) +
-            repeated(R"(,"sug_card_list":[{}],"cand_list":[1,1,1,1,1,1,1,1,1])", 300) + "}"}) {
-    CloudResponse response;
-    arena.given = 0;
-    EXPECT_TRUE(read_json(response, json, arena));
-    EXPECT_LE(arena.given, kMaxGrowth * json.size() + 2 * 4096) << json.substr(0, 40);
-  }
-}
-
 TEST(CloudMessageTest, WritersKeepTheirMemoryFromMessageToMessage) {
   RecordFiller filler(11, false);
   const auto made = filler.Make<CloudResponse>();
   Buffer<unsigned char> buffer;
   tstl::ProtoWrite wire;
   tstl::JsonWrite json;
-  EXPECT_TRUE(write_binary(made, buffer) && write_message(made, wire) && write_message(made, json));
-  const std::string text(json.output().std_view());
-  const void* const memory[] = {buffer.c_str(), wire.output().c_str(), json.output().c_str()};
-  EXPECT_TRUE(write_binary(made, buffer) && write_message(made, wire) && write_message(made, json));
-  EXPECT_EQ(memory[0], buffer.c_str());
-  EXPECT_EQ(memory[1], wire.output().c_str());
-  EXPECT_EQ(memory[2], json.output().c_str());
-  EXPECT_EQ(buffer.std_view(), wire.output().std_view());
-  EXPECT_EQ(text, json.output().std_view());
+  const void* memory[2][3];
+  for (auto& places : memory) {
+    ASSERT_TRUE(write_binary(made, buffer) && write_message(made, wire) &&
+                write_message(made, json));
+    EXPECT_EQ(buffer.std_view(), wire.output().std_view());
+    EXPECT_EQ(json.output().std_view(), Json(made));
+    const void* const now[] = {buffer.c_str(), wire.output().c_str(), json.output().c_str()};
+    std::ranges::copy(now, places);
+  }
+  EXPECT_TRUE(std::ranges::equal(memory[0], memory[1]));
 }
 
 }  // namespace
