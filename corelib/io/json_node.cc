@@ -26,16 +26,7 @@ static_assert(sizeof(KeptString) == 24);
 
 }  // namespace detail
 
-JsonNode::Raw JsonNode::raw_place() const noexcept {
-  const detail::KeptString* const first = kept();
-  return first == nullptr ? raw_ : Raw{first->raw_gap, first->raw_len};
-}
-
-BufferRef<unsigned char> JsonNode::raw() const noexcept {
-  if (is_container()) return {};
-  const Raw place = raw_place();
-  return {text_ + place.gap, place.len};
-}
+JsonNode::Raw JsonNode::kept_raw_place() const noexcept { return {kept_->raw_gap, kept_->raw_len}; }
 
 bool JsonNode::escaped_key_is(BufferRef<unsigned char> name) const noexcept {
   return detail::json_string_is(raw_key(), name);
@@ -78,7 +69,7 @@ BufferRef<T> JsonNode::kept_string(ArenaRef arena) {
   for (detail::KeptString* form = first; form != nullptr; form = form->other) {
     if (form->unit_size == sizeof(T)) return {form->units<T>(), form->count};
   }
-  const Raw place = raw_place();
+  const Raw place = first == nullptr ? raw_ : kept_raw_place();
   const std::uint64_t room = (std::uint64_t{place.len} + 1) * sizeof(T);
   void* const memory = arena.alloc(sizeof(detail::KeptString) + room, alignof(detail::KeptString));
   if (memory == nullptr) return {};
@@ -90,6 +81,11 @@ BufferRef<T> JsonNode::kept_string(ArenaRef arena) {
   kept_ = form;
   flags_ |= kKept;
   return {units, form->count};
+}
+
+std::uint32_t JsonNode::decode(unsigned short* units) const noexcept {
+  if (type_ != JsonType::kString) return 0;
+  return static_cast<std::uint32_t>(detail::decode_json_string(raw(), has_escapes(), units));
 }
 
 BufferRef<unsigned char> JsonNode::str8(ArenaRef arena) {

@@ -70,9 +70,15 @@ class JsonNode {
   [[nodiscard]] BufferRef<unsigned char> str8(ArenaRef arena);
   [[nodiscard]] BufferRef<unsigned short> str16(ArenaRef arena);
 
+  // For who asks but once: the string is decoded into room of the caller's own, raw().len() units,
+  // neither kept on the node nor terminated. Returns how many units there are; 0 for other values.
+  std::uint32_t decode(unsigned short* units) const noexcept;
+
   // The value as it stands in the text, escapes and all, a string's quotes left out. Empty for
   // objects and arrays.
   [[nodiscard]] BufferRef<unsigned char> raw() const noexcept;
+  // Whether the value is a string with escapes, of which raw() is not the decoded form.
+  [[nodiscard]] bool has_escapes() const noexcept { return flags_ & kEscaped; }
 
  private:
   friend class detail::JsonParser;
@@ -96,7 +102,7 @@ class JsonNode {
   [[nodiscard]] detail::KeptString* kept() const noexcept {
     return flags_ & kKept ? kept_ : nullptr;
   }
-  [[nodiscard]] Raw raw_place() const noexcept;
+  [[nodiscard]] Raw kept_raw_place() const noexcept;
   [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
   [[nodiscard]] bool escaped_key_is(BufferRef<unsigned char> name) const noexcept;
   template <class T>
@@ -124,6 +130,12 @@ inline bool JsonNode::key_is(BufferRef<unsigned char> name) const noexcept {
     return escaped_key_is(name);
   return key_len_ == name.len() && (flags_ & kHasKey) &&
          (name.is_empty() || std::memcmp(text_, name.cstr(), name.len()) == 0);
+}
+
+inline BufferRef<unsigned char> JsonNode::raw() const noexcept {
+  if (is_container()) return {};
+  const Raw place = flags_ & kKept ? kept_raw_place() : raw_;
+  return {text_ + place.gap, place.len};
 }
 
 template <std::integral T>

@@ -65,4 +65,23 @@ Text16 ReadState::keep_units(Bytes payload) {
   return end_text<unsigned short>(n);
 }
 
+Bytes ReadState::keep_string(tstl::JsonNode& node, unsigned char) {
+  const bool is_whole_message = block_size_ != 0;
+  if (is_whole_message && !node.has_escapes()) return keep_bytes(node.raw());
+  const Bytes text = node.str8(arena_);
+  if (text.cstr() == nullptr) stop_for_memory();
+  return text;
+}
+
+Text16 ReadState::keep_string(tstl::JsonNode& node, unsigned short) {
+  const bool is_whole_message = block_size_ != 0;
+  if (is_whole_message) {
+    auto* const units = begin_text<unsigned short>(node.raw().len(), Bytes());
+    return units == nullptr ? Text16() : end_text<unsigned short>(node.decode(units));
+  }
+  const Text16 text = node.str16(arena_);
+  if (text.cstr() == nullptr) stop_for_memory();
+  return text;
+}
+
 }  // namespace zenta

@@ -50,7 +50,7 @@ namespace zenta {
 // keeps what it has.
 class ReadState {
  public:
-  // `message_size`: bytes of the whole binary message, 0 when it is not known.
+  // `message_size`: bytes of the whole message, 0 for a single field or member.
   explicit ReadState(tstl::ArenaRef arena, std::uint32_t message_size = 0) noexcept
       : arena_(arena), block_size_(std::min(std::uint64_t{message_size} * 2, kMaxBlock)) {}
 
@@ -79,6 +79,11 @@ class ReadState {
   [[nodiscard]] Bytes keep_bytes(Bytes payload);
   [[nodiscard]] Text16 keep_utf8(Bytes payload);
   [[nodiscard]] Text16 keep_units(Bytes payload);
+  // The string of a JSON node, with a zero after it. Null, and the reader stops, when memory is
+  // short. The node keeps it for who asks again; but in a whole message nobody does. The second
+  // argument only tells the width.
+  [[nodiscard]] Bytes keep_string(tstl::JsonNode& node, unsigned char);
+  [[nodiscard]] Text16 keep_string(tstl::JsonNode& node, unsigned short);
 
  private:
   static constexpr std::uint64_t kMaxBlock = 4096;
@@ -92,7 +97,7 @@ class ReadState {
   bool new_text_block(std::uint64_t n, Bytes payload);
 
   tstl::ArenaRef arena_;
-  // Texts of the binary form share blocks of the arena: they are many and short. All of them take
+  // Texts of a message share blocks of the arena: they are many and short. All of them take
   // at most twice the message, and what is left of a block when it is given up is less than the text
   // that did not fit.
   unsigned char* text_ = nullptr;
@@ -159,25 +164,12 @@ struct TextCodec {
 
   static constexpr bool is_empty(tstl::BufferRef<T> text) noexcept { return text.is_empty(); }
   static bool read_json(tstl::BufferRef<T>& text, tstl::JsonNode& node, ReadState& state) {
-    const tstl::BufferRef<T> read = string_of(node, state.arena(), T());
-    if (read.cstr() == nullptr) {
-      state.stop_for_memory();
-      return false;
-    }
+    const tstl::BufferRef<T> read = state.keep_string(node, T());
+    if (read.cstr() == nullptr) return false;
     text = read;
     return true;
   }
   static void write_json(tstl::BufferRef<T> text, tstl::JsonWrite& out) noexcept { out.str(text); }
-
- private:
-  static tstl::BufferRef<unsigned char> string_of(tstl::JsonNode& node, tstl::ArenaRef arena,
-                                                  unsigned char) {
-    return node.str8(arena);
-  }
-  static tstl::BufferRef<unsigned short> string_of(tstl::JsonNode& node, tstl::ArenaRef arena,
-                                                   unsigned short) {
-    return node.str16(arena);
-  }
 };
 
 }  // namespace detail
@@ -334,7 +326,7 @@ struct Codec<std::array<T, kCount>> {
   static constexpr auto kJsonType = tstl::JsonType::kArray;
 
   static constexpr bool is_empty(const std::array<T, kCount>& numbers) noexcept {
-    return numbers == std::array<T, kCount>();
+    return std::ranges::all_of(numbers, [](T number) { return number == 0; });
   }
   static bool read_json(std::array<T, kCount>& numbers, tstl::JsonNode& array, ReadState&) {
     std::array<T, kCount> read;

@@ -9,9 +9,8 @@
 //   const BinaryResult read = read_binary(response, bytes, arena);
 //   if (!read) log(read.text(), read.position);     // response has what stood before that place
 //
-// A message that comes in is copied into the arena where it is text and dropped where it is not a
-// part of any record, so its bytes may go away after reading a binary form. JSON nodes lie in the
-// arena as well.
+// What is read is copied into the arena, so the message may go away afterwards; what is no part of
+// any record is skipped.
 //
 // Memory from the arena is bounded: kMaxGrowth bytes for each byte of the message (list.h), whoever
 // made it, and for JSON one block of nodes more. That is for lists of empty elements; a real message
@@ -154,7 +153,7 @@ JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef aren
   if (parse.root != nullptr && parse.root->type() != tstl::JsonType::kObject) {
     return {.fault = tstl::JsonFault::kUnexpected, .position = detail::start_of_value(text)};
   }
-  ReadState state(arena);
+  ReadState state(arena, text.len());
   if (parse.root != nullptr) read_members(record, *parse.root, state);
   const bool is_short = state.stopped() && parse;
   return {.fault = is_short ? tstl::JsonFault::kMemory : parse.fault, .position = parse.position};
