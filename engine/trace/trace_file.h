@@ -11,9 +11,9 @@
 //   log.Append(record);
 //   if (!log.Close()) ...                              // log.error(): the disk was full, or the like
 //
-// A line ends with LF or CR LF; blank lines mean nothing. A line that holds no JSON object is bad:
-// it costs itself alone, reading goes on behind it. Members that a record does not have are passed
-// over.
+// A line ends with LF or CR LF (and, when it is read, with CR alone); blank lines mean nothing. A line
+// that holds no JSON object is bad: it costs itself alone, reading goes on behind it. Members that a
+// record does not have are passed over.
 //
 // A writer that died may leave the beginning of a line behind. The next one begins a line of its own
 // after it, and the reader reports one bad line.
@@ -32,12 +32,12 @@
 
 namespace zenta {
 
-// What is wrong with a line. kUnexpected also where the line is a JSON value but no object.
+// What is wrong with a line, and where: its number, from 1, and the first byte of it, from 0, that
+// cannot stand there. kUnexpected also where the line is a JSON value but no object.
 struct TraceFault {
   tstl::JsonFault fault = tstl::JsonFault::kNone;
-  std::uint64_t line = 0;  // counted from 1
-  std::uint32_t position =
-      0;  // in bytes from the start of the line; the first that cannot stand there
+  std::uint64_t line = 0;
+  std::uint32_t position = 0;
 };
 
 // Reads a line into a fresh record. The record's texts and lists lie in `arena`, the tree that is
@@ -47,8 +47,8 @@ struct TraceFault {
 [[nodiscard]] tstl::JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena,
                                             tstl::ArenaRef nodes, std::uint32_t& position);
 
-// Reads a file record by record, with no more of it in memory than two of its longest lines. Not to
-// be copied; one thread at a time.
+// Reads a file record by record. However long it is, memory follows its longest line: twice for the
+// text, and the tree of ReadTraceLine. Not to be copied; one thread at a time.
 class TraceReader {
  public:
   // Starts at the beginning of the file `path` (zero-terminated). False if it cannot be read.
@@ -72,8 +72,8 @@ class TraceReader {
   TraceFault first_fault_;
 };
 
-// Appends records to a file. What was appended is safe in the file after Close(); until then up to
-// 4 KiB are in memory only. Not to be copied; one thread at a time.
+// Appends records to a file. Up to 4 KiB of what was appended are in memory only, until Close(). Not
+// to be copied; one thread at a time.
 class TraceWriter {
  public:
   // Goes on at the end of the file `path` (zero-terminated), which is made if there is none. False
