@@ -10,7 +10,6 @@
 // REQUIRES of the readers: a record's lists are empty or were made by these readers (list.h).
 #pragma once
 
-#include <array>
 #include <cstdint>
 
 #include "corelib/io/arena.h"
@@ -51,7 +50,7 @@ void write_json(const R& record, tstl::JsonWrite& out) noexcept;
 
 namespace detail {
 
-template <class F>
+template <class Member>
 inline constexpr bool kIsList = false;
 template <class T>
 inline constexpr bool kIsList<List<T>> = true;
@@ -71,7 +70,7 @@ bool member_is(const tstl::JsonNode& node) noexcept {
   return node.type() == F::FieldCodec::kJsonType && node.key_is(F::kKey);
 }
 
-// REQUIRES: the field's key is that of F.
+// REQUIRES: the field's key is that of F. `reserved`: only for lists, which have room for it.
 template <class F, class... Reserved>
 void read_field(typename F::Record& record, const tstl::WireField& field, ReadState& state,
                 Reserved... reserved) {
@@ -115,10 +114,6 @@ template <class F>
   }
   return false;
 }
-
-}  // namespace detail
-
-namespace detail {
 
 // Takes in a field if it is one of the record's.
 template <Record R>
