@@ -97,7 +97,9 @@ TEST_F(ZentactlTraceTest, TouchesBelongToTheLayoutBeforeThem) {
 {"type":"inputSelection","point":[[1,1],[99,3]]}
 {"type":"switchPad","pad_name":"PY9"}
 {"type":"inputSelection","point":[[5,5]]}
+{"type":"setLayout","pad_rect":[0,0,8,8]}
 {"type":"setLayout","pad_rect":[0,0,9,9]}
+{"type":"switchPad","pad_name":"PY9"}
 {"type":"inputSelection","point":[[5,5]]})");
   EXPECT_EQ(Do({trace, "--svg", At("out.svg")}).status, 0);
   for (const auto& [pad, touches] : {std::pair("1", "1"), {"2", "4"}, {"3", "2"}, {"4", "0"}}) {

@@ -39,10 +39,8 @@ void TracePicture::Add(const TraceRecord& record) {
 
 void TracePicture::ShowPad(const TraceRecord& record) {
   name_ = Shown(record.pad_name, kMaxName);
-  current_ = kNone;
-  for (std::size_t i = 0; i < pads_.size(); ++i) {
-    if (pads_[i].name == name_) current_ = i;
-  }
+  const auto last = last_layouts_.find(name_);
+  current_ = last == last_layouts_.end() ? kNone : last->second;
 }
 
 void TracePicture::SetLayout(const ScreenRect& rect, List<KeyRect> keys) {
@@ -51,14 +49,17 @@ void TracePicture::SetLayout(const ScreenRect& rect, List<KeyRect> keys) {
     return pad.name == name_ && pad.rect == rect && std::ranges::equal(pad.keys, kept);
   };
   current_ = static_cast<std::size_t>(std::ranges::find_if(pads_, same) - pads_.begin());
-  if (current_ < pads_.size()) return;
-  if (pads_.size() == kMaxPads) {
+  if (current_ == kMaxPads) {
     ++left_out_.layouts;
     current_ = kLeftOut;
+    last_layouts_.erase(name_);
     return;
   }
-  left_out_.keys += keys.size() - kept.size();
-  pads_.push_back({name_, rect, {kept.begin(), kept.end()}, {}});
+  if (current_ == pads_.size()) {
+    left_out_.keys += keys.size() - kept.size();
+    pads_.push_back({name_, rect, {kept.begin(), kept.end()}, {}});
+  }
+  last_layouts_[name_] = current_;
 }
 
 void TracePicture::AddInput(const TraceRecord& record) {

@@ -1,12 +1,13 @@
 // TracePicture: the part of a trace that can be drawn, gathered record by record: each pad with its
 // keys, and the touches on it.
 //
-// It owns copies of what it keeps, texts as Shown() of trace_text.h makes them, and keeps no more than a picture can
-// show, however long the trace: what is beyond that is only counted.
+// It owns copies of what it keeps, texts as Shown() of trace_text.h makes them, and keeps no more
+// than a picture can show, however long the trace: what is beyond that is only counted.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -67,8 +68,9 @@ class TracePicture {
 
   std::vector<PicturePad> pads_;
   std::vector<PictureInput> inputs_;
-  std::string name_;             // of the pad that is shown
-  std::size_t current_ = kNone;  // index of the pad that touches belong to
+  std::map<std::string, std::size_t> last_layouts_;  // by the pad's name, its index in pads_
+  std::string name_;                                 // of the pad that is shown
+  std::size_t current_ = kNone;                      // index of the pad that touches belong to
   std::size_t touches_ = 0;
   std::uint64_t input_ = 0;
   LeftOut left_out_;
