@@ -86,34 +86,25 @@ inline const Words& words_from(std::int64_t source) {
   return source == kWordList ? word_list() : synthetic();
 }
 
-// Goes round the words, a batch at a time: one call of a contestant.
-class Batches {
- public:
-  static constexpr std::size_t kBatch = 256;
-  explicit Batches(const std::vector<std::string>& words) : words_(words) {}
+// One call of a contestant: all the words, one after another. A part of them would show how quick
+// look-ups are whose memory happens to be in a cache.
+inline std::uint64_t sum(const std::vector<std::string>& words, auto&& look_up) {
+  std::uint64_t total = 0;
+  for (const auto& word : words) total += look_up(word);
+  return total;
+}
 
-  std::uint64_t sum(auto&& look_up) {
-    const std::size_t start = advance();
-    std::uint64_t total = 0;
-    for (std::size_t i = 0; i < kBatch; ++i) total += look_up(words_[start + i]);
-    return total;
+// The same for what takes many at once: look_up(keys, cnt) gets them as views.
+inline constexpr std::uint32_t kBatch = 256;
+inline std::uint64_t sum_batches(const std::vector<std::string>& words, auto&& look_up) {
+  std::array<BufferRef<unsigned char>, kBatch> keys;
+  std::uint64_t total = 0;
+  for (std::size_t start = 0; start < words.size(); start += kBatch) {
+    const std::size_t cnt = std::min<std::size_t>(kBatch, words.size() - start);
+    std::copy_n(words.begin() + static_cast<std::ptrdiff_t>(start), cnt, keys.begin());
+    total += look_up(keys.data(), static_cast<std::uint32_t>(cnt));
   }
-  // The next batch as views.
-  const std::array<BufferRef<unsigned char>, kBatch>& next() {
-    const std::size_t start = advance();
-    for (std::size_t i = 0; i < kBatch; ++i) views_[i] = words_[start + i];
-    return views_;
-  }
-
- private:
-  std::size_t advance() {
-    if (at_ + kBatch > words_.size()) at_ = 0;
-    return std::exchange(at_, at_ + kBatch);
-  }
-
-  std::array<BufferRef<unsigned char>, kBatch> views_;
-  const std::vector<std::string>& words_;
-  std::size_t at_ = 0;
-};
+  return total;
+}
 
 }  // namespace tstl::bench

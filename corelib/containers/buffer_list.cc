@@ -169,9 +169,8 @@ bool BufferList<T>::write_kvfile(const char* path, T separator, bool crlf) const
 
 template <Unit T>
 bool BufferList<T>::write_txtfile(const char* path, bool crlf) const {
-  return detail::write_list<T>(*this, path, [=](auto& out, View key, std::uint64_t) {
-    out.write(key).write_line_end(crlf);
-  });
+  return detail::write_list<T>(
+      *this, path, [=](T* at, std::uint64_t) { return detail::put_line_end(at, crlf); });
 }
 
 template <Unit T>
