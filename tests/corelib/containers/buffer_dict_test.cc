@@ -67,11 +67,17 @@ struct BufferDictTest : testing::Test {
 };
 TYPED_TEST_SUITE(BufferDictTest, Units, UnitNames);
 
-TYPED_TEST(BufferDictTest, HoldsExactlyTheTableInMemoryAndInAFile) {
+// A table of 2000 keys is rehashed and filled again, so that it has several nodes with one key: the one
+// that it finds is in the image.
+TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFindsInMemoryAndInAFile) {
   using T = TypeParam;
   const std::string path = TempPath();
   for (const unsigned keys : {0u, 1u, 2u, 33u, 2000u}) {
-    const BufferHash<T> table = this->RandomTable(keys, keys);
+    BufferHash<T> table = this->RandomTable(keys, keys);
+    const Pairs<T> pairs = Sorted<T>(Contents<T>(table));
+    if (keys == 2000) table.set_tabsize(33);
+    for (const auto& pair : pairs) table.insert(pair.first)->set_value(1);
+    ASSERT_EQ(table.itemcnt() > keys, keys == 2000);
     ASSERT_EQ(this->dict.open(table), 0u);
     EXPECT_TRUE(this->ExpectSafe());
     ASSERT_EQ(this->dict.save(path.c_str()), 0u);
@@ -80,23 +86,20 @@ TYPED_TEST(BufferDictTest, HoldsExactlyTheTableInMemoryAndInAFile) {
     EXPECT_TRUE(this->dict.is_empty());
     ASSERT_EQ(this->dict.open(path.c_str()), 0u);
     EXPECT_EQ(this->image(), bytes);
-    Pairs<T> want = Sorted<T>(Contents<T>(table));
-    for (auto& pair : want) pair.second &= 0x7FFFFFFF;
-    EXPECT_EQ(Sorted<T>(Contents<T>(moved)), want);
+    EXPECT_EQ(Contents<T>(moved).size(), pairs.size());
 
     RandomTexts random(keys);
     std::vector<HeapText<T>> texts;
     for (int i = 0; i < 1000; ++i) texts.push_back(random.next<T>(10, "ab\xE1"));
-    const std::vector<BufferRef<T>> asked(texts.begin(), texts.end());
+    std::vector<BufferRef<T>> asked(texts.begin(), texts.end());
+    for (const auto& pair : pairs) asked.emplace_back(pair.first);
     std::vector<const BufferDictNode<T>*> records(asked.size());
     moved.find_all(asked.data(), unsigned(asked.size()), records.data());
     for (std::size_t i = 0; i < asked.size(); ++i) {
       const auto* const node = table.find(asked[i]);
       EXPECT_EQ(records[i], moved.find(asked[i]));
-      ASSERT_EQ(records[i] != nullptr, node != nullptr);
-      if (node != nullptr) {
-        EXPECT_EQ(records[i]->value(), node->value() & 0x7FFFFFFF);
-      }
+      ASSERT_EQ(records[i] == nullptr, node == nullptr);
+      EXPECT_TRUE(node == nullptr || records[i]->value() == (node->value() & 0x7FFFFFFF));
     }
   }
   std::remove(path.c_str());
@@ -115,21 +118,6 @@ TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit
   EXPECT_FALSE(detail::build_dict_image(table, buffer, image.size() - 1));
   EXPECT_EQ(buffer.len(), 0u);
   EXPECT_TRUE(detail::build_dict_image(table, buffer, image.size()));
-}
-
-TYPED_TEST(BufferDictTest, OfSeveralNodesWithOneKeyTheOneThatIsFoundIsStored) {
-  using T = TypeParam;
-  BufferHash<T> table = this->RandomTable(400, 2);
-  const Pairs<T> pairs = Contents<T>(table);
-  table.set_tabsize(33);
-  for (const auto& pair : pairs) table.insert(pair.first)->set_value(1);
-  ASSERT_GT(table.itemcnt(), pairs.size());
-  ASSERT_EQ(this->dict.open(table), 0u);
-  EXPECT_TRUE(this->ExpectSafe());
-  EXPECT_EQ(Contents<T>(this->dict).size(), pairs.size());
-  for (const auto& [key, value] : pairs) {
-    EXPECT_EQ(this->dict.find(key)->value(), table.find(key)->value() & 0x7FFFFFFF);
-  }
 }
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
