@@ -231,7 +231,7 @@ template <Record R>
 template <Record R, class Pass>
 [[nodiscard]] Pass write_fields(const R& record, Pass out) noexcept;
 template <Record R>
-void write_json(const R& record, tstl::JsonWrite& out) noexcept;
+void write_object(const R& record, tstl::JsonWrite& out) noexcept;
 
 template <Record R>
 struct Codec<R> {
@@ -245,7 +245,7 @@ struct Codec<R> {
     return true;
   }
   static void write_json(const R& record, tstl::JsonWrite& out) noexcept {
-    zenta::write_json(record, out);
+    write_object(record, out);
   }
   static void read_binary(R& record, const tstl::WireField& field, ReadState& state) {
     read_fields(record, field.bytes(), state);

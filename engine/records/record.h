@@ -44,7 +44,9 @@ void write_binary(const R& record, tstl::ProtoWrite& out) noexcept;
 // Writes the record as one JSON object, the members in the order of the table. Left out are zeros,
 // empty texts and lists. Nested records are all written.
 template <Record R>
-void write_json(const R& record, tstl::JsonWrite& out) noexcept;
+void write_json(const R& record, tstl::JsonWrite& out) noexcept {
+  write_object(record, out);
+}
 
 // ---------------------------------------------------------------------------------------------------------------------
 
@@ -209,7 +211,7 @@ void write_binary(const R& record, tstl::ProtoWrite& out) noexcept {
 }
 
 template <Record R>
-void write_json(const R& record, tstl::JsonWrite& out) noexcept {
+void write_object(const R& record, tstl::JsonWrite& out) noexcept {
   out.begin_object();
   kFields<R>.each([&](auto f) {
     using F = decltype(f);
