@@ -77,7 +77,7 @@ class Messages {
                            Text("com.example.messenger")};
     }
     attach.attach_items = MakeList<AttachItem>(4);
-    for (std::uint32_t i = 0; i < 4; ++i) attach.attach_items[i] = {i + 1, Payload(96 << i)};
+    for (std::uint32_t i = 0; i < 4; ++i) attach.attach_items[i] = {i + 1, Payload(96u << i)};
     attach.binary_log = Payload(120);
     attach.json.info = {Text("b9d1f0a2"), 3};
     attach.json.report = {200, 35, SkinReport::kNotSet, Text("10.0.0.7")};
