@@ -44,7 +44,7 @@ TEST_F(ZentactlDumpTest, FailureSaysWhyAndChangesNothing) {
       {Dump("data", "class", "32", out), "cannot be the name"},
       {Dump("missing", "T", "32", out), "missing: No such file"},
       {Dump("", "T", "32", out), "not a regular file"},
-      {Dump("data", "T", "32", data), "is the input"},
+      {Dump("data", "T", "32", data), "is an input"},
       {Dump("data", "T", "32", folder.At("")), "cannot write"},
       {Dump("data", "T", "32", out, {.max_file_bytes = 20}), "the disk is full"},
       {Dump("data", "T", "32", "/dev/full"), "the disk is full"},

@@ -148,6 +148,9 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
       {{At("p/update.pkg"), "--key", key, "--config", At("keys/signing.conf"), "--out",
         At("p/update.pkg")},
        "is an input"},
+      {{At("p/update.pkg"), "--key", key, "--config", At("keys/signing.conf"), "--out",
+        "/dev/null"},
+       "/dev/null is not a regular file"},
       {{At("p"), "--key", key, "--config", At("keys/signing.conf")}, "not a regular file"},
   };
   for (const auto& row : rows) {

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <random>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "tools/common/failure.h"
@@ -29,6 +30,10 @@ NewFile::NewFile(fs::path path, mode_t mode) : path_(std::move(path)) {
 }
 
 NewFile NewFile::Beside(const fs::path& target, mode_t mode) {
+  std::error_code none;  // `target` usually does not exist yet
+  if (fs::exists(target, none) && !fs::is_regular_file(target, none)) {
+    throw Failure(target.string() + " is not a regular file, not replaced");
+  }
   std::random_device random;
   const std::string name =
       "." + target.filename().string() + "." + std::to_string(random()) + ".tmp";
@@ -65,6 +70,15 @@ void NewFile::ReplaceAs(const fs::path& target) {
   }
   path_.clear();
   SyncFolder(FolderOf(target));
+}
+
+void RefuseInputs(const fs::path& out, std::initializer_list<fs::path> inputs) {
+  for (const fs::path& input : inputs) {
+    std::error_code none;  // `out` usually does not exist yet
+    if (fs::equivalent(input, out, none)) {
+      throw Failure(out.string() + " is an input, not replaced");
+    }
+  }
 }
 
 // A folder that cannot be opened or synced is no reason to give up a file that is whole.

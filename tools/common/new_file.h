@@ -9,6 +9,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <string_view>
 
 namespace zenta {
@@ -18,7 +19,8 @@ class NewFile {
   // Creates `path` for reading and writing with `mode`, less the umask, from the start. Never opens
   // or follows what is already there.
   NewFile(std::filesystem::path path, mode_t mode);
-  // A file of a hidden, unused name in the folder of `target`.
+  // A file of a hidden, unused name in the folder of `target`. Throws when something stands there
+  // that is no regular file, a device say, which ReplaceAs would put an end to.
   static NewFile Beside(const std::filesystem::path& target, mode_t mode);
   NewFile(NewFile&& other) noexcept;
   NewFile& operator=(NewFile&&) = delete;
@@ -43,6 +45,11 @@ class NewFile {
   std::filesystem::path path_;  // empty: moved from, kept or renamed; nothing to remove
   int descriptor_ = -1;
 };
+
+// A slip of the hand must not cost an input: throws Failure when `out` is the same file as one of
+// them, through links too.
+void RefuseInputs(const std::filesystem::path& out,
+                  std::initializer_list<std::filesystem::path> inputs);
 
 // Makes the names in a folder durable. Best effort: some file systems cannot.
 void SyncFolder(const std::filesystem::path& folder);

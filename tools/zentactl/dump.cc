@@ -62,10 +62,8 @@ void DumpTo(const fs::path& path, const DumpOptions& options, Text data) {
 
 // A file takes its name when it is whole; what is there and no file, a device say, is written to.
 void DumpToFile(const DumpOptions& options, Text data) {
+  RefuseInputs(options.out, {options.file});
   std::error_code none;  // `out` usually does not exist yet
-  if (fs::equivalent(options.file, options.out, none)) {
-    throw Failure(options.out.string() + " is the input, not replaced");
-  }
   if (fs::exists(options.out, none) && !fs::is_regular_file(options.out, none)) {
     DumpTo(options.out, options, data);
   } else {

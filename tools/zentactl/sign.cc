@@ -2,7 +2,6 @@
 #include <iostream>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <variant>
 
 #include "tools/common/failure.h"
@@ -45,15 +44,6 @@ void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& 
       "\n  configuration: " + Fingerprint(config.modulus));
 }
 
-// A slip of the hand in --out must not cost the package or the key.
-void CheckOut(const fs::path& out, const SignOptions& options) {
-  for (const fs::path& input : {options.package, options.key}) {
-    std::error_code none;  // `out` usually does not exist yet
-    if (fs::equivalent(input, out, none))
-      throw Failure(out.string() + " is an input, not replaced");
-  }
-}
-
 // The digest file takes its name only after it was read back and found good against the package.
 void Sign(const SignOptions& options) {
   const SigningConfig config = LoadConfig(options.config);
@@ -61,7 +51,7 @@ void Sign(const SignOptions& options) {
   CheckMatch(key, config, options.key);
   const fs::path out =
       options.out.empty() ? options.package.parent_path() / "inputPkg.txt" : options.out;
-  CheckOut(out, options);
+  RefuseInputs(out, {options.package, options.key});
 
   const auto text = SignDigest(PackageDigest(options.package), config, key);
   if (!text) throw Failure("the key could not sign");

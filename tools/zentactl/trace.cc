@@ -5,7 +5,6 @@
 #include <limits>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "corelib/containers/chunk.h"
@@ -130,15 +129,6 @@ void Read(TraceReader& reader, const fs::path& path, Tally& tally, TracePicture&
                 (reader.bad_lines() != 0 ? Describe(reader.first_fault()) : "it is empty"));
 }
 
-// A slip of the hand in --svg must cost neither the trace nor a device.
-void CheckPicture(const fs::path& svg, const fs::path& file) {
-  std::error_code none;  // `svg` usually does not exist yet
-  if (fs::equivalent(svg, file, none)) throw Failure(svg.string() + " is the trace, not replaced");
-  if (fs::exists(svg, none) && !fs::is_regular_file(svg, none)) {
-    throw Failure(svg.string() + " is not a regular file, not replaced");
-  }
-}
-
 void WritePicture(const TracePicture& picture, const TraceOptions& options) {
   if (picture.pads().empty()) {
     throw Failure("nothing to draw: the trace has neither a layout nor touches");
@@ -149,7 +139,7 @@ void WritePicture(const TracePicture& picture, const TraceOptions& options) {
 }
 
 void Trace(const TraceOptions& options) {
-  if (!options.svg.empty()) CheckPicture(options.svg, options.file);
+  RefuseInputs(options.svg, {options.file});
   TraceReader reader;
   Tally tally;
   TracePicture picture;
