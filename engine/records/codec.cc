@@ -12,6 +12,8 @@ namespace zenta {
 static_assert(std::endian::native == std::endian::little,
               "raw units are sent as they lie in memory");
 
+// A text that does not fit gets a new block even when the old one has room for others: most texts
+// are so short that little is lost.
 bool ReadState::new_text_block(std::uint64_t n, Bytes payload) {
   const std::uint64_t size = std::max((n + 1) & ~std::uint64_t{1}, block_size_);
   auto* const block = static_cast<unsigned char*>(arena_.alloc(size, 4));

@@ -21,7 +21,8 @@
 //   read_json(value, node, state) -> bool      REQUIRES: node.type() == kJsonType. False when the
 //                            node is no such value after all, with `value` as it was
 //   write_json(value, out)
-//   read_binary(value, field, state)           REQUIRES: field.type() == kWireType
+//   read_binary(value, field, state)           REQUIRES: field.type() == kWireType. For a List one
+//                            argument more, as below
 //   write_binary(value, number, out) -> out    `out` is either pass of a ProtoWrite, by value
 //
 // A type of one's own gets its codec by a specialization of Codec, or, for single fields, by the
@@ -277,7 +278,8 @@ struct Codec<List<T>> {
       state.stop_for_memory();
       return false;
     }
-    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
+    for (auto* node = array.first_child(); node != nullptr && !state.stopped();
+         node = node->next()) {
       T value = T();
       if (node->type() != Element::kJsonType || !Element::read_json(value, *node, state)) continue;
       T* const element = list.append(state.arena(), reserved);
@@ -286,7 +288,6 @@ struct Codec<List<T>> {
         return false;
       }
       *element = value;
-      if (state.stopped()) return false;
     }
     return !state.stopped();
   }

@@ -192,9 +192,10 @@ constexpr bool has_binary(const R& record) noexcept {
   return kFields<R>.any([&](auto f) { return f.in_binary(record); });
 }
 
+// Inlined as a whole, so that the pass stays in registers from field to field.
 template <Record R, class Pass>
 Pass write_fields(const R& record, Pass out) noexcept {
-  kFields<R>.each([&](auto f) {
+  kFields<R>.each([&](auto f) __attribute__((always_inline)) {
     using F = decltype(f);
     if constexpr (!F::kNeverInBinary) {
       if (F::in_binary(record)) {
