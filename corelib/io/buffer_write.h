@@ -3,7 +3,7 @@
 //
 //   BufferWriteBase<Buffer<unsigned char>> out;         // or BufferWrite<unsigned char>
 //   if (out.open(path, false) == FAILURE) ...
-//   out << "width" << '=' ... ; out.write_num(640).write_line_end(false);
+//   (out << "width=").write_num(640).write_line_end(false);
 //   out.close();
 //   if (out.error() != 0) ...                           // the disk was full, or the like
 //
