@@ -14,8 +14,8 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
-#include "tools/common/xml_text.h"
 #include "tools/common/read_file.h"
+#include "tools/common/xml_text.h"
 #include "tools/packaging/archive_writer.h"
 #include "tools/packaging/bundle_info.h"
 
