@@ -14,15 +14,9 @@ void ExpectValue(const Value& value, std::string_view want) {
   ExpectText<T>(want, [&](T* buf) { return value.zz_str(buf); });
 }
 
-TYPED_TEST(DateTimeTest, FieldsStandInFixedPlaces) {
-  ExpectValue<TypeParam>(Time{9, 5, 7}, "09:05:07");
-  ExpectValue<TypeParam>(Date{54, 0, 0}, "2024-01-01");
-  ExpectValue<TypeParam>(Date{255, 11, 30}, "2225-12-31");
-  ExpectValue<TypeParam>(DateTime{{54, 2, 4}, 6, 7, 8}, "2024-03-05 06:07:08");
-}
-
 // The digits are those of one number with the fields spread over it; an hour's third digit is cut.
-TYPED_TEST(DateTimeTest, FieldsOutOfRangeSpillButStayInTheRoom) {
+TYPED_TEST(DateTimeTest, FieldsStandInFixedPlacesAndSpillWithinTheRoom) {
+  ExpectValue<TypeParam>(DateTime{{54, 2, 4}, 6, 7, 8}, "2024-03-05 06:07:08");
   const auto low_digits = [](unsigned number, unsigned count) {
     const std::string digits = std::string(count, '0') + std::to_string(number);
     return digits.substr(digits.size() - count);

@@ -50,12 +50,11 @@ TYPED_TEST(NumTest, NumbersArePaddedPointedAndScaled) {
   ExpectText<T>("-0.005", [](T* buf) { return NUM::zz_totc(buf, -5, 3); });
   ExpectText<T>("5.", [](T* buf) { return NUM::zz_totc(buf, 5, 0); });
   ExpectText<T>("0.18446744073709551615", [](T* buf) { return NUM::zz_totc(buf, ~0ull, 20); });
-  ExpectText<T>("0.000B", [](T* buf) { return NUM::zz_tofsize(buf, 0); });
-  ExpectText<T>("1023.0B", [](T* buf) { return NUM::zz_tofsize(buf, 1023); });
-  ExpectText<T>("1.000K", [](T* buf) { return NUM::zz_tofsize(buf, 1024); });
-  ExpectText<T>("1023.9K", [](T* buf) { return NUM::zz_tofsize(buf, (1 << 20) - 1); });
-  ExpectText<T>("123.00T", [](T* buf) { return NUM::zz_tofsize(buf, 123ull << 40); });
-  ExpectText<T>("15.999E", [](T* buf) { return NUM::zz_tofsize(buf, ~0ull); });
+  const std::pair<const char*, std::uint64_t> sizes[] = {
+      {"0.000B", 0},        {"1023.0B", 1023},         {"1.000K", 1024},
+      {"1023.9K", 1048575}, {"123.00T", 123ull << 40}, {"15.999E", ~0ull}};
+  for (const auto& [want, size] : sizes)
+    ExpectText<T>(want, [size](T* buf) { return NUM::zz_tofsize(buf, size); });
 }
 
 TYPED_TEST(NumTest, RealsReadBackAndAgreeWithPrintf) {
@@ -81,15 +80,15 @@ TYPED_TEST(NumTest, RealsReadBackAndAgreeWithPrintf) {
 
 TYPED_TEST(NumTest, RealsChooseTheirFormByMagnitude) {
   using T = TypeParam;
-  ExpectText<T>("-0", [](T* buf) { return NUM::zz_toreal(buf, -0.0); });
-  ExpectText<T>("0.000001", [](T* buf) { return NUM::zz_toreal(buf, 1e-6); });
-  ExpectText<T>("1.5e-07", [](T* buf) { return NUM::zz_toreal(buf, 1.5e-7); });
-  ExpectText<T>("100000000000000000000", [](T* buf) { return NUM::zz_toreal(buf, 1e20); });
-  ExpectText<T>("1e+21", [](T* buf) { return NUM::zz_toreal(buf, 1e21, 3, 2); });
-  ExpectText<T>("-inf", [](T* buf) { return NUM::zz_toreal(buf, -HUGE_VAL, 3, 2); });
-  ExpectText<T>("nan", [](T* buf) { return NUM::zz_toreal(buf, -std::nan("")); });
-  ExpectText<T>("-000.00", [](T* buf) { return NUM::zz_toreal(buf, -1e-9, 3, 2); });
-  ExpectText<T>("1000.00", [](T* buf) { return NUM::zz_toreal(buf, 999.999, 3, 2); });
+  // Value; its shortest form; three digits or more before the point and two behind it.
+  for (const auto& row :
+       Rows("-0|-0|-000.00 1e-6|0.000001|000.00 -1e-9|-1e-09|-000.00 1.5e-7|1.5e-07|000.00 "
+            "1e20|100000000000000000000|100000000000000000000.00 1e21|1e+21|1e+21 -inf|-inf|-inf "
+            "-nan|nan|nan 999.999|999.999|1000.00")) {
+    const double value = std::stod(row[0]);
+    ExpectText<T>(row[1], [=](T* buf) { return NUM::zz_toreal(buf, value); });
+    ExpectText<T>(row[2], [=](T* buf) { return NUM::zz_toreal(buf, value, 3, 2); });
+  }
 }
 
 }  // namespace

