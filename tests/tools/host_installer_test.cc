@@ -2,11 +2,10 @@
 #include <gmock/gmock.h>
 #include <sys/file.h>
 
-#include <functional>
 #include <map>
 #include <sstream>
 
-#include "tests/installer/host/machine_fixture.h"
+#include "tests/installer/machine_fixture.h"
 #include "tests/tools/package_maker.h"
 #include "tests/tools/subprocess.h"
 #include "tools/host_installer/install.h"
@@ -23,6 +22,7 @@ using Snapshot = std::map<std::string, std::string>;  // path -> permissions and
 const std::string kPackage = "/Library/Caches/update.pkg";
 const std::string kMethods = "/Library/Input Methods";
 const std::string kApp = "/Library/Input Methods/ZentaIM.app";
+const std::string kInfo = kApp + "/Contents/Info.plist", kStale = kApp + "/Contents/stale";
 
 // "NAME" is a file, "NAME/" a folder, "NAME>TARGET" a link, "NAME=MODE" something else.
 PayloadEntry Entry(const std::string& text) {
@@ -33,37 +33,38 @@ PayloadEntry Entry(const std::string& text) {
   return {name, static_cast<unsigned>(std::stoul(text.substr(sign + 1), nullptr, 8))};
 }
 
-Entries VersionTwoAnd(const Entries& more) {
-  Entries entries = {Entry("./"),
-                     Entry("./ZentaIM.app/"),
-                     Entry("./ZentaIM.app/Contents=40555"),
-                     {"./ZentaIM.app/Contents/Info.plist", 0100644, "two"},
-                     {"./ZentaIM.app/Contents/run", 0104755, "#!"},
-                     {"./ZentaIM.app/Contents/拼音.txt", 0100600, "nǐ hǎo", 7},
-                     {"./ZentaIM.app/Contents/same", 0100600, "nǐ hǎo", 7},
-                     Entry("./ZentaIM.app/run>Contents/run"),
-                     Entry("./ZentaIM.app/Contents/up>../run")};
-  entries.insert(entries.end(), more.begin(), more.end());
-  return entries;
+std::vector<std::string> Words(const std::string& text) {
+  std::istringstream words(text);
+  return {std::istream_iterator<std::string>(words), {}};
 }
 
-// Calls `at_k` in the place of the k-th rename. Without `can_exchange` names cannot be exchanged.
-class RenamerThat final : public Renamer {
- public:
-  RenamerThat(int k, bool can_exchange, std::function<int()> at_k)
-      : left_(k), can_exchange_(can_exchange), at_k_(std::move(at_k)) {}
+Entries VersionTwoAnd(Entries more) {
+  const std::string contents = "./ZentaIM.app/Contents";
+  more.insert(more.begin(), {Entry("./"),
+                             Entry("./ZentaIM.app/"),
+                             Entry(contents + "=40555"),
+                             {contents + "/Info.plist", 0100644, "two"},
+                             {contents + "/run", 0104755, "#!"},
+                             {contents + "/拼音.txt", 0100600, "nǐ hǎo", 7},
+                             {contents + "/same", 0100600, "nǐ hǎo", 7},
+                             Entry("./ZentaIM.app/run>Contents/run"),
+                             Entry(contents + "/up>../run")});
+  return more;
+}
+
+// Calls `act` in the place of the k-th rename. Without `can_exchange` names cannot be exchanged.
+struct RenamerThat final : Renamer {
+  RenamerThat(int k, bool exchanges, int (*at_k)()) : left(k), can_exchange(exchanges), act(at_k) {}
   int Move(const std::string& from, const std::string& to) override {
-    return left_-- == 0 ? at_k_() : Renamer::Move(from, to);
+    return left-- == 0 ? act() : Renamer::Move(from, to);
   }
   int Exchange(const std::string& one, const std::string& other) override {
-    if (!can_exchange_) return ENOTSUP;
-    return left_-- == 0 ? at_k_() : Renamer::Exchange(one, other);
+    if (!can_exchange) return ENOTSUP;
+    return left-- == 0 ? act() : Renamer::Exchange(one, other);
   }
-
- private:
-  int left_;
-  const bool can_exchange_;
-  const std::function<int()> at_k_;
+  int left;
+  bool can_exchange;
+  int (*act)();
 };
 
 // A machine with version 1 of a bundle, and a neighbour that no package mentions.
@@ -71,22 +72,21 @@ class HostInstallerTest : public MachineTest {
  protected:
   HostInstallerTest() {
     PutVersionOne();
-    Put(At(kPackage), "");
-    Put(At(kMethods + "/Other.app/x"), "other");
+    Put(kPackage, "");
+    Put(kMethods + "/Other.app/x", "other");
     fs::permissions(At(kMethods), fs::perms{0700});
   }
 
   void PutVersionOne() const {
     fs::remove_all(At(kApp));
-    Put(At(kApp + "/Contents/Info.plist"), "one");
-    Put(At(kApp + "/Contents/stale"), "one");
+    Put(kInfo, "one");
+    Put(kStale, "one");
   }
   [[nodiscard]] bool HasOneWholeVersion() const {
-    const std::string info = Contents(At(kApp + "/Contents/Info.plist"));
-    return fs::exists(At(kApp + "/Contents/stale")) ? info == "one" : info == "two";
+    return Contents(kInfo) == (IsThere(kStale) ? "one" : "two");
   }
 
-  void Stage(const PackageFiles& files) const { Put(At(kPackage), Xar(files)); }
+  void Stage(const PackageFiles& files) const { Put(kPackage, Xar(files)); }
 
   // Everything below the machine but the package.
   [[nodiscard]] Snapshot Installed() const {
@@ -96,15 +96,18 @@ class HostInstallerTest : public MachineTest {
       const fs::file_status status = entry.symlink_status();
       std::string& what = found[entry.path().string().substr(root_.size())];
       what = std::to_string(static_cast<unsigned>(status.permissions())) + " ";
-      if (fs::is_regular_file(status)) what += Contents(entry.path());
+      if (fs::is_regular_file(status)) what += folder_.Get(entry.path());
       if (fs::is_symlink(status)) what += "-> " + fs::read_symlink(entry.path()).string();
     }
     return found;
   }
 
-  Finished Run(RunOptions options = {}) {
+  Finished Run(RunOptions options = {},
+               const std::string& arguments = "-pkg " + kPackage + " -target /") {
     options.environment.emplace_back("ZENTA_MACHINE", root_);
-    return RunProgram({ZENTA_HOST_INSTALLER, "-pkg", kPackage, "-target", "/"}, options);
+    std::vector<std::string> command = Words(arguments);
+    command.insert(command.begin(), ZENTA_HOST_INSTALLER);
+    return RunProgram(command, options);
   }
 
   // In this process. True on success.
@@ -123,8 +126,7 @@ class HostInstallerTest : public MachineTest {
     const Snapshot before = Installed();
     const Finished finished = Run(std::move(options));
     EXPECT_EQ(finished.status, 1);
-    EXPECT_THAT(finished.err, HasSubstr("installer: Error - "));
-    EXPECT_THAT(finished.err, HasSubstr(reason));
+    EXPECT_THAT(finished.err, testing::AllOf(HasSubstr("installer: Error - "), HasSubstr(reason)));
     EXPECT_EQ(finished.out.find("successful"), std::string::npos);
     EXPECT_EQ(Installed(), before);
   }
@@ -143,9 +145,9 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
     packages.push_back(ComponentPackage(VersionTwoAnd({}), "Library/Input Methods/", filter));
   }
   Snapshot want = Installed();
-  want.erase(kApp + "/Contents/stale");
+  want.erase(kStale);
   want[kApp + "/Contents"] = want[kApp];  // the owner may always change a folder
-  want[kApp + "/Contents/Info.plist"] = "420 two";
+  want[kInfo] = "420 two";
   want[kApp + "/Contents/run"] = "493 #!";  // nothing runs with another user's rights
   want[kApp + "/Contents/拼音.txt"] = want[kApp + "/Contents/same"] = "384 nǐ hǎo";
   want[kApp + "/run"] = "511 -> Contents/run";
@@ -153,7 +155,7 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   std::string title = "Zenta 2";
   for (const PackageFiles& package : packages) {
     SCOPED_TRACE(&package - packages.data());
-    Put(At(kApp + "/Contents/stale"), "one");
+    Put(kStale, "one");
     Stage(package);
     const Finished finished = Run();
     EXPECT_EQ(finished.err, "");
@@ -167,16 +169,13 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
 
 TEST_F(HostInstallerTest, MergesPlainFoldersAndInstallsWhereNothingIsYet) {
   for (const std::string location : {"/", "", "/opt/new/place"}) {
-    const std::string base = At(location + "/");
-    Put(base + "usr/share/list", "old");
-    Stage(ComponentPackage({{"usr/share/list", 0100644, "new"},
-                            {"usr/share/more/deep", 0100644, "deep"},
-                            {"Library/Input Methods/Third.app/x", 0100644, "third"}},
-                           location));
+    Put(location + "/share/list", "old");
+    const Entries entries = {{"share/list", 0100644, "new"},
+                             {"share/more/deep", 0100644, "deep"},
+                             {"Library/Input Methods/Third.app/x", 0100644, "third"}};
+    Stage(ComponentPackage(entries, location));
     EXPECT_EQ(Run().status, 0) << location;
-    EXPECT_EQ(Contents(base + "usr/share/list") + Contents(base + "usr/share/more/deep") +
-                  Contents(base + "Library/Input Methods/Third.app/x"),
-              "newdeepthird");
+    for (const auto& entry : entries) EXPECT_EQ(Contents(location + "/" + entry.path), entry.data);
   }
   EXPECT_TRUE(HasOneWholeVersion());
 }
@@ -194,13 +193,12 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
       {"there twice", {"a ./a", "a/ a>b", "a/b a/ a//"}},
       {"root is a folder", {".>a"}},
       {"another kind", {"Other.app/x ZentaIM.app", "ZentaIM.app/x Plain/x"}}};
-  Put(At(kMethods + "/Plain"), "a file where a package has a folder");
+  Put(kMethods + "/Plain", "a file where a package has a folder");
   for (const auto& [reason, payloads] : rows) {
     for (const std::string& payload : payloads) {
       SCOPED_TRACE(payload);
       Entries entries;
-      std::istringstream words(payload);
-      for (std::string word; words >> word;) entries.push_back(Entry(word));
+      for (const std::string& word : Words(payload)) entries.push_back(Entry(word));
       Stage(ComponentPackage(entries));
       ExpectRefused(reason);
     }
@@ -230,7 +228,7 @@ TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
     Stage(files);
     ExpectRefused(reason);
   }
-  Put(At(kPackage), "not an archive");
+  Put(kPackage, "not an archive");
   ExpectRefused("cannot be read");
   fs::remove(At(kPackage));
   ExpectRefused("the package path specified was invalid: '/Library/Caches/update.pkg'.");
@@ -243,19 +241,19 @@ TEST_F(HostInstallerTest, SurvivesEveryTruncation) {
   for (const char* options : {"compression=none", "compression=none,checksum=none"}) {
     const std::string whole = Xar(ComponentPackage(VersionTwoAnd({})), options);
     std::size_t size = whole.size() - kSpare;
-    Put(At(kPackage), whole.substr(0, size));
+    Put(kPackage, whole.substr(0, size));
     EXPECT_TRUE(InstallHere() && HasOneWholeVersion());
     PutVersionOne();
     while (size > 0) {
       fs::resize_file(At(kPackage), --size);
       ASSERT_FALSE(InstallHere()) << size;
-      ASSERT_EQ(Contents(At(kApp + "/Contents/Info.plist")), "one") << size;
+      ASSERT_EQ(Contents(kInfo), "one") << size;
     }
   }
 }
 
 TEST_F(HostInstallerTest, PutsEverythingBackWhicheverRenameFails) {
-  Put(At(kMethods + "/list"), "old");
+  Put(kMethods + "/list", "old");
   Stage(ComponentPackage(
       VersionTwoAnd({{"./list", 0100644, "new"}, {"./Another.app/x", 0100644, "x"}})));
   const Snapshot before = Installed();
@@ -267,7 +265,7 @@ TEST_F(HostInstallerTest, PutsEverythingBackWhicheverRenameFails) {
     }
     EXPECT_TRUE(HasOneWholeVersion());
     fs::remove_all(At(kMethods + "/Another.app"));
-    Put(At(kMethods + "/list"), "old");
+    Put(kMethods + "/list", "old");
     PutVersionOne();
   }
 }
@@ -288,7 +286,7 @@ TEST_F(HostInstallerTest, ACrashLeavesOneWholeVersion) {
       Stage(ComponentPackage({Entry("../evil")}));
       EXPECT_EQ(Run().status, 1);
       EXPECT_TRUE(HasOneWholeVersion());
-      EXPECT_EQ(Count(At(kMethods)), 2);
+      EXPECT_EQ(Count(kMethods), 2);
     }
   }
 }
@@ -310,15 +308,14 @@ TEST_F(HostInstallerTest, LackOfSpaceOrAnotherInstallationChangesNothing) {
 }
 
 TEST_F(HostInstallerTest, SaysHowToBeCalled) {
-  const std::pair<const char*, std::vector<std::string>> rows[] = {
-      {"0 usage", {"-help"}},
-      {"1 installer: Error - bad arguments", {"-pkg", "/x"}},
-      {"1 installer: Error - bad arguments", {"-pkg", "/x", "-target", "/", "-more"}},
-      {"1 installer: Error - the target is not /", {"-pkg", "/x", "-target", "/Volumes/B"}},
-      {"1 installer: Error - the package path", {"-pkg", "/x", "-target", "/"}}};
-  for (auto [says, command] : rows) {
-    command.insert(command.begin(), ZENTA_HOST_INSTALLER);
-    const auto done = RunProgram(command, {.environment = {{"ZENTA_MACHINE", root_}}});
+  const std::string error = "1 installer: Error - ";
+  for (const auto& [arguments, says] :
+       {std::pair("-help", std::string("0 usage")),
+        {"-pkg /x", error + "bad arguments"},
+        {"-pkg /x -target / -more", error + "bad arguments"},
+        {"-pkg /x -target /Volumes/B", error + "the target is not /"},
+        {"-pkg /x -target /", error + "the package path"}}) {
+    const Finished done = Run({}, arguments);
     EXPECT_THAT(std::to_string(done.status) + " " + done.out + done.err, testing::StartsWith(says));
   }
 }

@@ -1,3 +1,5 @@
+#include "installer/platform/host/machine_folder.h"
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -5,7 +7,7 @@
 #include <system_error>
 
 #include "installer/platform/host/host_platform.h"
-#include "tests/installer/host/machine_fixture.h"
+#include "tests/installer/machine_fixture.h"
 
 namespace zenta {
 namespace {
@@ -15,7 +17,7 @@ namespace fs = std::filesystem;
 TEST_F(MachineTest, FolderMayBeNamedInAnyWay) {
   fs::create_directory(At("/real"));
   fs::create_directory_symlink("real", At("/link"));
-  Put(At("/file"), "");
+  Put("/file", "");
   const std::string relative = fs::relative(At("/real")).string();
   for (const std::string& name : {At("/real"), At("/real///"), At("/link/."), relative}) {
     EXPECT_EQ(MachineFolder(name).root(), At("/real")) << name;
@@ -28,64 +30,60 @@ TEST_F(MachineTest, FolderMayBeNamedInAnyWay) {
 
 // A fuzz target asks the kernel about what exists; these are the cases that it says nothing about.
 TEST_F(MachineTest, MissingEndsAndLastLinksHaveHostPathsToo) {
+  const MachineFolder machine(root_);
   fs::create_symlink("/nowhere/x", At("/dangling"));
   fs::create_symlink("loop", At("/loop"));
   constexpr auto kKeep = MachineFolder::LastLink::kKeep;
-  EXPECT_EQ(Machine().HostPath("/dangling/y"), At("/nowhere/x/y"));
-  EXPECT_EQ(Machine().HostPath("/../none/../dangling", kKeep), At("/dangling"));
-  EXPECT_EQ(Machine().HostPath("relative"), At("/relative"));
-  EXPECT_THROW((void)Machine().HostPath("/loop/x"), std::system_error);
+  EXPECT_EQ(machine.HostPath("/dangling/y"), At("/nowhere/x/y"));
+  EXPECT_EQ(machine.HostPath("/../none/../dangling", kKeep), At("/dangling"));
+  EXPECT_EQ(machine.HostPath("relative"), At("/relative"));
+  EXPECT_THROW((void)machine.HostPath("/loop/x"), std::system_error);
 }
 
 TEST_F(MachineTest, PathsAreStandardizedAsOnTheMac) {
-  Put(At("/etc/hosts"), "");
+  Put("/etc/hosts", "");
   const std::string home = MachineFolder::HomeFolder();
-  const std::pair<const char*, std::string> rows[] = {
-      {"/Library/Caches/update.pkg", "/Library/Caches/update.pkg"},
-      {"//a///b/./c/", "/a/b/c"},
-      {"/a/../../b", "/b"},
-      {"/..", "/"},
-      {"", ""},
-      {"a/../b/", "a/../b"},
-      {"~", home},
-      {"~/x/", home + "/x"},
-      {"~x", "~x"},
-      {"/private/etc/hosts", "/etc/hosts"},
-      {"/private/etc/none", "/private/etc/none"}};
-  for (const auto& [path, want] : rows) {
-    EXPECT_EQ(HostFiles(Machine())->StandardizePath(path), want);
-  }
+  const std::pair<const char*, std::string> rows[] = {{"//a///b/./c/", "/a/b/c"},
+                                                      {"/a/../../b", "/b"},
+                                                      {"/..", "/"},
+                                                      {"", ""},
+                                                      {"a/../b/", "a/../b"},
+                                                      {"~", home},
+                                                      {"~/x/", home + "/x"},
+                                                      {"~x", "~x"},
+                                                      {"/private/etc/hosts", "/etc/hosts"},
+                                                      {"/private/etc/none", "/private/etc/none"}};
+  const auto files = HostFiles(MachineFolder(root_));
+  for (const auto& [path, want] : rows) EXPECT_EQ(files->StandardizePath(path), want);
 }
 
 // What is read of all this, the test of zenta-update shows.
 TEST_F(MachineTest, OnlyFilesAndLinksAreRemoved) {
-  Put(At("/file"), "text");
+  Put("/file", "text");
   fs::create_directory(At("/folder"));
   fs::create_symlink("/file", At("/link"));
   fs::create_symlink("/nowhere", At("/dangling"));
-  const auto files = HostFiles(Machine());
+  const auto files = HostFiles(MachineFolder(root_));
   EXPECT_TRUE(files->Exists("/link") && files->Exists("/folder"));
   EXPECT_FALSE(files->Exists("/dangling") || files->Exists("/file/below"));
-  files->Remove("/folder");
-  files->Remove("/missing");
-  EXPECT_EQ(Count(root_), 4);
-  files->Remove("/link");
-  files->Remove("/dangling");
-  EXPECT_EQ(Count(root_), 2);
-  files->Remove("/file");
-  EXPECT_FALSE(files->Exists("/file"));
+  for (const auto& [path, left] :
+       {std::pair("/missing", 4), {"/folder", 4}, {"/link", 3}, {"/dangling", 2}, {"/file", 1}}) {
+    files->Remove(path);
+    EXPECT_EQ(Count(""), left) << path;
+  }
 }
 
 TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
   const std::string time = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}[.][0-9]{3} ";
-  const std::string journal = At("/var/log/notifications.log");
-  HostNotifications(Machine())->Post("Some_Notification");
-  HostNotifications(Machine())->Post("two\nlines");
+  const std::string journal = "/var/log/notifications.log";
+  const auto notifications = HostNotifications(MachineFolder(root_));
+  notifications->Post("Some_Notification");
+  notifications->Post("two\nlines");
   EXPECT_THAT(Contents(journal),
               testing::MatchesRegex(time + "Some_Notification\n" + time + "two lines\n"));
-  fs::remove(journal);
-  ASSERT_EQ(mkfifo(journal.c_str(), 0600), 0);  // which nobody reads
-  EXPECT_THROW(HostNotifications(Machine())->Post("x"), std::system_error);
+  fs::remove(At(journal));
+  ASSERT_EQ(mkfifo(At(journal).c_str(), 0600), 0);  // which nobody reads
+  EXPECT_THROW(notifications->Post("x"), std::system_error);
   testing::internal::CaptureStderr();
   HostLog()->Line("will register input");
   const std::string process = std::to_string(getpid());

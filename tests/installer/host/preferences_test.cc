@@ -6,7 +6,7 @@
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
-#include "tests/installer/host/machine_fixture.h"
+#include "tests/installer/machine_fixture.h"
 
 namespace zenta {
 namespace {
@@ -14,48 +14,40 @@ namespace {
 namespace fs = std::filesystem;
 using testing::ElementsAre;
 
-const char kDefaults[] = "/Library/Preferences/com.zenta.inputmethod.ZentaIM.update.plist";
-const char kSources[] = "/Library/Preferences/com.apple.HIToolbox.plist";
+const std::string kFolder = MachineFolder::HomeFolder() + "/Library/Preferences";
+const std::string kFile = kFolder + "/com.zenta.inputmethod.ZentaIM.update.plist";
 const char kKey[] = "install_fail_num";
-constexpr std::int64_t kMin = std::numeric_limits<std::int64_t>::min();
-constexpr std::int64_t kMax = std::numeric_limits<std::int64_t>::max();
 
 std::string Dict(const std::string& body) { return "<plist><dict>" + body + "</dict></plist>"; }
 
 std::string Binary(const std::string& xml) {
-  plist_t root = nullptr;
-  plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
   char* bytes = nullptr;
   std::uint32_t size = 0;
-  plist_to_bin(root, &bytes, &size);
-  const std::string binary(bytes, size);
-  plist_to_bin_free(bytes);
-  plist_free(root);
-  return binary;
+  plist_to_bin(ParsePlist(Bytes(xml.begin(), xml.end())).get(), &bytes, &size);
+  const std::unique_ptr<char, decltype(&plist_to_bin_free)> owner(bytes, plist_to_bin_free);
+  return {bytes, size};
 }
 
 class PreferencesTest : public MachineTest {
  protected:
-  PreferencesTest() : defaults_(HostUserDefaults(Machine())), file_(InHome(kDefaults)) {}
-
-  std::unique_ptr<UserDefaults> defaults_;
-  std::string file_;
+  const std::unique_ptr<UserDefaults> defaults_ = HostUserDefaults(MachineFolder(root_));
 };
 
 TEST_F(PreferencesTest, IntegersSurviveAndOtherKeysStay) {
   EXPECT_FALSE(defaults_->HasObject(kKey));
   EXPECT_EQ(defaults_->Integer(kKey), 0);
   defaults_->Remove(kKey);
-  EXPECT_EQ(Count(root_), 0);  // asking makes nothing
-  Put(file_, Binary(Dict("<key>other</key><array><date>2024-01-01T00:00:00Z</date></array>")));
-  for (const std::int64_t value : {kMin, kMax, std::int64_t{-1}, std::int64_t{1}}) {
+  EXPECT_EQ(Count(""), 0);  // asking makes nothing
+  Put(kFile, Binary(Dict("<key>other</key><array><date>2024-01-01T00:00:00Z</date></array>")));
+  using Limits = std::numeric_limits<std::int64_t>;
+  for (const std::int64_t value : {Limits::min(), Limits::max(), std::int64_t{-1}}) {
     defaults_->SetInteger(kKey, value);
-    EXPECT_EQ(HostUserDefaults(Machine())->Integer(kKey), value);
+    EXPECT_EQ(defaults_->Integer(kKey), value);
   }
   defaults_->Remove(kKey);
   EXPECT_FALSE(defaults_->HasObject(kKey));
-  EXPECT_THAT(Contents(file_), testing::HasSubstr("<date>2024-01-01T00:00:00Z</date>"));
-  EXPECT_EQ(Count(InHome("/Library/Preferences")), 1);
+  EXPECT_THAT(Contents(kFile), testing::HasSubstr("<date>2024-01-01T00:00:00Z</date>"));
+  EXPECT_EQ(Count(kFolder), 1);
 }
 
 // Each key begins with the number that its value reads as.
@@ -69,7 +61,7 @@ TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
       "<key>9223372036854775807 real</key><real>1e300</real><key>0 array</key><array/>"
       "<key>0 data</key><data>MTI=</data><key>0 date</key><date>2024-01-01T00:00:00Z</date>");
   for (const std::string& bytes : {xml, Binary(xml)}) {
-    Put(file_, bytes);
+    Put(kFile, bytes);
     for (std::size_t at = xml.find("<key>"); at != xml.npos; at = xml.find("<key>", at + 1)) {
       const std::string key = xml.substr(at + 5, xml.find('<', at + 5) - at - 5);
       EXPECT_TRUE(defaults_->HasObject(key)) << key;
@@ -81,20 +73,19 @@ TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
 TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {
   const std::string good = Dict("<key>install_fail_num</key><integer>2</integer>");
   for (const std::string& bytes :
-       {std::string("garbage"), std::string(), std::string("<plist><array/></plist>"),
-        good.substr(0, good.size() / 2), Binary(good).substr(0, 50),
-        good + std::string(kMaxPlistBytes, ' ')}) {
+       {std::string(), std::string("<plist><array/></plist>"), good.substr(0, good.size() / 2),
+        Binary(good).substr(0, 50), good + std::string(kMaxPlistBytes, ' ')}) {
     SCOPED_TRACE(bytes.substr(0, 60));
-    Put(file_, bytes);
+    Put(kFile, bytes);
     EXPECT_FALSE(defaults_->HasObject(kKey));
     defaults_->SetInteger(kKey, 1);
     EXPECT_EQ(defaults_->Integer(kKey), 1);
-    EXPECT_EQ(Contents(file_ + ".broken"), bytes);
+    EXPECT_EQ(Contents(kFile + ".broken"), bytes);
   }
-  fs::remove(file_);
-  fs::create_directory(file_);
+  fs::remove(At(kFile));
+  fs::create_directory(At(kFile));
   EXPECT_THROW(defaults_->SetInteger(kKey, 1), std::system_error);
-  EXPECT_TRUE(fs::is_directory(file_));
+  EXPECT_TRUE(fs::is_directory(At(kFile)));
 }
 
 TEST_F(PreferencesTest, AFullDiskLeavesTheOldFile) {
@@ -108,17 +99,15 @@ TEST_F(PreferencesTest, AFullDiskLeavesTheOldFile) {
   setrlimit(RLIMIT_FSIZE, &old_limit);
   std::signal(SIGXFSZ, old_handler);
   EXPECT_EQ(defaults_->Integer(kKey), 1);
-  EXPECT_EQ(Count(InHome("/Library/Preferences")), 1);
+  EXPECT_EQ(Count(kFolder), 1);
 }
+
+const char kBundle[] = "/Library/Input Methods/ZentaIM.app";
 
 class InputSourcesTest : public MachineTest {
  protected:
-  InputSourcesTest() : sources_(HostInputSources(Machine())) {}
-
-  static constexpr char kBundle[] = "/Library/Input Methods/ZentaIM.app";
-
   void PutInfo(const std::string& xml, const std::string& bundle = kBundle) const {
-    Put(At(bundle + "/Contents/Info.plist"), xml);
+    Put(bundle + "/Contents/Info.plist", xml);
   }
 
   // "ID" or "ID/mode ID", in the order of the list, after the keyboard layout.
@@ -131,22 +120,25 @@ class InputSourcesTest : public MachineTest {
     return {ids.begin() + 1, ids.end()};
   }
 
-  // The last thing that each entry of the state's list under the key says.
-  [[nodiscard]] std::string State(const char* key) const {
-    const PlistFile file(InHome(kSources));
-    const plist_t list = plist_dict_get_item(file.root(), key);
-    std::string names;
-    for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
-      std::string name;
-      for (const char* known : {"KeyboardLayout Name", "Bundle ID", "Input Mode"}) {
-        name = StringUnder(plist_array_get_item(list, i), known).value_or(name);
+  // The status, then the last thing that the entries of each list of the state say.
+  [[nodiscard]] std::string After(InputSourceStatus status) const {
+    const PlistFile file(At(kFolder + "/com.apple.HIToolbox.plist"));
+    std::string told = std::to_string(status);
+    for (const char* key : {"AppleEnabledInputSources", "AppleSelectedInputSources"}) {
+      const plist_t list = plist_dict_get_item(file.root(), key);
+      told += ":";
+      for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
+        std::string name;
+        for (const char* known : {"KeyboardLayout Name", "Bundle ID", "Input Mode"}) {
+          name = StringUnder(plist_array_get_item(list, i), known).value_or(name);
+        }
+        told += " " + name.substr(name.rfind('.') + 1);
       }
-      names += (i == 0 ? "" : " ") + name.substr(name.rfind('.') + 1);
     }
-    return names;
+    return told;
   }
 
-  std::unique_ptr<InputSources> sources_;
+  const std::unique_ptr<InputSources> sources_ = HostInputSources(MachineFolder(root_));
 };
 
 TEST_F(InputSourcesTest, OnlyInputMethodsInTheirFoldersAreRegistered) {
@@ -173,8 +165,7 @@ TEST_F(InputSourcesTest, ModesAreListedInTheirOrderUnderTheirIds) {
       Dict("<key>CFBundleIdentifier</key><string>c.inputmethod.Z</string>"
            "<key>TISInputSourceID</key><string>own</string>"
            "<key>ComponentInputModeDict</key><dict><key>tsInputModeListKey</key><dict>"
-           "<key>c.inputmethod.a</key><dict/>"
-           "<key>c.inputmethod.Z.b</key><true/>"
+           "<key>c.inputmethod.a</key><dict/><key>c.inputmethod.Z.b</key><true/>"
            "<key>plain</key><dict/>"
            "<key>named</key><dict><key>TISInputSourceID</key><string>name</string></dict>"
            "</dict><key>tsVisibleInputModeOrderedArrayKey</key><array><string>named</string>"
@@ -188,8 +179,8 @@ TEST_F(InputSourcesTest, ModesAreListedInTheirOrderUnderTheirIds) {
 
 TEST_F(InputSourcesTest, WhatIsOnDiskIsListedAndOnlyWhatIsEnabledIsSelected) {
   EXPECT_EQ(sources_->Register(kBundle), kBadParameter);
-  EXPECT_EQ(Count(root_), 0);
-  PutInfo(Contents(ZENTA_EXAMPLE_APP "/Contents/Info.plist"));
+  EXPECT_EQ(Count(""), 0);
+  PutInfo(folder_.Get(ZENTA_EXAMPLE_APP "/Contents/Info.plist"));
   for (int twice = 0; twice < 2; ++twice) EXPECT_EQ(sources_->Register(kBundle), 0);
   ASSERT_THAT(Listed(),
               ElementsAre("com.zenta.inputmethod.ZentaIM",
@@ -199,32 +190,19 @@ TEST_F(InputSourcesTest, WhatIsOnDiskIsListedAndOnlyWhatIsEnabledIsSelected) {
   EXPECT_THAT(Listed(), ElementsAre());
 
   const InputSource *abc = listed[0].get(), *method = listed[1].get(), *mode = listed[2].get();
-  constexpr auto kEnable = &InputSources::Enable;
-  constexpr auto kDisable = &InputSources::Disable;
-  constexpr auto kSelect = &InputSources::Select;
-  const struct {
-    InputSourceStatus (InputSources::*call)(const InputSource*);
-    const InputSource* source;
-    InputSourceStatus status;
-    const char* state;
-  } steps[] = {{kEnable, nullptr, -50, "ABC, ABC"},
-               {kSelect, mode, -50, "ABC, ABC"},
-               {kDisable, mode, 0, "ABC, ABC"},
-               {kEnable, method, 0, "ABC ZentaIM, ABC"},
-               {kSelect, method, -50, "ABC ZentaIM, ABC"},
-               {kDisable, method, 0, "ABC, ABC"},
-               {kEnable, mode, 0, "ABC pinyin, ABC"},
-               {kEnable, mode, 0, "ABC pinyin, ABC"},
-               {kSelect, mode, 0, "ABC pinyin, pinyin"},
-               {kSelect, abc, 0, "ABC pinyin, ABC"},
-               {kSelect, mode, 0, "ABC pinyin, pinyin"},
-               {kDisable, abc, -50, "ABC pinyin, pinyin"},
-               {kDisable, mode, 0, "ABC, ABC"}};
-  for (const auto& step : steps) {
-    EXPECT_EQ((sources_.get()->*step.call)(step.source), step.status) << &step - steps;
-    EXPECT_EQ(State("AppleEnabledInputSources") + ", " + State("AppleSelectedInputSources"),
-              step.state);
-  }
+  EXPECT_EQ(After(sources_->Enable(nullptr)), "-50: ABC: ABC");
+  EXPECT_EQ(After(sources_->Select(mode)), "-50: ABC: ABC");
+  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC");
+  EXPECT_EQ(After(sources_->Enable(method)), "0: ABC ZentaIM: ABC");
+  EXPECT_EQ(After(sources_->Select(method)), "-50: ABC ZentaIM: ABC");
+  EXPECT_EQ(After(sources_->Disable(method)), "0: ABC: ABC");
+  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC");
+  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC");
+  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin");
+  EXPECT_EQ(After(sources_->Select(abc)), "0: ABC pinyin: ABC");
+  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin");
+  EXPECT_EQ(After(sources_->Disable(abc)), "-50: ABC pinyin: pinyin");
+  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC");
 }
 
 }  // namespace

@@ -2,12 +2,11 @@
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/process.h"
-#include "tests/installer/host/machine_fixture.h"
+#include "tests/installer/machine_fixture.h"
 
 namespace zenta {
 namespace {
 
-namespace fs = std::filesystem;
 std::string Source(const std::string& command) {
   return "do shell script \"" + command + "\" with administrator privileges";
 }
@@ -15,19 +14,19 @@ std::string Source(const std::string& command) {
 class ScriptRunnerTest : public MachineTest {
  protected:
   [[nodiscard]] ScriptOutcome Run(const std::string& source, const std::string& asking = "") const {
-    return HostScriptRunner(Machine(), {asking})->Run(source);
+    return HostScriptRunner(MachineFolder(root_), {asking})->Run(source);
   }
   // "= RESULT" of a success, "NUMBER MESSAGE" of a failure.
-  [[nodiscard]] std::string Told(const std::string& source, const std::string& asking = "") const {
-    const ScriptOutcome outcome = Run(source, asking);
+  [[nodiscard]] std::string Told(const std::string& command, const std::string& asking = "") const {
+    const ScriptOutcome outcome = Run(Source(command), asking);
     if (outcome.succeeded) return "= " + outcome.result.value_or("none");
     return std::to_string(outcome.error_number.value_or(0)) + " " +
            outcome.error_message.value_or("none");
   }
   // A program of the machine; its path on the host.
   [[nodiscard]] std::string PutProgram(const std::string& path, const std::string& script) const {
-    Put(At(path), "#!/bin/sh\n" + script);
-    fs::permissions(At(path), fs::perms{0755});
+    Put(path, "#!/bin/sh\n" + script);
+    permissions(std::filesystem::path(At(path)), std::filesystem::perms{0755});
     return At(path);
   }
 };
@@ -42,7 +41,7 @@ TEST_F(ScriptRunnerTest, OutcomeOfACommandIsMappedAsOnTheMac) {
       {R"(echo lost; printf 'why\\nnot\\n' >&2; exit 3)", "3 why\rnot"},
       {"exit 1", "1 The command exited with a non-zero status."},
       {"kill -9 $$", "137 The command exited with a non-zero status."}};
-  for (const auto& [command, told] : rows) EXPECT_EQ(Told(Source(command)), told) << command;
+  for (const auto& [command, told] : rows) EXPECT_EQ(Told(command), told) << command;
 }
 
 TEST_F(ScriptRunnerTest, OtherScriptsAreSyntaxErrors) {
@@ -62,18 +61,18 @@ TEST_F(ScriptRunnerTest, LongOutputOnBothStreamsIsReadAndItsBeginningKept) {
 
 // What an absolute path in quotes names is below the machine folder, and told where that is.
 TEST_F(ScriptRunnerTest, ProgramsAreThoseOfTheMachine) {
-  const std::string source = Source("'/usr/sbin/installer' -pkg /x.pkg -target /");
-  EXPECT_EQ(Run(source).error_number, 127);
+  const std::string command = "'/usr/sbin/installer' -pkg /x.pkg -target /";
+  EXPECT_EQ(Run(Source(command)).error_number, 127);
   const std::string program =
       PutProgram("/usr/sbin/installer", "echo \"$0|$*|$ZENTA_MACHINE\"; pwd");
-  EXPECT_EQ(Run(source).result,
-            program + "|-pkg /x.pkg -target /|" + root_ + "\r" + fs::current_path().string());
+  EXPECT_EQ(Told(command), "= " + program + "|-pkg /x.pkg -target /|" + root_ + "\r" +
+                               std::filesystem::current_path().string());
 }
 
 TEST_F(ScriptRunnerTest, ThePersonIsAskedFirst) {
   const struct {
     const char *asking, *command, *told;
-  } rows[] = {{"exec \"$@\"", "echo x", "= x"},
+  } rows[] = {{"echo noise >&2; exec \"$@\"", "echo x", "= x"},
               {"echo noise >&2; exec \"$@\"", "echo bad >&2; exit 1", "1 bad"},
               {"exec \"$@\"", "exit 126", "126 The command exited with a non-zero status."},
               {"exec \"$@\"", "exit 127", "127 The command exited with a non-zero status."},
@@ -81,7 +80,7 @@ TEST_F(ScriptRunnerTest, ThePersonIsAskedFirst) {
               {"echo Not authorized >&2; exit 127", "exit 0", "-60005 Not authorized"},
               {"kill -9 $$", "exit 0", "-60005 "}};
   for (const auto& [asking, command, told] : rows) {
-    EXPECT_EQ(Told(Source(command), PutProgram("/ask", asking)), told) << asking;
+    EXPECT_EQ(Told(command, PutProgram("/ask", asking)), told) << asking;
   }
   EXPECT_EQ(Run(Source("true"), At("/no such program")).error_number, -60007);
 }
