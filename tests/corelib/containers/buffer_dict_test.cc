@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstdio>
-#include <cstdlib>
-
 #include "corelib/containers/detail/dict_image.h"
 #include "tests/corelib/containers/contents.h"
+#include "tests/temp_folder.h"
 
 namespace tstl {
 namespace {
@@ -24,6 +22,7 @@ Bytes Image(const std::vector<std::uint32_t>& words, const Bytes& rest = {}) {
 
 template <class T>
 struct BufferDictTest : testing::Test {
+  std::unique_ptr<unsigned char[]> memory;
   BufferDict<T> dict;
 
   static BufferHash<T> RandomTable(unsigned keys, unsigned seed) {
@@ -35,15 +34,14 @@ struct BufferDictTest : testing::Test {
     return table;
   }
   Bytes image() const {
-    const auto& bytes = dict.ref_internal_data();
-    return Bytes(bytes.cstr(), bytes.cstr() + bytes.len());
+    return Bytes(dict.ref_internal_data().begin(), dict.ref_internal_data().end());
   }
-  // Opens exactly these bytes, with a zero behind them.
-  std::uint32_t Open(const Bytes& bytes) {
-    auto* const memory = static_cast<unsigned char*>(std::malloc(bytes.size() + 1));
-    std::copy(bytes.begin(), bytes.end(), memory);
+  // Opens exactly these bytes, with a zero behind them, where they are; `shift` misaligns them.
+  std::uint32_t Open(const Bytes& bytes, unsigned shift = 0) {
+    memory = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
+    std::copy(bytes.begin(), bytes.end(), &memory[shift]);
     Buffer<unsigned char> buffer;
-    buffer.set_data_owner(unsigned(bytes.size()), memory, unsigned(bytes.size()));
+    buffer.set_data_external(unsigned(bytes.size()), &memory[shift], unsigned(bytes.size()));
     return dict.open(std::move(buffer));
   }
   // What holds for any image: look-ups and traversals stay inside and end, and what a whole image
@@ -61,7 +59,7 @@ struct BufferDictTest : testing::Test {
     });
     EXPECT_LE(records, bytes.len() / 8);
     EXPECT_TRUE(all || !whole);
-    EXPECT_EQ(dict.match(Widen<T>("not there")), false);
+    EXPECT_FALSE(dict.match(Widen<T>("not there")));
     return whole;
   }
 };
@@ -69,25 +67,19 @@ TYPED_TEST_SUITE(BufferDictTest, Units, UnitNames);
 
 // A table of 2000 keys is rehashed and filled again, so that it has several nodes with one key: the one
 // that it finds is in the image.
-TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFindsInMemoryAndInAFile) {
+TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
   using T = TypeParam;
-  const std::string path = TempPath();
   for (const unsigned keys : {0u, 1u, 2u, 33u, 2000u}) {
     BufferHash<T> table = this->RandomTable(keys, keys);
-    const Pairs<T> pairs = Sorted<T>(Contents<T>(table));
+    const Pairs<T> pairs = Contents<T>(table);
     if (keys == 2000) table.set_tabsize(33);
     for (const auto& pair : pairs) table.insert(pair.first)->set_value(1);
     ASSERT_EQ(table.itemcnt() > keys, keys == 2000);
     ASSERT_EQ(this->dict.open(table), 0u);
     EXPECT_TRUE(this->ExpectSafe());
-    ASSERT_EQ(this->dict.save(path.c_str()), 0u);
-    const Bytes bytes = this->image();
     const BufferDict<T> moved = std::move(this->dict);
     EXPECT_TRUE(this->dict.is_empty());
-    ASSERT_EQ(this->dict.open(path.c_str()), 0u);
-    EXPECT_EQ(this->image(), bytes);
     EXPECT_EQ(Contents<T>(moved).size(), pairs.size());
-
     RandomTexts random(keys);
     std::vector<HeapText<T>> texts;
     for (int i = 0; i < 1000; ++i) texts.push_back(random.next<T>(10, "ab\xE1"));
@@ -102,14 +94,14 @@ TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFindsInMemoryAndInAFile) {
       EXPECT_TRUE(node == nullptr || records[i]->value() == (node->value() & 0x7FFFFFFF));
     }
   }
-  std::remove(path.c_str());
 }
 
 TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit) {
-  using T = TypeParam;
-  const BufferHash<T> table = this->RandomTable(500, 1);
-  BufferHash<T> other(1000);
-  for (const auto& [key, value] : Sorted<T>(Contents<T>(table))) other[key]->set_value(value);
+  const auto table = this->RandomTable(500, 1);
+  BufferHash<TypeParam> other(1000);
+  for (const auto& [key, value] : Sorted<TypeParam>(Contents<TypeParam>(table))) {
+    other[key]->set_value(value);
+  }
   ASSERT_EQ(this->dict.open(table), 0u);
   const Bytes image = this->image();
   ASSERT_EQ(this->dict.open(other), 0u);
@@ -121,41 +113,33 @@ TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit
 }
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
-  struct Row {
-    std::vector<std::uint32_t> words;
-    std::size_t length;
-    bool opens;
-    std::uint32_t buckets;
-  };
-  for (const Row& row :
-       {Row{{}, 0, false, 0}, Row{{1, 1, 16}, 16, false, 0}, Row{{1, 1, 17}, 17, true, 0},
-        Row{{9, 1, 20}, 20, true, 1}, Row{{~0u, 1, 31}, 31, true, 3}, Row{{2, 1, 32}, 32, true, 2},
-        Row{{2, 1, 31}, 32, false, 0}, Row{{0, 1, 32}, 32, false, 0},
-        Row{{2, 0, 32}, 32, false, 0}}) {
-    SCOPED_TRACE(testing::Message() << "length " << row.length);
+  constexpr std::uint32_t kNone = 0, kRefused = ~0u;
+  const std::uint32_t rows[][5] = {
+      // words of the header, true length, buckets
+      {1, 1, 0, 0, kRefused},   {1, 1, 16, 16, kRefused}, {1, 1, 17, 17, kNone},
+      {9, 1, 20, 20, 1},        {~0u, 1, 31, 31, 3},      {2, 1, 32, 32, 2},
+      {2, 1, 31, 32, kRefused}, {0, 1, 32, 32, kRefused}, {2, 0, 32, 32, kRefused}};
+  for (const auto& [asked, keys, told, length, buckets] : rows) {
+    SCOPED_TRACE(testing::Message() << "length " << length);
     ASSERT_EQ(this->dict.open(this->RandomTable(3, 3)), 0u);
-    EXPECT_EQ(this->Open(Image(row.words, Bytes(row.length - 4 * row.words.size()))),
-              row.opens ? 0 : FAILURE);
-    EXPECT_EQ(this->dict.is_empty(), !row.opens);
-    EXPECT_EQ(this->dict.bucket_cnt(), row.buckets);
-    EXPECT_EQ(this->ExpectSafe(), row.buckets == 2);
+    Bytes bytes = Image({asked, keys, told});
+    bytes.resize(length);
+    EXPECT_EQ(this->Open(bytes), buckets == kRefused ? FAILURE : 0);
+    EXPECT_EQ(this->dict.is_empty(), buckets == kRefused);
+    EXPECT_EQ(this->dict.bucket_cnt(), buckets == kRefused ? 0 : buckets);
+    EXPECT_EQ(this->ExpectSafe(), buckets == 2);
   }
 }
 
 TYPED_TEST(BufferDictTest, EveryPrefixAndEveryChangedByteIsSafe) {
   ASSERT_EQ(this->dict.open(this->RandomTable(12, 4)), 0u);
   const Bytes image = this->image();
+  ASSERT_EQ(this->Open(image, 1), 0u);  // at an odd address, where 16-bit units may not be
+  EXPECT_EQ(this->ExpectSafe(), sizeof(TypeParam) == 1);
   const auto opens_whole = [&](Bytes bytes) {
     if (bytes.size() >= 12) detail::store_le(&bytes[8], std::uint32_t(bytes.size()));
     return this->Open(bytes) == 0 && this->ExpectSafe();
   };
-  Bytes shifted{0};  // to an odd address, where 16-bit units may not be
-  shifted.insert(shifted.end(), image.begin(), image.end());
-  shifted.push_back(0);
-  Buffer<unsigned char> buffer;
-  buffer.set_data_external(unsigned(image.size()), &shifted[1], unsigned(image.size()));
-  ASSERT_EQ(this->dict.open(std::move(buffer)), 0u);
-  EXPECT_EQ(this->ExpectSafe(), sizeof(TypeParam) == 1);
   for (std::size_t n = 0; n < image.size(); ++n) {
     EXPECT_FALSE(opens_whole(Bytes(image.begin(), image.begin() + std::ptrdiff_t(n))));
     for (const int change : {0x01, 0x04, 0x80, 0xFF}) {
@@ -168,30 +152,28 @@ TYPED_TEST(BufferDictTest, EveryPrefixAndEveryChangedByteIsSafe) {
 
 // An image of the one key "k", with one or two buckets that both have its record.
 TYPED_TEST(BufferDictTest, CheckSeesEveryKindOfDamage) {
-  using T = TypeParam;
   struct Row {
     const char* damage;
     std::uint32_t buckets, offset;
     std::size_t byte = 0;  // of the record
     int change = 0;        // exclusive-or
   };
-  for (const Row& row :
+  for (const auto& [damage, buckets, offset, byte, change] :
        {Row{"none", 1, 20}, Row{"a value", 1, 20, 0, 1}, Row{"no last record", 1, 20, 3, 0x80},
-        Row{"a length", 1, 20, 4, 1}, Row{"a zero unit", 1, 20, 6 + sizeof(T), 1},
+        Row{"a length", 1, 20, 4, 1}, Row{"a zero unit", 1, 20, 6 + sizeof(TypeParam), 1},
         Row{"an offset", 1, 21}, Row{"an offset in the table", 1, 16},
         Row{"an offset past the end", 1, 99}, Row{"a table past the end", 99, 20},
         Row{"shared records, one in the wrong bucket", 2, 24}}) {
-    SCOPED_TRACE(row.damage);
-    Bytes record(BufferDictNode<T>::node_size(1));
-    auto* const node = reinterpret_cast<BufferDictNode<T>*>(record.data());
-    node->init_key(Widen<T>("k"));
+    Bytes record(BufferDictNode<TypeParam>::node_size(1));
+    auto* const node = reinterpret_cast<BufferDictNode<TypeParam>*>(record.data());
+    node->init_key(Widen<TypeParam>("k"));
     node->set_lastnode(true);
-    record[row.byte] = static_cast<unsigned char>(record[row.byte] ^ row.change);
-    std::vector<std::uint32_t> words{row.buckets, 1, 0, 0, row.offset};
-    if (row.buckets == 2) words.push_back(row.offset);
+    record[byte] = static_cast<unsigned char>(record[byte] ^ change);
+    std::vector<std::uint32_t> words{buckets, 1, 0, 0, offset};
+    if (buckets == 2) words.push_back(offset);
     words[2] = std::uint32_t(words.size() * 4 + record.size());
     ASSERT_EQ(this->Open(Image(words, record)), 0u);
-    EXPECT_EQ(this->ExpectSafe(), row.offset == 20 && row.buckets == 1 && row.byte == 0);
+    EXPECT_EQ(this->ExpectSafe(), offset == 20 && buckets == 1 && byte == 0) << damage;
   }
 }
 
@@ -205,10 +187,10 @@ TYPED_TEST(BufferDictTest, TraversalOfSharedChainsEnds) {
 }
 
 TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
-  const std::string folder = testing::TempDir(), pipe = TempPath();
+  const zenta::TempFolder folder;
+  const std::string pipe = folder.At("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  for (const char* path :
-       {static_cast<const char*>(nullptr), "", "/dev/zero", folder.c_str(), pipe.c_str()}) {
+  for (const char* path : {static_cast<const char*>(nullptr), "", "/dev/zero", "/", pipe.c_str()}) {
     ASSERT_EQ(this->dict.open(this->RandomTable(3, 7)), 0u);
     EXPECT_EQ(this->dict.save(nullptr), FAILURE);
     EXPECT_EQ(this->dict.save("/dev/full"), FAILURE);
@@ -216,7 +198,6 @@ TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
     EXPECT_TRUE(this->dict.is_empty() && this->image().empty());
     EXPECT_EQ(this->dict.save("/dev/null"), FAILURE);  // there is nothing to write
   }
-  std::remove(pipe.c_str());
 }
 
 // The bytes of the example in docs/formats/dictionary-image.md.

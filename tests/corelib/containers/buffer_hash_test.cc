@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <set>
 
 #include "tests/corelib/containers/contents.h"
 
@@ -21,18 +23,15 @@ struct Model {
   Pairs<T>& chain(const StdString<T>& key) {
     return chains[crc32(BufferRef<T>(key)) % chains.size()];
   }
-  std::uint64_t& insert(const StdString<T>& key) {
-    auto at = chain(key).begin();
-    for (; at != chain(key).end() && at->first <= key; ++at) {
-      if (at->first == key) return at->second;
-    }
-    return chain(key).insert(at, {key, 0})->second;
-  }
   const std::uint64_t* find(const StdString<T>& key) {
-    for (const auto& pair : chain(key)) {
-      if (pair.first == key) return &pair.second;
-    }
-    return nullptr;
+    const auto at = std::ranges::find(chain(key), key, &Pairs<T>::value_type::first);
+    return at == chain(key).end() ? nullptr : &at->second;
+  }
+  std::uint64_t& insert(const StdString<T>& key) {
+    auto& in = chain(key);
+    const auto at = std::ranges::find_if(in, [&](const auto& pair) { return pair.first >= key; });
+    if (at != in.end() && at->first == key) return at->second;
+    return in.insert(at, {key, 0})->second;
   }
   void rehash(std::uint32_t size) {
     if (size == chains.size()) return;
@@ -47,55 +46,45 @@ struct Model {
   }
 };
 
+// Keys come one by one and together.
 TYPED_TEST(BufferHashTest, AgreesWithItsRulesChainByChainAlsoAfterRehashes) {
   using T = TypeParam;
   RandomTexts random(21);
   BufferHash<T> table(0);
   Model<T> model;
-  int duplicates = 0;
-  for (std::uint64_t step = 0; step < 20000; ++step) {
-    const auto text = random.next<T>(6, "ab\xE1\xFF");
-    const BufferRef<T> key = text;
-    const StdString<T> name(key.std_view());
-    const std::uint64_t* const known = model.find(name);
-    const auto* const node = table.find(key);
-    ASSERT_EQ(node == nullptr, known == nullptr);
-    EXPECT_EQ(node == nullptr ? 0 : node->value(), known == nullptr ? 0 : *known);
-    const std::uint32_t before = table.itemcnt();
-    const auto inserted = table[key];
-    EXPECT_EQ(inserted->key(), key);
-    EXPECT_EQ(inserted->value(), model.insert(name));
-    duplicates += known != nullptr && table.itemcnt() != before;
-    inserted->set_value(step);
-    model.insert(name) = step;
-    if (step % 2500 != 2499) continue;
+  for (unsigned round = 0; round < 80; ++round) {
+    const unsigned n = std::array{0u, 1u, 16u, 983u}[round % 4];
+    std::vector<HeapText<T>> texts;
+    while (texts.size() < n) texts.push_back(random.next<T>(6, "ab\xE1\xFF"));
+    const std::vector<BufferRef<T>> keys(texts.begin(), texts.end());
+    std::vector<const BufferHashNode<T>*> found(n);
+    std::vector<BufferHashNode<T>*> nodes(n);
+    table.find_all(keys.data(), n, found.data());
+    for (unsigned i = 0; i < n; ++i) {
+      const std::uint64_t* const known = model.find(StdString<T>(keys[i].std_view()));
+      EXPECT_EQ(found[i], table.find(keys[i]));
+      ASSERT_EQ(found[i] == nullptr, known == nullptr);
+      EXPECT_TRUE(known == nullptr || found[i]->value() == *known);
+    }
+    if (round % 8 < 4) table.insert_all(keys.data(), n, nodes.data());
+    for (unsigned i = 0; i < n; ++i) {
+      if (round % 8 >= 4) nodes[i] = table[keys[i]];
+      EXPECT_EQ(nodes[i]->key(), keys[i]);
+      std::uint64_t& value = model.insert(StdString<T>(keys[i].std_view()));
+      if (random.below(4) != 0) nodes[i]->set_value(value = std::uint64_t{round} << 32 | i);
+    }
+    EXPECT_EQ(table.itemcnt(), model.contents().size());
+    ASSERT_EQ(Contents<T>(table), model.contents());
+    if (round % 8 != 7) continue;
     const std::uint32_t size = 32 + random.below(200);
     table.set_tabsize(size);
     model.rehash(size);
     EXPECT_EQ(table.tabsize(), size);
-    EXPECT_EQ(table.itemcnt(), model.contents().size());
     ASSERT_EQ(Contents<T>(table), model.contents());
   }
-  EXPECT_GT(duplicates, 0);  // what the header warns of did happen
-}
-
-TYPED_TEST(BufferHashTest, KeysTakenTogetherAreInsertedAndFoundAsOneByOne) {
-  using T = TypeParam;
-  BufferHash<T> table(32), other(32);
-  RandomTexts random(22);
-  for (const unsigned n : {0u, 1u, 16u, 983u}) {
-    std::vector<HeapText<T>> texts;
-    while (texts.size() < n) texts.push_back(random.next<T>(4, "abc"));
-    const std::vector<BufferRef<T>> keys(texts.begin(), texts.end());
-    std::vector<BufferHashNode<T>*> nodes(n);
-    std::vector<const BufferHashNode<T>*> found(n);
-    table.find_all(keys.data(), n, found.data());
-    for (unsigned i = 0; i < n; ++i) EXPECT_EQ(found[i], table.find(keys[i]));
-    table.insert_all(keys.data(), n, nodes.data());
-    for (const auto& key : keys)
-      EXPECT_EQ(nodes[std::size_t(&key - &keys[0])]->key(), other[key]->key());
-    EXPECT_EQ(Contents<T>(table), Contents<T>(other));
-  }
+  std::set<StdString<T>> keys;
+  for (const auto& pair : model.contents()) keys.insert(pair.first);
+  EXPECT_LT(keys.size(), table.itemcnt());  // what the header warns of did happen
 }
 
 TYPED_TEST(BufferHashTest, SizesAreCutAndTakeEffectAtTheFirstInsertion) {
