@@ -1,8 +1,6 @@
 // What a keyed container holds, as the standard library's types, in the container's order.
 #pragma once
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdint>
 #include <string>
@@ -29,11 +27,6 @@ template <class T>
 Pairs<T> Sorted(Pairs<T> pairs) {
   std::sort(pairs.begin(), pairs.end());
   return pairs;
-}
-
-// A path of the running test's own, whatever runs beside it.
-inline std::string TempPath() {
-  return testing::TempDir() + "/containers_test_" + std::to_string(::getpid());
 }
 
 }  // namespace tstl

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <random>
 
 #include "tests/corelib/containers/contents.h"
+#include "tests/temp_folder.h"
 
 namespace tstl {
 namespace {
@@ -17,21 +17,14 @@ namespace fs = std::filesystem;
 
 template <class T>
 struct DirectoryWalkerTest : testing::Test {
-  const fs::path root = TempPath();
+  const zenta::TempFolder folder;
+  const fs::path root = fs::path(folder.At("x")).parent_path();
 
-  DirectoryWalkerTest() {
-    fs::remove_all(root);
-    fs::create_directory(root);
-  }
-  ~DirectoryWalkerTest() override { fs::remove_all(root); }
-
-  static void Touch(const fs::path& path) { std::ofstream(path) << ' '; }
   // The list as UTF-8.
   static std::vector<std::string> Listed(const BufferList<T>& list) {
     std::vector<std::string> paths;
     for (const auto* node : list) {
-      const Buffer<unsigned char> path(node->key());
-      paths.emplace_back(path.std_view());
+      paths.emplace_back(Buffer<unsigned char>(node->key()).std_view());
     }
     return paths;
   }
@@ -50,7 +43,7 @@ TYPED_TEST(DirectoryWalkerTest, ListsWhatAPlainWalkListsInTheOrderOfNamesAndNoLo
     if (kind < 3) fs::create_directory(folders.emplace_back(path));
     if (kind == 3) fs::create_symlink("nowhere", path);
     if (kind == 4) fs::create_symlink(folders[random() % folders.size()], path);  // many a loop
-    if (kind > 4) this->Touch(path);
+    if (kind > 4) std::ofstream{path};
   }
   struct Row {
     bool recursive;
@@ -85,15 +78,13 @@ TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
   for (int level = kLevels; level-- > 0;) {
     fs::create_directory(next);
     fs::rename(d, next / name);
-    if (level % 70 == 0) fs::create_directory(next / "e"), this->Touch(next / "e" / "f");
+    if (level % 70 == 0) fs::create_directory(next / "e"), std::ofstream(next / "e" / "f");
     fs::rename(next, d);
   }
   std::vector<std::string> want;
-  for (int level = kLevels; level-- > 0;) {
-    if (level % 70 != 0) continue;
-    std::string path = d;
-    for (int i = 0; i < level; ++i) path += '/' + name;
-    want.push_back(path + "/e/f");
+  std::string path = d;
+  for (int level = 0; level < kLevels; ++level, path += '/' + name) {
+    if (level % 70 == 0) want.insert(want.begin(), path + "/e/f");
   }
   rlimit before{};
   ::getrlimit(RLIMIT_NOFILE, &before);
@@ -103,17 +94,12 @@ TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
   EXPECT_TRUE(list.get_file_list(this->root.c_str(), true));
   ::setrlimit(RLIMIT_NOFILE, &before);
   EXPECT_EQ(this->Listed(list), want);
-  for (int level = 0; level < kLevels; ++level) {  // or else nothing could remove it
-    fs::rename(d / name, next);
-    fs::remove_all(d);
-    fs::rename(next, d);
-  }
 }
 
 TYPED_TEST(DirectoryWalkerTest, WhatCannotBeReadIsPassedOverAndReported) {
   for (const char* name : {"a", "b", "c"}) {
     fs::create_directory(this->root / name);
-    this->Touch(this->root / name / "f");
+    this->folder.Put(std::string(name) + "/f", "");
   }
   DirectoryWalker walker;
   ASSERT_EQ(walker.open(this->root.c_str()), 0u);

@@ -6,6 +6,7 @@
 
 #include "corelib/containers/condition_holder.h"
 #include "corelib/containers/diagnostic.h"
+#include "corelib/containers/mapped_store.h"
 #include "corelib/containers/named_semaphore.h"
 #include "corelib/text/types.h"
 #include "tests/child.h"
@@ -63,8 +64,9 @@ TEST(NamedSemaphoreTest, CloseUnlinksTheLabelAndNotTheName) {
 TEST(NamedSemaphoreTest, ProcessesThatWaitOnItCountTogether) {
   constexpr int kRounds = 1000;
   const Made made(1);
-  const zenta::TempFolder folder;
-  const int file = open(folder.Put("count", std::string(4, '\0')).c_str(), O_RDWR);
+  MappedStore shared;
+  ASSERT_EQ(shared.open(zenta::TempFolder().At("count").c_str(), sizeof kRounds, 0), 0u);
+  auto* const number = reinterpret_cast<volatile int*>(shared.data());
   const auto count = [&] {
     struct sigaction ignore = {};
     ignore.sa_handler = [](int) {};
@@ -72,22 +74,19 @@ TEST(NamedSemaphoreTest, ProcessesThatWaitOnItCountTogether) {
     const itimerval often{{0, 300}, {0, 300}};
     setitimer(ITIMER_REAL, &often, nullptr);
     NamedSemaphore semaphore;
-    int number = static_cast<int>(semaphore.open(made.name.c_str()));
-    for (int i = 0; i < kRounds && number >= 0; ++i) {
+    if (semaphore.open(made.name.c_str()) != 0) return 1;
+    for (int i = 0; i < kRounds; ++i) {
       semaphore.wait();
-      if (pread(file, &number, sizeof number, 0) != sizeof number) return 1;
+      const int seen = *number;
       usleep(i % 32 == 0 ? 1000 : 0);
-      if (pwrite(file, &++number, sizeof number, 0) != sizeof number) return 1;
+      *number = seen + 1;
       semaphore.post(1);
     }
     return 0;
   };
   zenta::Child one(count), other(count);
   EXPECT_EQ(one.Wait() + other.Wait(), 0);
-  int number = 0;
-  EXPECT_EQ(pread(file, &number, sizeof number, 0), ssize_t{sizeof number});
-  EXPECT_EQ(number, 2 * kRounds);
-  close(file);
+  EXPECT_EQ(int{*number}, 2 * kRounds);
 }
 
 TEST(DiagnosticTest, PrintsTheThreadBetweenWaitAndPost) {
@@ -97,12 +96,11 @@ TEST(DiagnosticTest, PrintsTheThreadBetweenWaitAndPost) {
   testing::internal::CaptureStdout();
   std::thread thread(print_thread_id);
   std::this_thread::sleep_for(std::chrono::milliseconds(30));
-  const auto id = (unsigned long long)(thread.native_handle());
+  const auto id = std::to_string((unsigned long long)(thread.native_handle()));
   std::fputs("first ", stdout);
   semaphore.post(1);
   thread.join();
-  const std::string said = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(said, "first ThreadID: " + std::to_string(id) + "\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "first ThreadID: " + id + "\n");
   EXPECT_EQ(Drain(semaphore), 1);
 }
 
