@@ -1,12 +1,8 @@
-// A Mac in a folder of the test program's own: its files and the user defaults are real, the rest
-// of it is the shims'.
+// A Mac in a folder: its files are real, the rest of it is the shims'.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -14,51 +10,42 @@
 #include "installer/update.h"
 #include "tests/apple_shims/shim_mac.h"
 #include "tests/datahelpers/signing_key.h"
+#include "tests/installer/machine_fixture.h"
 
 namespace zenta {
-
-// The folder; main makes it.
-inline std::string& MacFolder() {
-  static std::string path;
-  return path;
-}
 
 using Lines = std::vector<std::string>;
 
 // What a call leaves on standard error; of the lines that NSLog wrote, the text behind "log ".
 Lines Told(void (*call)());
 
-class MacTest : public testing::Test {
+// These lines, and those of a source's activation.
+inline Lines WithActivation(Lines lines, const std::string& source, const std::string& status) {
+  lines.insert(lines.end(), {"log will disableResult input " + source, "disable " + source,
+                             "log disableResult input: " + status,
+                             "log will enable input " + source, "enable " + source,
+                             "log did enable input: " + status, "log will select input " + source,
+                             "select " + source, "log did select input: " + status});
+  return lines;
+}
+
+class MacTest : public MachineTest {
  protected:
   // A signed package waits; of the sources, #2 and #4 are the first that fit.
   MacTest() {
     const std::string own = "com.zenta.inputmethod.ZentaIM", mode = "com.zenta.inputmethod.pinyin";
     TheShimMac() = {};
-    TheShimMac().folder = MacFolder();
+    TheShimMac().folder = root_;
     TheShimMac().sources = {{}, {own, "x"}, {own, {}}, {own, {}}, {"x", mode}, {own, mode}};
-    std::filesystem::create_directories(At("/Library/Caches"));
     PutPackage();
     const std::string digest = ZTDHClass::calcMD5FromFile(At(kPackage)).value();
-    Put("/Library/Caches/inputPkg.txt",
-        SignDigest(digest, BuiltInSigningConfig(), TestSigner()).value());
+    Put(kDigestFile, SignDigest(digest, BuiltInSigningConfig(), TestSigner()).value());
   }
-  ~MacTest() override { std::filesystem::remove_all(At("/Library")); }
 
   static constexpr char kPackage[] = "/Library/Caches/update.pkg";
+  static constexpr char kDigestFile[] = "/Library/Caches/inputPkg.txt";
 
-  [[nodiscard]] static std::string At(const std::string& path) { return MacFolder() + path; }
-  [[nodiscard]] static bool IsThere(const std::string& path) {
-    return std::filesystem::exists(std::filesystem::symlink_status(At(path)));
-  }
-  static void Put(const std::string& path, const std::string& contents) {
-    std::ofstream(At(path), std::ios::binary) << contents;
-  }
-  static void PutPackage() { Put(kPackage, std::string(10000, 'p')); }
-  [[nodiscard]] static std::string Contents(const std::string& path) {
-    std::ifstream file(At(path), std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
+  void PutPackage() const { Put(kPackage, std::string(10000, 'p')); }
   // One run of the program.
   static Lines Update() {
     return Told([] { WithSystemPlatform(RunUpdate); });

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <algorithm>
-
 #include "tests/installer/macos/mac_test.h"
 
 namespace zenta {
@@ -16,6 +14,7 @@ std::string Posted(const std::string& name) {
 }
 const std::string kRun = Posted("ZentaIMupdate_Run_Notification");
 const std::string kFail = Posted("ZentaIMupdate_Fail_Notification");
+const char kRegistration[] = "register file:///Library/Input%20Methods/ZentaIM.app";
 
 // Uses the platform as the program does.
 template <class Use>
@@ -27,21 +26,15 @@ void OnThePlatform(Use use) {
 
 class MacPlatformTest : public MacTest {
  protected:
-  static std::string Script() {
-    return "run do shell script \"'/usr/sbin/installer' -pkg " + At(kPackage) +
-           " -target /\" with administrator privileges";
-  }
+  const std::string script_ = "run do shell script \"'/usr/sbin/installer' -pkg " + At(kPackage) +
+                              " -target /\" with administrator privileges";
 };
 
 TEST_F(MacPlatformTest, SignedPackageIsInstalledActivatedAndRemoved) {
-  EXPECT_EQ(Update(),
-            (Lines{kRun, Script(), "log will register input",
-                   "register file:///Library/Input%20Methods/ZentaIM.app", "list (null), all 1",
-                   "log will activate zenta input #2", "enable #2", "log did enable input: 0",
-                   "list (null), all 1", "log will disableResult input #4", "disable #4",
-                   "log disableResult input: 0", "log will enable input #4", "enable #4",
-                   "log did enable input: 0", "log will select input #4", "select #4",
-                   "log did select input: 0"}));
+  EXPECT_EQ(Update(), WithActivation({kRun, script_, "log will register input", kRegistration,
+                                      "list (null), all 1", "log will activate zenta input #2",
+                                      "enable #2", "log did enable input: 0", "list (null), all 1"},
+                                     "#4", "0"));
   EXPECT_FALSE(IsThere(kPackage));
   EXPECT_EQ(Update(), Lines{kRun});
 }
@@ -49,45 +42,43 @@ TEST_F(MacPlatformTest, SignedPackageIsInstalledActivatedAndRemoved) {
 TEST_F(MacPlatformTest, MissingSourcesAndRefusalsAreOnlyLogged) {
   TheShimMac().status = -1;
   TheShimMac().sources.resize(3);
-  EXPECT_EQ(Update(), (Lines{kRun, Script(), "log will register input",
-                             "register file:///Library/Input%20Methods/ZentaIM.app",
+  EXPECT_EQ(Update(), (Lines{kRun, script_, "log will register input", kRegistration,
                              "list (null), all 1", "log will activate zenta input #2", "enable #2",
                              "log did enable input: -1", "list (null), all 1"}));
   TheShimMac().has_source_list = TheShimMac().makes_urls = false;
   PutPackage();
-  EXPECT_EQ(Update(), (Lines{kRun, Script(), "log will register input", "list (null), all 1",
+  EXPECT_EQ(Update(), (Lines{kRun, script_, "log will register input", "list (null), all 1",
                              "log will activate zenta input (null)", "enable (null)",
                              "log did enable input: -50", "list (null), all 1"}));
 }
 
 TEST_F(MacPlatformTest, FailuresAreCountedInTheDefaultsFile) {
-  const std::string file = "/Defaults/macos_platform_test.plist", key = "install_fail_num";
+  const std::string file =
+      std::string(std::getenv("ZENTA_TEST_DEFAULTS")) + "/macos_platform_test.plist";
   TheShimMac().script_succeeds = false;
   for (const bool raises : {false, true}) {
     TheShimMac().script_raises = raises;
-    for (const char* count : {"1", "2"}) {
+    for (const std::string count : {"1", "2"}) {
       PutPackage();
-      EXPECT_EQ(Update(), (Lines{kRun, Script()}));
+      EXPECT_EQ(Update(), (Lines{kRun, script_}));
       EXPECT_FALSE(IsThere(kPackage));
-      EXPECT_THAT(Contents(file), testing::ContainsRegex(key + "[^0-9]+" + count + "[^0-9]"));
+      EXPECT_THAT(folder_.Get(file),
+                  testing::ContainsRegex("install_fail_num[^0-9]+" + count + "[^0-9]"));
     }
     PutPackage();
-    EXPECT_EQ(Update(), (Lines{kRun, Script(), kFail}));
-    EXPECT_THAT(Contents(file), testing::Not(testing::HasSubstr(key)));
+    EXPECT_EQ(Update(), (Lines{kRun, script_, kFail}));
+    EXPECT_THAT(folder_.Get(file), testing::Not(testing::HasSubstr("install_fail_num")));
   }
 }
 
 TEST_F(MacPlatformTest, ScriptOutcomeIsWhatTheRunnerSays) {
-  const ScriptOutcome outcomes[] = {
-      {.succeeded = true, .result = "a\rb"},
-      {.succeeded = true},
-      {},
-      {.error_number = -128},
-      {.error_message = "\xE4\xB8\xAD"},
-      {.error_number = 1, .error_message = "no room"},
-  };
-  for (const ScriptOutcome& outcome : outcomes) {
-    ShimMac& mac = TheShimMac();
+  ShimMac& mac = TheShimMac();
+  for (const ScriptOutcome& outcome : {ScriptOutcome{.succeeded = true, .result = "a\rb"},
+                                       {.succeeded = true},
+                                       {},
+                                       {.error_number = -128},
+                                       {.error_message = "\xE4\xB8\xAD"},
+                                       {.error_number = 1, .error_message = "no room"}}) {
     mac.script_succeeds = outcome.succeeded;
     mac.script_result = outcome.result;
     mac.error_number = outcome.error_number;
@@ -106,38 +97,33 @@ TEST_F(MacPlatformTest, ScriptOutcomeIsWhatTheRunnerSays) {
 }
 
 TEST_F(MacPlatformTest, OnlyRegularFilesAreOpenedAndNoFolderIsRemoved) {
-  const auto is_open = [](const std::string& path) {
-    return std::any_of(fs::directory_iterator("/proc/self/fd"), {}, [&](const auto& descriptor) {
-      std::error_code gone;  // the iterator's own
-      return fs::read_symlink(descriptor, gone) == path;
-    });
+  const auto descriptors = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), {});
   };
-  fs::create_directory(At("/Library/folder"));
-  Put("/Library/folder/file", "ok");
-  ASSERT_EQ(mkfifo(At("/Library/pipe").c_str(), 0600), 0);
-  for (const char* link : {"/nowhere", "/folder", "/folder/file"}) {
-    fs::create_symlink(At("/Library") + link,
-                       At("/Library/to ") + fs::path(link).filename().string());
-  }
+  Put("/folder/file", "ok");
+  ASSERT_EQ(mkfifo(At("/pipe").c_str(), 0600), 0);
+  fs::create_symlink("nowhere", At("/to nowhere"));
+  fs::create_symlink("folder", At("/to folder"));
+  fs::create_symlink("folder/file", At("/to file"));
   struct Row {
     const char* path;
     bool exists, opens, can_be_removed;
   };
-  const Row rows[] = {
-      {"/Library/missing", false, false, true},  {"/Library/to nowhere", false, false, true},
-      {"/Library/to folder", true, false, true}, {"/Library/to file", true, true, true},
-      {"/Library/pipe", true, false, true},      {"/Library/folder", true, false, false},
-      {"/Library/folder/file", true, true, true}};
+  const Row rows[] = {{"/missing", false, false, true},  {"/to nowhere", false, false, true},
+                      {"/to folder", true, false, true}, {"/to file", true, true, true},
+                      {"/pipe", true, false, true},      {"/folder", true, false, false},
+                      {"/folder/file", true, true, true}};
   OnThePlatform([&](Platform& platform) {
     Files& files = *platform.files;
+    const auto before = descriptors();
     for (const Row& row : rows) {
       SCOPED_TRACE(row.path);
       EXPECT_EQ(files.Exists(At(row.path)), row.exists);
       auto file = files.OpenForReading(At(row.path));
-      EXPECT_EQ(is_open(At("/Library/folder/file")), row.opens);
+      EXPECT_EQ(descriptors(), before + row.opens);
       EXPECT_EQ(file ? ReadAll(*file) : Data(), row.opens ? Data({'o', 'k'}) : Data());
       file.reset();
-      EXPECT_FALSE(is_open(At("/Library/folder/file")));
+      EXPECT_EQ(descriptors(), before);
       files.Remove(At(row.path));
       EXPECT_EQ(IsThere(row.path), !row.can_be_removed);
     }

@@ -1,41 +1,31 @@
 // Foundation reads where it keeps the user defaults before main does anything, so the program
 // starts itself a second time, with that told.
-#include <unistd.h>
-
-#include <cstdlib>
-#include <regex>
+#include <cctype>
 #include <sstream>
 
+#include "tests/child.h"
 #include "tests/installer/macos/mac_test.h"
 
 zenta::Lines zenta::Told(void (*call)()) {
-  static const std::regex prefix(
-      R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} macos_platform_test\[\d+:\d+\] )");
   testing::internal::CaptureStderr();
   call();
   std::istringstream told(testing::internal::GetCapturedStderr());
   Lines lines;
-  for (std::string line; std::getline(told, line);) {
-    EXPECT_EQ(line.find("without pool"), std::string::npos) << line;
-    lines.push_back(std::regex_replace(line, prefix, "log "));
+  for (std::string line; std::getline(told, line); lines.push_back(line)) {
+    EXPECT_EQ(line.find("without pool"), line.npos) << line;
+    if (std::isdigit(line[0]) != 0) line.replace(0, line.find("] ") + 1, "log");  // time, process
   }
   return lines;
 }
 
 int main(int argc, char** argv) {
-  namespace fs = std::filesystem;
-  const char* settings = std::getenv("GNUSTEP_CONFIG_FILE");
-  if (settings == nullptr || fs::path(settings).filename() != "mac.conf") {
-    std::string folder = fs::canonical(fs::temp_directory_path()) / "mac-XXXXXX";
-    if (::mkdtemp(folder.data()) == nullptr) return 1;
-    std::ofstream(folder + "/mac.conf") << "GNUSTEP_USER_DEFAULTS_DIR=" << folder << "/Defaults\n";
-    ::setenv("GNUSTEP_CONFIG_FILE", (folder + "/mac.conf").c_str(), 1);
-    ::execv("/proc/self/exe", argv);
-    return 1;
+  if (std::getenv("ZENTA_TEST_DEFAULTS") == nullptr) {
+    const zenta::TempFolder folder;
+    const std::string settings = "GNUSTEP_USER_DEFAULTS_DIR=" + folder.At("Defaults") + "\n";
+    setenv("GNUSTEP_CONFIG_FILE", folder.Put("mac.conf", settings).c_str(), 1);
+    setenv("ZENTA_TEST_DEFAULTS", folder.At("Defaults").c_str(), 1);
+    return zenta::Child([argv] { return execv("/proc/self/exe", argv); }).Wait();
   }
-  zenta::MacFolder() = fs::path(settings).parent_path();
   testing::InitGoogleTest(&argc, argv);
-  const int result = RUN_ALL_TESTS();
-  fs::remove_all(zenta::MacFolder());
-  return result;
+  return RUN_ALL_TESTS();
 }
