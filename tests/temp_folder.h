@@ -25,8 +25,9 @@ class TempFolder {
     std::ifstream file(path_ / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  // Returns the file's path.
+  // Makes the folders above the file, too. Returns the file's path.
   std::string Put(const std::string& name, const std::string& contents) const {
+    std::filesystem::create_directories((path_ / name).parent_path());
     std::ofstream(path_ / name, std::ios::binary) << contents;
     return At(name);
   }

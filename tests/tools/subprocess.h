@@ -7,7 +7,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 #include <string>
 #include <utility>
@@ -29,10 +28,9 @@ struct RunOptions {
 
 inline std::string ReadToEnd(int descriptor) {
   std::string text;
-  std::array<char, 4096> part;
-  for (ssize_t count; (count = read(descriptor, part.data(), part.size())) > 0;) {
-    text.append(part.data(), static_cast<std::size_t>(count));
-  }
+  char part[4096];
+  for (ssize_t count; (count = read(descriptor, part, sizeof part)) > 0;)
+    text.append(part, static_cast<std::size_t>(count));
   close(descriptor);
   return text;
 }

@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <map>
 #include <set>
 #include <string>
@@ -14,6 +12,7 @@
 
 #include "datahelpers/alphabet_codec.h"
 #include "datahelpers/signing_config.h"
+#include "tests/temp_folder.h"
 #include "tests/tools/flat_package_reader.h"
 #include "tests/tools/subprocess.h"
 #include "tools/signing/signer.h"
@@ -26,32 +25,14 @@ using testing::AllOf;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
-std::string Contents(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
-void Put(const fs::path& path, const std::string& contents) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << contents;
-}
-
 std::set<std::string> Names(const fs::path& folder) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename());
   return names;
 }
 
-// A folder of its own for each test.
-class ZentactlTest : public testing::Test {
+class ZentactlTest : public testing::Test, protected TempFolder {
  protected:
-  ZentactlTest() {
-    std::string name = (fs::temp_directory_path() / "zentactl-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~ZentactlTest() override { fs::remove_all(folder_); }
-
-  [[nodiscard]] std::string At(const std::string& name) const { return (folder_ / name).string(); }
   static Finished Do(std::vector<std::string> arguments, const RunOptions& options = {}) {
     arguments.insert(arguments.begin(), ZENTACTL);
     return RunProgram(std::move(arguments), options);
@@ -80,8 +61,6 @@ class ZentactlTest : public testing::Test {
         {"sign", package, "--key", At("keys/private-key.pem"), "--config", At("keys/signing.conf")},
         options);
   }
-
-  fs::path folder_;
 };
 
 TEST_F(ZentactlTest, KeygenMakesASecretKeyAndTheConfigurationThatTrustsIt) {
@@ -104,10 +83,10 @@ TEST_F(ZentactlTest, KeygenOverwritesNothingAndLeavesNoHalfPair) {
   for (const char* const present : {"private-key.pem", "signing.conf"}) {
     SCOPED_TRACE(present);
     const std::string keys = std::string("keys-") + present;
-    Put(At(keys + "/" + present), "mine");
+    Put(keys + "/" + present, "mine");
     EXPECT_THAT(Error({"keygen", "--out", At(keys)}), HasSubstr("File exists"));
     EXPECT_EQ(Names(At(keys)), std::set<std::string>{present});
-    EXPECT_EQ(Contents(At(keys + "/" + present)), "mine");
+    EXPECT_EQ(Get(keys + "/" + present), "mine");
   }
   // The configuration has some 500 bytes, the key more: the disk is full before the key is whole.
   Error({"keygen", "--out", At("full")}, {.max_file_bytes = 700});
@@ -119,8 +98,8 @@ TEST_F(ZentactlTest, WhatSignWritesVerifies) {
   for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 300000u}) {
     SCOPED_TRACE(size);
     const std::string name = "p" + std::to_string(size);
-    Put(At(name + "/update.pkg"), std::string(size, 'x'));
-    Put(At(name + "/inputPkg.txt"), "an old one");
+    Put(name + "/update.pkg", std::string(size, 'x'));
+    Put(name + "/inputPkg.txt", "an old one");
     const Finished sign = Sign(At(name + "/update.pkg"));
     EXPECT_EQ(sign.status, 0) << sign.err;
     EXPECT_THAT(Names(At(name)), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
@@ -132,49 +111,44 @@ TEST_F(ZentactlTest, WhatSignWritesVerifies) {
 
 TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
   Out({"keygen", "--out", At("keys")});
-  Put(At("p/update.pkg"), "package");
-  Put(At("p/inputPkg.txt"), "old");
-  Put(At("rubbish.pem"), "rubbish");
+  Put("p/update.pkg", "package");
+  Put("p/inputPkg.txt", "old");
+  Put("rubbish.pem", "rubbish");
   const std::string key = At("keys/private-key.pem");
+  const std::string package = At("p/update.pkg"), config = At("keys/signing.conf");
   const struct {
     std::vector<std::string> arguments;
     std::string error;
   } rows[] = {
-      {{At("p/update.pkg"), "--key", key}, "the key does not belong to the configuration"},
-      {{At("p/update.pkg"), "--key", At("rubbish.pem")}, "not an unencrypted private key"},
-      {{At("p/update.pkg"), "--key", At("none.pem")}, "none.pem: No such file"},
-      {{At("p/update.pkg"), "--key", key, "--config", At("rubbish.pem")}, "rubbish.pem"},
-      {{At("p/none.pkg"), "--key", key, "--config", At("keys/signing.conf")}, "No such file"},
-      {{At("p/update.pkg"), "--key", key, "--config", At("keys/signing.conf"), "--out",
-        At("p/update.pkg")},
-       "is an input"},
-      {{At("p/update.pkg"), "--key", key, "--config", At("keys/signing.conf"), "--out",
-        "/dev/null"},
+      {{package, "--key", key}, "the key does not belong to the configuration"},
+      {{package, "--key", At("rubbish.pem")}, "not an unencrypted private key"},
+      {{package, "--key", At("none.pem")}, "none.pem: No such file"},
+      {{package, "--key", key, "--config", At("rubbish.pem")}, "rubbish.pem"},
+      {{package, "--key", key, "--config", config, "--out", package}, "is an input"},
+      {{package, "--key", key, "--config", config, "--out", "/dev/null"},
        "/dev/null is not a regular file"},
-      {{At("p"), "--key", key, "--config", At("keys/signing.conf")}, "not a regular file"},
+      {{At("p/none.pkg"), "--key", key, "--config", config}, "No such file"},
+      {{At("p"), "--key", key, "--config", config}, "not a regular file"},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.error);
-    std::vector<std::string> arguments = row.arguments;
+  for (auto [arguments, error] : rows) {
     arguments.insert(arguments.begin(), "sign");
-    EXPECT_THAT(Error(arguments), HasSubstr(row.error));
+    EXPECT_THAT(Error(arguments), HasSubstr(error));
   }
   const Finished full_disk = Sign(At("p/update.pkg"), {.max_file_bytes = 100});
   EXPECT_EQ(full_disk.status, 1);
   EXPECT_THAT(full_disk.err, HasSubstr("cannot write"));
   EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
-  EXPECT_EQ(Contents(At("p/inputPkg.txt")), "old");
-  EXPECT_EQ(Contents(At("p/update.pkg")), "package");
+  EXPECT_EQ(Get("p/inputPkg.txt"), "old");
+  EXPECT_EQ(Get("p/update.pkg"), "package");
 }
 
 TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
   Out({"keygen", "--out", At("keys")});
-  Put(At("p/update.pkg"), "package");
+  Put("p/update.pkg", "package");
   ASSERT_EQ(Sign(At("p/update.pkg")).status, 0);
-  const std::string good = Contents(At("p/inputPkg.txt"));
+  const std::string good = Get("p/inputPkg.txt");
   const SigningConfig config = Config("keys");
   const AlphabetCodec codec(config.alphabet, config.value);
-  const Bytes ff(128, 0xFF), one(128, 1);
   const std::string altered = good.substr(0, 20) + (good[20] == 'a' ? "b" : "a") + good.substr(21);
   const std::pair<std::string, std::string> rows[] = {
       {"", "empty"},
@@ -184,8 +158,8 @@ TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
       {good.substr(0, 120), "too short: it decodes to 90 bytes, a signature has 128"},
       {good.substr(0, 121), "does not decode"},
       {codec.Encode(Bytes(129, 1)), "too long: it decodes to 129 bytes"},
-      {codec.Encode(ff), "above the key's modulus"},
-      {codec.Encode(one), "wrong padding"},
+      {codec.Encode(Bytes(128, 0xFF)), "above the key's modulus"},
+      {codec.Encode(Bytes(128, 1)), "wrong padding"},
       {altered, "altered"},
       {std::string(70000, 'a'), "it has over 65536 bytes"},
   };
@@ -193,46 +167,43 @@ TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
     return Do({"verify", At(package), At(digest_file), "--config", At("keys/signing.conf")});
   };
   for (const auto& [text, error] : rows) {
-    SCOPED_TRACE(error);
-    Put(At("p/bad.txt"), text);
+    Put("p/bad.txt", text);
     const Finished done = verify("p/update.pkg", "p/bad.txt");
-    EXPECT_EQ(done.status, 1);
+    EXPECT_EQ(done.status, 1) << error;
     EXPECT_THAT(done.err, HasSubstr(error));
   }
   EXPECT_THAT(verify("p/none.pkg", "p/inputPkg.txt").err, HasSubstr("none.pkg: No such file"));
   EXPECT_THAT(verify("p/update.pkg", "p/none.txt").err, HasSubstr("none.txt: No such file"));
-  Put(At("p/update.pkg"), "Package");
+  Put("p/update.pkg", "Package");
   EXPECT_THAT(
       verify("p/update.pkg", "p/inputPkg.txt").err,  // md5sum of the two texts
       AllOf(HasSubstr("signed:  efe90a8e604a7c840e88d03a67f6b7d8"), HasSubstr("package: ")));
 }
 
 TEST_F(ZentactlTest, PackKeepsTheTree) {
-  const fs::path app = folder_ / "ZentaIM.app";
+  const fs::path folder = At(""), app = folder / "ZentaIM.app";
   fs::copy(ZENTA_EXAMPLE_APP, app, fs::copy_options::recursive);
-  Put(app / "Contents/Resources/empty.txt", "");
-  Put(app / "Contents/Resources/词库.txt", std::string(300000, '\x7f'));
+  Put("ZentaIM.app/Contents/Resources/empty.txt", "");
+  Put("ZentaIM.app/Contents/Resources/词库.txt", std::string(300000, '\x7f'));
   fs::create_directory(app / "Contents/Frameworks");
   fs::create_symlink("../Resources/phrases.txt", app / "Contents/Frameworks/link");
   fs::permissions(app / "Contents/Resources/empty.txt", fs::perms::owner_read);
-  Put(At("out.pkg"), "old");
-  Out({"pack", app.string() + "/", "--out", At("out.pkg")},
-      {.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}});
-  Out({"pack", app.string(), "--out", At("later.pkg")},
-      {.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}});
+  Put("out.pkg", "old");
+  const RunOptions dated{.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}};
+  Out({"pack", app.string() + "/", "--out", At("out.pkg")}, dated);
+  Out({"pack", app.string(), "--out", At("later.pkg")}, dated);
 
-  const auto parts = ReadArchive(Contents(At("out.pkg")));
+  const auto parts = ReadArchive(Get("out.pkg"));
   ASSERT_THAT(EntryNames(parts), testing::ElementsAre("Bom", "PackageInfo", "Payload"));
-  const auto later = ReadArchive(Contents(At("later.pkg")));
-  EXPECT_EQ(parts[1].contents, later[1].contents);
-  EXPECT_EQ(parts[2].contents, later[2].contents);
+  const auto later = ReadArchive(Get("later.pkg"));
+  for (const std::size_t part : {1u, 2u}) EXPECT_EQ(parts[part].contents, later[part].contents);
 
   std::map<std::string, ReadEntry> payload;
   for (const ReadEntry& entry : ReadArchive(parts[2].contents)) payload[entry.name] = entry;
   EXPECT_EQ(payload.erase("."), 1u);
   std::size_t found = 0;
-  for (const auto& child : fs::recursive_directory_iterator(folder_)) {
-    const std::string name = "./" + child.path().lexically_relative(folder_).string();
+  for (const auto& child : fs::recursive_directory_iterator(folder)) {
+    const std::string name = "./" + child.path().lexically_relative(folder).string();
     if (!name.starts_with("./ZentaIM.app")) continue;
     SCOPED_TRACE(name);
     const ReadEntry& entry = payload[name];
@@ -244,7 +215,7 @@ TEST_F(ZentactlTest, PackKeepsTheTree) {
     if (child.is_symlink()) {
       EXPECT_EQ(entry.link_target, fs::read_symlink(child.path()));
     } else if (child.is_regular_file()) {
-      EXPECT_TRUE(entry.contents == Contents(child.path()));
+      EXPECT_TRUE(entry.contents == Get(child.path()));
     }
     ++found;
   }
@@ -258,19 +229,19 @@ TEST_F(ZentactlTest, PackKeepsTheTree) {
 TEST_F(ZentactlTest, PackTakesValuesFromTheCommandLineAndEscapesThem) {
   Out({"pack", ZENTA_EXAMPLE_APP, "--out", At("out.pkg"), "--identifier", "a&b", "--version",
        "<\"2\">", "--install-location", "/Applications"});
-  EXPECT_THAT(ReadArchive(Contents(At("out.pkg")))[1].contents,
+  EXPECT_THAT(ReadArchive(Get("out.pkg"))[1].contents,
               AllOf(HasSubstr("identifier=\"a&amp;b\" version=\"&lt;&quot;2&quot;&gt;\""),
                     HasSubstr("install-location=\"/Applications\"")));
 }
 
 TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
   const std::string info = "Contents/Info.plist";
-  Put(At("Broken.app/" + info), "<plist><dict>");
-  Put(At("List.app/" + info), "<plist version=\"1.0\"><array/></plist>");
-  Put(At("Bare.app/" + info), "<plist version=\"1.0\"><dict/></plist>");
+  Put("Broken.app/" + info, "<plist><dict>");
+  Put("List.app/" + info, "<plist version=\"1.0\"><array/></plist>");
+  Put("Bare.app/" + info, "<plist version=\"1.0\"><dict/></plist>");
   fs::copy(ZENTA_EXAMPLE_APP, At("Pipe.app"), fs::copy_options::recursive);
   ASSERT_EQ(mkfifo(At("Pipe.app/Contents/pipe").c_str(), 0600), 0);
-  Put(At("out/old.pkg"), "old");
+  Put("out/old.pkg", "old");
   const struct {
     std::string bundle;
     std::vector<std::string> options;
@@ -291,12 +262,11 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
       {ZENTA_EXAMPLE_APP, {}, "cannot write", {.max_file_bytes = 1000}},
   };
   for (const auto& row : rows) {
-    SCOPED_TRACE(row.error);
     std::vector<std::string> arguments{"pack", row.bundle, "--out", At("out/old.pkg")};
     arguments.insert(arguments.end(), row.options.begin(), row.options.end());
     EXPECT_THAT(Error(arguments, row.run), HasSubstr(row.error));
     EXPECT_EQ(Names(At("out")), std::set<std::string>{"old.pkg"});
-    EXPECT_EQ(Contents(At("out/old.pkg")), "old");
+    EXPECT_EQ(Get("out/old.pkg"), "old");
   }
 }
 
@@ -315,10 +285,9 @@ TEST_F(ZentactlTest, SaysByItsStatusWhetherItWasMisusedOrFailed) {
       {{"--version"}, 0},
       {{"pack", ZENTA_EXAMPLE_APP, "--out", At("a.pkg")}, 1, {.out = "/dev/full"}},
   };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.arguments.empty() ? "" : row.arguments.front());
-    EXPECT_EQ(Do(row.arguments, row.run).status, row.status);
-  }
+  for (const auto& row : rows)
+    EXPECT_EQ(Do(row.arguments, row.run).status, row.status)
+        << testing::PrintToString(row.arguments);
 }
 
 }  // namespace

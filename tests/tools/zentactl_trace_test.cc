@@ -6,12 +6,12 @@
 #include <libxml/xpathInternals.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tests/temp_folder.h"
 #include "tests/tools/subprocess.h"
 
 namespace zenta {
@@ -24,13 +24,11 @@ using testing::HasSubstr;
 // Asks the drawing in a file, which has to be well-formed XML: the text of an XPath expression's
 // result, a count, an attribute or a text.
 std::string Ask(const std::string& path, const std::string& expression) {
-  const auto xml = [](const std::string& text) {
-    return reinterpret_cast<const xmlChar*>(text.c_str());
-  };
   xmlDoc* const document = xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET);
   xmlXPathContext* const context = xmlXPathNewContext(document);
-  xmlXPathRegisterNs(context, xml("s"), xml("http://www.w3.org/2000/svg"));
-  xmlXPathObject* const result = xmlXPathEvalExpression(xml("string(" + expression + ")"), context);
+  xmlXPathRegisterNs(context, BAD_CAST "s", BAD_CAST "http://www.w3.org/2000/svg");
+  xmlXPathObject* const result =
+      xmlXPathEvalExpression(BAD_CAST("string(" + expression + ")").c_str(), context);
   const std::string text =
       result == nullptr ? "not well-formed" : reinterpret_cast<const char*>(result->stringval);
   xmlXPathFreeObject(result);
@@ -39,39 +37,25 @@ std::string Ask(const std::string& path, const std::string& expression) {
   return text;
 }
 
-class ZentactlTraceTest : public testing::Test {
+class ZentactlTraceTest : public testing::Test, protected TempFolder {
  protected:
-  ZentactlTraceTest() {
-    std::string name = (fs::temp_directory_path() / "zentactl-trace-test-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-  }
-  ~ZentactlTraceTest() override { fs::remove_all(folder_); }
-
-  [[nodiscard]] std::string At(const std::string& name) const { return (folder_ / name).string(); }
-  [[nodiscard]] std::string Put(const std::string& name, const std::string& contents) const {
-    std::ofstream(At(name), std::ios::binary) << contents;
-    return At(name);
-  }
   static Finished Do(std::vector<std::string> arguments, const RunOptions& options = {}) {
     arguments.insert(arguments.begin(), {ZENTACTL, "trace"});
     return RunProgram(std::move(arguments), options);
   }
-
-  fs::path folder_;
 };
 
 TEST_F(ZentactlTraceTest, TellsAndDrawsTheExample) {
   const Finished done = Do({ZENTA_EXAMPLE_TRACE, "--svg", At("out.svg")});
   EXPECT_EQ(done.status, 0) << done.err;
-  EXPECT_THAT(
-      done.out,
-      HasSubstr("(7 lines)\n"
-                "records    7: 1 switchPad, 1 setLayout, 5 inputSelection, 0 of other types\n"
-                "pads       PY26\n"
-                "keys       34 in 1 layout\n"
-                "touches    47 in 5 inputs\n"
-                "times      47, from 51205660 to 51217945 ms: 12.29 s\n"
-                "bad lines  0\n"));
+  EXPECT_THAT(done.out, HasSubstr(R"((7 lines)
+records    7: 1 switchPad, 1 setLayout, 5 inputSelection, 0 of other types
+pads       PY26
+keys       34 in 1 layout
+touches    47 in 5 inputs
+times      47, from 51205660 to 51217945 ms: 12.29 s
+bad lines  0
+)"));
   const std::pair<const char*, const char*> rows[] = {
       {"count(//s:rect[@class='key'])", "34"},
       {"count(//s:svg/s:svg//s:circle)", "47"},
@@ -102,9 +86,10 @@ TEST_F(ZentactlTraceTest, TouchesBelongToTheLayoutBeforeThem) {
 {"type":"switchPad","pad_name":"PY9"}
 {"type":"inputSelection","point":[[5,5]]})");
   EXPECT_EQ(Do({trace, "--svg", At("out.svg")}).status, 0);
-  for (const auto& [pad, touches] : {std::pair("1", "1"), {"2", "4"}, {"3", "2"}, {"4", "0"}}) {
-    const std::string circles = "count(//s:svg/s:svg[" + std::string(pad) + "]//s:circle)";
-    EXPECT_EQ(Ask(At("out.svg"), circles), touches) << pad;
+  const char* const touches[] = {"1", "4", "2", "0"};
+  for (int i = 0; i < 4; ++i) {
+    const std::string circles = "count(//s:svg/s:svg[" + std::to_string(i + 1) + "]//s:circle)";
+    EXPECT_EQ(Ask(At("out.svg"), circles), touches[i]);
   }
   EXPECT_EQ(Ask(At("out.svg"), "count(//s:text[contains(., ', 1 of them outside')])"), "2");
 }
@@ -119,15 +104,14 @@ TEST_F(ZentactlTraceTest, BoundsAndEscapesWhatIsNotMeantToBeDrawn) {
   std::string points = "[1,1]";
   for (int k = 0; k < 100; ++k) points += ",[32767,-32768]";
   for (int i = 0; i < 300; ++i) {
-    text += R"({"type":"setLayout","pad_rect":[0,0,1,)" + std::to_string(i) + "]}\n";
-    text += R"({"type":"inputSelection","expect":"]]>\udc00)" + points + R"(","point":[)" + points +
-            "]}\n";
+    text += R"({"type":"setLayout","pad_rect":[0,0,1,)" + std::to_string(i) + "]}\n" +
+            R"({"type":"inputSelection","expect":"]]>\udc00","point":[)" + points + "]}\n";
   }
   const Finished done = Do({Put("t", text), "--svg", At("out.svg")});
   EXPECT_THAT(done.out, AllOf(HasSubstr("<b>&\"\uFFFD[31m\uFFFD\uFFFD (no known pad)"),
                               HasSubstr("bad lines  2, the first: line 1, byte 1: ")));
-  EXPECT_LT(fs::file_size(At("out.svg")), 2000000u);
   const std::string svg = At("out.svg");
+  EXPECT_LT(fs::file_size(svg), 2000000u);
   EXPECT_EQ(Ask(svg, "count(//s:svg/s:svg)"), "12");
   EXPECT_EQ(Ask(svg, "//s:text[@class='label'][1]"), "&");
   EXPECT_EQ(Ask(svg, "count(//s:text[contains(., '289 layouts more than')])"), "1");
@@ -135,8 +119,7 @@ TEST_F(ZentactlTraceTest, BoundsAndEscapesWhatIsNotMeantToBeDrawn) {
 }
 
 TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
-  const std::string bad = Put("bad", "\n {\"a\":\n"), old = Put("old.svg", "old"),
-                    other = Put("other", R"({"type":"removeWord"})");
+  const std::string old = Put("old.svg", "old"), other = Put("other", R"({"type":"removeWord"})");
   const struct {
     std::vector<std::string> arguments;
     std::string error;
@@ -146,7 +129,7 @@ TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
       {{}, "FILE is required", {}, 2},
       {{At("none")}, "none: No such file"},
       {{Put("empty", "\n\r\n")}, "it is empty"},
-      {{bad}, "line 2, byte 7: the text ends before its value does"},
+      {{Put("bad", "\n {\"a\":\n")}, "line 2, byte 7: the text ends before its value does"},
       {{other, "--svg", old}, "nothing to draw"},
       {{ZENTA_EXAMPLE_TRACE, "--svg", old}, "cannot write", {.max_file_bytes = 1000}},
       {{other, "--svg", other}, "is an input, not replaced"},
@@ -159,7 +142,7 @@ TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
     EXPECT_THAT(done.err, HasSubstr(row.error));
   }
   EXPECT_EQ(fs::file_size(old), 3u);
-  EXPECT_EQ(std::distance(fs::directory_iterator(folder_), {}), 4);  // and nothing half done
+  EXPECT_EQ(std::distance(fs::directory_iterator(At("")), {}), 4);  // and nothing half done
 }
 
 }  // namespace

@@ -3,12 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 
 #include "corelib/containers/chunk.h"
 #include "engine/records/record.h"
 #include "engine/trace/trace_file.h"
-#include "fuzz/io/json_oracle.h"
 #include "tests/reference/record_reference.h"
 
 namespace zenta {
@@ -49,10 +49,8 @@ TEST(TraceRecordTest, WritesTheMembersOfItsKindInOrder) {
       {R"({"need_iec":false,"type":"inputSelection"})", kBareInput + R"(,"need_iec":false})"},
       {R"({"type":"inputSelection","time":[],"point":[],"code":"","del_tail":0,"expect_type":0})",
        kBareInput + "}"},
-      {R"({"type":"setLayout","pad_rect":[-1,0,320,240]})",
-       R"({"type":"setLayout","pad_rect":[-1,0,320,240],"key_array":[]})"},
-      {R"({"key_array":[{"id":113},{"key_rect":[1,2,3,4]}],"type":"setLayout"})",
-       R"({"type":"setLayout","pad_rect":[0,0,0,0],"key_array":[{"key_rect":[0,0,0,0],"id":113},)"
+      {R"({"key_array":[{"id":113},{"key_rect":[1,2,3,4]}],"pad_rect":[-1,0,9,8],"type":"setLayout"})",
+       R"({"type":"setLayout","pad_rect":[-1,0,9,8],"key_array":[{"key_rect":[0,0,0,0],"id":113},)"
        R"({"key_rect":[1,2,3,4],"id":0}]})"},
       {R"({"type":"switchPad"})", R"({"type":"switchPad","pad_name":"","time":0})"},
       // Members before the type, and both meanings of "time".
@@ -69,33 +67,27 @@ TEST(TraceRecordTest, WritesTheMembersOfItsKindInOrder) {
 }
 
 TEST(TraceRecordTest, IgnoresWhatIsNoValueOfAMember) {
-  for (const char* const member :
-       {R"("pad_rect":[1,2,3])", R"("pad_rect":[1,2,3,4,5])", R"("pad_rect":[1,2,3,32768])",
-        R"("pad_rect":[1,2,3,"4"])", R"("pad_rect":[1,2,3,4.0])", R"("pad_rect":[1,2,3,-32769])",
-        R"("pad_rect":{"a":1})", R"("key_array":{})", R"("key_array":[5,"x",[]])",
-        R"("pad_rect":"1234")", R"("KEY_ARRAY":[{}])", R"("":1)"}) {
-    EXPECT_EQ(Rewritten(std::string(R"({"type":"setLayout",)") + member + "}"), kBareLayout);
-  }
-  for (const char* const member :
-       {R"("time":[1,-1])", R"("time":[4294967296])", R"("time":["1"])", R"("time":5)",
-        R"("point":[[1,2],[3]])", R"("point":[[1,2],3])", R"("point":[[1,40000]])",
-        R"("point":[[1,2,3]])", R"("expect":null)", R"("code":[1])", R"("need_iec":1)",
-        R"("del_tail":-1)", R"("del_tail":1e2)", R"("attribute":true)"}) {
-    EXPECT_EQ(Rewritten(std::string(R"({"type":"inputSelection",)") + member + "}"),
-              kBareInput + "}");
+  std::istringstream members(R"(
+      "pad_rect":[1,2,3] "pad_rect":[1,2,3,4,5] "pad_rect":[1,2,3,32768] "pad_rect":[1,2,3,"4"]
+      "pad_rect":[1,2,3,4.0] "pad_rect":[1,2,3,-32769] "pad_rect":{"a":1} "pad_rect":"1234"
+      "key_array":{} "key_array":[5,"x",[]] "KEY_ARRAY":[{}] "":1 "time":[1,-1]
+      "time":[4294967296] "time":["1"] "time":5 "point":[[1,2],[3]] "point":[[1,2],3]
+      "point":[[1,40000]] "point":[[1,2,3]] "expect":null "code":[1] "need_iec":1
+      "del_tail":-1 "del_tail":1e2 "attribute":true)");
+  for (std::string member; members >> member;) {
+    EXPECT_EQ(Rewritten(R"({"type":"setLayout",)" + member + "}"), kBareLayout) << member;
+    EXPECT_EQ(Rewritten(R"({"type":"inputSelection",)" + member + "}"), kBareInput + "}") << member;
   }
 }
 
-TEST(TraceRecordTest, ComesBackAsItWasAndAnotherReaderTakesIt) {
-  reference::RecordFiller any_text(7, false), good_text(8, true);
+TEST(TraceRecordTest, ComesBackAsItWas) {
+  reference::RecordFiller filler(7, false);
   for (unsigned i = 0; i < 2000; ++i) {
-    const bool good = i % 2 == 0;
-    auto record = (good ? good_text : any_text).Make<TraceRecord>();
+    auto record = filler.Make<TraceRecord>();
     record.has_needs_iec = i % 3 == 0;
     record.kind = TraceKind::kOther;
-    if (i / 2 % 4 != 0) record.SetKind(static_cast<TraceKind>(i / 2 % 4));
+    if (i % 4 != 0) record.SetKind(static_cast<TraceKind>(i % 4));
     const std::string line = Written(record);
-
     tstl::Chunk arena, nodes;
     TraceRecord read;
     std::uint32_t position;
@@ -106,10 +98,6 @@ TEST(TraceRecordTest, ComesBackAsItWasAndAnotherReaderTakesIt) {
       if (!field.in_json(record)) return;
       EXPECT_EQ(reference::Difference(field.of(read), field.of(record)), "") << field.kKey;
     });
-    if (!good) continue;
-    const tstl::oracle::Verdict peer = tstl::oracle::AskPeer(line);
-    EXPECT_EQ(peer.kind, tstl::oracle::Verdict::kGood) << line;
-    EXPECT_EQ(peer.form, tstl::oracle::PlainFormOf(tstl::json_parse(line, nodes).root, nodes));
   }
 }
 
