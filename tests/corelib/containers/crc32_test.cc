@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -14,13 +15,11 @@ TEST(Crc32Test, EveryLengthAndEveryWayAgreesWithZlib) {
   for (unsigned n = 0; n < 150; ++n) {
     std::vector<unsigned short> units(n);
     for (auto& unit : units) unit = static_cast<unsigned short>(random());
-    std::vector<unsigned char> bytes{1};  // so that the run is at an odd address
-    for (const unsigned unit : units) {
-      for (const unsigned byte : {unit & 0xFF, unit >> 8})
-        bytes.push_back(static_cast<unsigned char>(byte));
-    }
+    std::vector<unsigned char> bytes(1 + 2 * n);
+    unsigned char* const run = bytes.data() + 1;  // at an odd address
+    const auto* const raw = reinterpret_cast<const unsigned char*>(units.data());
+    std::copy(raw, raw + 2 * n, run);
     for (const unsigned size : {n, 2 * n}) {
-      const unsigned char* const run = bytes.data() + 1;
       const auto want = static_cast<std::uint32_t>(::crc32(0, run, size));
       EXPECT_EQ(crc32(run, size), want);
       EXPECT_EQ(size < 8 ? want : detail::crc32_tables(run, size), want);

@@ -148,19 +148,13 @@ TEST_F(MappedTest, CutFileIsToldMendedAndFatalToTouch) {
 // It also has no standard input: the first file that it opens could get the number 0.
 TEST_F(MappedTest, KilledProcessLosesNothingThatWasSynced) {
   const std::string big(8 * kMiB, 'x');
-  int told[2];
-  ASSERT_EQ(pipe(told), 0);
-  zenta::Child child([&] {
+  const auto write = [&] {
     close(0);
     if (store.open(path.c_str(), big.size(), 0) != 0) return 1;
     big.copy(reinterpret_cast<char*>(store.data()), big.size());
-    const bool synced = store.sync() == 0 && write(told[1], "!", 1) == 1;
-    return synced ? pause() : 1;
-  });
-  close(told[1]);
-  EXPECT_EQ(read(told[0], &told[1], 1), 1);
-  child.Kill();
-  close(told[0]);
+    return store.sync() == 0 ? raise(SIGKILL) : 1;
+  };
+  EXPECT_EQ(zenta::Child(write).Wait(), 128 + SIGKILL);
   EXPECT_EQ(folder.Get("store"), big);
 }
 

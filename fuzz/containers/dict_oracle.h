@@ -1,0 +1,60 @@
+// What holds for a dictionary image of any bytes: looking up and traversing stay inside and end.
+// What a whole image tells is found, and making a table of it, an image of that, and so on, changes
+// nothing any more.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "corelib/containers/buffer_dict.h"
+#include "corelib/containers/buffer_hash.h"
+
+namespace tstl::oracle {
+
+// A key is in a whole image exactly if a traversal, which does not hash, meets it.
+template <class T>
+bool KeyIsFoundRightly(const BufferDict<T>& dict, BufferRef<T> key) {
+  const auto* const node = dict.find(key);
+  if ((node != nullptr) != dict.match(key)) return false;
+  if (node != nullptr && node->key() != key) return false;
+  if (!dict.check()) return true;
+  return (node == nullptr) ==
+         dict.for_each_bk([&](const BufferDictNode<T>& other) { return other.key() != key; });
+}
+
+template <class T>
+bool TableComesBack(const BufferDict<T>& dict) {
+  BufferHash<T> table(64);
+  dict.for_each(
+      [&](const BufferRef<T>& key, std::uint64_t& value) { table[key]->set_value(value); });
+  BufferDict<T> again;
+  if (again.open(table) != 0 || !again.check()) return false;
+  std::uint32_t keys = 0;
+  return again.for_each_bk([&](const BufferRef<T>& key, std::uint64_t& value) {
+    ++keys;
+    return table.find(key)->value() == value;
+  }) && keys == table.itemcnt();
+}
+
+template <class T>
+bool ImageIsSafe(const BufferDict<T>& dict) {
+  const auto& image = dict.ref_internal_data();
+  const bool whole = dict.check();
+  bool good = true;
+  std::size_t records = 0;
+  const bool all = dict.for_each_bk([&](const BufferDictNode<T>& node) {
+    const auto* const start = reinterpret_cast<const unsigned char*>(&node);
+    good = good && image.begin() <= start && start + node.node_size() <= image.end() &&
+           (records >= 64 || KeyIsFoundRightly(dict, node.key()));
+    return ++records <= image.len() / 8;
+  });
+  good = good && records <= image.len() / 8 && (all || !whole);
+  // Keys that are mostly not there: pieces of the image.
+  for (unsigned len = 0; len < 12 && len * sizeof(T) <= image.len(); ++len) {
+    const BufferRef<T> piece(reinterpret_cast<const T*>(image.cstr()), len);
+    good = good && KeyIsFoundRightly(dict, piece);
+  }
+  return good && (!whole || TableComesBack(dict));
+}
+
+}  // namespace tstl::oracle
