@@ -35,6 +35,11 @@ struct FakeMachine {
     if (throws) throw std::runtime_error("this call fails");
     return true;
   }
+  // Counts a call that only asks; the answer, or an empty one if it is to fail.
+  template <class T>
+  T Answer(T answer) {
+    return Fails() ? T() : answer;
+  }
   Platform MakePlatform();
 };
 
@@ -55,13 +60,9 @@ struct FakeSource final : InputSource {
   FakeMachine& m;
   std::size_t index;
   FakeSource(FakeMachine& machine, std::size_t at) : m(machine), index(at) {}
-  std::optional<std::string> SourceId() const override {
-    return m.Fails() ? std::nullopt : m.sources[index].id;
-  }
-  std::optional<std::string> ModeId() const override {
-    return m.Fails() ? std::nullopt : m.sources[index].mode;
-  }
-  std::string Description() const override { return m.Fails() ? "" : Name(this); }
+  std::optional<std::string> SourceId() const override { return m.Answer(m.sources[index].id); }
+  std::optional<std::string> ModeId() const override { return m.Answer(m.sources[index].mode); }
+  std::string Description() const override { return m.Answer(Name(this)); }
   static std::string Name(const InputSource* source) {
     if (source == nullptr) return "nothing";
     return "#" + std::to_string(static_cast<const FakeSource*>(source)->index);
@@ -80,10 +81,10 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
   }
 
   bool HasObject(std::string_view key) override {
-    return !m.Fails() && m.defaults.contains(std::string(key));
+    return m.Answer(m.defaults.contains(std::string(key)));
   }
   std::int64_t Integer(std::string_view key) override {
-    return m.Fails() ? 0 : std::atoll(m.defaults[std::string(key)].c_str());
+    return m.Answer(std::atoll(m.defaults[std::string(key)].c_str()));
   }
   void SetInteger(std::string_view key, std::int64_t value) override {
     const std::string text = std::to_string(value);
@@ -94,9 +95,9 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
   }
 
   std::string StandardizePath(std::string_view path) override {
-    return m.Fails() ? "" : m.standard_place + std::string(path);
+    return m.Answer(m.standard_place + std::string(path));
   }
-  bool Exists(const std::string& path) override { return !m.Fails() && m.files.contains(path); }
+  bool Exists(const std::string& path) override { return m.Answer(m.files.contains(path)); }
   std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
     if (m.Fails() || !m.files.contains(path)) return nullptr;
     return std::make_unique<FakeFile>(m, m.files[path]);
@@ -107,7 +108,7 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
 
   std::vector<std::unique_ptr<InputSource>> List() override {
     std::vector<std::unique_ptr<InputSource>> list;
-    const std::size_t count = m.Fails() ? 0 : m.sources.size();
+    const std::size_t count = m.Answer(m.sources.size());
     for (std::size_t i = 0; i != count; ++i) list.push_back(std::make_unique<FakeSource>(m, i));
     return list;
   }

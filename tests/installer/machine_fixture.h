@@ -2,7 +2,9 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
+#include "installer/platform.h"
 #include "tests/temp_folder.h"
 
 namespace zenta {
@@ -25,6 +27,34 @@ class MachineTest : public testing::Test {
   // Of the names in a folder.
   [[nodiscard]] std::ptrdiff_t Count(const std::string& folder) const {
     return std::distance(std::filesystem::directory_iterator(At(folder)), {});
+  }
+
+  // Lays out files of every kind and expects what any platform does with them: only regular files
+  // are opened, and closed again; no folder is removed. `root` stands in front of its paths.
+  void ExpectFilesAreKept(Files& files, const std::string& root) const {
+    namespace fs = std::filesystem;
+    Put("/folder/file", "ok");
+    ASSERT_EQ(mkfifo(At("/pipe").c_str(), 0600), 0);
+    for (const std::string name : {"nowhere", "folder", "folder/file"}) {
+      fs::create_symlink(name, At("/to " + name.substr(name.find('/') + 1)));
+    }
+    const std::pair<const char*, std::string> rows[] = {
+        {"/missing", "none"},       {"/to nowhere", "none"}, {"/to folder", "shut"},
+        {"/to file", "file"},       {"/pipe", "shut"},       {"/folder", "stays"},
+        {"/folder/file/x", "none"}, {"/folder/file", "file"}};
+    const auto opened = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
+    const std::ptrdiff_t before = opened();
+    for (const auto& [path, kind] : rows) {
+      SCOPED_TRACE(path);
+      EXPECT_EQ(files.Exists(root + path), kind != "none");
+      auto file = files.OpenForReading(root + path);
+      EXPECT_EQ(opened(), before + (kind == "file"));
+      EXPECT_EQ(file ? ReadAll(*file) : Data(), kind == "file" ? Data({'o', 'k'}) : Data());
+      file.reset();
+      EXPECT_EQ(opened(), before);
+      files.Remove(root + path);
+      EXPECT_EQ(IsThere(path), kind == "stays");
+    }
   }
 
   const TempFolder folder_{canonical(std::filesystem::temp_directory_path())};

@@ -11,19 +11,15 @@ namespace {
 TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
   const char kSame[] = "untouched";
   const char kRequired[] = "The administrator password is required to do this.";
-  struct Row {
+  const struct {
     ScriptOutcome outcome;
     Text output, error;  // what the places hold afterwards
-  };
-  const Row rows[] = {{{.succeeded = true, .result = "done"}, "done", kSame},
-                      {{.succeeded = true}, {}, kSame},
-                      {{}, kSame, {}},
-                      {{.error_number = 1}, kSame, {}},
-                      {{.error_message = "no room"}, kSame, "no room"},
-                      {{.error_number = 1, .error_message = "no room"}, kSame, "no room"},
-                      {{.error_number = -128, .error_message = "no"}, kSame, kRequired},
-                      {{.error_number = -128}, kSame, kRequired}};
-  for (const Row& row : rows) {
+  } rows[] = {{{.succeeded = true, .result = "done"}, "done", kSame},
+              {{.succeeded = true}, {}, kSame},
+              {{}, kSame, {}},
+              {{.error_number = 1, .error_message = "no room"}, kSame, "no room"},
+              {{.error_number = -128, .error_message = "no"}, kSame, kRequired}};
+  for (const auto& row : rows) {
     FakeMachine machine;
     machine.script = row.outcome;
     Text output = kSame, error = kSame;

@@ -6,6 +6,7 @@
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
+#include "tests/child.h"
 #include "tests/installer/machine_fixture.h"
 
 namespace zenta {
@@ -90,14 +91,14 @@ TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {
 
 TEST_F(PreferencesTest, AFullDiskLeavesTheOldFile) {
   defaults_->SetInteger(kKey, 1);
-  const auto old_handler = std::signal(SIGXFSZ, SIG_IGN);
-  rlimit old_limit{};
-  getrlimit(RLIMIT_FSIZE, &old_limit);
-  const rlimit full{0, old_limit.rlim_max};
-  setrlimit(RLIMIT_FSIZE, &full);
-  EXPECT_THROW(defaults_->SetInteger(kKey, 2), std::system_error);
-  setrlimit(RLIMIT_FSIZE, &old_limit);
-  std::signal(SIGXFSZ, old_handler);
+  Child on_full_disk([&] {
+    const rlimit full{0, 0};
+    setrlimit(RLIMIT_FSIZE, &full);
+    std::signal(SIGXFSZ, SIG_IGN);
+    EXPECT_THROW(defaults_->SetInteger(kKey, 2), std::system_error);
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(on_full_disk.Wait(), 0);
   EXPECT_EQ(defaults_->Integer(kKey), 1);
   EXPECT_EQ(Count(kFolder), 1);
 }

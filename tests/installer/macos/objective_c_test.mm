@@ -46,7 +46,6 @@ const std::string kDigest = "900150983cd24fb0d6963f7d28e17f72", kZeros(96, '0');
 
 TEST_F(ObjectiveCTest, DigestsAnswerToTheirSelectors) {
   NSString* const abc = @"abc";
-  const void* const bytes = "abc";
   EXPECT_EQ(TextFrom("calcMD5:", abc), kDigest.substr(0, 16));
   for (const char* name : {"getMD5:ZTDHMethod001Arg2:", "ZTDHMethod002:ZTDHMethod001Arg2:"}) {
     EXPECT_EQ(TextFrom(name, abc, 16), kDigest);
@@ -55,29 +54,28 @@ TEST_F(ObjectiveCTest, DigestsAnswerToTheirSelectors) {
   }
   for (const char* name : {"getMD5FromData:ZTDHMethod001Arg1:ZTDHMethod001Arg2:",
                            "ZTDHMethod001:ZTDHMethod001Arg1:ZTDHMethod001Arg2:"}) {
-    EXPECT_EQ(TextFrom(name, bytes, 3u, 16), kDigest);
-    EXPECT_EQ(TextFrom(name, bytes, 3u, 20), kDigest + kZeros);
+    EXPECT_EQ(TextFrom(name, "abcdef", 3u, 16), kDigest);
+    EXPECT_EQ(TextFrom(name, "abcdef", 3u, 20), kDigest + kZeros);
     EXPECT_EQ(TextFrom(name, (const void*)nullptr, 3u, 16), std::nullopt);
-    id text = Send<id>([::ZTDHClass class], name, bytes, 3u, 16);
+    id text = Send<id>([::ZTDHClass class], name, "abcdef", 3u, 16);
     EXPECT_EQ([text isKindOfClass:[NSMutableString class]], name[0] == 'g') << name;
   }
-  EXPECT_EQ(TextFrom("ZTDHMethod020:ZTDHMethod020Arg1:", @"abcdefghijklmnopqrstuvwxyz012345XX",
-                     @"ABCDEFGHIJKLMNOPQRSTUVWXYZ6789-_"),
-            "e109a63abd9226297d7816e8540dda9e" + kZeros);
-  EXPECT_EQ(TextFrom("ZTDHMethod020:ZTDHMethod020Arg1:", abc, abc), std::nullopt);
-  const unichar half_pair = 0xD800;
-  EXPECT_EQ(TextFrom("calcMD5:", [NSString stringWithCharacters:&half_pair length:1]),
-            std::nullopt);
+  const char both[] = "ZTDHMethod020:ZTDHMethod020Arg1:";
+  EXPECT_EQ(
+      TextFrom(both, @"abcdefghijklmnopqrstuvwxyz012345XX", @"ABCDEFGHIJKLMNOPQRSTUVWXYZ6789-_"),
+      "e109a63abd9226297d7816e8540dda9e" + kZeros);
+  EXPECT_EQ(TextFrom(both, abc, abc), std::nullopt);
+  const unichar half = 0xD800;  // of a pair
+  EXPECT_EQ(TextFrom("calcMD5:", [NSString stringWithCharacters:&half length:1]), std::nullopt);
 }
 
 TEST_F(ObjectiveCTest, FileDigestsAnswerToTheirSelectors) {
   Put("/a file", "abc");
   NSString* const path = StringOfText(At("/a file"));
-  NSURL* const url = [NSURL fileURLWithPath:path];
   NSFileHandle* const handle = [NSFileHandle fileHandleForReadingAtPath:path];
   const Data digest = DataFrom("MD5DataWithFileHandle:", handle);
   EXPECT_EQ(DataFrom("ZTDHMethod004:", path), digest);
-  EXPECT_EQ(DataFrom("ZTDHMethod005:", url), digest);
+  EXPECT_EQ(DataFrom("ZTDHMethod005:", [NSURL fileURLWithPath:path]), digest);
   EXPECT_EQ(TextFrom("ZTDHMethod006:", ObjectOfBytes(digest)), kDigest);
   EXPECT_EQ(TextFrom("ZTDHMethod003:", path), kDigest);
   EXPECT_EQ(TextFrom("calcMD5FromFile:", path), kDigest);
