@@ -66,19 +66,17 @@ TYPED_TEST(BufferWriteTest, TheSystemSeesWholeBlocksOfWhatWasWritten) {
       const std::uint64_t number = std::uint64_t{1} << random.below(64);
       const StdString<T> digits = Widen<T>(std::to_string(number)), tab = Widen<T>("\t");
       const StdString<T> eol = Widen<T>(step % 2 ? "\r\n" : "\n");
+      // A part of the writer's own memory.
       const auto own = out.pending().sub_str(random.below(3) * 100, 500 + random.below(4000));
-      std::vector<StdString<T>> parts{data};
+      std::vector<StdString<T>> parts{step % 7 == 4 ? StdString<T>(own) : data};
       if (step % 7 == 0) {
         out.write_pair(data, '\t', number, step % 2);
         parts = {data, tab, digits, eol};
       } else if (step % 7 == 1) {
-        parts = {digits, tab, eol};
         out.write_num(number).write_chr('\t').write_line_end(step % 2);
-      } else if (step % 7 == 4) {
-        parts = {StdString<T>(own.std_view())};
-        out << own;  // a part of the writer's own memory
+        parts = {digits, tab, eol};
       } else {
-        out << data;
+        out << (step % 7 == 4 ? own : BufferRef<T>(data));
       }
       for (const auto& part : parts) this->Write(part);
       if (random.below(5) == 0)
@@ -110,7 +108,7 @@ TYPED_TEST(BufferWriteTest, AppendsWithoutASecondMarkAndOpenClosesTheFileBefore)
 // The k-th write fails, after writes that were interrupted or cut short: what was written before it
 // is there, and nothing of what comes later.
 TYPED_TEST(BufferWriteTest, AfterAnErrorTheFileIsABeginningOfTheText) {
-  this->text = this->mark + Widen<TypeParam>(std::string(20000, 'x'));
+  const auto x = Widen<TypeParam>(std::string(20000, 'x'));
   for (int k = 0; k < 12; ++k) {
     const TempFile file;
     std::size_t taken = 0;
@@ -118,17 +116,15 @@ TYPED_TEST(BufferWriteTest, AfterAnErrorTheFileIsABeginningOfTheText) {
     const Answering answering(writes, [&](std::uint64_t n) -> std::int64_t {
       if (call++ == k) return -EIO;
       if (call % 3 == 1) return -EINTR;
-      n = call % 3 == 2 ? n / 2 : n;
-      taken += n;
+      taken += n = call % 3 == 2 ? n / 2 : n;
       return static_cast<std::int64_t>(n);
     });
     BufferWrite<TypeParam> out;
     ASSERT_EQ(out.open(file.path(), false), 0u);
-    out << this->text.substr(this->mark.size(), 9000)
-        << this->text.substr(this->mark.size() + 9000);
+    out << x.substr(0, 9000) << x.substr(9000);
     out.close();
     EXPECT_EQ(out.error(), call > k ? EIO : 0);
-    EXPECT_EQ(file.bytes(), BytesOf(this->text).substr(0, taken));
+    EXPECT_EQ(file.bytes(), BytesOf(this->mark + x).substr(0, taken));
   }
 }
 

@@ -15,6 +15,7 @@ namespace tstl {
 namespace {
 
 using oracle::Verdict;
+using std::string_literals::operator""s;
 using std::string_view_literals::operator""sv;
 
 // Parses an exactly sized heap copy, so that a read past the end is seen.
@@ -49,12 +50,10 @@ TEST(JsonReadTest, FaultsAreNamedAndPlacedAtTheFirstByteThatCannotFollow) {
       {kEnds,
        {"|", " \t\r\n|", "nul|", "[1,|", "{\"a\":|", "\"a|", "\"a\\|", "\"\\u12|", "-|", "1.|",
         "1e+|"}},
-      {kUnexpected,
-       {"|\xEF\xBB\xBF{}", "tru|E", "[1,|]", "[|,1]", "{\"a\":1,|}", "{\"a\" |1}", "{|a:1}",
-        "{|1:2}"}},
-      {kUnexpected,
-       {"[1|}", "{|]", "[1 |2]", "[|\v1]", "|+1", "-|a", "|.5", "1.|e5", "|'a'", "[|NaN]", "|// 1",
-        "[|\0]"sv}},
+      {kUnexpected, {"|\xEF\xBB\xBF{}", "tru|E",  "[1,|]",  "[|,1]", "{\"a\":1,|}",
+                     "{\"a\" |1}",      "{|a:1}", "{|1:2}", "[1|}",  "{|]",
+                     "[1 |2]",          "[|\v1]", "|+1",    "-|a",   "|.5",
+                     "1.|e5",           "|'a'",   "[|NaN]", "|// 1", "[|\0]"sv}},
       {kTrailing, {"1e5|.", "0|1", "0|x1", "1|\0"sv, "{} |{}", "1|,2", "\"\"|\""}},
       {kEscape, {"\"\\|v\"", "\"\\u00|G0\"", "\"\\|U0041\"", "\"\\|\n\""}},
       {kControl, {"\"a|\nb\"", "\"a|\0b\""sv, "{\"|\t\":1}"}},
@@ -104,8 +103,8 @@ TEST(JsonReadTest, AFaultLeavesWhatWasCompleteBeforeIt) {
 TEST(JsonReadTest, NestingEndsAt512) {
   const auto nested = [](std::string_view open, char close, std::size_t depth) {
     std::string text;
-    for (std::size_t i = 0; i < depth; ++i) text.append(open);
-    return Parsed(text.append("0").append(depth, close));
+    for (std::size_t i = 0; i < depth; ++i) text += open;
+    return Parsed(text + "0" + std::string(depth, close));
   };
   EXPECT_TRUE(nested("[", ']', 512).parse);
   EXPECT_TRUE(nested("{\"\":", '}', 512).parse);
@@ -117,35 +116,34 @@ TEST(JsonReadTest, NestingEndsAt512) {
 }
 
 template <class T>
-void ExpectLimits(const char* past_low, const char* past_high) {
+void ExpectLimits() {
+  const std::string least = std::to_string(std::numeric_limits<T>::min());
+  const std::string most = std::to_string(std::numeric_limits<T>::max());
+  // The last digits of the limits have one above them.
+  const auto next = [](std::string number) { return ++number.back(), number; };
   T value = 42;
-  for (const char* other :
-       {past_low, past_high, "1.0", "1e3", "\"1\"", "true", "[1]", "123456789012345678901"}) {
+  for (const std::string& other : {std::is_signed_v<T> ? next(least) : "-1", next(most), "1.0"s,
+                                   "1e3"s, "\"1\""s, "true"s, "[1]"s, "123456789012345678901"s}) {
     EXPECT_FALSE(Parsed(other).parse.root->integer(value)) << other;
     EXPECT_EQ(value, 42);
   }
-  for (const T want : {std::numeric_limits<T>::min(), std::numeric_limits<T>::max()}) {
-    EXPECT_TRUE(Parsed(std::to_string(want)).parse.root->integer(value));
+  for (const auto& [text, want] : {std::pair(least, std::numeric_limits<T>::min()),
+                                   {most, std::numeric_limits<T>::max()},
+                                   {"-0", T{0}}}) {
+    EXPECT_TRUE(Parsed(text).parse.root->integer(value));
     EXPECT_EQ(value, want);
   }
-  EXPECT_TRUE(Parsed("-0").parse.root->integer(value));
-  EXPECT_EQ(value, 0);
 }
 
 TEST(JsonReadTest, NumbersAreExactAndFitOrAreLeftAlone) {
-  ExpectLimits<std::int8_t>("-129", "128");
-  ExpectLimits<std::uint8_t>("-1", "256");
-  ExpectLimits<std::int16_t>("-32769", "32768");
-  ExpectLimits<std::uint16_t>("-1", "65536");
-  ExpectLimits<std::int32_t>("-2147483649", "2147483648");
-  ExpectLimits<std::uint32_t>("-1", "4294967296");
-  ExpectLimits<std::int64_t>("-9223372036854775809", "9223372036854775808");
-  ExpectLimits<std::uint64_t>("-1", "18446744073709551616");
+  const auto expect = []<class... T>() { (ExpectLimits<T>(), ...); };
+  expect.operator()<std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
+                    std::uint16_t, std::uint32_t, std::uint64_t>();
   EXPECT_EQ(Parsed("-12.5e-1").parse.root->real(), -1.25);
   EXPECT_EQ(Parsed("\"1\"").parse.root->real(), 0);
 }
 
-TEST(JsonReadTest, StringsAndKeysDecodeOnceToBytesAndToUnits) {
+TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
   struct Row {
     std::string_view json, bytes;
     std::u16string_view units;
@@ -153,25 +151,14 @@ TEST(JsonReadTest, StringsAndKeysDecodeOnceToBytesAndToUnits) {
   const Row rows[] = {
       {"", "", u""},
       {R"(\"\\\/\b\f\n\r\tx)", "\"\\/\b\f\n\r\tx", u"\"\\/\b\f\n\r\tx"},
-      {R"(a\u0000\u007fb)",
-       "a\0\x7F"sv
-       "b",
-       std::u16string_view(u"a\0\x7F"
-                           u"b",
-                           4)},
+      {R"(a\u0000\u007fz)", "a\0\x7Fz"sv, u"a\0\x7Fz"sv},
       {R"(\u00e9\u4f60\uD83D\ude00)", "\xC3\xA9\xE4\xBD\xA0\xF0\x9F\x98\x80",
        u"\u00E9\u4F60\U0001F600"},
       // Lone surrogates: three bytes, but for those that stand for a byte.
-      {R"(\ud800\udbffx)", "\xED\xA0\x80\xED\xAF\xBFx",
-       u"\xD800\xDBFF"
-       u"x"},
+      {R"(\ud800\udbffx)", "\xED\xA0\x80\xED\xAF\xBFx", u"\xD800\xDBFFx"},
       {R"(\ud83d\ud83d\ude00)", "\xED\xA0\xBD\xF0\x9F\x98\x80", u"\xD83D\xD83D\xDE00"},
       {R"(\ude00\udc7f\udd00)", "\xED\xB8\x80\xED\xB1\xBF\xED\xB4\x80", u"\xDE00\xDC7F\xDD00"},
-      {R"(\udc80\udcff\ud83dA)",
-       "\x80\xFF\xED\xA0\xBD"
-       "A",
-       u"\xDC80\xDCFF\xD83D"
-       u"A"},
+      {R"(\udc80\udcff\ud83dZ)", "\x80\xFF\xED\xA0\xBDZ", u"\xDC80\xDCFF\xD83DZ"},
       // Bytes that are not UTF-8: overlong, a surrogate, above 10FFFF, cut short.
       {"\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80z\xE4\xBD",
        "\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80z\xE4\xBD",
@@ -187,8 +174,6 @@ TEST(JsonReadTest, StringsAndKeysDecodeOnceToBytesAndToUnits) {
     EXPECT_EQ(bytes.std_view(), row.bytes);
     EXPECT_EQ(units.std_view(), row.units);
     EXPECT_EQ(bytes.cstr()[bytes.len()] + units.cstr()[units.len()], 0);
-    EXPECT_EQ(node->str8(parsed.arena).cstr(), bytes.cstr());
-    EXPECT_EQ(node->str16(parsed.arena).cstr(), units.cstr());
     EXPECT_EQ(node->raw().std_view(), text);
     EXPECT_EQ(node->key(parsed.arena).std_view(), row.bytes);
     EXPECT_TRUE(node->key_is(row.bytes));

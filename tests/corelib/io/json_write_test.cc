@@ -38,16 +38,13 @@ std::string Written(std::basic_string_view<CharOf<T>> text) {
 TEST(JsonWriteTest, CommasStandBetweenMembersAndElementsOnlyAndNumbersAreExact) {
   JsonWrite out;
   out.begin_object();
-  out.plain_key("empty"), out.begin_object(), out.end_object();
-  out.plain_key("rect"), out.begin_array(), out.num(-1),
-      out.num(std::numeric_limits<long long>::min());
+  out.plain_key("empty"), out.begin_object(), out.end_object(), out.plain_key("rect");
+  out.begin_array(), out.num(-1), out.num(std::numeric_limits<long long>::min());
   out.num(~0ull), out.real(-0.1), out.real(HUGE_VAL), out.end_array();
   out.key("k\n\"\xFF"), out.str(BufferRef<unsigned char>("v"));
   out.plain_key("list"), out.begin_array(), out.begin_array(), out.end_array(), out.begin_object();
-  out.plain_key(""), out.null(), out.end_object(), out.boolean(true), out.raw("1e3"),
-      out.end_array();
-  out.plain_key("last"), out.boolean(false);
-  out.end_object();
+  out.plain_key(""), out.null(), out.end_object(), out.boolean(true), out.raw("1e3");
+  out.end_array(), out.plain_key("last"), out.boolean(false), out.end_object();
   EXPECT_TRUE(out.good());
   EXPECT_EQ(out.output().std_view(),
             R"({"empty":{},"rect":[-1,-9223372036854775808,18446744073709551615,-0.1,null],)"
@@ -73,8 +70,7 @@ TEST(JsonWriteTest, StringsAreEscapedAndReadBackTheSame) {
       {"\xED\xA0\xBD", u"\xDCED\xDCA0\xDCBD", R"("\udced\udca0\udcbd")"},
   };
   for (const Row& row : rows) {
-    for (const std::size_t before :
-         {0u, 1u, 5u, 14u, 15u, 16u, 40u}) {  // every way that a run is scanned
+    for (const auto before : {0u, 1u, 5u, 14u, 15u, 16u, 40u}) {  // every way to scan a run
       const std::string plain(before, 'x');
       const std::string want = '"' + plain + std::string(row.json.substr(1));
       EXPECT_EQ(Written<unsigned char>(plain + std::string(row.bytes)), want);

@@ -31,9 +31,8 @@ TYPED_TEST(SplitColumnTest, ColumnsWithTheirSeparatorsMakeUpTheLine) {
     });
     const std::size_t all = line.view().cnt_chr('\t') + 1;
     ASSERT_EQ(count, ended ? all : stop_at);
-    ASSERT_EQ(joined,
-              StdString<T>(line.view().std_view()).append(1, '\t').substr(0, joined.size()));
-
+    const StdString<T> whole = StdString<T>(line.view()) + CharOf<T>('\t');
+    ASSERT_TRUE(whole.starts_with(joined));
     ASSERT_EQ(columns.split(line, '\t'), std::min<std::size_t>(all, 5));
     joined.clear();
     for (const BufferRef<T> column : columns) joined.append(column.std_view()).append(1, '\t');
