@@ -45,25 +45,21 @@ TYPED_TEST(DirectoryWalkerTest, ListsWhatAPlainWalkListsInTheOrderOfNamesAndNoLo
     if (kind == 4) fs::create_symlink(folders[random() % folders.size()], path);  // many a loop
     if (kind > 4) std::ofstream{path};
   }
-  struct Row {
-    bool recursive;
-    const char *suffix, *slash;
-  };
-  for (const Row& row : {Row{true, "", ""}, Row{false, "", "/"}, Row{true, ".txt", "/"}}) {
+  const std::tuple<bool, std::string, const char*> rows[] = {
+      {true, "", ""}, {false, "", "/"}, {true, ".txt", "/"}};
+  for (const auto& [recursive, suffix, slash] : rows) {
     std::vector<std::string> want;
     for (auto at = fs::recursive_directory_iterator(this->root); at != fs::end(at); ++at) {
-      if (fs::is_directory(at->path()) || (at.depth() > 0 && !row.recursive)) continue;
-      if (at->path().string().ends_with(row.suffix)) want.push_back(at->path());
+      if (fs::is_directory(at->path()) || (at.depth() > 0 && !recursive)) continue;
+      if (at->path().string().ends_with(suffix)) want.push_back(at->path());
     }
-    const auto by_names = [](std::string path) {
+    std::ranges::sort(want, {}, [](std::string path) {  // by names: a slash before all else
       return std::replace(path.begin(), path.end(), '/', '\0'), path;
-    };
-    std::sort(want.begin(), want.end(),
-              [&](const auto& a, const auto& b) { return by_names(a) < by_names(b); });
+    });
     BufferList<TypeParam> list;
     list.emplace_back({}, 1);
-    const std::string path = this->root.string() + row.slash;
-    EXPECT_TRUE(list.get_file_list(path.c_str(), row.recursive, row.suffix));
+    const std::string path = this->root.string() + slash;
+    EXPECT_TRUE(list.get_file_list(path.c_str(), recursive, suffix.c_str()));
     EXPECT_EQ(this->Listed(list), want);
   }
 }
