@@ -33,10 +33,11 @@ int Drain(NamedSemaphore& semaphore) {
   return count;
 }
 
-TEST(NamedSemaphoreTest, PostAddsExactlyAsManyAndAClosedOneDoesNothing) {
+TEST(NamedSemaphoreTest, PostAddsAndAClosedOneDoesNothingHavingUnlinkedTheLabelAndNotTheName) {
   const Made made(2);
   NamedSemaphore semaphore;
   for (const char* const none : {static_cast<const char*>(nullptr), "/zenta-test-no-such"}) {
+    const Made label(1, "tstl_sem_semaphore_open");
     ASSERT_EQ(semaphore.open(made.name.c_str()), 0u);
     semaphore.post(3);
     semaphore.post(0);
@@ -44,20 +45,12 @@ TEST(NamedSemaphoreTest, PostAddsExactlyAsManyAndAClosedOneDoesNothing) {
     EXPECT_EQ(Drain(semaphore), 4);
     semaphore.post(2);
     EXPECT_EQ(semaphore.open(none), FAILURE);
+    EXPECT_EQ(NamedSemaphore().open(label.name.c_str()), FAILURE);
     EXPECT_TRUE(semaphore.is_empty() && semaphore.label().is_empty());
     EXPECT_EQ(semaphore.trywait(), -1);
     semaphore.wait();
     semaphore.post(3);
   }
-}
-
-TEST(NamedSemaphoreTest, CloseUnlinksTheLabelAndNotTheName) {
-  const Made label(1, "tstl_sem_semaphore_open"), made(1);
-  NamedSemaphore semaphore;
-  ASSERT_EQ(semaphore.open(made.name.c_str()), 0u);
-  semaphore.close();
-  EXPECT_EQ(semaphore.open(label.name.c_str()), FAILURE);
-  EXPECT_EQ(semaphore.open(made.name.c_str()), 0u);
 }
 
 // Each reads the number, lets the other run, and writes the next; a timer interrupts the waits.
