@@ -4,19 +4,13 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
+
+#include "tests/temp_folder.h"
 
 namespace zenta {
 namespace {
 
 using H = ZTDHClass;
-
-struct TempFolder {
-  std::string path = testing::TempDir() + "ztdh_class_test.XXXXXX";
-  TempFolder() { EXPECT_NE(::mkdtemp(path.data()), nullptr); }
-  ~TempFolder() { std::filesystem::remove_all(path); }
-};
 
 std::string Md5sumSays(const std::string& path) {
   std::string digest(32, ' ');
@@ -60,11 +54,11 @@ TEST(ZTDHClassTest, DigestsAreThoseOfRfc1321InEveryForm) {
 
 TEST(ZTDHClassTest, FileDigestsAgreeWithMd5sumAroundTheChunkSize) {
   const TempFolder folder;
-  const std::string path = folder.path + "/a package", url = folder.path + "/%61%20package?q#f";
+  const std::string path = folder.At("a package"), url = folder.At("%61%20package?q#f");
   for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 8191u, 8192u, 8193u, 99999u}) {
     std::string content(size, '\0');
     for (std::size_t i = 0; i != size; ++i) content[i] = static_cast<char>(i * i >> 3);
-    std::ofstream(path, std::ios::binary) << content;
+    folder.Put("a package", content);
     const std::string want = Md5sumSays(path);
     EXPECT_EQ(H::ZTDHMethod003(path), want) << size;
     EXPECT_EQ(H::calcMD5FromFile(path), want) << size;
@@ -76,11 +70,10 @@ TEST(ZTDHClassTest, FileDigestsAgreeWithMd5sumAroundTheChunkSize) {
 
 TEST(ZTDHClassTest, WhatIsNoReadableFileIsNil) {
   const TempFolder folder;
-  const std::string file = folder.path + "/file", pipe = folder.path + "/pipe";
-  std::ofstream(file) << "content";
+  const std::string file = folder.Put("file", "content"), pipe = folder.At("pipe");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
-  std::filesystem::create_symlink("nowhere", folder.path + "/dangling");
-  for (const std::string& path : {std::string(), folder.path, pipe, folder.path + "/dangling",
+  std::filesystem::create_symlink("nowhere", folder.At("dangling"));
+  for (const std::string& path : {std::string(), folder.At(""), pipe, folder.At("dangling"),
                                   file + "/below", file + '\0' + "more"}) {
     EXPECT_EQ(H::ZTDHMethod003(path), std::nullopt) << path;
     EXPECT_EQ(H::calcMD5FromFile(path), std::nullopt) << path;

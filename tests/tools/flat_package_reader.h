@@ -43,10 +43,4 @@ inline std::vector<ReadEntry> ReadArchive(std::string_view bytes) {
   return entries;
 }
 
-inline std::vector<std::string> EntryNames(const std::vector<ReadEntry>& entries) {
-  std::vector<std::string> names;
-  for (const ReadEntry& entry : entries) names.push_back(entry.name);
-  return names;
-}
-
 }  // namespace zenta

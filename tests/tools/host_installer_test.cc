@@ -5,6 +5,7 @@
 #include <map>
 #include <sstream>
 
+#include "tests/child.h"
 #include "tests/installer/machine_fixture.h"
 #include "tests/tools/package_maker.h"
 #include "tests/tools/subprocess.h"
@@ -115,10 +116,10 @@ class HostInstallerTest : public MachineTest {
     std::ostringstream report;
     try {
       Install({At(kPackage), "update", root_}, renamer, report);
-      return true;
     } catch (const std::exception&) {
       return false;
     }
+    return true;
   }
 
   // Expects that the program refuses the package, with this in its message, and changes nothing.
@@ -133,17 +134,15 @@ class HostInstallerTest : public MachineTest {
 };
 
 TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
-  PackageFiles product = {{"Distribution",
-                           "<installer-gui-script><title>Zenta\n2</title><pkg-ref id='x'/>"
-                           "<pkg-ref>#My%20IM.pkg</pkg-ref></installer-gui-script>"}};
-  for (const auto& [name, bytes] : ComponentPackage(VersionTwoAnd({}))) {
-    product.emplace_back("My IM.pkg/" + name, bytes);
-  }
-  std::vector<PackageFiles> packages = {product};
+  std::vector<PackageFiles> packages(1);
   for (const int filter :
        {ARCHIVE_FILTER_NONE, ARCHIVE_FILTER_GZIP, ARCHIVE_FILTER_BZIP2, ARCHIVE_FILTER_XZ}) {
     packages.push_back(ComponentPackage(VersionTwoAnd({}), "Library/Input Methods/", filter));
   }
+  for (auto [name, bytes] : packages[1]) packages[0].emplace_back("My IM.pkg/" + name, bytes);
+  packages[0].emplace_back("Distribution",
+                           "<installer-gui-script><title>Zenta\n2</title><pkg-ref id='x'/>"
+                           "<pkg-ref>#My%20IM.pkg</pkg-ref></installer-gui-script>");
   Snapshot want = Installed();
   want.erase(kStale);
   want[kApp + "/Contents"] = want[kApp];  // the owner may always change a folder
@@ -209,8 +208,7 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
 
 TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
   const std::string info = PackageInfoFor("/"), payload = Cpio({{"x"}});
-  const std::string product =
-      "<installer-gui-script><pkg-ref>#a.pkg</pkg-ref></installer-gui-script>";
+  const char product[] = "<installer-gui-script><pkg-ref>#a.pkg</pkg-ref></installer-gui-script>";
   const std::pair<const char*, PackageFiles> rows[] = {
       {"no PackageInfo", {{"Payload", payload}}},
       {"no PackageInfo in a.pkg", {{"Distribution", product}, {"PackageInfo", info}}},
@@ -277,11 +275,8 @@ TEST_F(HostInstallerTest, ACrashLeavesOneWholeVersion) {
     for (int k = 0, status = 9; status == 9; ++k) {
       SCOPED_TRACE(k);
       Stage(ComponentPackage(VersionTwoAnd({})));
-      const pid_t child = fork();
-      if (child == 0)
-        _exit(InstallHere(RenamerThat(k, can_exchange, []() -> int { _exit(9); })) ? 0 : 1);
-      waitpid(child, &status, 0);
-      status = WEXITSTATUS(status);
+      RenamerThat dies(k, can_exchange, []() -> int { _exit(9); });
+      status = Child([&] { return InstallHere(std::move(dies)) ? 0 : 1; }).Wait();
       EXPECT_TRUE(HasOneWholeVersion() || !can_exchange);
       Stage(ComponentPackage({Entry("../evil")}));
       EXPECT_EQ(Run().status, 1);

@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <limits>
+#include <regex>
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
@@ -121,20 +122,13 @@ class InputSourcesTest : public MachineTest {
     return {ids.begin() + 1, ids.end()};
   }
 
-  // The status, then the last thing that the entries of each list of the state say.
+  // The status, then what the dictionaries of each list of the state name last.
   [[nodiscard]] std::string After(InputSourceStatus status) const {
-    const PlistFile file(At(kFolder + "/com.apple.HIToolbox.plist"));
+    const std::string state = Contents(kFolder + "/com.apple.HIToolbox.plist");
+    static const std::regex last("([^<>.]+)</string>\\s*</dict>|</array>");
     std::string told = std::to_string(status);
-    for (const char* key : {"AppleEnabledInputSources", "AppleSelectedInputSources"}) {
-      const plist_t list = plist_dict_get_item(file.root(), key);
-      told += ":";
-      for (std::uint32_t i = 0; i < plist_array_get_size(list); ++i) {
-        std::string name;
-        for (const char* known : {"KeyboardLayout Name", "Bundle ID", "Input Mode"}) {
-          name = StringUnder(plist_array_get_item(list, i), known).value_or(name);
-        }
-        told += " " + name.substr(name.rfind('.') + 1);
-      }
+    for (std::sregex_iterator i(state.begin(), state.end(), last), end; i != end; ++i) {
+      told += (*i)[1].matched ? " " + i->str(1) : ":";
     }
     return told;
   }
@@ -191,19 +185,19 @@ TEST_F(InputSourcesTest, WhatIsOnDiskIsListedAndOnlyWhatIsEnabledIsSelected) {
   EXPECT_THAT(Listed(), ElementsAre());
 
   const InputSource *abc = listed[0].get(), *method = listed[1].get(), *mode = listed[2].get();
-  EXPECT_EQ(After(sources_->Enable(nullptr)), "-50: ABC: ABC");
-  EXPECT_EQ(After(sources_->Select(mode)), "-50: ABC: ABC");
-  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC");
-  EXPECT_EQ(After(sources_->Enable(method)), "0: ABC ZentaIM: ABC");
-  EXPECT_EQ(After(sources_->Select(method)), "-50: ABC ZentaIM: ABC");
-  EXPECT_EQ(After(sources_->Disable(method)), "0: ABC: ABC");
-  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC");
-  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC");
-  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin");
-  EXPECT_EQ(After(sources_->Select(abc)), "0: ABC pinyin: ABC");
-  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin");
-  EXPECT_EQ(After(sources_->Disable(abc)), "-50: ABC pinyin: pinyin");
-  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC");
+  EXPECT_EQ(After(sources_->Enable(nullptr)), "-50: ABC: ABC:");
+  EXPECT_EQ(After(sources_->Select(mode)), "-50: ABC: ABC:");
+  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC:");
+  EXPECT_EQ(After(sources_->Enable(method)), "0: ABC ZentaIM: ABC:");
+  EXPECT_EQ(After(sources_->Select(method)), "-50: ABC ZentaIM: ABC:");
+  EXPECT_EQ(After(sources_->Disable(method)), "0: ABC: ABC:");
+  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC:");
+  EXPECT_EQ(After(sources_->Enable(mode)), "0: ABC pinyin: ABC:");
+  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin:");
+  EXPECT_EQ(After(sources_->Select(abc)), "0: ABC pinyin: ABC:");
+  EXPECT_EQ(After(sources_->Select(mode)), "0: ABC pinyin: pinyin:");
+  EXPECT_EQ(After(sources_->Disable(abc)), "-50: ABC pinyin: pinyin:");
+  EXPECT_EQ(After(sources_->Disable(mode)), "0: ABC: ABC:");
 }
 
 }  // namespace
