@@ -101,7 +101,7 @@ NSString* const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
 
 @implementation NSAppleEventDescriptor
 - (NSString*)stringValue {
-  return StringOf(TheShimMac().script_result);
+  return StringOf(TheShimMac().script.result);
 }
 @end
 
@@ -119,15 +119,12 @@ NSString* const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
   const ShimMac& mac = TheShimMac();
   Record(@"run %@", source_);
   if (mac.script_raises) [NSException raise:NSGenericException format:@"a script that raises"];
-  if (mac.script_succeeds) return [[[NSAppleEventDescriptor alloc] init] autorelease];
+  if (mac.script.succeeded) return [[[NSAppleEventDescriptor alloc] init] autorelease];
   if (!mac.gives_error_dictionary) return nil;
   NSMutableDictionary* why = [NSMutableDictionary dictionary];
-  if (mac.error_number) {
-    [why setObject:[NSNumber numberWithLong:*mac.error_number] forKey:NSAppleScriptErrorNumber];
-  }
-  if (mac.error_message) {
-    [why setObject:StringOf(mac.error_message) forKey:NSAppleScriptErrorMessage];
-  }
+  const auto& [succeeded, result, number, message] = mac.script;
+  if (number) [why setObject:[NSNumber numberWithLong:*number] forKey:NSAppleScriptErrorNumber];
+  if (message) [why setObject:StringOf(message) forKey:NSAppleScriptErrorMessage];
   *error = why;
   return nil;
 }

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "installer/platform.h"
+
 struct ShimMac {
   struct Source {
     std::optional<std::string> id{}, mode{};
@@ -18,12 +20,9 @@ struct ShimMac {
   bool makes_urls = true;       // else a path makes none
   std::int32_t status = 0;      // of every service that is given a source
 
-  bool script_succeeds = true;
+  zenta::ScriptOutcome script{.succeeded = true};  // what every script comes to
   bool script_raises = false;
-  std::optional<std::string> script_result;
   bool gives_error_dictionary = true;
-  std::optional<std::int64_t> error_number;
-  std::optional<std::string> error_message;
 
   bool takes_keys = true;
   bool encrypts = true;

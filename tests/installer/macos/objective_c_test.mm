@@ -165,8 +165,7 @@ TEST_F(MacTest, ThousandRunsLeaveNoObjectBehind) {
   const auto run = [this](int count) {
     for (int i = 0; i != count; ++i) {
       PutPackage();
-      TheShimMac().script_succeeds = i % 2 == 0;
-      TheShimMac().error_number = -128;
+      TheShimMac().script = {.succeeded = i % 2 == 0, .error_number = -128};
       TheShimMac().has_source_list = TheShimMac().makes_urls = i % 8 != 0;
       EXPECT_FALSE(Update().empty());
     }
