@@ -97,14 +97,11 @@ TEST_F(ZentactlTest, WhatSignWritesVerifies) {
   Out({"keygen", "--out", At("keys")});
   for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 300000u}) {
     SCOPED_TRACE(size);
-    const std::string name = "p" + std::to_string(size);
-    Put(name + "/update.pkg", std::string(size, 'x'));
-    Put(name + "/inputPkg.txt", "an old one");
-    const Finished sign = Sign(At(name + "/update.pkg"));
-    EXPECT_EQ(sign.status, 0) << sign.err;
-    EXPECT_THAT(Names(At(name)), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
-    EXPECT_THAT(Out({"verify", At(name + "/update.pkg"), At(name + "/inputPkg.txt"), "--config",
-                     At("keys/signing.conf")}),
+    const std::string package = Put("p/update.pkg", std::string(size, 'x'));
+    const std::string digest_file = Put("p/inputPkg.txt", "an old one");
+    EXPECT_EQ(Sign(package).status, 0);
+    EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
+    EXPECT_THAT(Out({"verify", package, digest_file, "--config", At("keys/signing.conf")}),
                 HasSubstr("good"));
   }
 }
