@@ -55,9 +55,8 @@ struct ListFileTest : testing::Test {
   void ExpectFile(std::string_view units) const {
     const std::string bytes = file.bytes();
     const StdString<T> mark(sizeof(T) - 1, static_cast<CharOf<T>>(0xFEFF));
-    EXPECT_EQ(
-        StdString<T>(reinterpret_cast<const CharOf<T>*>(bytes.data()), bytes.size() / sizeof(T)),
-        mark + Widen<T>(units));
+    const auto* const start = reinterpret_cast<const CharOf<T>*>(bytes.data());
+    EXPECT_EQ(StdString<T>(start, bytes.size() / sizeof(T)), mark + Widen<T>(units));
   }
 };
 TYPED_TEST_SUITE(ListFileTest, Units, UnitNames);
@@ -116,15 +115,13 @@ TYPED_TEST(ListFileTest, AFileThatIsNotThereLeavesNothingAndAFullDiskIsReported)
           this->table.write_kvfile(path, '=', false) || this->dict.write_kvfile(path, '=', false));
     }
   }
-  const char* const gone = this->file.path();
-  ASSERT_TRUE(this->list.write_kvfile(gone, '=', false) && this->back.read_kvfile(gone, '='));
-  ::unlink(gone);
-  for (const char* path : {gone, "/", static_cast<const char*>(nullptr)}) {
+  ASSERT_EQ(::unlink(this->file.path()), 0);
+  for (const char* gone : {this->file.path(), "/", static_cast<const char*>(nullptr)}) {
     this->Add("k", 1);
-    EXPECT_FALSE(this->list.read_kvfile(path, '=') || this->table.read_kvfile(path, '='));
+    EXPECT_FALSE(this->list.read_kvfile(gone, '=') || this->table.read_kvfile(gone, '='));
     EXPECT_EQ(this->list.size() + this->table.itemcnt(), 0u);
     this->Add("k", 1);
-    EXPECT_FALSE(this->list.read_txtfile(path, true));
+    EXPECT_FALSE(this->list.read_txtfile(gone, true));
     EXPECT_TRUE(this->list.is_empty());
   }
 }

@@ -44,11 +44,10 @@ TYPED_TEST(TreeTest, TreeAndTrieAgreeWithAnOrderedMap) {
       const auto* const node = tree.find(view);
       const std::uint64_t* const value = trie.find(view);
       const auto same = map.find(StdString<T>(view.std_view()));
-      ASSERT_EQ(node == nullptr, same == map.end());
-      ASSERT_EQ(value == nullptr, same == map.end());
+      ASSERT_TRUE((node == nullptr) == (same == map.end()) &&
+                  (value == nullptr) == (node == nullptr));
       EXPECT_TRUE(node == nullptr || (node->key() == view && node->value() == same->second));
       EXPECT_TRUE(value == nullptr || *value == same->second);
-
       const auto extensions = pairs_if([&](auto other) { return other.is_startwith(view); });
       Pairs<T> found;
       const auto collect = [&](const BufferRef<T>& of, std::uint64_t& of_key) {
