@@ -102,8 +102,8 @@ TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
   constexpr std::uint32_t kNone = 0, kRefused = ~0u;
+  // The words of the header, the true length, and the buckets.
   const std::uint32_t rows[][5] = {
-      // words of the header, true length, buckets
       {1, 1, 0, 0, kRefused},   {1, 1, 16, 16, kRefused}, {1, 1, 17, 17, kNone},
       {9, 1, 20, 20, 1},        {~0u, 1, 31, 31, 3},      {2, 1, 32, 32, 2},
       {2, 1, 31, 32, kRefused}, {0, 1, 32, 32, kRefused}, {2, 0, 32, 32, kRefused}};

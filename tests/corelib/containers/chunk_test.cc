@@ -36,8 +36,8 @@ TEST(ChunkTest, BlocksGrowWithTheirNumberUpToSixteenTimesAndFourMebibytes) {
 }
 
 TEST(ChunkTest, OnlyABlockWithLittleLeftIsGivenUpForARequestThatItCannotHold) {
-  const std::uint32_t rows[][3] = {// left, wanted, bytes of a block of its own
-                                   {3000, 5000, 5000}, {2048, 2050, 2052}, {2044, 2048, 0},
+  // Bytes that are left, those that are wanted, and those of a block of their own.
+  const std::uint32_t rows[][3] = {{3000, 5000, 5000}, {2048, 2050, 2052}, {2044, 2048, 0},
                                    {2044, 4097, 4100}, {4, 4096, 0},       {0, 1 << 20, 1 << 20}};
   for (const auto& [left, n, own] : rows) {
     SCOPED_TRACE(testing::Message() << left << " left, " << n << " wanted");
