@@ -25,10 +25,9 @@ struct BufferWriteTest : testing::Test {
   std::size_t Pending() const { return text.size() - written; }
   void Write(const StdString<T>& data) {
     text += data;
-    if (Pending() <= kSize) return;
-    Emit(kSize);
-    Emit(Pending() / kSize * kSize);
+    if (Pending() > kSize) Emit(kSize), EmitBlocks();
   }
+  void EmitBlocks() { Emit(Pending() / kSize * kSize); }
   void Emit(std::size_t n) {
     if (n != 0) sizes.push_back(n * sizeof(T));
     written += n;
@@ -79,8 +78,7 @@ TYPED_TEST(BufferWriteTest, TheSystemSeesWholeBlocksOfWhatWasWritten) {
         out << (step % 7 == 4 ? own : BufferRef<T>(data));
       }
       for (const auto& part : parts) this->Write(part);
-      if (random.below(5) == 0)
-        out.try_flush(), this->Emit(this->Pending() / this->kSize * this->kSize);
+      if (random.below(5) == 0) out.try_flush(), this->EmitBlocks();
       if (random.below(20) == 0) out.force_flush(), this->Emit(this->Pending());
       this->ExpectIn(out, seen);
       if (this->HasFatalFailure()) return;

@@ -92,19 +92,5 @@ TEST(WireReadTest, PrefixesChangedBytesAndRandomMessagesReadAsThePlainReaderSays
   }
 }
 
-TEST(WireFormatTest, VarintsComeBackAtTheLengthThatWasForetold) {
-  for (unsigned bits = 0; bits < 64; ++bits) {
-    for (const std::uint64_t value :
-         {(std::uint64_t{1} << bits) - 1, std::uint64_t{1} << bits, ~std::uint64_t{0} >> bits}) {
-      unsigned char bytes[kMaxVarint64];
-      const unsigned char* const end = put_varint(bytes, value);
-      EXPECT_EQ(static_cast<unsigned>(end - bytes), varint_size(value));
-      EXPECT_EQ(get_varint(bytes, end).after, end);
-      EXPECT_EQ(get_varint(bytes, end).value, value);
-      EXPECT_EQ(get_varint(bytes, end - 1).after, nullptr);
-    }
-  }
-}
-
 }  // namespace
 }  // namespace tstl
