@@ -1,8 +1,8 @@
 // A machine in memory that records what is asked of it and can fail at any call.
 #pragma once
 
-#include <algorithm>
 #include <cstdlib>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -18,10 +18,9 @@ struct FakeMachine {
   struct Source {
     std::optional<std::string> id{}, mode{};
   };
-  std::map<std::string, std::string> files, defaults;  // defaults: any value, as text
+  std::map<std::string, std::string, std::less<>> files, defaults;  // defaults: values as text
   std::vector<Source> sources;
-  ScriptOutcome script;        // what every script comes to
-  std::string standard_place;  // stands in front of every standardized path
+  ScriptOutcome script;  // what every script comes to
 
   std::vector<std::string> effects;  // the calls that ask for a change, in order
   std::size_t calls = 0;             // all calls
@@ -49,8 +48,7 @@ struct FakeFile final : FileHandle {
   FakeFile(FakeMachine& machine, std::string content) : m(machine), rest(std::move(content)) {}
   std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
     if (m.Fails()) return std::nullopt;
-    const std::size_t size = std::min(into.size(), rest.size());
-    std::copy_n(rest.begin(), size, into.begin());
+    const std::size_t size = rest.copy(reinterpret_cast<char*>(into.data()), into.size());
     rest.erase(0, size);
     return size;
   }
@@ -80,9 +78,7 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
     return m.Fails("run ", source) ? ScriptOutcome{} : m.script;
   }
 
-  bool HasObject(std::string_view key) override {
-    return m.Answer(m.defaults.contains(std::string(key)));
-  }
+  bool HasObject(std::string_view key) override { return m.Answer(m.defaults.contains(key)); }
   std::int64_t Integer(std::string_view key) override {
     return m.Answer(std::atoll(m.defaults[std::string(key)].c_str()));
   }
@@ -95,7 +91,7 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
   }
 
   std::string StandardizePath(std::string_view path) override {
-    return m.Answer(m.standard_place + std::string(path));
+    return m.Answer("/Big Disk" + std::string(path));
   }
   bool Exists(const std::string& path) override { return m.Answer(m.files.contains(path)); }
   std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {

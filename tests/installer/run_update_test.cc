@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "datahelpers/ztdh_class.h"
 #include "installer/update.h"
 #include "tests/datahelpers/signing_key.h"
@@ -32,7 +34,6 @@ std::string Signed(const std::string& payload) {
 // A signed package waits; of the sources, #2 and #4 are the first that fit.
 FakeMachine ReadyMachine(ScriptOutcome script, std::optional<std::string> count = {}) {
   FakeMachine machine;
-  machine.standard_place = "/Big Disk";
   machine.files[kPackage] = kContent;
   machine.files[kDigest] = Signed(*ZTDHClass::getMD5ZTDHMethod001Arg2(kContent, 16)) + "\n";
   const std::string own = "com.zenta.inputmethod.ZentaIM", mode = "com.zenta.inputmethod.pinyin";
