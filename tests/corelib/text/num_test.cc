@@ -53,8 +53,8 @@ TYPED_TEST(NumTest, NumbersArePaddedPointedAndScaled) {
   const std::pair<const char*, std::uint64_t> sizes[] = {
       {"0.000B", 0},        {"1023.0B", 1023},         {"1.000K", 1024},
       {"1023.9K", 1048575}, {"123.00T", 123ull << 40}, {"15.999E", ~0ull}};
-  for (const auto& [want, size] : sizes)
-    ExpectText<T>(want, [size](T* buf) { return NUM::zz_tofsize(buf, size); });
+  for (const auto& row : sizes)
+    ExpectText<T>(row.first, [&](T* buf) { return NUM::zz_tofsize(buf, row.second); });
 }
 
 TYPED_TEST(NumTest, RealsReadBackAndAgreeWithPrintf) {
