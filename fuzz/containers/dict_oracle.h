@@ -3,8 +3,10 @@
 // nothing any more.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 #include "corelib/containers/buffer_dict.h"
 #include "corelib/containers/buffer_hash.h"
@@ -49,10 +51,12 @@ bool ImageIsSafe(const BufferDict<T>& dict) {
     return ++records <= image.len() / 8;
   });
   good = good && records <= image.len() / 8 && (all || !whole);
-  // Keys that are mostly not there: pieces of the image.
-  for (unsigned len = 0; len < 12 && len * sizeof(T) <= image.len(); ++len) {
-    const BufferRef<T> piece(reinterpret_cast<const T*>(image.cstr()), len);
-    good = good && KeyIsFoundRightly(dict, piece);
+  // Keys that are mostly not there: what the image starts with, copied, as it may be misaligned.
+  T start[12] = {};
+  std::copy_n(image.begin(), std::min<std::size_t>(sizeof start, image.len()),
+              reinterpret_cast<unsigned char*>(start));
+  for (unsigned len = 0; len <= std::size(start); ++len) {
+    good = good && KeyIsFoundRightly(dict, BufferRef<T>(start, len));
   }
   return good && (!whole || TableComesBack(dict));
 }
