@@ -203,7 +203,9 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
     }
   }
   Stage(ComponentPackage({{"l", 0120777, "a", 5}, {"x", 0100644, "data", 5}}));
-  ExpectRefused("hard link");
+  ExpectRefused("hard link to l");
+  Stage(ComponentPackage({{".", 0040755, "", 5}, {"x", 0100644, "data", 5}}));
+  ExpectRefused("hard link to .");
 }
 
 TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {

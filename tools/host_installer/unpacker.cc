@@ -89,7 +89,8 @@ void Unpacker::CheckLinks(const std::string& below, const std::string& path,
     if (!LinkStaysInside(path, target)) Refuse(path, "it links to " + std::string(target));
   }
   if (const char* target = archive_entry_hardlink(entry); target != nullptr) {
-    const std::string full = JoinPath(below, CheckedPath(target));
+    const std::string inside = CheckedPath(target);  // empty for the payload's root
+    const std::string full = inside.empty() ? below : JoinPath(below, inside);
     const auto known = unpacked_.find(full);
     if (known == unpacked_.end() || known->second != Kind::kFile) {
       Refuse(path, "it is a hard link to " + std::string(target));
