@@ -1,5 +1,7 @@
 #include "engine/records/message.h"
 
+#include <string_view>
+
 namespace zenta {
 
 const char* BinaryResult::text() const noexcept {
@@ -7,9 +9,8 @@ const char* BinaryResult::text() const noexcept {
 }
 
 std::uint32_t detail::start_of_value(Bytes text) noexcept {
-  std::uint32_t at = 0;
-  while (at < text.len() && text[at] <= ' ') ++at;
-  return at;
+  const auto start = text.std_view().find_first_not_of(" \t\r\n");
+  return start == std::string_view::npos ? text.len() : static_cast<std::uint32_t>(start);
 }
 
 }  // namespace zenta

@@ -110,7 +110,7 @@ bool write_into(tstl::Buffer<unsigned char>& buffer, const R& record) {
   return good;
 }
 
-// The offset of a text's first byte that is not blank.
+// The offset of a text's first byte that is no blank of JSON; its length when it has none.
 std::uint32_t start_of_value(Bytes text) noexcept;
 
 }  // namespace detail

@@ -4,8 +4,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <string_view>
 
+#include "engine/records/message.h"
 #include "engine/records/record.h"
 
 namespace zenta {
@@ -13,12 +13,6 @@ namespace {
 
 using tstl::JsonFault;
 using tstl::JsonType;
-
-// The place of the first byte that is no blank of JSON; the line's length when it has none.
-std::uint32_t StartOfValue(Bytes line) noexcept {
-  const auto start = line.std_view().find_first_not_of(" \t\r\n");
-  return start == std::string_view::npos ? line.len() : static_cast<std::uint32_t>(start);
-}
 
 // Whether the file has a last line that does not end. Only a regular file can be asked: opening a
 // pipe would wait for somebody to write to it.
@@ -41,7 +35,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
   position = parse.position;
   if (!parse) return parse.fault;
   if (parse.root->type() != JsonType::kObject) {
-    position = StartOfValue(line);
+    position = detail::start_of_value(line);
     return JsonFault::kUnexpected;
   }
   ReadState state(arena);
@@ -60,7 +54,7 @@ bool TraceReader::Open(const char* path) {
 bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
   for (Bytes line; text_.read_line(line, true);) {
     ++lines_;
-    if (StartOfValue(line) == line.len()) continue;
+    if (detail::start_of_value(line) == line.len()) continue;
     std::uint32_t position;
     const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position);
     nodes_.rewind();
