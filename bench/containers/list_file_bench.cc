@@ -11,6 +11,7 @@
 #include <unordered_map>
 
 #include "bench/containers/words.h"
+#include "bench/fresh_files.h"
 #include "bench/ratio.h"
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/buffer_list.h"
@@ -19,6 +20,7 @@ namespace tstl::bench {
 namespace {
 
 using zenta::bench::Contestant;
+using zenta::bench::FreshFiles;
 using zenta::bench::Race;
 using List = BufferList<unsigned char>;
 using Table = BufferHash<unsigned char>;
@@ -99,25 +101,22 @@ void read_table(benchmark::State& state) {
        Contestant{"loop", by_loop});
 }
 
+// Into new files.
 void write_list(benchmark::State& state) {
   const Words& words = words_from(state.range(0));
   if (words.empty()) return state.SkipWithError("the word list is not installed");
-  const TemporaryPath file;
+  FreshFiles files;
   const List list = list_of(words);
   const auto by_loop = [&] {
-    std::ofstream out(file.path);
+    std::ofstream out(files.next());
     for (std::size_t i = 0; i < words.list.size(); ++i) {
       out << words.list[i] << '\t' << words.counts[i] << '\n';
     }
   };
-  const auto ours = [&] { return list.write_kvfile(file.path.c_str(), '\t', false); };
-  const auto contents = [&] {
-    std::ifstream in(file.path);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  };
+  const auto ours = [&] { return list.write_kvfile(files.next(), '\t', false); };
   by_loop();
-  const std::string want = contents();
-  if (!ours() || contents() != want) return state.SkipWithError("the files differ");
+  const std::string want = files.contents();
+  if (!ours() || files.contents() != want) return state.SkipWithError("the files differ");
   Race(state, {.bytes = double(want.size()), .items = double(words.list.size())},
        Contestant{"ours", ours}, Contestant{"loop", by_loop});
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/fresh_files.h"
 #include "bench/io/text_files.h"
 #include "bench/ratio.h"
 #include "corelib/io/buffer_write.h"
@@ -15,27 +16,29 @@ namespace tstl::bench {
 namespace {
 
 using zenta::bench::Contestant;
+using zenta::bench::FreshFiles;
 using zenta::bench::Race;
 
-// Where the files are written: to a real file, where the system's part of the work is the same for
-// all, or to /dev/null, which leaves the program's own part.
+// Where the lines are written: into new files, where the system's part of the work is the same for
+// all, or into /dev/null, which leaves the program's own part.
 enum Target { kFile, kNull };
 
-// Runs each contestant, a function of a path, into the file and compares what is there then; then
+// Runs each contestant, a function of a path, into a file and compares what is there then; then
 // races them.
 template <class... Runs>
 void RaceToFile(benchmark::State& state, Contestant<Runs>... contestants) {
-  const TempFile file;
+  FreshFiles files;
   std::string first;
   const auto differs = [&](auto& run) {
-    run(file.path());
-    if (first.empty()) first = file.contents();
-    return first.empty() || first != file.contents();
+    run(files.next());
+    if (first.empty()) first = files.contents();
+    return first.empty() || first != files.contents();
   };
   if ((differs(contestants.run) || ...)) state.SkipWithError("the contestants disagree");
-  const char* const path = state.range(0) == kFile ? file.path() : "/dev/null";
+  const bool to_file = state.range(0) == kFile;
+  const auto path = [&] { return to_file ? files.next() : "/dev/null"; };
   Race(state, {.bytes = double(first.size()), .items = double(entries().size())},
-       Contestant{contestants.name, [path, run = contestants.run] { run(path); }}...);
+       Contestant{contestants.name, [&path, run = contestants.run] { run(path()); }}...);
 }
 
 void BM_WriteLines(benchmark::State& state) {
@@ -53,7 +56,7 @@ void BM_WriteLines(benchmark::State& state) {
   };
   RaceToFile(state, Contestant{"ours", ours}, Contestant{"fwrite", by_fwrite});
 }
-BENCHMARK(BM_WriteLines)->Arg(kFile)->Arg(kNull);
+BENCHMARK(BM_WriteLines)->Arg(kFile)->Arg(kNull)->Iterations(20);
 
 void BM_WritePairs(benchmark::State& state) {
   const auto ours = [&](const char* path) {
@@ -76,7 +79,7 @@ void BM_WritePairs(benchmark::State& state) {
   RaceToFile(state, Contestant{"ours", ours}, Contestant{"ofstream", by_stream},
              Contestant{"fprintf", by_fprintf});
 }
-BENCHMARK(BM_WritePairs)->Arg(kFile)->Arg(kNull);
+BENCHMARK(BM_WritePairs)->Arg(kFile)->Arg(kNull)->Iterations(20);
 
 }  // namespace
 }  // namespace tstl::bench

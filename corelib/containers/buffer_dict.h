@@ -134,9 +134,7 @@ class BufferDict {
   std::uint32_t hash_id(View key) const { return crc32(key) % bucket_cnt_; }
 
   // The record of the key, or null; and whether there is one.
-  const Node* find(View key) const {
-    return bucket_cnt_ == 0 ? nullptr : find_in(hash_id(key), key);
-  }
+  const Node* find(View key) const { return bucket_cnt_ == 0 ? nullptr : find_key(key); }
   bool match(View key) const { return find(key) != nullptr; }
 
   // Looks up `n` keys and stores a record or null for each; in a large image several times as quick
@@ -182,7 +180,13 @@ class BufferDict {
   void prefetch_ahead(std::uint32_t bucket) const {
     if (bucket_cnt_ - bucket > kAhead) prefetch(first_offset(bucket + kAhead));
   }
+  const Node* find_key(View key) const;
+  // Not inlined: it would make a look-up of a short key save registers.
+  [[gnu::noinline]] const Node* find_any(View key) const;
+  const Node* find_short(View key) const;
   const Node* find_in(std::uint32_t bucket, View key) const;
+  template <class Same>
+  const Node* search(std::uint32_t bucket, View key, Same same) const;
   const Node* record_at(std::uint64_t offset) const;
   const Node* first_record(std::uint32_t bucket) const;
   const Node* next_record(const Node* node) const;

@@ -7,6 +7,7 @@
 #include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/key_probe.h"
 #include "corelib/containers/detail/list_file.h"
+#include "corelib/containers/detail/short_key.h"
 #include "corelib/text/buffer.h"
 
 namespace tstl {
@@ -61,6 +62,33 @@ bool PairBatch<T>::insert() {
   return complete;
 }
 
+#if defined(TSTL_SHORT_KEYS)
+// The searches of short keys, apart from those of all others because their functions are compiled for
+// other processors.
+template <Unit T>
+detail::ShortKey short_key(BufferRef<T> key) {
+  return detail::ShortKey(key.cstr(), key.len() * sizeof(T));
+}
+
+template <class Node>
+TSTL_SHORT_KEY_TARGET inline const Node* find_short_at(detail::ChainLink<Node> link,
+                                                       detail::KeyMark mark, detail::ShortKey key,
+                                                       std::uint32_t len) {
+  for (; link.may_hold(mark); link = link->link()) {
+    if (link->len() == len && key.is_at(link->str())) return link;
+  }
+  return nullptr;
+}
+
+template <class Node>
+TSTL_SHORT_KEY_TARGET const Node* find_short(const detail::ChainLink<Node>* buckets,
+                                             std::uint32_t bucket_cnt, detail::ShortKey key,
+                                             std::uint32_t len) {
+  const detail::ChainPlace place(key.crc32(), bucket_cnt);
+  return find_short_at(buckets[place.bucket], place.mark, key, len);
+}
+#endif
+
 }  // namespace
 
 template <Unit T>
@@ -98,40 +126,39 @@ void BufferHash<T>::reset() {
 template <Unit T>
 bool BufferHash<T>::make_buckets() {
   if (buckets_ != nullptr) return true;
-  buckets_ = static_cast<Node**>(std::calloc(requested_, sizeof(Node*)));
+  buckets_ = static_cast<Link*>(std::calloc(requested_, sizeof(Link)));
   if (buckets_ == nullptr) return false;
   bucket_cnt_ = bucket_cap_ = requested_;
   return true;
 }
 
+// Pushes the nodes, in the order of for_each, onto the heads of new buckets.
 template <Unit T>
 void BufferHash<T>::set_tabsize(std::uint32_t n) {
   requested_ = clamp(n);
   if (buckets_ == nullptr || bucket_cnt_ == requested_) return;
-  auto* const grown = static_cast<Node**>(std::calloc(requested_, sizeof(Node*)));
-  if (grown == nullptr) return;
-  move_chains(grown, requested_);
-  std::free(std::exchange(buckets_, grown));
-  bucket_cnt_ = bucket_cap_ = requested_;
-}
-
-// Pushes the nodes, in the order of for_each, onto the heads of `to`.
-template <Unit T>
-void BufferHash<T>::move_chains(Node** to, std::uint32_t to_cnt) {
-  for (std::uint32_t i = 0; i < bucket_cnt_; ++i) {
-    for (Node* node = buckets_[i]; node != nullptr;) {
-      Node*& head = to[crc32(node->key()) % to_cnt];
+  Link* const old = buckets_;
+  const std::uint32_t old_cnt = bucket_cnt_;
+  buckets_ = nullptr;
+  if (!make_buckets()) {
+    buckets_ = old;
+    return;
+  }
+  for (std::uint32_t i = 0; i < old_cnt; ++i) {
+    for (Node* node = old[i].node(); node != nullptr;) {
       Node* const next = node->next();
-      node->set_next(std::exchange(head, node));
+      const Place place = place_of(node->key());
+      buckets_[place.bucket].insert(node, place.mark);
       node = next;
     }
   }
+  std::free(old);
 }
 
 template <Unit T>
 typename BufferHash<T>::Node* BufferHash<T>::alloc_node(View key) {
   Node* const node = detail::alloc_node<Node>(arena_, key);
-  if (node == nullptr) return nullptr;
+  if (node == nullptr || !Link::holds(node)) return nullptr;  // the second never happens, see there
   node->init_key(key, recorded_len(key.len()));
   ++item_cnt_;
   return node;
@@ -139,56 +166,71 @@ typename BufferHash<T>::Node* BufferHash<T>::alloc_node(View key) {
 
 template <Unit T>
 typename BufferHash<T>::Node* BufferHash<T>::insert(View key) {
-  return make_buckets() ? insert_in(hash_id(key), key) : nullptr;
+  return make_buckets() ? insert_at(place_of(key), key) : nullptr;
 }
 
 template <Unit T>
-typename BufferHash<T>::Node* BufferHash<T>::insert_in(std::uint32_t bucket, View key) {
+typename BufferHash<T>::Node* BufferHash<T>::insert_at(Place place, View key) {
   const detail::KeyProbe<T> probe(key);
-  Node*& head = buckets_[bucket];
-  Node* before = nullptr;
-  Node* after = head;
-  for (; after != nullptr; before = after, after = after->next()) {
-    if (probe.matches(after->keyed())) return after;
-    if (!probe.follows(after->keyed())) break;
+  Link* link = &buckets_[place.bucket];
+  while (Node* const node = link->node()) {
+    if (link->may_be(place.mark) && probe.matches(node->keyed())) return node;
+    if (!probe.follows(node->keyed())) break;
+    link = link->pass(place.mark);
   }
   Node* const node = alloc_node(key);
-  if (node == nullptr) return nullptr;
-  node->set_next(after);
-  if (before == nullptr) {
-    head = node;
-  } else {
-    before->set_next(node);
-  }
+  if (node != nullptr) link->insert(node, place.mark);
   return node;
 }
 
 template <Unit T>
-const typename BufferHash<T>::Node* BufferHash<T>::find_in(std::uint32_t bucket, View key) const {
-  const detail::KeyProbe<T> probe(key);
-  const Node* node = buckets_[bucket];
-  while (node != nullptr && !probe.matches(node->keyed())) node = node->next();
-  return node;
+const typename BufferHash<T>::Node* BufferHash<T>::find_in_chain(View key) const {
+#if defined(TSTL_SHORT_KEYS)
+  if (detail::ShortKey::takes(key.len() * sizeof(T))) {
+    return find_short(buckets_, bucket_cnt_, short_key(key), key.len());
+  }
+#endif
+  return find_any(key);
 }
 
-// Calls fn(i, bucket) for the keys in order. The buckets of a group of them, and the first two nodes
-// there, are on their way when its first call is made. REQUIRES: there are buckets.
+template <Unit T>
+const typename BufferHash<T>::Node* BufferHash<T>::find_any(View key) const {
+  return find_at(place_of(key), key);
+}
+
+template <Unit T>
+const typename BufferHash<T>::Node* BufferHash<T>::find_at(Place place, View key) const {
+#if defined(TSTL_SHORT_KEYS)
+  if (detail::ShortKey::takes(key.len() * sizeof(T))) {
+    return find_short_at(buckets_[place.bucket], place.mark, short_key(key), key.len());
+  }
+#endif
+  const detail::KeyProbe<T> probe(key);
+  for (Link link = buckets_[place.bucket]; link.may_hold(place.mark); link = link->link()) {
+    if (probe.matches(link->keyed())) return link;
+  }
+  return nullptr;
+}
+
+// Calls fn(i, place) for the keys in order. The buckets of a group of them, and the nodes there that
+// most likely are theirs, are on their way when its first call is made. REQUIRES: there are buckets.
 template <Unit T>
 template <class Fn>
-void BufferHash<T>::with_buckets(const View* keys, std::uint32_t n, Fn fn) const {
+void BufferHash<T>::at_places(const View* keys, std::uint32_t n, Fn fn) const {
   assert(buckets_ != nullptr);
   detail::for_each_group(n, [&](std::uint32_t start, std::uint32_t cnt) {
-    std::uint32_t buckets[detail::kGroup];
+    Place places[detail::kGroup];
     for (std::uint32_t i = 0; i < cnt; ++i) {
-      buckets[i] = hash_id(keys[start + i]);
-      __builtin_prefetch(buckets_ + buckets[i]);
+      places[i] = place_of(keys[start + i]);
+      __builtin_prefetch(buckets_ + places[i].bucket);
     }
-    for (std::uint32_t i = 0; i < cnt; ++i) __builtin_prefetch(buckets_[buckets[i]]);
     for (std::uint32_t i = 0; i < cnt; ++i) {
-      const Node* const first = buckets_[buckets[i]];
-      if (first != nullptr) __builtin_prefetch(first->next());
+      __builtin_prefetch(buckets_[places[i].bucket].node());
     }
-    for (std::uint32_t i = 0; i < cnt; ++i) fn(start + i, buckets[i]);
+    for (std::uint32_t i = 0; i < cnt; ++i) {
+      __builtin_prefetch(detail::likely_link(&buckets_[places[i].bucket], places[i].mark)->node());
+    }
+    for (std::uint32_t i = 0; i < cnt; ++i) fn(start + i, places[i]);
   });
 }
 
@@ -198,9 +240,7 @@ void BufferHash<T>::insert_all(const View* keys, std::uint32_t n, Node** nodes) 
     std::fill_n(nodes, n, nullptr);
     return;
   }
-  with_buckets(keys, n, [&](std::uint32_t i, std::uint32_t bucket) {
-    nodes[i] = insert_in(bucket, keys[i]);
-  });
+  at_places(keys, n, [&](std::uint32_t i, Place place) { nodes[i] = insert_at(place, keys[i]); });
 }
 
 template <Unit T>
@@ -209,8 +249,7 @@ void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
     std::fill_n(nodes, n, nullptr);
     return;
   }
-  with_buckets(keys, n,
-               [&](std::uint32_t i, std::uint32_t bucket) { nodes[i] = find_in(bucket, keys[i]); });
+  at_places(keys, n, [&](std::uint32_t i, Place place) { nodes[i] = find_at(place, keys[i]); });
 }
 
 template <Unit T>

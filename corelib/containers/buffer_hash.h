@@ -23,6 +23,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/crc32.h"
+#include "corelib/containers/detail/chain_link.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/containers/keyed_traversal.h"
 #include "corelib/text/buffer_ref.h"
@@ -30,16 +31,18 @@
 
 namespace tstl {
 
-//   offset 0, 8 bytes: next node of the chain
+//   offset 0, 8 bytes: link to the next node of the chain
 //          8:          a keyed node (value, key length, key)
 #pragma pack(push, 4)
 template <Unit T>
 class BufferHashNode {
  public:
   using unit_type = T;
+  using Link = detail::ChainLink<BufferHashNode>;
 
-  BufferHashNode* next() const { return next_; }
-  void set_next(BufferHashNode* next) { next_ = next; }
+  BufferHashNode* next() const { return link_.node(); }
+  Link& link() { return link_; }
+  const Link& link() const { return link_; }
 
   std::uint64_t value() const { return keyed_.value(); }
   void set_value(std::uint64_t value) { keyed_.set_value(value); }
@@ -51,7 +54,7 @@ class BufferHashNode {
   void init_key(BufferRef<T> key, std::uint32_t len) { keyed_.init_key(key, len); }
 
  private:
-  BufferHashNode* next_ = nullptr;
+  Link link_;
   KeyedNode<T> keyed_;
 };
 #pragma pack(pop)
@@ -62,6 +65,7 @@ template <Unit T>
 class BufferHash : public KeyedTraversal<BufferHash<T>> {
  public:
   using Node = BufferHashNode<T>;
+  using Link = typename Node::Link;
   using View = BufferRef<T>;
   static constexpr std::uint32_t kMinTable = 32;
   static constexpr std::uint32_t kMaxTable = 1048576;
@@ -87,8 +91,9 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   std::uint32_t itemcnt() const { return item_cnt_; }
   // Buckets in use, or those that the first insertion will make.
   std::uint32_t tabsize() const { return bucket_cnt_ == 0 ? requested_ : bucket_cnt_; }
-  // The chain heads, tabsize() of them; null before the first insertion.
-  Node* const* table() const { return buckets_; }
+  // The chain heads, tabsize() of them, each as good as a pointer to its first node; null before the
+  // first insertion.
+  const Link* table() const { return buckets_; }
 
   // The bucket of a key: its CRC-32 modulo the table size.
   std::uint32_t hash_id(View key) const { return crc32(key) % tabsize(); }
@@ -108,9 +113,7 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
 
   // The node of the key or null.
   Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
-  const Node* find(View key) const {
-    return buckets_ == nullptr ? nullptr : find_in(hash_id(key), key);
-  }
+  const Node* find(View key) const { return buckets_ == nullptr ? nullptr : find_in_chain(key); }
 
   // find() for `n` keys, with the same advantage: for all words that may start at a place of a text,
   // say.
@@ -126,17 +129,22 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   static constexpr std::uint32_t clamp(std::uint32_t n) {
     return n < kMinTable ? kMinTable : n > kMaxTable ? kMaxTable : n;
   }
+  using Place = detail::ChainPlace;
+
   template <class Fn>
   bool walk(Fn fn) const;
+  Place place_of(View key) const;
   bool make_buckets();
-  Node* insert_in(std::uint32_t bucket, View key);
-  const Node* find_in(std::uint32_t bucket, View key) const;
+  const Node* find_in_chain(View key) const;
+  // Not inlined: it would make a look-up of a short key save registers.
+  [[gnu::noinline]] const Node* find_any(View key) const;
+  Node* insert_at(Place place, View key);
+  const Node* find_at(Place place, View key) const;
   template <class Fn>
-  void with_buckets(const View* keys, std::uint32_t n, Fn fn) const;
-  void move_chains(Node** to, std::uint32_t to_cnt);
+  void at_places(const View* keys, std::uint32_t n, Fn fn) const;
 
   Chunk arena_;
-  Node** buckets_ = nullptr;
+  Link* buckets_ = nullptr;
   std::uint32_t bucket_cnt_ = 0;
   std::uint32_t bucket_cap_ = 0;
   std::uint32_t item_cnt_ = 0;
@@ -146,11 +154,22 @@ static_assert(sizeof(BufferHash<unsigned char>) == sizeof(Chunk) + 24);
 
 // ---------------------------------------------------------------------------------------------------------------------
 
+// A key that is recorded as a shorter one is marked as that, which finds it in this bucket.
+// REQUIRES: there are buckets.
+template <Unit T>
+typename BufferHash<T>::Place BufferHash<T>::place_of(View key) const {
+  const std::uint32_t hash = crc32(key);
+  const std::uint32_t len = recorded_len(key.len());
+  Place place(hash, bucket_cnt_);
+  if (len != key.len()) place.mark = Place(crc32(key.sub_head(len)), bucket_cnt_).mark;
+  return place;
+}
+
 template <Unit T>
 template <class Fn>
 bool BufferHash<T>::walk(Fn fn) const {
   for (std::uint32_t i = 0; i < bucket_cnt_; ++i) {
-    for (Node* node = buckets_[i]; node != nullptr; node = node->next()) {
+    for (Node* node = buckets_[i].node(); node != nullptr; node = node->next()) {
       if (!fn(*node)) return false;
     }
   }

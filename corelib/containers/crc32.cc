@@ -2,31 +2,21 @@
 
 #include <cassert>
 
+#include "corelib/containers/detail/crc32_product.h"
 #include "corelib/containers/detail/little_endian.h"
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
+#include "corelib/containers/detail/short_key.h"
 
 namespace tstl {
 namespace {
 
+using detail::after_zero_bits;
 using detail::load_le;
 
-constexpr std::uint32_t kPolynomial = 0xEDB88320;  // lowest bit: the highest power
 constexpr std::uint32_t kPreset = 0xFFFFFFFF;
-
-// The register after `count` zero bits.
-constexpr std::uint32_t after_zero_bits(std::uint32_t crc, unsigned count) {
-  for (; count != 0; --count) crc = crc >> 1 ^ ((crc & 1) != 0 ? kPolynomial : 0);
-  return crc;
-}
 
 struct Tables {
   // What a byte leaves in an all-zero register after itself and k zero bytes.
   std::uint32_t of_byte[8][256];
-  // What the preset register has become after k zero bytes.
-  std::uint32_t preset[17];
 };
 
 constexpr Tables make_tables() {
@@ -36,7 +26,6 @@ constexpr Tables make_tables() {
       tables.of_byte[k][byte] = after_zero_bits(k == 0 ? byte : tables.of_byte[k - 1][byte], 8);
     }
   }
-  for (unsigned k = 0; k <= 16; ++k) tables.preset[k] = after_zero_bits(kPreset, 8 * k);
   return tables;
 }
 
@@ -69,33 +58,6 @@ std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
 }
 
 #if defined(__x86_64__)
-// The same by multiplication of polynomials over GF(2): the run, with zero bytes in front of it so
-// that it is whole blocks of 16 bytes, is folded into one block, and that one reduced by Barrett's
-// method. (V. Gopal and others, "Fast CRC Computation for Generic Polynomials Using PCLMULQDQ
-// Instruction", Intel 2009, for bit-reflected data.)
-
-// x to the power `n` modulo the polynomial, in the form that a product of reflected factors needs.
-constexpr long long power(unsigned n) {
-  return static_cast<long long>(after_zero_bits(0x80000000, n)) << 1;
-}
-constexpr long long kPower64 = power(64);
-constexpr long long kPower96 = power(96);
-constexpr long long kPower160 = power(160);
-constexpr long long kFullPolynomial = (std::uint64_t{kPolynomial} << 1) | 1;
-constexpr long long kQuotient = 0x1F7011641;  // x^64 divided by the polynomial
-
-// The register after a block that meets an all-zero one.
-__attribute__((target("pclmul"))) std::uint32_t reduce(__m128i block) {
-  const __m128i lower = _mm_set_epi32(0, -1, 0, -1);
-  __m128i x =
-      _mm_srli_si128(block, 8) ^ _mm_clmulepi64_si128(block, _mm_set_epi64x(0, kPower96), 0);
-  x = _mm_srli_si128(x, 4) ^ _mm_clmulepi64_si128(x & lower, _mm_set_epi64x(0, kPower64), 0);
-  const __m128i divisor = _mm_set_epi64x(kQuotient, kFullPolynomial);
-  const __m128i quotient = _mm_clmulepi64_si128(x & lower, divisor, 0x10);
-  x ^= _mm_clmulepi64_si128(quotient & lower, divisor, 0);
-  return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_srli_si128(x, 4)));
-}
-
 // The first `n` bytes of a run of 8 or more as the last of a block. REQUIRES: 0 < n <= 16.
 __m128i load_last(const unsigned char* p, std::size_t n) {
   const auto whole = [](std::uint64_t low, std::uint64_t high) {
@@ -107,24 +69,11 @@ __m128i load_last(const unsigned char* p, std::size_t n) {
   return whole(first << half << half, load_le<std::uint64_t>(p + n - 8));
 }
 
-// REQUIRES: n >= 8.
-__attribute__((target("pclmul"))) std::uint32_t crc32_product(const unsigned char* p,
-                                                              std::size_t n) {
-  const __m128i fold = _mm_set_epi64x(kPower96, kPower160);
-  const unsigned char* const end = p + n;
-  const std::size_t odd = (n - 1) % 16 + 1;
-  std::uint32_t preset = kTables.preset[odd];
-  __m128i x = load_last(p, odd);
-  for (p += odd; p != end; p += 16) {
-    x = _mm_clmulepi64_si128(x, fold, 0x00) ^ _mm_clmulepi64_si128(x, fold, 0x11) ^
-        _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)) ^
-        _mm_cvtsi32_si128(static_cast<int>(preset));
-    preset = 0;
-  }
-  return ~(reduce(x) ^ preset);
-}
-
 const bool kHasProduct = __builtin_cpu_supports("pclmul");
+
+TSTL_SHORT_KEY_TARGET std::uint32_t crc32_of_short(const unsigned char* p, std::size_t n) {
+  return detail::ShortKey(p, n).crc32();
+}
 #endif
 
 }  // namespace
@@ -135,19 +84,35 @@ const bool kHasProduct = __builtin_cpu_supports("pclmul");
 std::uint32_t detail::crc32_tables(const unsigned char* p, std::size_t n) noexcept {
   assert(n >= 8);
   const std::size_t odd = n % 8;
-  std::uint32_t crc = kTables.preset[odd];
+  std::uint32_t crc = detail::kCrcPresets.after[odd];
   if (odd != 0) crc ^= after_eight(0, load_le<std::uint64_t>(p) << (64 - 8 * odd));
   const unsigned char* const end = p + n;
   for (p += odd; p != end; p += 8) crc = after_eight(crc, load_le<std::uint64_t>(p));
   return ~crc;
 }
 
-std::uint32_t crc32(const unsigned char* p, std::size_t n) noexcept {
-  if (n < 8) return crc32_short(p, n);
 #if defined(__x86_64__)
-  if (kHasProduct) return crc32_product(p, n);
+TSTL_CRC_TARGET std::uint32_t detail::crc32_product(const unsigned char* p,
+                                                    std::size_t n) noexcept {
+  const unsigned char* const end = p + n;
+  const std::size_t odd = (n - 1) % 16 + 1;
+  std::uint32_t preset = detail::kCrcPresets.after[odd];
+  __m128i x = load_last(p, odd);
+  for (p += odd; p != end; p += 16) {
+    x = detail::crc_folded(x) ^ _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)) ^
+        _mm_cvtsi32_si128(static_cast<int>(preset));
+    preset = 0;
+  }
+  return ~(detail::crc_reduced(x) ^ preset);
+}
 #endif
-  return detail::crc32_tables(p, n);
+
+std::uint32_t crc32(const unsigned char* p, std::size_t n) noexcept {
+#if defined(__x86_64__)
+  if (detail::ShortKey::takes(n)) return crc32_of_short(p, n);
+  if (kHasProduct && n >= 8) return detail::crc32_product(p, n);
+#endif
+  return n < 8 ? crc32_short(p, n) : detail::crc32_tables(p, n);
 }
 
 std::uint32_t detail::crc32_units(const unsigned short* units, std::size_t n) noexcept {

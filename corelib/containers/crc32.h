@@ -24,9 +24,12 @@ template <Unit T>
 // ---------------------------------------------------------------------------------------------------------------------
 
 namespace detail {
-// The ways for machines without polynomial products, and with the high byte of a unit first.
-// REQUIRES of the first: n >= 8.
+// The ways for machines without polynomial products, without masked loads, and with the high byte of
+// a unit first. REQUIRES of the first two: n >= 8; of the second: a processor with PCLMULQDQ.
 std::uint32_t crc32_tables(const unsigned char* bytes, std::size_t n) noexcept;
+#if defined(__x86_64__)
+std::uint32_t crc32_product(const unsigned char* bytes, std::size_t n) noexcept;
+#endif
 std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept;
 }  // namespace detail
 

@@ -42,7 +42,7 @@ template <Unit T, class Fn>
 void for_each_node(const BufferHash<T>& table, Fn fn) {
   if (table.table() == nullptr) return;
   for (std::uint32_t i = 0; i < table.tabsize(); ++i) {
-    for (const auto* node = table.table()[i]; node != nullptr; node = node->next()) fn(node);
+    for (const auto* node = table.table()[i].node(); node != nullptr; node = node->next()) fn(node);
   }
 }
 

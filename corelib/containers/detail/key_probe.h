@@ -1,13 +1,11 @@
-// KeyProbe: a key made ready for comparison with many nodes. A node keeps the length of its key and
-// then the key, so eight bytes of it, compared at once, rule out nearly every other key, without a
-// look at the rest.
+// KeyProbe: a key made ready for comparison with many nodes. A node is read where it lies, and what
+// can be done before its memory arrives is done before: two words of it settle keys of up to 12
+// bytes, and nothing after their arrival depends on how long the key is.
 #pragma once
 
-#include <algorithm>
-#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
-#include <cstring>
 
 #include "corelib/containers/detail/load.h"
 #include "corelib/containers/keyed_node.h"
@@ -20,57 +18,72 @@ template <Unit T>
 class KeyProbe {
  public:
   // Views the key's units.
-  explicit KeyProbe(BufferRef<T> key) : key_(key), start_{key.len(), first_units(key)} {}
+  explicit KeyProbe(BufferRef<T> key) : key_(key) {
+    if (is_plain()) return;
+    const auto first = load<Half>(bytes());
+    start_ = Word{first} << 32 | key.len();
+    end_ =
+        size() >= sizeof(Word) ? load<Word>(bytes() + size() - sizeof(Word)) : end_of_short(first);
+  }
 
   // Whether the node has this key: the same length and the same units.
   bool matches(const KeyedNode<T>& node) const {
-    if (std::bit_cast<std::uint64_t>(start_of(node)) == std::bit_cast<std::uint64_t>(start_)) {
-      return same_bytes(bytes(node.str()), bytes(key_.cstr()), key_.len() * sizeof(T));
+    if (is_plain()) return is_key_of(node);
+    if (load<Word>(node.key_start()) != start_) return false;
+    const unsigned char* const units = bytes_of(node);
+    if (load<Word>(units + size() - sizeof(Word)) != end_) return false;
+    for (std::size_t i = sizeof(Half); i + sizeof(Word) < size(); i += sizeof(Word)) {
+      if (load<Word>(units + i) != load<Word>(bytes() + i)) return false;
     }
-    return key_.len() < kFirstUnits && key_ == node.key();
+    return true;
   }
 
   // Whether this key orders after that of the node.
   bool follows(const KeyedNode<T>& node) const {
-    if (node.len() < kFirstUnits) return key_.is_greater(node.key());
-    const std::uint32_t rank = rank_of(start_.first);
-    const std::uint32_t other = rank_of(start_of(node).first);
-    return rank != other ? rank > other : key_.is_greater(node.key());
+    if (is_plain() || node.len() * sizeof(T) < sizeof(Half)) return is_after_key_of(node);
+    const std::uint32_t rank = rank_of(load<Half>(bytes()));
+    const std::uint32_t other = rank_of(load<Half>(bytes_of(node)));
+    return rank != other ? rank > other : is_after_key_of(node);
   }
 
  private:
-  // A node from its key length on. The memory behind a shorter key is zero, unless that was recorded
-  // shorter than it is.
-  struct Start {
-    std::uint32_t len;
-    std::uint32_t first;  // the bytes of the first units, as they lie in memory
-  };
-  static constexpr std::uint32_t kFirstUnits = 4 / sizeof(T);
+  using Word = std::uint64_t;
+  using Half = std::uint32_t;
 
-  static const unsigned char* bytes(const T* units) {
-    return reinterpret_cast<const unsigned char*>(units);
+  const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(key_.cstr()); }
+  std::size_t size() const { return key_.len() * sizeof(T); }
+  static const unsigned char* bytes_of(const KeyedNode<T>& node) {
+    return reinterpret_cast<const unsigned char*>(node.str());
   }
 
-  static std::uint32_t first_units(BufferRef<T> key) {
-    if (key.len() >= kFirstUnits) return load<std::uint32_t>(key.cstr());
-    T units[kFirstUnits] = {};
-    std::copy(key.begin(), key.end(), units);
-    return load<std::uint32_t>(units);
+  // Whether the key is compared without these words: it is too short for them, or the machine puts
+  // the high byte first.
+  bool is_plain() const {
+    return size() < sizeof(Half) || std::endian::native != std::endian::little;
+  }
+  // Out of line, for they are rare, and would make the rest save registers.
+  [[gnu::noinline]] bool is_key_of(const KeyedNode<T>& node) const { return key_ == node.key(); }
+  [[gnu::noinline]] bool is_after_key_of(const KeyedNode<T>& node) const {
+    return key_.is_greater(node.key());
   }
 
-  static Start start_of(const KeyedNode<T>& node) { return load<Start>(node.key_start()); }
+  // The same of four to seven bytes, which do not fill the eight: in front of them is the end of the
+  // key length. Put together in a register, for what is read from two stores waits for them.
+  Word end_of_short(Half first) const {
+    const std::size_t n = size();
+    const Word last = load<Half>(bytes() + n - sizeof(Half));
+    return last << 32 | Word{first} << 8 * (sizeof(Word) - n) |
+           key_.len() >> 8 * (n - sizeof(Half));
+  }
 
-  // A number that orders as the units do.
-  static std::uint32_t rank_of(std::uint32_t first) {
-    std::uint32_t rank = 0;
-    for (const T unit : std::bit_cast<std::array<T, kFirstUnits>>(first)) {
-      rank = static_cast<std::uint32_t>(std::uint64_t{rank} << 8 * sizeof(T)) | unit;
-    }
-    return rank;
+  // A number that orders as the units in these bytes do.
+  static std::uint32_t rank_of(Half bytes) {
+    return sizeof(T) == 1 ? __builtin_bswap32(bytes) : std::rotl(bytes, 16);
   }
 
   BufferRef<T> key_;
-  Start start_;
+  Word start_ = 0;  // what a node with this key has from its key length on
+  Word end_ = 0;    // and what in the eight bytes before the key's end
 };
 
 }  // namespace tstl::detail

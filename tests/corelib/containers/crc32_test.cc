@@ -23,6 +23,11 @@ TEST(Crc32Test, EveryLengthAndEveryWayAgreesWithZlib) {
       const auto want = static_cast<std::uint32_t>(::crc32(0, run, size));
       EXPECT_EQ(crc32(run, size), want);
       EXPECT_EQ(size < 8 ? want : detail::crc32_tables(run, size), want);
+#if defined(__x86_64__)
+      if (size >= 8 && __builtin_cpu_supports("pclmul")) {
+        EXPECT_EQ(detail::crc32_product(run, size), want);
+      }
+#endif
       EXPECT_EQ(size == n ? want : detail::crc32_units(units.data(), n), want);
       EXPECT_EQ(size == n ? want : crc32(BufferRef<unsigned short>(units.data(), n)), want);
     }
