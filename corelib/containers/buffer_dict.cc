@@ -24,7 +24,8 @@ struct Start {
 };
 
 // What stands for the first record of an empty bucket.
-constexpr unsigned char kNoRecord[8] = {0, 0, 0, 0x80, 0xFF, 0xFF, 0, 0};  // the last one
+alignas(2) constexpr unsigned char kNoRecord[8] = {0,    0,    0, 0x80,
+                                                   0xFF, 0xFF, 0, 0};  // the last one
 
 template <Unit T>
 Start start_of(BufferRef<T> key) {
@@ -36,6 +37,50 @@ Start start_of(BufferRef<T> key) {
   }
   return start;
 }
+
+// An image that was opened.
+struct Image {
+  const unsigned char* bytes;
+  std::uint64_t length;
+};
+
+// The walk of for_each, with the key's own length in the place of the record's where they are the
+// same, and without a call. Whether the bucket is empty cannot be foreseen, so there is no branch for
+// it. same(units) tells whether these are the key's, where there are as many.
+template <Unit T, class Same>
+[[gnu::always_inline]] inline const BufferDictNode<T>* search(Image image, std::uint32_t bucket,
+                                                              BufferRef<T> key, Same same) {
+  using Node = BufferDictNode<T>;
+  const Start start = start_of(key);
+  const std::uint64_t size = Node::node_size(key.len());
+  std::uint64_t offset = load_le<std::uint32_t>(image.bytes + 16 + std::uint64_t{bucket} * 4);
+  const unsigned char* at = offset != 0 ? image.bytes + offset : kNoRecord;
+  if (reinterpret_cast<std::uintptr_t>(at) % alignof(T) != 0) return nullptr;
+  while (offset + Node::node_size(0) <= image.length) {
+    const auto* const node = reinterpret_cast<const Node*>(at);
+    if ((load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes && offset != 0 &&
+        offset + size <= image.length && same(node->str())) {
+      return node;
+    }
+    if (node->is_lastnode()) return nullptr;
+    offset += node->node_size();
+    at = image.bytes + offset;
+  }
+  return nullptr;
+}
+
+#if defined(TSTL_SHORT_KEYS)
+template <Unit T>
+TSTL_SHORT_KEY_TARGET const BufferDictNode<T>* find_short(Image image, std::uint32_t bucket_cnt,
+                                                          BufferRef<T> key) {
+  struct Same {
+    detail::ShortKey key;
+    TSTL_SHORT_KEY_TARGET bool operator()(const T* units) const { return key.is_at(units); }
+  };
+  const detail::ShortKey bytes(key.cstr(), key.len() * sizeof(T));
+  return search(image, bytes.crc32() % bucket_cnt, key, Same{bytes});
+}
+#endif
 
 // Four bytes of the image each, taken at most once.
 class Cells {
@@ -128,40 +173,11 @@ std::uint32_t BufferDict<T>::save(const char* path) const {
   return (std::fclose(file) == 0 && written) ? 0 : FAILURE;
 }
 
-// The walk of for_each, with the key's own length in the place of the record's where they are the
-// same, and without a call. Whether the bucket is empty cannot be foreseen, so there is no branch for
-// it. same(units) tells whether these are the key's, where there are as many.
-template <Unit T>
-template <class Same>
-[[gnu::always_inline]] inline const BufferDictNode<T>* BufferDict<T>::search(std::uint32_t bucket,
-                                                                             View key,
-                                                                             Same same) const {
-  const Start start = start_of(key);
-  const std::uint64_t size = Node::node_size(key.len());
-  const std::uint64_t length = image_.len();
-  std::uint64_t offset = first_offset(bucket);
-  if (!is_aligned(offset)) return nullptr;
-  const auto none = reinterpret_cast<std::uintptr_t>(kNoRecord);
-  const auto first = reinterpret_cast<std::uintptr_t>(header_) + offset;
-  const auto* node = reinterpret_cast<const Node*>(
-      none ^ ((none ^ first) & -static_cast<std::uintptr_t>(offset != 0)));
-  while (offset + Node::node_size(0) <= length) {
-    if ((load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes && offset != 0 &&
-        offset + size <= length && same(node->str())) {
-      return node;
-    }
-    if (node->is_lastnode()) return nullptr;
-    offset += node->node_size();
-    node = reinterpret_cast<const Node*>(header_ + offset);
-  }
-  return nullptr;
-}
-
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) const {
   if (key.len() > 0xFFFF) return nullptr;
   const auto* const bytes = reinterpret_cast<const unsigned char*>(key.cstr());
-  return search(bucket, key, [=](const T* units) {
+  return search<T>({header_, image_.len()}, bucket, key, [=](const T* units) {
     return detail::same_bytes(reinterpret_cast<const unsigned char*>(units), bytes,
                               key.len() * sizeof(T));
   });
@@ -172,22 +188,12 @@ const BufferDictNode<T>* BufferDict<T>::find_any(View key) const {
   return find_in(hash_id(key), key);
 }
 
-#if defined(TSTL_SHORT_KEYS)
-template <Unit T>
-TSTL_SHORT_KEY_TARGET const BufferDictNode<T>* BufferDict<T>::find_short(View key) const {
-  struct Same {
-    detail::ShortKey key;
-    TSTL_SHORT_KEY_TARGET bool operator()(const T* units) const { return key.is_at(units); }
-  };
-  const detail::ShortKey bytes(key.cstr(), key.len() * sizeof(T));
-  return search(bytes.crc32() % bucket_cnt_, key, Same{bytes});
-}
-#endif
-
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_key(View key) const {
 #if defined(TSTL_SHORT_KEYS)
-  if (detail::ShortKey::takes(key.len() * sizeof(T))) return find_short(key);
+  if (detail::ShortKey::takes(key.len() * sizeof(T))) {
+    return find_short<T>({header_, image_.len()}, bucket_cnt_, key);
+  }
 #endif
   return find_any(key);
 }

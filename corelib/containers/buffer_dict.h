@@ -183,10 +183,7 @@ class BufferDict {
   const Node* find_key(View key) const;
   // Not inlined: it would make a look-up of a short key save registers.
   [[gnu::noinline]] const Node* find_any(View key) const;
-  const Node* find_short(View key) const;
   const Node* find_in(std::uint32_t bucket, View key) const;
-  template <class Same>
-  const Node* search(std::uint32_t bucket, View key, Same same) const;
   const Node* record_at(std::uint64_t offset) const;
   const Node* first_record(std::uint32_t bucket) const;
   const Node* next_record(const Node* node) const;

@@ -18,10 +18,9 @@
 
 namespace tstl::detail {
 
-inline const bool kHasShortKeys = __builtin_cpu_supports("pclmul") &&
-                                  __builtin_cpu_supports("bmi2") &&
-                                  __builtin_cpu_supports("avx512bw") &&
-                                  __builtin_cpu_supports("avx512vl");
+inline const bool kHasShortKeys =
+    __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("bmi2") &&
+    __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
 
 class ShortKey {
  public:
@@ -34,9 +33,9 @@ class ShortKey {
 
   TSTL_SHORT_KEY_TARGET std::uint32_t crc32() const {
     const std::uintptr_t end = start_ + n_;
-    const __m128i block = n_ <= 16 ? load_before(end, n_)
-                                   : crc_folded(load_before(end - 16, n_ - 16)) ^
-                                         load_before(end, 16);
+    const __m128i block = n_ <= 16
+                              ? load_before(end, n_)
+                              : crc_folded(load_before(end - 16, n_ - 16)) ^ load_before(end, 16);
     return ~(crc_reduced(block) ^ kCrcPresets.after[n_]);
   }
 
