@@ -54,8 +54,12 @@ template <Unit T, class Same>
   const Start start = start_of(key);
   const std::uint64_t size = Node::node_size(key.len());
   std::uint64_t offset = load_le<std::uint32_t>(image.bytes + 16 + std::uint64_t{bucket} * 4);
-  const unsigned char* at = offset != 0 ? image.bytes + offset : kNoRecord;
-  if (reinterpret_cast<std::uintptr_t>(at) % alignof(T) != 0) return nullptr;
+  // An address, for there is no pointer to what may be outside. Chosen by arithmetic.
+  const auto bytes = reinterpret_cast<std::uintptr_t>(image.bytes);
+  const auto none = reinterpret_cast<std::uintptr_t>(kNoRecord);
+  const auto is_some = std::uintptr_t{0} - static_cast<std::uintptr_t>(offset != 0);
+  std::uintptr_t at = none ^ ((none ^ (bytes + offset)) & is_some);
+  if (at % alignof(T) != 0) return nullptr;
   while (offset + Node::node_size(0) <= image.length) {
     const auto* const node = reinterpret_cast<const Node*>(at);
     if ((load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes && offset != 0 &&
@@ -64,7 +68,7 @@ template <Unit T, class Same>
     }
     if (node->is_lastnode()) return nullptr;
     offset += node->node_size();
-    at = image.bytes + offset;
+    at = bytes + offset;
   }
   return nullptr;
 }
