@@ -148,9 +148,11 @@ std::uint32_t BufferList<T>::find_index(View key) const {
 template <Unit T>
 bool BufferList<T>::read_kvfile(const char* path, T separator) {
   reset();
-  return detail::read_kvfile<T>(path, separator, [this](View key, std::uint64_t value) {
-    return emplace_back(key, value) != nullptr;
-  });
+  // Inlined: the call takes a good part of the time of such a short append.
+  return detail::read_kvfile<T>(
+      path, separator, [this](View key, std::uint64_t value) __attribute__((flatten)) {
+        return emplace_back(key, value) != nullptr;
+      });
 }
 
 template <Unit T>

@@ -49,7 +49,7 @@ class Chunk {
   // `n` zero-filled bytes at a multiple of 4; null when memory is short, whatever `n` is. The next
   // request follows directly, at the next multiple of 4. `n` = 0 gives the place where the next
   // request would go, which is null in an arena that has no block yet.
-  [[nodiscard]] void* alloc(std::uint64_t n) { return alloc_aligned(n, 4); }
+  [[nodiscard]] void* alloc(std::uint64_t n);
 
   // The same at a multiple of `align`: for records with 8-byte members.
   // REQUIRES: `align` is a power of two from 4 to kMaxAlign.
@@ -119,6 +119,15 @@ class Chunk {
 static_assert(sizeof(Chunk) == 40 && std::is_standard_layout_v<Chunk>);
 
 // ---------------------------------------------------------------------------------------------------------------------
+
+// What is left is a multiple of 4, so that what fits still does when it is rounded up.
+inline void* Chunk::alloc(std::uint64_t n) {
+  ++alloc_cnt_;
+  if (n > left_) return alloc_from_new_block(n);
+  const auto taken = static_cast<std::uint32_t>((n + 3) & ~std::uint64_t{3});
+  left_ -= taken;
+  return std::exchange(cursor_, cursor_ + taken);
+}
 
 inline void* Chunk::alloc_aligned(std::uint64_t n, std::size_t align) {
   assert(align >= 4 && align <= kMaxAlign && (align & (align - 1)) == 0);
