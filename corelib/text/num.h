@@ -41,7 +41,7 @@ struct NUM {
     const Magnitude<V> number = magnitude(value);
     if (value < 0) *buf++ = '-';
     const unsigned digits = detail::decimal_digits(number);
-    detail::write_decimal_before(buf + digits, number);
+    detail::write_decimal(buf, number, digits);
     buf[digits] = 0;
     return digits + (value < 0);
   }

@@ -5,8 +5,10 @@
 #include <array>
 #include <bit>
 #include <cassert>
+#include <concepts>
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "corelib/text/types.h"
 
@@ -74,21 +76,56 @@ void write_decimal_before(T* end, std::uint32_t value) {
     end[-1] = static_cast<T>('0' + value);
   }
 }
+
+// Writes the `count` digits of a number below 10000, and zero units up to the fourth: how many digits
+// there are is not a matter of branches, so they are shifted to the front of a word. REQUIRES: what is
+// behind the digits is written later.
+template <Unit T>
+void write_front(T* dst, std::uint32_t value, unsigned count) {
+  using Pair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+  using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+  if constexpr (std::endian::native != std::endian::little) {
+    write_decimal_before(dst + count, value);
+  } else {
+    Pair first, second;
+    std::memcpy(&first, &kDigitPairs<T>[2 * (value / 100)], sizeof first);
+    std::memcpy(&second, &kDigitPairs<T>[2 * (value % 100)], sizeof second);
+    const Word digits = first | Word{second} << 8 * sizeof(Pair);
+    const Word front = digits >> 8 * sizeof(T) * (4 - count);
+    std::memcpy(dst, &front, sizeof front);
+  }
+}
+
+template <Unit T>
+void write_eight_before(T* end, std::uint32_t value) {
+  write_pairs<2>(end - 4, value % 10000);
+  write_pairs<2>(end - 8, value / 10000);
+}
+
 // Values above 32 bits: eight digits at a time, so that most divisions are 32-bit ones. Kept out of
 // line for the sake of the short numbers.
 template <Unit T>
-[[gnu::noinline]] void write_long_decimal_before(T* end, std::uint64_t value) {
-  for (; value > 0xFFFFFFFF; value /= 100000000) {
-    const auto low = static_cast<std::uint32_t>(value % 100000000);
-    write_pairs<2>(end -= 4, low % 10000);
-    write_pairs<2>(end -= 4, low / 10000);
+[[gnu::noinline]] void write_long_decimal(T* dst, std::uint64_t value, unsigned count) {
+  constexpr std::uint64_t kEightDigits = 100000000;
+  T* const end = dst + count;
+  const std::uint64_t high = value / kEightDigits;
+  const auto low = static_cast<std::uint32_t>(value % kEightDigits);
+  if (high >= kEightDigits) {
+    write_front(dst, static_cast<std::uint32_t>(high / kEightDigits), count - 16);
+    write_eight_before(end - 8, static_cast<std::uint32_t>(high % kEightDigits));
+  } else {
+    write_decimal_before(end - 8, static_cast<std::uint32_t>(high));
   }
-  write_decimal_before(end, static_cast<std::uint32_t>(value));
+  write_eight_before(end, low);
 }
-template <Unit T>
-void write_decimal_before(T* end, std::uint64_t value) {
-  if (value > 0xFFFFFFFF) return write_long_decimal_before(end, value);
-  write_decimal_before(end, static_cast<std::uint32_t>(value));
+
+// Writes all digits of `value`, which has 32 or 64 bits. REQUIRES: count == decimal_digits(value).
+template <Unit T, std::unsigned_integral V>
+void write_decimal(T* dst, V value, unsigned count) {
+  if constexpr (sizeof(V) > sizeof(std::uint32_t)) {
+    if (value > 0xFFFFFFFF) return write_long_decimal(dst, value, count);
+  }
+  write_decimal_before(dst + count, static_cast<std::uint32_t>(value));
 }
 
 }  // namespace tstl::detail
