@@ -8,7 +8,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <random>
 #include <string>
 #include <vector>
@@ -59,10 +58,6 @@ class TempFile {
   ~TempFile() { std::remove(path_.c_str()); }
 
   const char* path() const { return path_.c_str(); }
-  std::string contents() const {
-    std::ifstream file(path_, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
 
  private:
   std::string path_;

@@ -38,9 +38,10 @@ Start start_of(BufferRef<T> key) {
   return start;
 }
 
-// An image that was opened.
+// An image that was opened, and its table.
 struct Image {
   const unsigned char* bytes;
+  const unsigned char* table;
   std::uint64_t length;
 };
 
@@ -53,8 +54,9 @@ template <Unit T, class Same>
   using Node = BufferDictNode<T>;
   const Start start = start_of(key);
   const std::uint64_t size = Node::node_size(key.len());
-  std::uint64_t offset = load_le<std::uint32_t>(image.bytes + 16 + std::uint64_t{bucket} * 4);
-  // An address, for there is no pointer to what may be outside. Chosen by arithmetic.
+  std::uint64_t offset = load_le<std::uint32_t>(image.table + std::uint64_t{bucket} * 4);
+  // An address, for there is no pointer to what may be outside. By arithmetic, since compilers make
+  // a branch of a choice.
   const auto bytes = reinterpret_cast<std::uintptr_t>(image.bytes);
   const auto none = reinterpret_cast<std::uintptr_t>(kNoRecord);
   const auto is_some = std::uintptr_t{0} - static_cast<std::uintptr_t>(offset != 0);
@@ -181,7 +183,7 @@ template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) const {
   if (key.len() > 0xFFFF) return nullptr;
   const auto* const bytes = reinterpret_cast<const unsigned char*>(key.cstr());
-  return search<T>({header_, image_.len()}, bucket, key, [=](const T* units) {
+  return search<T>({header_, table_, image_.len()}, bucket, key, [=](const T* units) {
     return detail::same_bytes(reinterpret_cast<const unsigned char*>(units), bytes,
                               key.len() * sizeof(T));
   });
@@ -196,7 +198,7 @@ template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_key(View key) const {
 #if defined(TSTL_SHORT_KEYS)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
-    return find_short<T>({header_, image_.len()}, bucket_cnt_, key);
+    return find_short<T>({header_, table_, image_.len()}, bucket_cnt_, key);
   }
 #endif
   return find_any(key);

@@ -184,7 +184,7 @@ typename BufferHash<T>::Node* BufferHash<T>::insert_at(Place place, View key) {
 }
 
 template <Unit T>
-const typename BufferHash<T>::Node* BufferHash<T>::find_in_chain(View key) const {
+const typename BufferHash<T>::Node* BufferHash<T>::find_key(View key) const {
 #if defined(TSTL_SHORT_KEYS)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
     return find_short(buckets_, bucket_cnt_, short_key(key), key.len());

@@ -113,7 +113,7 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
 
   // The node of the key or null.
   Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
-  const Node* find(View key) const { return buckets_ == nullptr ? nullptr : find_in_chain(key); }
+  const Node* find(View key) const { return buckets_ == nullptr ? nullptr : find_key(key); }
 
   // find() for `n` keys, with the same advantage: for all words that may start at a place of a text,
   // say.
@@ -135,7 +135,7 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   bool walk(Fn fn) const;
   Place place_of(View key) const;
   bool make_buckets();
-  const Node* find_in_chain(View key) const;
+  const Node* find_key(View key) const;
   // Not inlined: it would make a look-up of a short key save registers.
   [[gnu::noinline]] const Node* find_any(View key) const;
   Node* insert_at(Place place, View key);

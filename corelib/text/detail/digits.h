@@ -96,6 +96,7 @@ void write_front(T* dst, std::uint32_t value, unsigned count) {
   }
 }
 
+// In two halves, which do not wait for each other.
 template <Unit T>
 void write_eight_before(T* end, std::uint32_t value) {
   write_pairs<2>(end - 4, value % 10000);

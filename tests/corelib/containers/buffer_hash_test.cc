@@ -6,10 +6,19 @@
 #include <array>
 #include <set>
 
+#include "corelib/containers/detail/key_probe.h"
+#include "corelib/containers/detail/short_key.h"
 #include "tests/corelib/containers/contents.h"
 
 namespace tstl {
 namespace {
+
+#if defined(TSTL_SHORT_KEYS)
+template <class T>
+TSTL_SHORT_KEY_TARGET bool ShortKeyIsAt(BufferRef<T> key, const KeyedNode<T>& node) {
+  return detail::ShortKey(key.cstr(), key.len() * sizeof(T)).is_at(node.str());
+}
+#endif
 
 template <class T>
 struct BufferHashTest : testing::Test {};
@@ -124,6 +133,33 @@ TYPED_TEST(BufferHashTest, AKeyThatIsRecordedAsEmptyIsFoundAsTheEmptyOneOfItsBuc
   EXPECT_EQ(table.find(text), nullptr);
   EXPECT_EQ(table.find({}), node);
   EXPECT_EQ(table.insert({}), node);
+}
+
+// The marks of a table spare nearly all comparisons of unequal keys, so these are asked directly.
+TYPED_TEST(BufferHashTest, KeysThatDifferInOneUnitAreToldApartAndOrdered) {
+  using T = TypeParam;
+  Chunk arena;
+  for (unsigned len = 0; len <= 40; ++len) {
+    const HeapText<T> key(std::string(len, 'm'));
+    const detail::KeyProbe<T> probe(key);
+    for (unsigned at = 0; at <= len; ++at) {
+      for (const T unit : {T{'a'}, T{'m'}, T{0xFF}}) {
+        std::vector<T> units(std::max(len, at + 1), 'm');
+        units[at] = unit;
+        const BufferRef<T> other(units.data(), static_cast<unsigned>(units.size()));
+        auto* const node = detail::alloc_node<KeyedNode<T>>(arena, other);
+        node->init_key(other, other.len());
+        const bool same = at < len && unit == 'm';
+        EXPECT_EQ(probe.matches(*node), same);
+        EXPECT_EQ(probe.follows(*node), at < len && unit == 'a');
+#if defined(TSTL_SHORT_KEYS)
+        if (at < len && detail::ShortKey::takes(len * sizeof(T))) {
+          EXPECT_EQ(ShortKeyIsAt<T>(key, *node), same);
+        }
+#endif
+      }
+    }
+  }
 }
 
 }  // namespace
