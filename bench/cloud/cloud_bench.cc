@@ -17,7 +17,7 @@
 #include "bench/cloud/peers.h"
 #include "bench/ratio.h"
 #include "cloud.pb.h"
-#include "corelib/io/json_read.h"
+#include "corelib/io/json/json_read.h"
 #include "engine/records/message.h"
 
 namespace {

@@ -13,7 +13,7 @@
 
 #include "bench/containers/words.h"
 #include "bench/ratio.h"
-#include "corelib/containers/buffer_dict.h"
+#include "corelib/containers/dict/buffer_dict.h"
 
 namespace tstl::bench {
 namespace {

@@ -14,8 +14,8 @@
 
 #include "bench/ratio.h"
 #include "corelib/containers/chunk.h"
-#include "corelib/io/json_read.h"
-#include "corelib/io/json_write.h"
+#include "corelib/io/json/json_read.h"
+#include "corelib/io/json/json_write.h"
 
 namespace {
 

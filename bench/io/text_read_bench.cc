@@ -9,8 +9,8 @@
 
 #include "bench/io/text_files.h"
 #include "bench/ratio.h"
-#include "corelib/io/buffer_write.h"
-#include "corelib/io/text_read.h"
+#include "corelib/io/files/buffer_write.h"
+#include "corelib/io/files/text_read.h"
 
 namespace tstl::bench {
 namespace {

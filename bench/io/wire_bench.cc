@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "bench/ratio.h"
-#include "corelib/io/proto_write.h"
-#include "corelib/io/wire_read.h"
+#include "corelib/io/wire/proto_write.h"
+#include "corelib/io/wire/wire_read.h"
 
 namespace {
 

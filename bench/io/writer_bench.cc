@@ -10,7 +10,7 @@
 #include "bench/fresh_files.h"
 #include "bench/io/text_files.h"
 #include "bench/ratio.h"
-#include "corelib/io/buffer_write.h"
+#include "corelib/io/files/buffer_write.h"
 
 namespace tstl::bench {
 namespace {

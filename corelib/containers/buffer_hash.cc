@@ -4,10 +4,10 @@
 #include <cassert>
 #include <cstdlib>
 
-#include "corelib/containers/detail/group.h"
 #include "corelib/containers/detail/key_probe.h"
-#include "corelib/containers/detail/list_file.h"
-#include "corelib/containers/detail/short_key.h"
+#include "corelib/containers/group.h"
+#include "corelib/containers/list_file.h"
+#include "corelib/containers/short_key.h"
 #include "corelib/text/buffer.h"
 
 namespace tstl {

@@ -21,13 +21,13 @@
 #include <cstdint>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/crc32.h"
 #include "corelib/containers/detail/chain_link.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/containers/keyed_traversal.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

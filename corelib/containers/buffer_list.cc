@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "corelib/containers/detail/key_probe.h"
-#include "corelib/containers/detail/list_file.h"
 #include "corelib/containers/directory_walker.h"
+#include "corelib/containers/list_file.h"
 
 namespace tstl {
 namespace {

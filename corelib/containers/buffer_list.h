@@ -20,13 +20,13 @@
 #include <cstdint>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/containers/keyed_traversal.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -23,8 +23,8 @@
 #include <type_traits>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -2,9 +2,9 @@
 
 #include <cassert>
 
+#include "corelib/base/little_endian.h"
 #include "corelib/containers/detail/crc32_product.h"
-#include "corelib/containers/detail/little_endian.h"
-#include "corelib/containers/detail/short_key.h"
+#include "corelib/containers/short_key.h"
 
 namespace tstl {
 namespace {

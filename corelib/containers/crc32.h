@@ -9,8 +9,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

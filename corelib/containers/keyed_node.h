@@ -10,10 +10,10 @@
 #include <new>
 #include <type_traits>
 
+#include "corelib/base/copy_bytes.h"
+#include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
-#include "corelib/io/detail/copy_bytes.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

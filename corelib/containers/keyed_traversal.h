@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -13,11 +13,11 @@
 #include <cstdint>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/containers/keyed_traversal.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -13,12 +13,12 @@
 
 #include <cstdint>
 
+#include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/detail/trie_index.h"
 #include "corelib/containers/detail/trie_key.h"
 #include "corelib/containers/tree.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "corelib/text/detail/escape.h"
+#include "corelib/text/escape.h"
 #include "corelib/text/str.h"
 #include "corelib/text/utf.h"
 

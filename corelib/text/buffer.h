@@ -21,12 +21,12 @@
 #include <type_traits>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer_memory.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/datetime.h"
 #include "corelib/text/detail/copy.h"
 #include "corelib/text/num.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

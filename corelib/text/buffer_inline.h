@@ -8,8 +8,8 @@
 #include <cassert>
 #include <utility>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

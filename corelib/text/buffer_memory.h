@@ -19,8 +19,8 @@
 
 #include <cstdint>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer_fix_base.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -33,9 +33,9 @@
 #include <string_view>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/str.h"
 #include "corelib/text/text_ops.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -15,8 +15,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/detail/digits.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

@@ -12,8 +12,8 @@
 #include <cstring>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/detail/digits.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

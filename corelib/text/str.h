@@ -25,9 +25,9 @@
 #include <limits>
 #include <type_traits>
 
-#include "corelib/text/detail/parse.h"
-#include "corelib/text/detail/scan.h"
-#include "corelib/text/types.h"
+#include "corelib/base/types.h"
+#include "corelib/text/parse.h"
+#include "corelib/text/scan.h"
 
 namespace tstl {
 

@@ -23,8 +23,8 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/str.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 

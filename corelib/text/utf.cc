@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <type_traits>
 
+#include "corelib/base/types.h"
 #include "corelib/text/detail/utf_kernels.h"
 #include "corelib/text/detail/utf_vector.h"
-#include "corelib/text/types.h"
 
 namespace tstl {
 namespace detail::utf {

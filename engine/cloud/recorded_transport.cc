@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "corelib/containers/detail/read_file.h"
+#include "corelib/io/files/read_file.h"
 
 namespace zenta {
 namespace {

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "corelib/io/buffer_write.h"
+#include "corelib/base/types.h"
+#include "corelib/io/files/buffer_write.h"
 #include "corelib/text/num.h"
-#include "corelib/text/types.h"
 
 namespace zenta {
 namespace {

@@ -9,8 +9,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "corelib/io/detail/descriptor.h"
-#include "corelib/text/types.h"
+#include "corelib/base/types.h"
+#include "corelib/io/files/descriptor.h"
 
 namespace zenta {
 namespace {

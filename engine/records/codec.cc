@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "corelib/io/detail/copy_bytes.h"
+#include "corelib/base/copy_bytes.h"
 #include "corelib/text/utf.h"
 
 namespace zenta {

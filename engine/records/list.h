@@ -18,8 +18,8 @@
 #include <new>
 #include <type_traits>
 
-#include "corelib/io/arena.h"
-#include "corelib/io/vector_ref.h"
+#include "corelib/base/arena_ref.h"
+#include "corelib/base/vector_ref.h"
 
 namespace zenta {
 

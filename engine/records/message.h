@@ -20,11 +20,11 @@
 #include <cstdint>
 #include <utility>
 
-#include "corelib/io/arena.h"
-#include "corelib/io/json_read.h"
-#include "corelib/io/json_write.h"
-#include "corelib/io/proto_write.h"
-#include "corelib/io/wire_read.h"
+#include "corelib/base/arena_ref.h"
+#include "corelib/io/json/json_read.h"
+#include "corelib/io/json/json_write.h"
+#include "corelib/io/wire/proto_write.h"
+#include "corelib/io/wire/wire_read.h"
 #include "corelib/text/buffer.h"
 #include "engine/records/record.h"
 

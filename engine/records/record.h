@@ -12,11 +12,11 @@
 
 #include <cstdint>
 
-#include "corelib/io/arena.h"
-#include "corelib/io/json_node.h"
-#include "corelib/io/json_write.h"
-#include "corelib/io/proto_write.h"
-#include "corelib/io/wire_read.h"
+#include "corelib/base/arena_ref.h"
+#include "corelib/io/json/json_node.h"
+#include "corelib/io/json/json_write.h"
+#include "corelib/io/wire/proto_write.h"
+#include "corelib/io/wire/wire_read.h"
 #include "engine/records/codec.h"
 #include "engine/records/field.h"
 

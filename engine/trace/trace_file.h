@@ -21,12 +21,12 @@
 
 #include <cstdint>
 
+#include "corelib/base/arena_ref.h"
 #include "corelib/containers/chunk.h"
-#include "corelib/io/arena.h"
-#include "corelib/io/buffer_write.h"
-#include "corelib/io/json_read.h"
-#include "corelib/io/json_write.h"
-#include "corelib/io/text_read.h"
+#include "corelib/io/files/buffer_write.h"
+#include "corelib/io/files/text_read.h"
+#include "corelib/io/json/json_read.h"
+#include "corelib/io/json/json_write.h"
 #include "engine/records/field.h"
 #include "engine/trace/trace_record.h"
 

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "corelib/containers/buffer_dict.h"
-#include "corelib/containers/detail/little_endian.h"
+#include "corelib/base/little_endian.h"
+#include "corelib/containers/dict/buffer_dict.h"
 #include "fuzz/containers/dict_oracle.h"
 
 namespace {

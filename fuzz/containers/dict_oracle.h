@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <iterator>
 
-#include "corelib/containers/buffer_dict.h"
 #include "corelib/containers/buffer_hash.h"
+#include "corelib/containers/dict/buffer_dict.h"
 
 namespace tstl::oracle {
 

@@ -16,8 +16,8 @@
 #include <string_view>
 
 #include "corelib/containers/chunk.h"
-#include "corelib/io/json_read.h"
-#include "corelib/io/json_write.h"
+#include "corelib/io/json/json_read.h"
+#include "corelib/io/json/json_write.h"
 #include "corelib/text/utf.h"
 
 namespace tstl::oracle {

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "corelib/io/text_read.h"
+#include "corelib/io/files/text_read.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/utf.h"
 

@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "corelib/io/split_column.h"
+#include "corelib/io/files/split_column.h"
 #include "fuzz/io/temp_file.h"
 #include "fuzz/io/text_oracle.h"
 

@@ -9,8 +9,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "corelib/io/proto_write.h"
-#include "corelib/io/wire_read.h"
+#include "corelib/io/wire/proto_write.h"
+#include "corelib/io/wire/wire_read.h"
 #include "fuzz/io/wire_oracle.h"
 
 namespace {

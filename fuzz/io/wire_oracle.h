@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "corelib/io/wire_read.h"
+#include "corelib/io/wire/wire_read.h"
 
 namespace tstl::oracle {
 

@@ -1,5 +1,8 @@
 #!/usr/bin/env python3
-"""Checks that includes point one way: a folder includes itself and the folders that its row names, nothing else.
+"""Checks that includes point one way: a room includes itself and the rooms that its row names, nothing else.
+
+Nobody but the tests and fuzz targets looks into another room's detail/. In corelib/text/ what lies in detail/ does not
+look back at the room's public headers.
 
 Prints a line per offence (file:line: reason) and exits with 1 if there is any.
 """
@@ -11,9 +14,15 @@ import sys
 
 # Folder -> the folders that it may include besides itself. The longest matching folder decides.
 ALLOWED = {
-    "corelib/text": [],
-    "corelib/io": ["corelib/text"],
-    "corelib/containers": ["corelib/text", "corelib/io"],
+    "corelib/base": [],
+    "corelib/text": ["corelib/base"],
+    "corelib/io": ["corelib/base", "corelib/text"],
+    "corelib/io/files": ["corelib/base", "corelib/text"],
+    "corelib/io/wire": ["corelib/base", "corelib/text", "corelib/io/output.h"],
+    "corelib/io/json": ["corelib/base", "corelib/text", "corelib/io/output.h"],
+    "corelib/containers": ["corelib/base", "corelib/text", "corelib/io/files"],
+    "corelib/containers/dict": ["corelib/base", "corelib/text", "corelib/io/files", "corelib/containers"],
+    "corelib/containers/shared": ["corelib/base", "corelib/text", "corelib/io/files"],
     "engine/data": ["corelib"],
     "engine/records": ["corelib"],
     "engine/trace": ["corelib", "engine/records"],
@@ -24,20 +33,39 @@ ALLOWED = {
 INCLUDE = re.compile(r'^\s*#\s*(?:include|import)\s+"([^"]+)"')
 
 
+# Rooms whose detail/ is a floor below their public headers.
+ONE_WAY_DETAIL = ["corelib/text"]
+# Tests ask inner parts directly.
+MAY_LOOK_INSIDE = ("tests/", "fuzz/", "bench/")
+
+
 def room(path: str) -> str | None:
     fitting = [folder for folder in ALLOWED if path.startswith(folder + "/")]
     return max(fitting, key=len, default=None)
 
 
+def is_allowed(path: str, home: str, included: str) -> bool:
+    there = room(included)
+    if there == home:
+        return True
+    return any(included == entry or there == entry or (there or "").startswith(entry + "/") and entry in ("corelib", "engine")
+               for entry in ALLOWED[home])
+
+
 def offences(path: str):
     home = room(path)
-    if home is None:
-        return
-    allowed = [home, *ALLOWED[home]]
     for number, line in enumerate(pathlib.Path(path).read_text().splitlines(), 1):
         match = INCLUDE.match(line)
-        if match and not any(match[1].startswith(folder + "/") for folder in allowed):
-            yield f"{path}:{number}: {home}/ may not include {match[1]}"
+        if not match:
+            continue
+        where = f"{path}:{number}: "
+        if home and not is_allowed(path, home, match[1]):
+            yield where + f"{home}/ may not include {match[1]}"
+        owner, inside, _ = match[1].rpartition("/detail/")
+        if inside and not path.startswith((owner + "/", *MAY_LOOK_INSIDE)):
+            yield where + f"{match[1]} is {owner}/'s own"
+        if home in ONE_WAY_DETAIL and path.startswith(home + "/detail/") and match[1].startswith(home + "/") and not inside:
+            yield where + f"{home}/detail/ may not look back at {match[1]}"
 
 
 def main() -> int:

@@ -7,10 +7,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "corelib/containers/detail/load.h"
+#include "corelib/base/load.h"
+#include "corelib/base/types.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl::detail {
 

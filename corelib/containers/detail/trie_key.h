@@ -4,9 +4,9 @@
 
 #include <cstdint>
 
+#include "corelib/base/types.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
-#include "corelib/text/types.h"
 
 namespace tstl::detail {
 

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "corelib/text/types.h"
+#include "corelib/base/types.h"
 
 namespace tstl::detail {
 

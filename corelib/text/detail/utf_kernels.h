@@ -10,7 +10,7 @@
 #include <cstddef>
 #include <type_traits>
 
-#include "corelib/text/utf.h"
+#include "corelib/text/detail/utf_character.h"
 
 namespace tstl::detail::utf {
 

@@ -7,7 +7,7 @@
 #include <set>
 
 #include "corelib/containers/detail/key_probe.h"
-#include "corelib/containers/detail/short_key.h"
+#include "corelib/containers/short_key.h"
 #include "tests/corelib/containers/contents.h"
 
 namespace tstl {

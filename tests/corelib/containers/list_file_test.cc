@@ -3,10 +3,10 @@
 
 #include <map>
 
-#include "corelib/containers/buffer_dict.h"
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/buffer_list.h"
-#include "corelib/io/split_column.h"
+#include "corelib/containers/dict/buffer_dict.h"
+#include "corelib/io/files/split_column.h"
 #include "fuzz/io/temp_file.h"
 #include "tests/corelib/containers/contents.h"
 

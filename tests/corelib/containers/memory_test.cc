@@ -5,10 +5,10 @@
 
 #include <cstdlib>
 
-#include "corelib/containers/buffer_dict.h"
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/buffer_list.h"
 #include "corelib/containers/chunk.h"
+#include "corelib/containers/dict/buffer_dict.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
 #include "tests/corelib/containers/contents.h"

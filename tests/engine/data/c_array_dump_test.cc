@@ -4,7 +4,7 @@
 
 #include <numeric>
 
-#include "corelib/text/types.h"
+#include "corelib/base/types.h"
 #include "tests/temp_folder.h"
 #include "tests/tools/subprocess.h"
 

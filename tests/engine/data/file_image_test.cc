@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "corelib/text/types.h"
+#include "corelib/base/types.h"
 #include "tests/child.h"
 #include "tests/temp_folder.h"
 

@@ -1,0 +1,255 @@
+// BufferDict: a dictionary as one contiguous image, which is searched in place: a bucket table and
+// packed records. It is built from a BufferHash, saved to a file, and opened from a file or a
+// buffer of bytes, with nothing to be built. The layout is told, with an example, in
+// docs/formats/dictionary-image.md.
+//
+// A dictionary owns its image and frees it with close(), the next open or its end; records and keys
+// that were found die with it. It is never changed, so that any number of threads may search it.
+//
+// Bytes from anywhere may be opened. Opening looks at the header only; every look-up and traversal
+// then stays inside the image, and ends, whatever the offsets and lengths say: what does not lie
+// wholly inside the image counts as no record, and its chain ends before it. check() tells whether
+// an image is whole. A key of an image that was not checked need not end with a zero.
+#pragma once
+
+#include <bit>
+#include <cassert>
+#include <concepts>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+#include <utility>
+
+#include "corelib/base/little_endian.h"
+#include "corelib/base/types.h"
+#include "corelib/containers/buffer_hash.h"
+#include "corelib/containers/crc32.h"
+#include "corelib/text/buffer.h"
+#include "corelib/text/buffer_ref.h"
+
+namespace tstl {
+
+// A record, little-endian, at a multiple of 4 in whole images:
+//   offset 0, 4 bytes: bit 31: last record of its bucket; bits 0-30: value
+//          4, 2 bytes: key length in units
+//          6:          the key's units, a zero unit, zero bytes up to the next multiple of 4
+template <Unit T>
+class BufferDictNode {
+ public:
+  using unit_type = T;
+  static constexpr std::uint32_t kLastFlag = 0x80000000;
+
+  std::uint32_t value() const { return word() & ~kLastFlag; }
+  bool is_lastnode() const { return (word() & kLastFlag) != 0; }
+  std::uint32_t len() const { return detail::load_le<std::uint16_t>(len_); }
+  const T* str() const { return reinterpret_cast<const T*>(this + 1); }
+  BufferRef<T> key() const { return BufferRef<T>(str(), len()); }
+
+  // Each keeps the other part of the word. A value is cut to its low 31 bits.
+  void set_value(std::uint32_t value) { set_word((word() & kLastFlag) | (value & ~kLastFlag)); }
+  void set_lastnode(bool last) { set_word(value() | (last ? kLastFlag : 0)); }
+
+  // For whoever writes a record over zero bytes: the length and the units. REQUIRES: the key has at
+  // most 65535 units.
+  void init_key(BufferRef<T> key) {
+    assert(key.len() <= 0xFFFF);
+    detail::store_le(len_, static_cast<std::uint16_t>(key.len()));
+    if (key)
+      std::memcpy(reinterpret_cast<unsigned char*>(this + 1), key.cstr(), key.len() * sizeof(T));
+  }
+  // The bytes from the key length on; every record has four of them.
+  const unsigned char* key_start() const { return len_; }
+
+  // Bytes of this record, and of one with a key of `length` units.
+  std::uint64_t node_size() const { return node_size(len()); }
+  static constexpr std::uint64_t node_size(std::uint32_t length) {
+    return (sizeof(BufferDictNode) + (std::uint64_t{length} + 1) * sizeof(T) + 3) / 4 * 4;
+  }
+
+  // The address behind this record; null instead when it is the last of its bucket. Neither looks
+  // whether a record is there: in an image that is not checked, walk with for_each.
+  const BufferDictNode* next() const {
+    return reinterpret_cast<const BufferDictNode*>(reinterpret_cast<const unsigned char*>(this) +
+                                                   node_size());
+  }
+  const BufferDictNode* next_not_last() const { return is_lastnode() ? nullptr : next(); }
+
+ private:
+  std::uint32_t word() const { return detail::load_le<std::uint32_t>(word_); }
+  void set_word(std::uint32_t word) { detail::store_le(word_, word); }
+
+  unsigned char word_[4];
+  unsigned char len_[2];
+};
+static_assert(sizeof(BufferDictNode<unsigned char>) == 6 &&
+              alignof(BufferDictNode<unsigned short>) == 1);
+static_assert(BufferDictNode<unsigned char>::node_size(1) == 8 &&
+              BufferDictNode<unsigned char>::node_size(2) == 12);
+static_assert(std::is_trivial_v<BufferDictNode<unsigned short>>);
+
+template <Unit T>
+class BufferDict {
+ public:
+  using Node = BufferDictNode<T>;
+  using View = BufferRef<T>;
+  static_assert(sizeof(T) == 1 || std::endian::native == std::endian::little,
+                "16-bit keys are used where they lie in the image");
+
+  BufferDict() = default;
+  BufferDict(BufferDict&& other) noexcept { *this = std::move(other); }
+  BufferDict& operator=(BufferDict&& other) noexcept;
+
+  // Each lets go of the present image first. 0, or FAILURE and an empty dictionary.
+  //
+  // Reads a regular file whole.
+  std::uint32_t open(const char* path);
+  // Takes the buffer over, also when it turns out to be no image.
+  std::uint32_t open(Buffer<unsigned char>&& image);
+  // Builds the image of a table: each key once, with the value of the node that find() gives, of
+  // which the low 31 bits are kept. Fails when memory is short or the image would pass 2^32 bytes.
+  // An image depends on the table's contents only, not on the order in which they came.
+  std::uint32_t open(const BufferHash<T>& table);
+
+  // Writes the image to a file, replacing what is there. 0, or FAILURE when there is no image or it
+  // could not be written whole; what was written by then stays.
+  std::uint32_t save(const char* path) const;
+
+  // As that of BufferList, in the order of for_each. An image that is not whole gives what a
+  // traversal meets.
+  bool write_kvfile(const char* path, T separator, bool crlf) const;
+
+  void close();
+  bool is_empty() const { return header_ == nullptr; }
+  const Buffer<unsigned char>& ref_internal_data() const { return image_; }
+
+  // Whether the image is whole: the table and every record lie inside it, no two records share a
+  // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
+  // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
+  // in proportion to the image's length. False when it is empty or memory is short.
+  bool check() const;
+
+  // Buckets that can be used: fewer than the header says when the image ends inside the table.
+  std::uint32_t bucket_cnt() const { return bucket_cnt_; }
+  // The bucket of a key: its CRC-32 modulo the number of usable buckets. REQUIRES: there are any.
+  std::uint32_t hash_id(View key) const { return crc32(key) % bucket_cnt_; }
+
+  // The record of the key, or null; and whether there is one.
+  const Node* find(View key) const { return bucket_cnt_ == 0 ? nullptr : find_key(key); }
+  bool match(View key) const { return find(key) != nullptr; }
+
+  // Looks up `n` keys and stores a record or null for each; in a large image several times as quick
+  // as one after another, since the waits for memory overlap.
+  void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
+
+  // Call fn(BufferRef const& key, u64& value), or fn(Node const&) if it takes that, for every
+  // record, bucket by bucket. The value is a copy. for_each_bk stops at the first call that returns
+  // false and returns false then, else true. Buckets of an image that is not whole may share
+  // records: after as many records as would fit into the image the traversal ends, as if the call
+  // had returned false.
+  template <class Fn>
+  void for_each(Fn&& fn) const {
+    for_each_node([&](const Node& node) { return visit(node, fn), true; });
+  }
+  template <class Fn>
+  bool for_each_bk(Fn&& fn) const {
+    return for_each_node([&](const Node& node) { return visit(node, fn); });
+  }
+
+ private:
+  static constexpr std::uint32_t kHeaderSize = 16;
+  static constexpr std::uint32_t kLeastLength = 17;
+  static constexpr std::uint32_t kAhead = 16;
+
+  std::uint32_t itn_open();
+  std::uint32_t header_word(unsigned i) const {
+    return detail::load_le<std::uint32_t>(header_ + 4 * i);
+  }
+  // Offset of a bucket's first record, 0 for none.
+  std::uint32_t first_offset(std::uint32_t bucket) const {
+    return detail::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
+  }
+  // Whether units may lie in a record there; they may then in all that follow it, too.
+  bool is_aligned(std::uint64_t offset) const {
+    return reinterpret_cast<std::uintptr_t>(header_ + offset) % alignof(T) == 0;
+  }
+  // Starts to fetch what lies there, if that is in the image.
+  void prefetch(std::uint64_t offset) const {
+    if (offset < image_.len()) __builtin_prefetch(header_ + offset);
+  }
+  // Starts to fetch the first record of a bucket soon after this one.
+  void prefetch_ahead(std::uint32_t bucket) const {
+    if (bucket_cnt_ - bucket > kAhead) prefetch(first_offset(bucket + kAhead));
+  }
+  const Node* find_key(View key) const;
+  // Not inlined: it would make a look-up of a short key save registers.
+  [[gnu::noinline]] const Node* find_any(View key) const;
+  const Node* find_in(std::uint32_t bucket, View key) const;
+  const Node* record_at(std::uint64_t offset) const;
+  const Node* first_record(std::uint32_t bucket) const;
+  const Node* next_record(const Node* node) const;
+  std::uint64_t offset_of(const Node* node) const {
+    return static_cast<std::uint64_t>(reinterpret_cast<const unsigned char*>(node) - header_);
+  }
+
+  template <class Fn>
+  static decltype(auto) visit(const Node& node, Fn& fn);
+  template <class Fn>
+  bool for_each_node(Fn&& fn) const;
+
+  const unsigned char* header_ = nullptr;
+  const unsigned char* table_ = nullptr;
+  std::uint32_t bucket_cnt_ = 0;
+  Buffer<unsigned char> image_;
+};
+
+// ---------------------------------------------------------------------------------------------------------------------
+
+// The record at `offset`, if it lies wholly inside the image and its units are where units may be.
+template <Unit T>
+const BufferDictNode<T>* BufferDict<T>::record_at(std::uint64_t offset) const {
+  const std::uint64_t length = image_.len();
+  if (offset + sizeof(Node) > length || !is_aligned(offset)) return nullptr;
+  const auto* const node = reinterpret_cast<const Node*>(header_ + offset);
+  return offset + node->node_size() <= length ? node : nullptr;
+}
+
+template <Unit T>
+const BufferDictNode<T>* BufferDict<T>::first_record(std::uint32_t bucket) const {
+  const std::uint32_t offset = first_offset(bucket);
+  return offset == 0 ? nullptr : record_at(offset);
+}
+
+template <Unit T>
+const BufferDictNode<T>* BufferDict<T>::next_record(const Node* node) const {
+  return node->is_lastnode() ? nullptr : record_at(offset_of(node) + node->node_size());
+}
+
+template <Unit T>
+template <class Fn>
+decltype(auto) BufferDict<T>::visit(const Node& node, Fn& fn) {
+  if constexpr (std::invocable<Fn&, const Node&>) {
+    return fn(node);
+  } else {
+    std::uint64_t value = node.value();
+    const View key = node.key();
+    return fn(key, value);
+  }
+}
+
+template <Unit T>
+template <class Fn>
+bool BufferDict<T>::for_each_node(Fn&& fn) const {
+  std::uint64_t most = image_.len() / Node::node_size(0);
+  for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
+    prefetch_ahead(bucket);
+    for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
+      if (most-- == 0 || !fn(*node)) return false;
+    }
+  }
+  return true;
+}
+
+extern template class BufferDict<unsigned char>;
+extern template class BufferDict<unsigned short>;
+
+}  // namespace tstl

@@ -1,0 +1,152 @@
+#include "corelib/containers/dict/image_builder.h"
+
+#include <algorithm>
+#include <cstring>
+#include <span>
+
+#include "corelib/base/little_endian.h"
+#include "corelib/containers/chunk.h"
+#include "corelib/containers/crc32.h"
+#include "corelib/containers/dict/buffer_dict.h"
+
+namespace tstl::detail {
+namespace {
+
+constexpr std::uint64_t kHeaderSize = 16;
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+// Five buckets for three keys: more than half of all buckets are empty then, where a search for
+// what is not there ends in the table, which takes less than seven bytes a key.
+constexpr std::uint64_t bucket_cnt_for(std::uint64_t keys) {
+  return std::max<std::uint64_t>(1, keys * 5 / 3);
+}
+
+// A node, and its bucket's next one in the order of keys.
+template <Unit T>
+struct Entry {
+  const BufferHashNode<T>* node;
+  std::uint64_t rank;  // the first units of the key, as a number that orders as they do
+  std::uint32_t next;
+};
+
+template <Unit T>
+std::uint64_t rank_of(BufferRef<T> key) {
+  std::uint64_t rank = 0;
+  for (unsigned i = 0; i < sizeof rank / sizeof(T); ++i) {
+    rank = rank << 8 * sizeof(T) | (i < key.len() ? key[i] : 0);
+  }
+  return rank;
+}
+
+template <Unit T, class Fn>
+void for_each_node(const BufferHash<T>& table, Fn fn) {
+  if (table.table() == nullptr) return;
+  for (std::uint32_t i = 0; i < table.tabsize(); ++i) {
+    for (const auto* node = table.table()[i].node(); node != nullptr; node = node->next()) fn(node);
+  }
+}
+
+template <Unit T>
+class Builder {
+ public:
+  // False when memory is short.
+  bool sort(const BufferHash<T>& table);
+  bool group();
+  std::uint64_t size() const;
+  // REQUIRES: `image` has size() zero bytes.
+  void write(unsigned char* image) const;
+
+ private:
+  Chunk arena_;
+  std::span<Entry<T>> entries_;       // in the order of keys, each key once
+  std::span<std::uint32_t> buckets_;  // the first entry of each bucket
+};
+
+// Nodes with one key stand in one chain of the table, and sorting keeps their order: so the one
+// that the table finds comes first.
+template <Unit T>
+bool Builder<T>::sort(const BufferHash<T>& table) {
+  std::uint64_t n = 0;
+  for_each_node(table, [&n](const auto*) { ++n; });
+  if (n > kGreatestImage / kHeaderSize) return false;
+  auto* const entries = arena_.alloc_array<Entry<T>>(n + 1);
+  if (entries == nullptr) return false;
+  auto* end = entries;
+  for_each_node(table, [&end](const auto* node) { *end++ = {node, rank_of(node->key()), kNone}; });
+
+  std::stable_sort(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
+    return a.rank != b.rank ? a.rank < b.rank : a.node->key() < b.node->key();
+  });
+  end = std::unique(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
+    return a.rank == b.rank && a.node->key() == b.node->key();
+  });
+  entries_ = {entries, end};
+  return true;
+}
+
+template <Unit T>
+bool Builder<T>::group() {
+  const std::uint64_t cnt = bucket_cnt_for(entries_.size());
+  buckets_ = {arena_.alloc_array<std::uint32_t>(cnt), cnt};
+  if (buckets_.data() == nullptr) return false;
+  std::fill(buckets_.begin(), buckets_.end(), kNone);
+  for (std::size_t i = entries_.size(); i-- != 0;) {
+    std::uint32_t& first = buckets_[crc32(entries_[i].node->key()) % cnt];
+    entries_[i].next = first;
+    first = static_cast<std::uint32_t>(i);
+  }
+  return true;
+}
+
+template <Unit T>
+std::uint64_t Builder<T>::size() const {
+  std::uint64_t size = kHeaderSize + buckets_.size() * 4;
+  for (const Entry<T>& entry : entries_) size += BufferDictNode<T>::node_size(entry.node->len());
+  return size;
+}
+
+// Buckets stand in the order of their first keys, so that the records of keys with a common start,
+// which are often looked up one after another, are near each other.
+template <Unit T>
+void Builder<T>::write(unsigned char* image) const {
+  std::uint64_t offset = kHeaderSize + buckets_.size() * 4;
+  for (std::size_t i = 0; i < entries_.size(); ++i) {
+    const std::size_t bucket = crc32(entries_[i].node->key()) % buckets_.size();
+    if (buckets_[bucket] != i) continue;
+    store_le(image + kHeaderSize + bucket * 4, static_cast<std::uint32_t>(offset));
+    for (std::uint32_t at = buckets_[bucket]; at != kNone; at = entries_[at].next) {
+      const auto* const node = entries_[at].node;
+      auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
+      record->init_key(node->key());
+      record->set_value(static_cast<std::uint32_t>(node->value() & 0x7FFFFFFF));
+      record->set_lastnode(entries_[at].next == kNone);
+      offset += record->node_size();
+    }
+  }
+  store_le(image, static_cast<std::uint32_t>(buckets_.size()));
+  // The number of keys; but a reader wants it not to be zero.
+  store_le(image + 4, std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
+  store_le(image + 8, static_cast<std::uint32_t>(offset));
+}
+
+}  // namespace
+
+template <Unit T>
+bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image,
+                      std::uint64_t limit) {
+  Builder<T> builder;
+  if (!builder.sort(table) || !builder.group()) return false;
+  const std::uint64_t size = builder.size();
+  if (size > limit || !image.recapacity(size)) return false;
+  image.set_len(static_cast<unsigned>(size));
+  std::memset(image.str(), 0, size);
+  builder.write(image.str());
+  return true;
+}
+
+template bool build_dict_image(const BufferHash<unsigned char>&, Buffer<unsigned char>&,
+                               std::uint64_t);
+template bool build_dict_image(const BufferHash<unsigned short>&, Buffer<unsigned char>&,
+                               std::uint64_t);
+
+}  // namespace tstl::detail

@@ -1,0 +1,81 @@
+// Key-value files of any keyed container: see docs/formats/text-files.md.
+#pragma once
+
+#include <cassert>
+#include <cstdint>
+
+#include "corelib/base/copy_bytes.h"
+#include "corelib/base/types.h"
+#include "corelib/containers/chunk.h"
+#include "corelib/io/files/buffer_write.h"
+#include "corelib/io/files/text_read.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/num.h"
+
+namespace tstl::detail {
+
+// The size of the buffer that lists are read through, in bytes.
+inline constexpr unsigned kReadBuffer = 32768;
+
+// Lines are put together until there are so many units of them, and then written at once: page by
+// page a file system takes three times as long.
+inline constexpr unsigned kManyUnits = 524288;
+// The longest key of a container, and what follows it: a separator, digits, a zero, "\r\n".
+inline constexpr unsigned kLongestKey = 0xFFFF;
+inline constexpr unsigned kTailRoom = NUM::kDecimalRoom + 3;
+
+template <Unit T>
+T* put_line_end(T* at, bool crlf) {
+  if (crlf) *at++ = '\r';
+  *at++ = '\n';
+  return at;
+}
+
+// Writes a new file with a line for every element whose key is not empty: the key, and what
+// put_tail(at, value) puts behind it, of which it returns the end. False when the file could not be
+// opened, or not written whole, or memory is short.
+template <Unit T, class Container, class PutTail>
+bool write_list(const Container& container, const char* path, PutTail put_tail) {
+  Chunk arena;
+  T* const lines = arena.alloc_array<T>(kManyUnits + kLongestKey + kTailRoom);
+  BufferWrite<T> out;
+  if (lines == nullptr || out.open(path, false) == FAILURE) return false;
+  T* at = lines;
+  const auto write = [&] {
+    out.write(BufferRef<T>(lines, static_cast<unsigned>(at - lines)));
+    at = lines;
+  };
+  container.for_each([&](BufferRef<T> key, std::uint64_t value) {
+    if (key.is_empty()) return;
+    assert(key.len() <= kLongestKey);
+    copy_bytes(reinterpret_cast<unsigned char*>(at),
+               reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+    at = put_tail(at + key.len(), value);
+    if (at - lines >= kManyUnits) write();
+  });
+  write();
+  out.close();
+  return out.error() == 0;
+}
+
+template <Unit T, class Container>
+bool write_kvfile(const Container& container, const char* path, T separator, bool crlf) {
+  return write_list<T>(container, path, [=](T* at, std::uint64_t value) {
+    *at++ = separator;
+    at += NUM::zz_tostr(at, value);
+    return put_line_end(at, crlf);
+  });
+}
+
+// Calls add(key, value) for every pair of a file, until it returns false. False then, and when the
+// file could not be opened, or not read to its end.
+template <Unit T, class Add>
+bool read_kvfile(const char* path, T separator, Add add) {
+  TextRead<T> in;
+  return in.open(path, kReadBuffer) != FAILURE &&
+         in.for_each_pair(separator, [&](BufferRef<T> key, long long value) {
+           return add(key, static_cast<std::uint64_t>(value));
+         });
+}
+
+}  // namespace tstl::detail

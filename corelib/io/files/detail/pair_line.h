@@ -1,0 +1,50 @@
+// The lines of a key-value file: a key, a separator, a decimal number. Without branches on the
+// lengths of keys and numbers, which are hard to foresee.
+#pragma once
+
+#include <bit>
+#include <cstdint>
+
+#include "corelib/base/block.h"
+#include "corelib/base/types.h"
+#include "corelib/text/buffer_ref.h"
+#include "corelib/text/parse.h"
+
+namespace tstl::detail {
+
+// The value of the text behind a key's separator, see TextRead::read_pair.
+template <Unit T>
+[[gnu::noinline]] long long pair_value(BufferRef<T> text) noexcept {
+  const bool negative = text && text.front() == '-';
+  return negative ? text.to_int64() : static_cast<long long>(text.to_uint64());
+}
+
+// The last `c` of [begin, end); null when there is none. REQUIRES: a block of units before any place
+// in the run can be read.
+template <Unit T>
+const T* find_last(const T* begin, const T* end, T c) noexcept {
+  for (const T* p = end; p > begin;) {
+    p -= Block<T>::kUnits;
+    const auto mask = equal(Block<T>::load(p), Block<T>::fill(c)).mask();
+    if (mask) return p + mask.last() >= begin ? p + mask.last() : nullptr;
+  }
+  return nullptr;
+}
+
+// Splits a line at its last separator and returns the value behind it; `line` becomes the key.
+// REQUIRES: as for find_last.
+template <Unit T>
+inline long long split_pair(BufferRef<T>& line, T separator) noexcept {
+  const T* const end = line.cend();
+  const T* const found = find_last(line.cbegin(), end, separator);
+  if (found == nullptr) return 0;
+  line.relen(static_cast<unsigned>(found - line.cbegin()));
+  const auto n = static_cast<unsigned>(end - found - 1);
+  if (std::endian::native == std::endian::little && n - 1 < 8) {
+    const auto digits = DigitWord::load_before(end, n);
+    if (digits.count() != 0) return static_cast<long long>(digits.value());
+  }
+  return pair_value(BufferRef<T>(found + 1, n));
+}
+
+}  // namespace tstl::detail

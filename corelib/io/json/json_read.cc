@@ -1,0 +1,354 @@
+#include "corelib/io/json/json_read.h"
+
+#include <algorithm>
+#include <cassert>
+#include <string_view>
+
+#include "corelib/io/json/detail/json_escape.h"
+#include "corelib/io/json/detail/json_scan.h"
+
+// Of the parser's functions some must be inlined and some must not, or its state is spilled at
+// every byte.
+#define ZENTA_HOT [[gnu::always_inline]] inline
+#define ZENTA_COLD [[gnu::noinline]]
+
+namespace tstl {
+namespace detail {
+
+namespace {
+
+bool is_blank(unsigned char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
+bool is_digit(unsigned char c) { return c >= '0' && c <= '9'; }
+
+const unsigned char* skip_blanks(const unsigned char* at, const unsigned char* end) {
+  while (at != end && is_blank(*at)) ++at;
+  return at;
+}
+
+const unsigned char* skip_digits(const unsigned char* at, const unsigned char* end) {
+  while (at != end && is_digit(*at)) ++at;
+  return at;
+}
+
+// What a piece of the text ends with: the place after it, or the fault and its place.
+struct Piece {
+  const unsigned char* at;
+  JsonFault fault = JsonFault::kNone;
+};
+
+Piece broken(const unsigned char* at, const unsigned char* end, JsonFault fault) {
+  return {at, at == end ? JsonFault::kEnds : fault};
+}
+
+// One or more digits.
+Piece read_digits(const unsigned char* at, const unsigned char* end) {
+  if (at == end || !is_digit(*at)) return broken(at, end, JsonFault::kUnexpected);
+  return {skip_digits(at, end)};
+}
+
+// The fraction and the exponent of a number, at its '.' or its 'e'.
+ZENTA_COLD Piece read_fraction(const unsigned char* at, const unsigned char* end) {
+  if (*at == '.') {
+    const Piece digits = read_digits(at + 1, end);
+    if (digits.fault != JsonFault::kNone) return digits;
+    at = digits.at;
+    if (at == end || (*at | 0x20) != 'e') return {at};
+  }
+  ++at;
+  if (at != end && (*at == '+' || *at == '-')) ++at;
+  return read_digits(at, end);
+}
+
+Piece read_literal(const unsigned char* at, const unsigned char* end, std::string_view literal) {
+  for (const char c : literal) {
+    if (at == end || *at != static_cast<unsigned char>(c))
+      return broken(at, end, JsonFault::kUnexpected);
+    ++at;
+  }
+  return {at};
+}
+
+// One escape, at its backslash.
+Piece read_escape(const unsigned char* at, const unsigned char* end) {
+  ++at;
+  if (at == end || *at != 'u') {
+    if (at == end || json_short_escape(*at) == 0) return broken(at, end, JsonFault::kEscape);
+    return {at + 1};
+  }
+  ++at;
+  for (int i = 0; i < 4; ++i, ++at) {
+    if (at == end || json_hex_digit(*at) > 15) return broken(at, end, JsonFault::kEscape);
+  }
+  return {at};
+}
+
+// The rest of a string from its first stop that is not its end, up to the closing quote.
+ZENTA_COLD Piece read_escaped(const unsigned char* at, const unsigned char* end,
+                              StopFinder& stops) {
+  while (at != end && *at != '"') {
+    if (*at != '\\') return {at, JsonFault::kControl};
+    const Piece escape = read_escape(at, end);
+    if (escape.fault != JsonFault::kNone) return escape;
+    at = escape.at;
+    if (at != end && *at != '\\') at = stops.next(at);
+  }
+  return at == end ? Piece{at, JsonFault::kEnds} : Piece{at};
+}
+
+}  // namespace
+
+// One pass over the text. A value's node is linked into the tree when the value is complete, a
+// container's when it opens; so after a fault the tree is whole as soon as the containers that are
+// still open are closed.
+//
+// The object lives in registers: its functions are inlined into one, nothing points into it, and
+// what it calls takes values, not `this`.
+class JsonParser {
+ public:
+  JsonParser(BufferRef<unsigned char> text, ArenaRef arena, StopFinder& stops, JsonParse& result)
+      : at_(text.cbegin()), end_(text.cend()), stops_(stops), arena_(arena), result_(result) {
+    link_ = &result_.root;
+  }
+
+  // Returns where it stopped.
+  ZENTA_HOT const unsigned char* run() {
+    while (element() && (opened_ || more())) {
+    }
+    while (open_ != nullptr) close();
+    return at_;
+  }
+
+ private:
+  // What is known of a node before it is complete.
+  struct Draft {
+    const unsigned char* text = nullptr;
+    std::uint32_t key_len = 0;
+    JsonType type = JsonType::kNull;
+    std::uint8_t flags = 0;
+  };
+
+  ZENTA_HOT bool element();
+  ZENTA_HOT bool more();
+  ZENTA_HOT bool key(Draft& node);
+  ZENTA_HOT bool string(Draft& node, JsonNode::Flags escaped);
+  ZENTA_HOT bool number(Draft& node);
+  ZENTA_HOT bool container(Draft& node, JsonType type);
+  ZENTA_HOT JsonNode* link(const Draft& node);
+  ZENTA_HOT void close();
+  ZENTA_HOT bool more_slots();
+
+  // The byte at at_; 0, which JSON allows nowhere, at the end.
+  ZENTA_HOT unsigned char peek() const { return at_ != end_ ? *at_ : 0; }
+  // The same after blanks.
+  ZENTA_HOT unsigned char token() {
+    if (peek() <= ' ') [[unlikely]]
+      at_ = skip_blanks(at_, end_);
+    return peek();
+  }
+  ZENTA_HOT bool fail(JsonFault fault) {
+    result_.fault = at_ == end_ ? JsonFault::kEnds : fault;
+    return false;
+  }
+  ZENTA_HOT bool take(Piece piece) {
+    at_ = piece.at;
+    result_.fault = piece.fault;
+    return piece.fault == JsonFault::kNone;
+  }
+
+  const unsigned char* at_;
+  const unsigned char* end_;
+  StopFinder& stops_;
+  ArenaRef arena_;
+  JsonParse& result_;
+
+  JsonNode* slot_ = nullptr;  // the next free node of the current block
+  JsonNode* slots_end_ = nullptr;
+  JsonNode** link_;           // where the next value of this level goes
+  JsonNode* open_ = nullptr;  // the innermost open container
+  unsigned depth_ = 0;
+  unsigned char closer_ = 0;  // what closes open_
+  bool opened_ = false;       // the last value was a container that is not empty
+};
+
+// One value, in an object with its key. False after a fault.
+inline bool JsonParser::element() {
+  Draft node;
+  unsigned char c = token();
+  const bool is_member = closer_ == '}';
+  if (is_member) {
+    if (!key(node)) return false;
+    c = token();
+  }
+  const unsigned char* start = at_;
+  bool good;
+  if (c == '"') {
+    ++start;
+    node.type = JsonType::kString;
+    good = string(node, JsonNode::kEscaped);
+  } else if (c == '-' || is_digit(c)) {
+    node.type = JsonType::kNumber;
+    good = number(node);
+  } else if (c == '{' || c == '[') {
+    return container(node, c == '{' ? JsonType::kObject : JsonType::kArray);
+  } else if (c == 'n') {
+    node.type = JsonType::kNull;
+    good = take(read_literal(at_, end_, "null"));
+  } else {
+    node.type = JsonType::kBool;
+    if (c == 't') node.flags |= JsonNode::kTrue;
+    good = take(read_literal(at_, end_, c == 't' ? "true" : "false"));
+  }
+  if (!good) return false;
+  if (!is_member) node.text = start;
+  const auto gap = static_cast<std::uint32_t>(start - node.text);
+  const auto len = static_cast<std::uint32_t>(at_ - start);
+  if (c == '"') ++at_;
+  opened_ = false;
+  JsonNode* const linked = link(node);
+  if (linked == nullptr) return false;
+  linked->raw_ = {gap, len};
+  return true;
+}
+
+// After a complete value: closes the containers that end here. True when another value follows a
+// comma.
+inline bool JsonParser::more() {
+  for (;;) {
+    const unsigned char c = token();
+    if (c == ',' && open_ != nullptr) {
+      ++at_;
+      return true;
+    }
+    if (open_ == nullptr) return at_ != end_ && fail(JsonFault::kTrailing);
+    if (c != closer_) return fail(JsonFault::kUnexpected);
+    ++at_;
+    close();
+  }
+}
+
+inline bool JsonParser::key(Draft& node) {
+  if (peek() != '"') return fail(JsonFault::kUnexpected);
+  node.text = at_ + 1;
+  node.flags = JsonNode::kHasKey;
+  if (!string(node, JsonNode::kKeyEscaped)) return false;
+  node.key_len = static_cast<std::uint32_t>(at_ - node.text);
+  ++at_;
+  if (token() != ':') return fail(JsonFault::kUnexpected);
+  ++at_;
+  return true;
+}
+
+// From the opening quote to the closing one.
+inline bool JsonParser::string(Draft& node, JsonNode::Flags escaped) {
+  at_ = stops_.next(at_ + 1);
+  if (peek() == '"') [[likely]]
+    return true;
+  node.flags |= escaped;
+  return take(read_escaped(at_, end_, stops_));
+}
+
+inline bool JsonParser::number(Draft& node) {
+  if (*at_ == '-') ++at_;
+  if (peek() == '0') {
+    ++at_;
+  } else if (!take(read_digits(at_, end_))) {
+    return false;
+  }
+  if (peek() != '.' && (peek() | 0x20) != 'e') [[likely]]
+    return true;
+  node.flags |= JsonNode::kFraction;
+  return take(read_fraction(at_, end_));
+}
+
+// Opens the container at at_, and closes it again when it is empty.
+inline bool JsonParser::container(Draft& node, JsonType type) {
+  if (depth_ == kJsonMaxDepth) return fail(JsonFault::kDepth);
+  if (closer_ != '}') node.text = at_;
+  node.type = type;
+  JsonNode* const linked = link(node);
+  if (linked == nullptr) return false;
+  linked->child_ = nullptr;
+  ++at_;
+  const unsigned char closer = type == JsonType::kObject ? '}' : ']';
+  opened_ = token() != closer;
+  if (!opened_) {
+    ++at_;
+    return true;
+  }
+  linked->next_ = open_;
+  open_ = linked;
+  closer_ = closer;
+  link_ = &linked->child_;
+  ++depth_;
+  return true;
+}
+
+inline void JsonParser::close() {
+  assert(open_ != nullptr && depth_ != 0);
+  JsonNode* const done = open_;
+  open_ = done->next_;
+  done->next_ = nullptr;
+  link_ = &done->next_;
+  closer_ = open_ == nullptr ? 0 : open_->type_ == JsonType::kObject ? '}' : ']';
+  --depth_;
+}
+
+// Puts the node into the arena and the tree; null when memory is short.
+inline JsonNode* JsonParser::link(const Draft& node) {
+  if (slot_ == slots_end_ && !more_slots()) [[unlikely]]
+    return nullptr;
+  slot_->text_ = node.text;
+  slot_->next_ = nullptr;
+  slot_->key_len_ = node.key_len;
+  slot_->type_ = node.type;
+  slot_->flags_ = node.flags;
+  *link_ = slot_;
+  link_ = &slot_->next_;
+  return slot_++;
+}
+
+// A block of nodes. Its size follows the length of what is left of the text, so that a message of
+// ordinary density needs one and a small text takes little.
+inline bool JsonParser::more_slots() {
+  constexpr std::ptrdiff_t kBytesPerNode = 16, kMinNodes = 8, kMaxNodes = 8192;
+  const auto count = std::min((end_ - at_) / kBytesPerNode + kMinNodes, kMaxNodes);
+  slot_ = static_cast<JsonNode*>(
+      arena_.alloc(static_cast<std::uint64_t>(count) * sizeof(JsonNode), alignof(JsonNode)));
+  slots_end_ = slot_ == nullptr ? nullptr : slot_ + count;
+  if (slot_ == nullptr) result_.fault = JsonFault::kMemory;
+  return slot_ != nullptr;
+}
+
+}  // namespace detail
+
+JsonParse json_parse(BufferRef<unsigned char> text, ArenaRef arena) {
+  JsonParse result;
+  detail::StopFinder stops(text.cbegin(), text.cend());
+  const unsigned char* const stop = detail::JsonParser(text, arena, stops, result).run();
+  result.position = static_cast<std::uint32_t>(stop - text.cbegin());
+  return result;
+}
+
+const char* json_fault_text(JsonFault fault) noexcept {
+  switch (fault) {
+    case JsonFault::kNone:
+      return "no fault";
+    case JsonFault::kEnds:
+      return "the text ends before its value does";
+    case JsonFault::kUnexpected:
+      return "a byte that cannot stand here";
+    case JsonFault::kEscape:
+      return "a backslash that begins no escape";
+    case JsonFault::kControl:
+      return "a control character inside a string";
+    case JsonFault::kDepth:
+      return "objects and arrays are nested too deep";
+    case JsonFault::kTrailing:
+      return "something follows the value";
+    case JsonFault::kMemory:
+      return "out of memory";
+  }
+  return "unknown fault";
+}
+
+}  // namespace tstl

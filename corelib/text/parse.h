@@ -1,0 +1,161 @@
+// Decimal and hexadecimal digits to numbers, for both unit widths and in constant expressions.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cassert>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+#include "corelib/base/block.h"
+#include "corelib/base/types.h"
+
+namespace tstl::detail {
+
+// Value of a digit; above 9 (above 15) for any other unit.
+constexpr unsigned decimal_digit(unsigned unit) { return unit - '0'; }
+constexpr unsigned hex_digit(unsigned unit) {
+  const unsigned digit = decimal_digit(unit);
+  const unsigned letter = (unit | 0x20) - 'a';
+  return digit < 10 ? digit : letter < 6 ? letter + 10 : 16;
+}
+
+// The decimal digits at the front of up to eight units, taken as the bytes of one word, the first
+// unit lowest.
+class DigitWord {
+ public:
+  // REQUIRES: n >= 4; units from the eighth on are not looked at.
+  template <Unit T>
+  static DigitWord load(const T* p, std::uint64_t n) {
+    assert(n >= 4);
+    if (n >= 8) return DigitWord(eight_bytes(p));
+    // The first four units and the last four, which overlap in equal bytes.
+    const std::uint64_t ends = four_bytes(p, p + (n - 4));
+    return DigitWord((ends & 0xFFFFFFFF) | ends >> 32 << (8 * (n - 4)));
+  }
+
+  // The `n` units before `end`. REQUIRES: n is 1 to 8, and eight units before `end` can be read.
+  template <Unit T>
+  static DigitWord load_before(const T* end, std::uint64_t n) {
+    assert(n - 1 < 8);
+    return DigitWord(eight_bytes(end - 8) >> (64 - 8 * n));
+  }
+
+  unsigned count() const { return count_; }
+  // Adds neighbours in pairs, then the pairs, then the fours: three multiplications for eight
+  // digits.
+  std::uint64_t value() const {
+    if (count_ == 0) return 0;
+    std::uint64_t bytes = bytes_ << (64 - 8 * count_);
+    bytes = (bytes & 0x0F0F0F0F0F0F0F0F) * (256 * 10 + 1) >> 8;
+    bytes = (bytes & 0x00FF00FF00FF00FF) * (65536 * 100 + 1) >> 16;
+    return (bytes & 0x0000FFFF0000FFFF) * ((std::uint64_t{10000} << 32) + 1) >> 32;
+  }
+
+ private:
+  explicit DigitWord(std::uint64_t bytes) : bytes_(bytes) {
+    // A digit becomes at most 9, which 0x76 does not carry to the highest bit; what a byte that is
+    // no digit carries reaches only bytes after it.
+    const std::uint64_t values = bytes ^ 0x3030303030303030;
+    const std::uint64_t others = ((values + 0x7676767676767676) | values) & 0x8080808080808080;
+    count_ = static_cast<unsigned>(std::countr_zero(others)) / 8;
+  }
+
+  static std::uint64_t eight_bytes(const unsigned char* p) {
+    std::uint64_t bytes;
+    std::memcpy(&bytes, p, sizeof bytes);
+    return bytes;
+  }
+  static std::uint64_t four_bytes(const unsigned char* a, const unsigned char* b) {
+    std::uint32_t low, high;
+    std::memcpy(&low, a, sizeof low);
+    std::memcpy(&high, b, sizeof high);
+    return low | std::uint64_t{high} << 32;
+  }
+  // Units above 0xFF become bytes that are no digits.
+  static std::uint64_t eight_bytes(const unsigned short* p) {
+    return Block<unsigned short>::load(p).narrow();
+  }
+  static std::uint64_t four_bytes(const unsigned short* a, const unsigned short* b) {
+    return Block<unsigned short>::load_halves(a, b).narrow();
+  }
+
+  std::uint64_t bytes_;
+  unsigned count_;
+};
+
+inline constexpr std::array<std::uint64_t, 9> kPowersOfTen = {
+    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
+
+// Reads digits from p[i] on into `value`, one by one; kLimit when the number is above it.
+template <std::uint64_t kLimit, Unit T>
+constexpr std::uint64_t add_digits(std::uint64_t value, const T* p, std::uint64_t i,
+                                   std::uint64_t n) {
+  for (; i < n; ++i) {
+    const unsigned digit = decimal_digit(p[i]);
+    if (digit > 9) break;
+    if (value >= kLimit / 10 && (value > kLimit / 10 || digit > kLimit % 10)) return kLimit;
+    value = value * 10 + digit;
+  }
+  return std::min(value, kLimit);
+}
+
+// A number of eight units or more, eight digits at a time as long as they cannot overflow.
+template <std::uint64_t kLimit, Unit T>
+[[gnu::noinline]] std::uint64_t long_decimal_value(const T* p, std::uint64_t n) {
+  std::uint64_t value = 0;
+  std::uint64_t i = 0;
+  for (; i < 16 && n - i >= 4; i += 8) {
+    const auto word = DigitWord::load(p + i, n - i);
+    value = value * kPowersOfTen[word.count()] + word.value();
+    if (word.count() < 8) return std::min(value, kLimit);
+  }
+  return add_digits<kLimit>(value, p, i, n);
+}
+
+// The value of the leading digits, or kLimit when it is above kLimit.
+template <std::uint64_t kLimit, Unit T>
+constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
+  if (n < 8) {  // most numbers; no limit is near
+    static_assert(kLimit >= 9999999);
+    std::uint32_t value = 0;
+    for (std::uint64_t i = 0; i < n && decimal_digit(p[i]) < 10; ++i) {
+      value = value * 10 + decimal_digit(p[i]);
+    }
+    return value;
+  }
+  if (std::endian::native == std::endian::little && !std::is_constant_evaluated()) {
+    return long_decimal_value<kLimit>(p, n);
+  }
+  return add_digits<kLimit>(0, p, 0, n);
+}
+
+// The number that starts with an optional '-'. A lone "-" and a text that starts with no digit give
+// 0.
+template <class Int, Unit T>
+constexpr Int signed_decimal(const T* p, std::uint64_t n) {
+  constexpr auto kMax = static_cast<std::uint64_t>(std::numeric_limits<Int>::max());
+  if (n != 0 && p[0] == '-') {
+    return static_cast<Int>(0 - decimal_value<kMax + 1>(p + 1, n - 1));
+  }
+  return static_cast<Int>(decimal_value<kMax>(p, n));
+}
+
+// The value of 1 to 8 hexadecimal digits; 0 for any other length and when a unit is no digit.
+template <Unit T>
+constexpr std::uint32_t hex_value(const T* p, std::uint64_t n) {
+  if (n > 8) return 0;
+  std::uint32_t value = 0;
+  unsigned seen = 0;
+  for (std::uint64_t i = 0; i < n; ++i) {
+    const unsigned digit = hex_digit(p[i]);
+    seen |= digit;
+    value = value << 4 | (digit & 15);
+  }
+  return seen < 16 ? value : 0;
+}
+
+}  // namespace tstl::detail

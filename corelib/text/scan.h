@@ -1,0 +1,202 @@
+// The scans under every search: one body for both unit widths and for constant expressions. A scan
+// reads units of [p, p + n) only, however it is vectorised: the last, partial block is read as the
+// whole block that ends with the run.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cassert>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "corelib/base/block.h"
+#include "corelib/base/types.h"
+
+namespace tstl::detail {
+
+template <class T, class... Sought>
+constexpr bool is_any(T unit, Sought... sought) {
+  return ((unit == sought) || ...);
+}
+
+// The scan of a run shorter than a block: its first and its last units, which may overlap, make up
+// one block.
+template <Unit T, class... Sought>
+std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
+  constexpr unsigned kHalf = 8 / sizeof(T);
+  constexpr unsigned kQuarter = 4 / sizeof(T);
+  const auto search = [&](Block<T> ends, unsigned half) {
+    const auto mask = (equal(ends, Block<T>::fill(sought)) | ...).mask();
+    if (!mask) return n;
+    return mask.first() < half ? mask.first() : n - 2 * half + mask.first();
+  };
+  if (n >= kHalf) return search(Block<T>::load_halves(p, p + (n - kHalf)), kHalf);
+  if (n >= kQuarter) return search(Block<T>::load_quarters(p, p + (n - kQuarter)), kQuarter);
+  std::uint64_t i = 0;
+  while (i < n && !is_any(p[i], sought...)) ++i;
+  return i;
+}
+
+// First position that holds one of `sought`, `n` when there is none.
+template <Unit T, class... Sought>
+constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
+  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  std::uint64_t i = 0;
+  if (std::is_constant_evaluated()) {
+    while (i < n && !is_any(p[i], sought...)) ++i;
+    return i;
+  }
+  if (n < kStep) return first_of_short(p, n, sought...);
+  const auto hits = [&](std::uint64_t at) {
+    const auto block = Block<T>::load(p + at);
+    return (equal(block, Block<T>::fill(sought)) | ...);
+  };
+  while (i + 4 * kStep <= n &&
+         !(hits(i) | hits(i + kStep) | hits(i + 2 * kStep) | hits(i + 3 * kStep)).mask()) {
+    i += 4 * kStep;
+    if constexpr (sizeof(T) == 1 && sizeof...(Sought) == 1) {
+      // Nothing near: memchr costs a call, but may have wider vectors.
+      const void* const at = std::memchr(p + i, (sought, ...), n - i);
+      return at == nullptr ? n : static_cast<std::uint64_t>(static_cast<const T*>(at) - p);
+    }
+  }
+  // What is left, as one whole block at least: units that are read twice hold no match.
+  for (i = std::min(i, n - kStep);; i = std::min(i + kStep, n - kStep)) {
+    if (const auto mask = hits(i).mask()) return i + mask.first();
+    if (i == n - kStep) return n;
+  }
+}
+
+// Last position that holds one of `sought`, `n` when there is none.
+template <Unit T, class... Sought>
+constexpr std::uint64_t last_of(const T* p, std::uint64_t n, Sought... sought) {
+  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  std::uint64_t end = n;
+  while (!std::is_constant_evaluated() && end >= kStep) {
+    const auto block = Block<T>::load(p + (end - kStep));
+    if (const auto mask = (equal(block, Block<T>::fill(sought)) | ...).mask()) {
+      return end - kStep + mask.last();
+    }
+    end -= kStep;
+  }
+  for (; end != 0; --end) {
+    if (is_any(p[end - 1], sought...)) return end - 1;
+  }
+  return n;
+}
+
+// Length of the common prefix of two runs of `n` units.
+template <Unit T>
+constexpr std::uint64_t common_prefix(const T* a, const T* b, std::uint64_t n) {
+  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  std::uint64_t i = 0;
+  while (!std::is_constant_evaluated() && i + kStep <= n) {
+    const auto differs = (~equal(Block<T>::load(a + i), Block<T>::load(b + i))).mask();
+    if (differs) return i + differs.first();
+    i += kStep;
+  }
+  while (i < n && a[i] == b[i]) ++i;
+  return i;
+}
+
+// Whether the first and the last Word of two runs of `bytes` bytes are equal; they may overlap.
+template <class Word>
+bool same_ends(const void* a, const void* b, std::uint64_t bytes) {
+  const auto word = [bytes](const void* p, bool last) {
+    Word value;
+    std::memcpy(&value, static_cast<const char*>(p) + (last ? bytes - sizeof value : 0),
+                sizeof value);
+    return value;
+  };
+  return ((word(a, false) ^ word(b, false)) | (word(a, true) ^ word(b, true))) == 0;
+}
+
+// Whether two runs are equal, without a call, which a search for short needles would feel.
+template <Unit T>
+bool same_inline(const T* a, const T* b, std::uint64_t n) {
+  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  const std::uint64_t bytes = n * sizeof(T);
+  if (n >= kStep) {
+    const auto differ = [a, b](std::uint64_t at) {
+      return static_cast<bool>((~equal(Block<T>::load(a + at), Block<T>::load(b + at))).mask());
+    };
+    for (std::uint64_t i = 0; i < n - kStep; i += kStep) {
+      if (differ(i)) return false;
+    }
+    return !differ(n - kStep);
+  }
+  if (bytes >= 8) return same_ends<std::uint64_t>(a, b, bytes);
+  if (bytes >= 4) return same_ends<std::uint32_t>(a, b, bytes);
+  std::uint64_t i = 0;
+  while (i < n && a[i] == b[i]) ++i;
+  return i == n;
+}
+
+template <Unit T>
+constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
+  if (std::is_constant_evaluated()) return std::equal(a, a + n, b);
+  return n * sizeof(T) <= 64 ? same_inline(a, b, n) : std::memcmp(a, b, n * sizeof(T)) == 0;
+}
+
+// First of `starts` positions from `p` on where the `m` units at `s` stand, `starts` when there is
+// none; the second one is for long runs. REQUIRES: a block of positions at least; m > 0 units can
+// be read from each.
+template <Unit T>
+std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
+template <Unit T>
+std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
+
+// First start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.
+template <Unit T>
+constexpr std::uint64_t first_run(const T* p, std::uint64_t n, const T* s, std::uint64_t m) {
+  assert(m != 0 && m <= n);
+  const std::uint64_t starts = n - m + 1;
+  std::uint64_t at = 0;
+  if (std::is_constant_evaluated() || starts < Block<T>::kUnits) {
+    while (at < starts && !(p[at] == s[0] && same_units(p + at, s, m))) ++at;
+  } else if (starts <= 8 * Block<T>::kUnits) {
+    at = first_run_near(p, starts, s, m);
+  } else {
+    at = first_run_far(p, starts, s, m);
+  }
+  return at == starts ? n : at;
+}
+
+// Last start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.
+template <Unit T>
+constexpr std::uint64_t last_run(const T* p, std::uint64_t n, const T* s, std::uint64_t m) {
+  assert(m != 0 && m <= n);
+  for (std::uint64_t starts = n - m + 1; starts != 0; --starts) {
+    if (p[starts - 1] == s[0] && same_units(p + starts - 1, s, m)) return starts - 1;
+  }
+  return n;
+}
+
+// A set of units to look up many times: a bit per low byte rules out nearly all units that are not
+// in it, so that a long set costs no more than a short one. Views the caller's units, which must
+// outlive it.
+template <Unit T>
+class UnitSet {
+ public:
+  constexpr UnitSet(const T* units, std::uint64_t n) : units_(units), n_(n) {
+    for (std::uint64_t i = 0; i < n; ++i) word(units[i]) |= bit(units[i]);
+  }
+
+  // Index in the set of the first unit equal to `unit`; the set's size when there is none.
+  constexpr std::uint64_t index_of(T unit) const {
+    if ((words_[(unit & 0xFF) / 64] & bit(unit)) == 0) return n_;
+    return first_of(units_, n_, unit);
+  }
+  constexpr bool has(T unit) const { return index_of(unit) != n_; }
+
+ private:
+  static constexpr std::uint64_t bit(T unit) { return std::uint64_t{1} << (unit % 64); }
+  constexpr std::uint64_t& word(T unit) { return words_[(unit & 0xFF) / 64]; }
+
+  std::array<std::uint64_t, 4> words_{};
+  const T* units_;
+  std::uint64_t n_;
+};
+
+}  // namespace tstl::detail

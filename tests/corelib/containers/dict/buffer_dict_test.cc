@@ -1,0 +1,208 @@
+#include "corelib/containers/dict/buffer_dict.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "corelib/containers/dict/image_builder.h"
+#include "fuzz/containers/dict_oracle.h"
+#include "tests/corelib/containers/contents.h"
+#include "tests/temp_folder.h"
+
+namespace tstl {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// Little-endian words, then bytes.
+Bytes Image(const std::vector<std::uint32_t>& words, const Bytes& rest = {}) {
+  Bytes bytes(words.size() * 4);
+  for (std::size_t i = 0; i < words.size(); ++i) detail::store_le(&bytes[4 * i], words[i]);
+  bytes.insert(bytes.end(), rest.begin(), rest.end());
+  return bytes;
+}
+
+template <class T>
+struct BufferDictTest : testing::Test {
+  std::unique_ptr<unsigned char[]> memory;
+  BufferDict<T> dict;
+
+  static BufferHash<T> RandomTable(unsigned keys, unsigned seed) {
+    BufferHash<T> table(64);
+    RandomTexts random(seed);
+    while (table.itemcnt() < keys) {
+      table[random.next<T>(9, "ab\xE1")]->set_value(random.below(~0u) * std::uint64_t{3});
+    }
+    return table;
+  }
+  Bytes image() const {
+    return Bytes(dict.ref_internal_data().begin(), dict.ref_internal_data().end());
+  }
+  // Opens exactly these bytes, with a zero behind them, where they are; `shift` misaligns them.
+  std::uint32_t Open(const Bytes& bytes, unsigned shift = 0) {
+    memory = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
+    std::copy(bytes.begin(), bytes.end(), &memory[shift]);
+    Buffer<unsigned char> buffer;
+    buffer.set_data_external(unsigned(bytes.size()), &memory[shift], unsigned(bytes.size()));
+    return dict.open(std::move(buffer));
+  }
+  // What holds for any image. Returns check().
+  bool ExpectSafe() const {
+    EXPECT_TRUE(oracle::ImageIsSafe(dict));
+    return dict.check();
+  }
+};
+TYPED_TEST_SUITE(BufferDictTest, Units, UnitNames);
+
+// A table of 2000 keys is rehashed and filled again, so that it has several nodes with one key: the one
+// that it finds is in the image.
+TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
+  using T = TypeParam;
+  for (const unsigned keys : {0u, 1u, 2u, 33u, 2000u}) {
+    BufferHash<T> table = this->RandomTable(keys, keys);
+    const Pairs<T> pairs = Contents<T>(table);
+    if (keys == 2000) table.set_tabsize(33);
+    for (const auto& pair : pairs) table.insert(pair.first)->set_value(1);
+    ASSERT_EQ(table.itemcnt() > keys, keys == 2000);
+    ASSERT_EQ(this->dict.open(table), 0u);
+    EXPECT_TRUE(this->ExpectSafe());
+    const BufferDict<T> moved = std::move(this->dict);
+    EXPECT_TRUE(this->dict.is_empty());
+    EXPECT_EQ(Contents<T>(moved).size(), pairs.size());
+    RandomTexts random(keys);
+    std::vector<HeapText<T>> texts;
+    for (int i = 0; i < 1000; ++i) texts.push_back(random.next<T>(10, "ab\xE1"));
+    std::vector<BufferRef<T>> asked(texts.begin(), texts.end());
+    for (const auto& pair : pairs) asked.emplace_back(pair.first);
+    std::vector<const BufferDictNode<T>*> records(asked.size());
+    moved.find_all(asked.data(), unsigned(asked.size()), records.data());
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+      const auto* const node = table.find(asked[i]);
+      EXPECT_EQ(records[i], moved.find(asked[i]));
+      ASSERT_EQ(records[i] == nullptr, node == nullptr);
+      EXPECT_TRUE(node == nullptr || records[i]->value() == (node->value() & 0x7FFFFFFF));
+    }
+  }
+}
+
+TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit) {
+  const auto table = this->RandomTable(500, 1);
+  BufferHash<TypeParam> other(1000);
+  for (const auto& [key, value] : Sorted<TypeParam>(Contents<TypeParam>(table))) {
+    other[key]->set_value(value);
+  }
+  ASSERT_EQ(this->dict.open(table), 0u);
+  const Bytes image = this->image();
+  ASSERT_EQ(this->dict.open(other), 0u);
+  EXPECT_EQ(this->image(), image);
+  Buffer<unsigned char> buffer;
+  EXPECT_FALSE(detail::build_dict_image(table, buffer, image.size() - 1));
+  EXPECT_EQ(buffer.len(), 0u);
+  EXPECT_TRUE(detail::build_dict_image(table, buffer, image.size()));
+}
+
+TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
+  constexpr std::uint32_t kNone = 0, kRefused = ~0u;
+  // The words of the header, the true length, and the buckets.
+  const std::uint32_t rows[][5] = {
+      {1, 1, 0, 0, kRefused},   {1, 1, 16, 16, kRefused}, {1, 1, 17, 17, kNone},
+      {9, 1, 20, 20, 1},        {~0u, 1, 31, 31, 3},      {2, 1, 32, 32, 2},
+      {2, 1, 31, 32, kRefused}, {0, 1, 32, 32, kRefused}, {2, 0, 32, 32, kRefused}};
+  for (const auto& [asked, keys, told, length, buckets] : rows) {
+    SCOPED_TRACE(testing::Message() << "length " << length);
+    ASSERT_EQ(this->dict.open(this->RandomTable(3, 3)), 0u);
+    Bytes bytes = Image({asked, keys, told});
+    bytes.resize(length);
+    EXPECT_EQ(this->Open(bytes), buckets == kRefused ? FAILURE : 0);
+    EXPECT_EQ(this->dict.is_empty(), buckets == kRefused);
+    EXPECT_EQ(this->dict.bucket_cnt(), buckets == kRefused ? 0 : buckets);
+    EXPECT_EQ(this->ExpectSafe(), buckets == 2);
+  }
+}
+
+TYPED_TEST(BufferDictTest, EveryPrefixAndEveryChangedByteIsSafe) {
+  ASSERT_EQ(this->dict.open(this->RandomTable(12, 4)), 0u);
+  const Bytes image = this->image();
+  ASSERT_EQ(this->Open(image, 1), 0u);  // at an odd address, where 16-bit units may not be
+  EXPECT_EQ(this->ExpectSafe(), sizeof(TypeParam) == 1);
+  const auto opens_whole = [&](Bytes bytes) {
+    if (bytes.size() >= 12) detail::store_le(&bytes[8], std::uint32_t(bytes.size()));
+    return this->Open(bytes) == 0 && this->ExpectSafe();
+  };
+  for (std::size_t n = 0; n < image.size(); ++n) {
+    EXPECT_FALSE(opens_whole(Bytes(image.begin(), image.begin() + std::ptrdiff_t(n))));
+    for (const int change : {0x01, 0x04, 0x80, 0xFF}) {
+      Bytes bytes = image;
+      bytes[n] = static_cast<unsigned char>(bytes[n] ^ change);
+      opens_whole(bytes);
+    }
+  }
+}
+
+// An image of the one key "k", with one or two buckets that both have its record.
+TYPED_TEST(BufferDictTest, CheckSeesEveryKindOfDamage) {
+  struct Row {
+    const char* damage;
+    std::uint32_t buckets, offset;
+    std::size_t byte = 0;  // of the record
+    int change = 0;        // exclusive-or
+  };
+  for (const auto& [damage, buckets, offset, byte, change] :
+       {Row{"none", 1, 20}, Row{"a value", 1, 20, 0, 1}, Row{"no last record", 1, 20, 3, 0x80},
+        Row{"a length", 1, 20, 4, 1}, Row{"a zero unit", 1, 20, 6 + sizeof(TypeParam), 1},
+        Row{"an offset", 1, 21}, Row{"an offset in the table", 1, 16},
+        Row{"an offset past the end", 1, 99}, Row{"a table past the end", 99, 20},
+        Row{"shared records, one in the wrong bucket", 2, 24}}) {
+    Bytes record(BufferDictNode<TypeParam>::node_size(1));
+    auto* const node = reinterpret_cast<BufferDictNode<TypeParam>*>(record.data());
+    node->init_key(Widen<TypeParam>("k"));
+    node->set_lastnode(true);
+    record[byte] = static_cast<unsigned char>(record[byte] ^ change);
+    std::vector<std::uint32_t> words{buckets, 1, 0, 0, offset};
+    if (buckets == 2) words.push_back(offset);
+    words[2] = std::uint32_t(words.size() * 4 + record.size());
+    ASSERT_EQ(this->Open(Image(words, record)), 0u);
+    EXPECT_EQ(this->ExpectSafe(), offset == 20 && buckets == 1 && byte == 0) << damage;
+  }
+}
+
+// Ten thousand buckets that share one chain of ten thousand records.
+TYPED_TEST(BufferDictTest, TraversalOfSharedChainsEnds) {
+  std::vector<std::uint32_t> words(4 + 10000, 4 * 10004);
+  words[0] = words[1] = 10000;
+  words[2] = 4 * 10004 + 8 * 10000;
+  ASSERT_EQ(this->Open(Image(words, Bytes(8 * 10000))), 0u);
+  EXPECT_FALSE(this->ExpectSafe());
+}
+
+TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
+  const zenta::TempFolder folder;
+  const std::string pipe = folder.At("pipe");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  for (const char* path : {static_cast<const char*>(nullptr), "", "/dev/zero", "/", pipe.c_str()}) {
+    ASSERT_EQ(this->dict.open(this->RandomTable(3, 7)), 0u);
+    EXPECT_EQ(this->dict.save(nullptr), FAILURE);
+    EXPECT_EQ(this->dict.save("/dev/full"), FAILURE);
+    EXPECT_EQ(this->dict.open(path), FAILURE);
+    EXPECT_TRUE(this->dict.is_empty() && this->image().empty());
+    EXPECT_EQ(this->dict.save("/dev/null"), FAILURE);  // there is nothing to write
+  }
+}
+
+// The bytes of the example in docs/formats/dictionary-image.md.
+TEST(BufferDictImageTest, TheWorkedExampleOfTheFormat) {
+  BufferHash<unsigned char> table(32);
+  for (const auto& [key, value] : {std::pair{"中国", 9u}, {"中", 5u}, {"a", 1u}})
+    table[key]->set_value(value);
+  Buffer<unsigned char> image;
+  ASSERT_TRUE(detail::build_dict_image(table, image));
+  EXPECT_EQ(Bytes(image.begin(), image.end()),
+            Image({5, 3, 72, 0, 0, 0x2C, 0x24, 0, 0x38, 0x80000001, 0x00610001, 0x80000005,
+                   0xB8E40003, 0x000000AD, 0x80000009, 0xB8E40006, 0xBD9BE5AD, 0}));
+  const auto* const node = reinterpret_cast<const BufferDictNode<unsigned char>*>(image.cstr(0x24));
+  EXPECT_EQ(reinterpret_cast<const unsigned char*>(node->next()), image.cstr(0x2C));
+  EXPECT_EQ(node->next_not_last(), nullptr);
+  EXPECT_EQ(BufferDictNode<unsigned short>::node_size(~0u), 0x200000008u);
+}
+
+}  // namespace
+}  // namespace tstl

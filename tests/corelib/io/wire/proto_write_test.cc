@@ -1,0 +1,217 @@
+#include "corelib/io/wire/proto_write.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "fuzz/io/wire_oracle.h"
+
+namespace tstl {
+
+// Reaches the safeguard behind short arrays, whose payload is never long enough for it.
+struct ProtoWritePeer {
+  static void WidenLength(ProtoWrite& out, std::uint64_t payload_at) {
+    unsigned char* const at = out.out_.room(nullptr, 1);
+    out.at_ = out.widen_length(at, payload_at);
+  }
+};
+
+namespace {
+
+using View8 = BufferRef<unsigned char>;
+using View16 = BufferRef<unsigned short>;
+
+std::string Hex(std::string_view bytes) {
+  std::string text;
+  for (const char byte : bytes)
+    (text += "0123456789ABCDEF"[(byte >> 4) & 15]) += "0123456789ABCDEF"[byte & 15];
+  return text;
+}
+
+// The message, in hexadecimal, that `encode` (any callable that takes the writer or a pass) writes:
+// with the writer driven, with the passes themselves, in one pass, and by hand where no lengths have
+// to be known beforehand. All must agree.
+template <class Encode>
+std::string Written(Encode encode, bool by_hand = true) {
+  ProtoWrite driven, passed, hand;
+  EXPECT_TRUE(driven.write([&](ProtoWrite& out) { encode(out); }));
+  EXPECT_EQ(driven.measured_size(), driven.output().len());
+  auto& bytes = driven.output();
+  EXPECT_TRUE(passed.write([&](auto& out) { encode(out); }));
+  EXPECT_EQ(passed.output(), bytes);
+  static ProtoWrite once;  // its guesses are what the tests before left behind, often wrong
+  for (int i = 0; i < 2; ++i) {
+    EXPECT_TRUE(once.write_once([&](auto pass) { return encode(pass), pass; }));
+    EXPECT_EQ(once.output(), bytes);
+  }
+  for (auto* out : {&bytes, &once.output()}) EXPECT_EQ(out->c_str()[out->len()], 0);
+  if (by_hand) encode(hand);
+  EXPECT_TRUE(hand.output() == bytes || !by_hand);
+  return Hex(bytes.std_view());
+}
+
+template <class T>
+std::string WrittenArray(const T* values, std::uint32_t count) {
+  return Written([&](auto& out) { out.bsc_write_karrpack(1, VectorRef<T>(values, count)); },
+                 count < 11);
+}
+
+// Messages in messages, two in each, five deep: their lengths take one byte inside and two outside.
+constexpr unsigned kDepth = 5;
+template <class Out>
+void Nest(Out& out, unsigned level, bool sized) {
+  if (level == kDepth) return;
+  out.template bsc_write_kvarint<unsigned>(1, level);
+  for (unsigned twin = 0; twin < (sized ? 2 : 1); ++twin) {
+    const auto slot = out.bsc_begin_kmsg(sized, 2 + twin);
+    Nest(out, level + 1, sized);
+    out.bsc_end_kmsg(slot);
+  }
+}
+std::string Nested(unsigned level) {
+  if (level == kDepth) return {};
+  const std::string inner = Nested(level + 1);
+  return "\x08" + oracle::PlainVarint(level) + oracle::PlainField(2, inner) +
+         oracle::PlainField(3, inner);
+}
+
+TEST(ProtoWriteTest, FieldsHaveTheirBytes) {
+  const auto varint = [](auto value, std::uint32_t key) {
+    return Written([&](auto& out) { out.template bsc_write_kvarint<decltype(value)>(key, value); });
+  };
+  EXPECT_EQ(varint(-1, 1), "08FFFFFFFFFFFFFFFFFF01");
+  EXPECT_EQ(varint(300u, 16), "8001AC02");
+  EXPECT_EQ(varint(0u, 1), "0800");
+  EXPECT_EQ(varint(true, 4), "2001");
+  EXPECT_EQ(varint(7u, 0x1FFFFFFF), "F8FFFFFF0F07");
+  EXPECT_EQ(varint(7u, 0x20000001), "0807");  // the key is computed in 32 bits
+
+  for (const std::size_t size : {0u, 3u, 200u, 9000u}) {
+    const std::string text(size, 'x');
+    EXPECT_EQ(Written([&](auto& out) { out.bsc_write_kbytes(20, text); }),
+              Hex(oracle::PlainField(20, text)));
+  }
+  EXPECT_EQ(Written([](auto& out) { Nest(out, 0, true); }, false), Hex(Nested(0)));
+  EXPECT_EQ(Written([](auto& out) { Nest(out, 0, false); }), "08000801080208030804");
+  EXPECT_EQ(Written([](auto& out) { out.bsc_end_kmsg(out.bsc_begin_kmsg(true, 20)); }, false),
+            "A20100");
+  EXPECT_EQ(Written([](auto&) {}), "");
+}
+
+template <class T>
+class ProtoWriteScalarTest : public testing::Test {};
+using Scalars = testing::Types<bool, char, signed char, short, int, long long, unsigned char,
+                               unsigned short, unsigned, char16_t, char32_t, unsigned long long>;
+TYPED_TEST_SUITE(ProtoWriteScalarTest, Scalars);
+
+TYPED_TEST(ProtoWriteScalarTest, SinglesAndArraysOfAnyLengthMatchThePlainEncoding) {
+  using T = TypeParam;
+  constexpr bool kSigned = std::is_same_v<T, char> || std::is_signed_v<T>;
+  using Extended = std::conditional_t<kSigned, std::int64_t, std::uint64_t>;
+  const auto array = std::make_unique<T[]>(200);
+  std::mt19937_64 random(11);
+  std::string payload;
+  for (std::uint32_t count = 0; count < 200; ++count) {
+    if (count < 16 || count % 31 == 0) {
+      EXPECT_EQ(WrittenArray(array.get(), count), Hex(oracle::PlainField(1, payload)));
+    }
+    const T values[] = {std::numeric_limits<T>::min(), std::numeric_limits<T>::max(),
+                        static_cast<T>(random() >> random() % 64)};
+    const T value = array[count] = values[count < 2 ? count : 2];
+    const std::string bytes = oracle::PlainVarint(std::uint64_t(Extended(value)));
+    EXPECT_EQ(Written([&](auto& out) { out.template bsc_write_kvarint<T>(3, value); }),
+              "18" + Hex(bytes));
+    payload += bytes;
+  }
+}
+
+TEST(ProtoWriteTest, PackedArraysHaveTheirLengthWhicheverWayItIsFound) {
+  const std::u16string units(10, u'\x4000');
+  const std::vector<long long> minus(13, -1);
+  EXPECT_EQ(WrittenArray(units.data(), 10).substr(0, 6), "0A1E80");
+  EXPECT_EQ(WrittenArray(minus.data(), 10).substr(0, 6), "0A64FF");
+  EXPECT_EQ(WrittenArray(minus.data(), 13).substr(0, 6), "0A8201");
+
+  for (const auto size : {127u, 128u, 16384u}) {  // a length that does not fit moves the payload
+    const std::string payload(size, 'p');
+    ProtoWrite out;
+    out.output().append_str(View8("k?" + payload));
+    ProtoWritePeer::WidenLength(out, 2);
+    EXPECT_EQ(out.output().std_view(), "k" + oracle::PlainVarint(size) + payload);
+  }
+}
+
+TEST(ProtoWriteTest, Utf16GoesOutAsUtf8WithLoneSurrogatesKept) {
+  const std::pair<std::u16string_view, std::string_view> rows[] = {
+      {u"", ""},
+      {u"a\u007F\u0080\u07FF\u0800\uFFFF", "a\x7F\xC2\x80\xDF\xBF\xE0\xA0\x80\xEF\xBF\xBF"},
+      {u"\U0001F600\U0010FFFF", "\xF0\x9F\x98\x80\xF4\x8F\xBF\xBF"},
+      {u"\xDE00\xD83Dx\xD83D\xDE00\xD83D", "\xED\xB8\x80\xED\xA0\xBDx\xF0\x9F\x98\x80\xED\xA0\xBD"},
+  };
+  for (const auto& [tail, tail_payload] : rows) {
+    std::u16string before;
+    std::string payload;
+    for (; before.size() < 6000; before += u'\u4F60', payload += "\xE4\xBD\xA0") {
+      if (before.size() > 50 && before.size() % 997 != 0) continue;
+      const std::u16string text = before + std::u16string(tail);
+      EXPECT_EQ(Written([&](auto& out) { out.bsc_write_kstr16(5, View16(text)); }),
+                Hex(oracle::PlainField(5, payload + std::string(tail_payload))));
+    }
+  }
+}
+
+TEST(ProtoWriteTest, MemoryIsKeptFromMessageToMessageAndLetGoWhenOneIsTooLong) {
+  ProtoWrite out;
+  const auto encode = [](auto& to, View8 text) {
+    const auto slot = to.bsc_begin_kmsg(true, 1);
+    to.bsc_write_kbytes(1, text);
+    to.bsc_write_kbytes(1, text);
+    to.bsc_end_kmsg(slot);
+  };
+  const auto write = [&](View8 text) {
+    return out.write([&](ProtoWrite& to) { encode(to, text); });
+  };
+  EXPECT_TRUE(write("abc"));
+  const unsigned char* const memory = out.output().c_str();
+  EXPECT_TRUE(write("a"));
+  EXPECT_EQ(out.output().c_str(), memory);
+  const unsigned char* volatile byte = memory;
+  const View8 huge(byte, 0xFFFFFFFF);  // only its length is looked at
+  EXPECT_FALSE(write(huge));
+  EXPECT_EQ(out.measured_size(), FAILURE);
+  EXPECT_EQ(out.output().ref_internal_data(), nullptr);
+  EXPECT_TRUE(write(""));
+  EXPECT_EQ(Hex(out.output().std_view()), "0A040A000A00");
+  EXPECT_FALSE(out.write_once([&](auto pass) { return encode(pass, huge), pass; }));
+  EXPECT_EQ(out.output().ref_internal_data(), nullptr);
+
+  ProtoWrite hand;  // the second field finds no room, and nothing goes on behind it
+  hand.bsc_write_kvarint<int>(1, 1);
+  hand.bsc_write_kbytes(2, huge);
+  hand.bsc_write_kvarint<int>(3, 1);
+  hand.bsc_write_karrpack(4, VectorRef<char>("x", 1));
+  EXPECT_EQ(hand.output().ref_internal_data(), nullptr);
+}
+
+// In a release build the message is wrong then, but stays in the output's memory.
+TEST(ProtoWriteDeathTest, PassesThatDifferAreNoticedAndHarmless) {
+  const auto write = [] {
+    ProtoWrite out;
+    int calls = 0;
+    return out.write([&](ProtoWrite& to) {
+      if (calls++ != 0) to.bsc_write_kbytes(2, View8(std::string(500, 'x')));
+      if (calls > 1) to.bsc_end_kmsg(to.bsc_begin_kmsg(true, 4));
+    });
+  };
+  EXPECT_DEBUG_DEATH((void)write(), "passes differ");
+}
+
+}  // namespace
+}  // namespace tstl
