@@ -6,12 +6,15 @@
 // bits on the systems that this is made for, and they say what keys the chain may hold from here on:
 //
 //   bits 0 to 47   the node's address
-//   bits 48 to 55  the mark of the node's key: 1, and seven bits of its hash
-//   bits 56 to 63  a set of the marks behind the node, by their lowest three bits
+//   bits 48 to 55  a set of the marks behind the node, by their lowest three bits
+//   bits 56 to 63  the mark of the node's key: 128, and seven bits of its hash
 //
 // All bits are zero in the link at a chain's end. A search for a key that is not there follows no
 // link of most chains at all. The marks only ever spare a comparison: what has to be compared is
 // compared.
+//
+// Where the allocator tags memory (arm64), the pointer has the tag in bits 56 to 59, and is worth
+// nothing without it. Such a link keeps the tag in place of the mark, and its set is full.
 #pragma once
 
 #include <cstdint>
@@ -46,29 +49,35 @@ struct ChainPlace {
 template <class Node>
 class ChainLink {
  public:
-  // Whether the node's address is short enough. It is: Linux and macOS hand out longer ones, where
-  // the processor has them at all, only to who asks for them.
+  // Whether the link has room for the node's address. It has: Linux and macOS hand out longer ones,
+  // where the processor has them at all, only to who asks for them.
   static bool holds(const Node* node) {
-    return reinterpret_cast<std::uintptr_t>(node) >> kAddressBits == 0;
+    return (reinterpret_cast<std::uintptr_t>(node) & (kSet | kMarked)) == 0;
   }
 
   // The node behind the link, or null at the chain's end.
-  Node* node() const { return reinterpret_cast<Node*>(word_ & kAddress); }
+  Node* node() const {
+    std::uint64_t address = word_ & kAddress;
+    if (is_tagged()) [[unlikely]]
+      address = word_ & ~kSet;
+    return reinterpret_cast<Node*>(address);
+  }
   operator Node*() const { return node(); }
   Node* operator->() const { return node(); }
 
   // Whether the node behind the link may have a key of this mark; no for the chain's end.
-  bool may_be(KeyMark mark) const { return (word_ >> kMarkAt & 0xFF) == mark.mark_; }
+  bool may_be(KeyMark mark) const { return is_of(mark) || is_tagged(); }
   // Whether a node behind that one may.
   bool may_lead_to(KeyMark mark) const { return (word_ & set_of(mark)) != 0; }
-  bool may_hold(KeyMark mark) const { return may_be(mark) || may_lead_to(mark); }
+  bool may_hold(KeyMark mark) const { return is_of(mark) || may_lead_to(mark); }
 
   // Makes `node` the next one, with what was behind the link up to now behind it.
   // REQUIRES: holds(node).
   void insert(Node* node, KeyMark mark) {
     node->link() = *this;
+    const auto address = reinterpret_cast<std::uintptr_t>(node);
     const std::uint64_t behind = word_ == 0 ? 0 : (word_ & kSet) | set_of(this->mark());
-    word_ = reinterpret_cast<std::uintptr_t>(node) | std::uint64_t{mark.mark_} << kMarkAt | behind;
+    word_ = address | (address > kAddress ? kSet : std::uint64_t{mark.mark_} << kMarkAt | behind);
   }
   // The link behind the next node, before a node of this mark is inserted there or further on.
   // REQUIRES: there is a next node.
@@ -78,12 +87,16 @@ class ChainLink {
   }
 
  private:
-  static constexpr int kAddressBits = 48;
-  static constexpr int kMarkAt = 48;
-  static constexpr int kSetAt = 56;
-  static constexpr std::uint64_t kAddress = (std::uint64_t{1} << kAddressBits) - 1;
+  static constexpr int kSetAt = 48;
+  static constexpr int kMarkAt = 56;
+  static constexpr std::uint64_t kAddress = (std::uint64_t{1} << kSetAt) - 1;
   static constexpr std::uint64_t kSet = std::uint64_t{0xFF} << kSetAt;
+  static constexpr std::uint64_t kMarked = std::uint64_t{0x80} << kMarkAt;
 
+  bool is_of(KeyMark mark) const { return word_ >> kMarkAt == mark.mark_; }
+  // Neither marked, which is the sign here, nor the chain's end: a single comparison that comes out
+  // the same for all links of a process.
+  bool is_tagged() const { return static_cast<std::int64_t>(word_) > 0; }
   KeyMark mark() const { return KeyMark(static_cast<std::uint32_t>(word_ >> kMarkAt)); }
   static std::uint64_t set_of(KeyMark mark) {
     return std::uint64_t{1} << kSetAt << (mark.mark_ & 7);

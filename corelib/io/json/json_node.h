@@ -5,7 +5,6 @@
 // empty result of its kind: false, empty text, null.
 #pragma once
 
-#include <concepts>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -13,6 +12,7 @@
 
 #include "corelib/base/arena_ref.h"
 #include "corelib/text/buffer_ref.h"
+#include "corelib/text/num.h"
 
 namespace tstl {
 
@@ -51,7 +51,7 @@ class JsonNode {
   // `value` alone: a number too great or too small, a negative one for an unsigned T, and every
   // number with a fraction or an exponent, 1.0 and 1e3 too: whoever writes those does not mean an
   // integer member.
-  template <std::integral T>
+  template <Integer T>
   [[nodiscard]] bool integer(T& value) const noexcept;
   // The number as the nearest double; past the greatest double it is that one. 0 for other values.
   [[nodiscard]] double real() const noexcept;
@@ -138,7 +138,7 @@ inline BufferRef<unsigned char> JsonNode::raw() const noexcept {
   return {text_ + place.gap, place.len};
 }
 
-template <std::integral T>
+template <Integer T>
 bool JsonNode::integer(T& value) const noexcept {
   std::uint64_t size;
   bool negative;

@@ -255,13 +255,7 @@ inline unsigned key_size(std::uint32_t key, WireType type) noexcept {
   return varint_size(wire_key(key, type));
 }
 
-// The most bytes that a value of type T takes.
-template <WireScalar T>
-inline constexpr unsigned kMaxWireSize = std::same_as<T, bool> ? 1
-                                         : std::unsigned_integral<T> && sizeof(T) <= 4
-                                             ? kMaxVarint32
-                                             : kMaxVarint64;
-
+// What goes into the varint. A plain char is signed here, also where the machine's is not.
 template <WireScalar T>
 constexpr std::uint64_t wire_value(T value) noexcept {
   if constexpr (std::same_as<T, char>) {
@@ -270,6 +264,11 @@ constexpr std::uint64_t wire_value(T value) noexcept {
     return static_cast<std::uint64_t>(value);
   }
 }
+
+// The most bytes that a value of type T takes: those of the value with all bits set, which is -1 or
+// the largest.
+template <WireScalar T>
+inline constexpr unsigned kMaxWireSize = varint_size(wire_value(static_cast<T>(-1)));
 
 }  // namespace detail
 

@@ -135,6 +135,13 @@ void ExpectLimits() {
   }
 }
 
+// Whether a plain char has a sign, and so what fits, is the machine's business.
+template <class T>
+concept ReadsAsInteger = requires(const JsonNode& node, T& value) {
+  node.integer(value);
+};
+static_assert(ReadsAsInteger<signed char> && !ReadsAsInteger<char>);
+
 TEST(JsonReadTest, NumbersAreExactAndFitOrAreLeftAlone) {
   const auto expect = []<class... T>() { (ExpectLimits<T>(), ...); };
   expect.operator()<std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,

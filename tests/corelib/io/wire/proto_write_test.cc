@@ -113,8 +113,8 @@ TYPED_TEST_SUITE(ProtoWriteScalarTest, Scalars);
 
 TYPED_TEST(ProtoWriteScalarTest, SinglesAndArraysOfAnyLengthMatchThePlainEncoding) {
   using T = TypeParam;
-  constexpr bool kSigned = std::is_same_v<T, char> || std::is_signed_v<T>;
-  using Extended = std::conditional_t<kSigned, std::int64_t, std::uint64_t>;
+  using Number = std::conditional_t<std::is_same_v<T, char>, signed char, T>;
+  using Extended = std::conditional_t<std::is_signed_v<Number>, std::int64_t, std::uint64_t>;
   const auto array = std::make_unique<T[]>(200);
   std::mt19937_64 random(11);
   std::string payload;
@@ -125,7 +125,7 @@ TYPED_TEST(ProtoWriteScalarTest, SinglesAndArraysOfAnyLengthMatchThePlainEncodin
     const T values[] = {std::numeric_limits<T>::min(), std::numeric_limits<T>::max(),
                         static_cast<T>(random() >> random() % 64)};
     const T value = array[count] = values[count < 2 ? count : 2];
-    const std::string bytes = oracle::PlainVarint(std::uint64_t(Extended(value)));
+    const std::string bytes = oracle::PlainVarint(std::uint64_t(Extended(Number(value))));
     EXPECT_EQ(Written([&](auto& out) { out.template bsc_write_kvarint<T>(3, value); }),
               "18" + Hex(bytes));
     payload += bytes;
