@@ -35,24 +35,26 @@ struct Decimal {
 
 constexpr Decimal kZero = {.digits = {'0'}, .count = 1, .exponent = 0};
 
-// Appends to an array that is known to be long enough.
+// Appends to an array; what has no room is cut, and reported as std::to_chars does.
 class Output {
  public:
   Output(char* first, char* last) : next_(first), last_(last) {}
 
   void put(char c) { put(std::string_view(&c, 1)); }
   void put(std::string_view text) {
-    assert(static_cast<std::size_t>(last_ - next_) >= text.size());
-    next_ = std::copy(text.begin(), text.end(), next_);
+    const std::size_t room = static_cast<std::size_t>(last_ - next_);
+    if (text.size() > room) error_ = std::errc::value_too_large;
+    next_ = std::copy_n(text.begin(), std::min(room, text.size()), next_);
   }
   void put_zeros(int count) {
     for (; count > 0; --count) put('0');
   }
-  std::to_chars_result result() const { return {next_, std::errc()}; }
+  std::to_chars_result result() const { return {next_, error_}; }
 
  private:
   char* next_;
   char* const last_;
+  std::errc error_{};
 };
 
 // What printf wrote as "d.ddde+xx". Its point may be any number of characters, so the digits are

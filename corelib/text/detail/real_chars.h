@@ -9,12 +9,12 @@
 
 namespace tstl::detail {
 
-// The shortest text that reads back as `value`; of several, the one nearest to it. REQUIRES: room
-// for it, `form` is fixed or scientific, and fixed only below 1e21.
+// The shortest text that reads back as `value`; of several, the one nearest to it.
+// REQUIRES: `form` is fixed or scientific, and fixed only below 1e21.
 std::to_chars_result real_to_chars(char* first, char* last, double value, std::chars_format form);
 
-// With `precision` digits after the point, correctly rounded. REQUIRES: room, `form` is fixed, the
-// value's size is below 1e21 and `precision` at most 40.
+// With `precision` digits after the point, correctly rounded. REQUIRES: `form` is fixed, the value's
+// size is below 1e21 and `precision` at most 40.
 std::to_chars_result real_to_chars(char* first, char* last, double value, std::chars_format form,
                                    int precision);
 

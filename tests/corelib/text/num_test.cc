@@ -116,6 +116,10 @@ TEST(RealCharsTest, AreThoseOfToChars) {
       ExpectRealAsToChars(each);
     }
   }
+  char cut[8];
+  const auto result = detail::real_to_chars(cut, cut + 8, 0.123456789, std::chars_format::fixed);
+  EXPECT_EQ(result.ptr, cut + 8);
+  EXPECT_EQ(result.ec, std::errc::value_too_large);
 }
 #endif
 
