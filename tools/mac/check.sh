@@ -16,7 +16,7 @@ find_compiler() {
   local folder=build/tools/zig-$zig_version
   export ZENTA_ZIG=${ZENTA_ZIG:-$PWD/$folder/node_modules/$zig_package/zig}
   export ZIG_GLOBAL_CACHE_DIR=$out/zig-cache ZIG_LOCAL_CACHE_DIR=$out/zig-cache
-  export CCACHE_EXTRAFILES=$ZENTA_ZIG  # to ccache, where it is used, the compiler is the driver that calls this one
+  export CCACHE_EXTRAFILES=${ZENTA_ZIG%/*}/package.json  # ccache takes the driver that calls it for the compiler
   [[ -x $ZENTA_ZIG ]] && return
   say "fetching $zig_package@$zig_version (355 MB unpacked)"
   mkdir -p "$folder"
@@ -137,7 +137,7 @@ imports_of() {
 check_imports() {
   local architecture list=$imports/$1.txt found=$out/$1.imports status=0 wrong
   for architecture in "${architectures[@]}"; do imports_of "$1" "$architecture"; done | sort -u > "$found"
-  awk '{ symbols[$1] = symbols[$1] " " $2; count[$1] += NF - 1 }
+  awk '{ count[$1] += NF - 1 } NF == 2 { symbols[$1] = symbols[$1] " " $2 }
        END { for (library in count) print "  " library " (" count[library] "):" symbols[library] }' "$found" |
     sort | fold -s -w 140 | sed 's/^\([^ ]\)/    \1/'
   wrong=$(grep -vE '^(/usr/lib/|/System/Library/Frameworks/)' "$found" || true)
