@@ -16,10 +16,10 @@ constexpr double kLeastFixed = 1e-6;
 // std::to_chars(first, last, value, form...) where the C++ library has it.
 template <class... Form>
 std::to_chars_result real_to_chars(char* first, char* last, double value, Form... form) {
-#ifdef __cpp_lib_to_chars
-  return std::to_chars(first, last, value, form...);
-#else
+#ifdef ZENTA_REAL_CHARS_BY_C
   return detail::real_to_chars(first, last, value, form...);
+#else
+  return std::to_chars(first, last, value, form...);
 #endif
 }
 

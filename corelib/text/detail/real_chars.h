@@ -7,6 +7,12 @@
 
 #include <charconv>
 
+// Defined where numbers are read and written by the C library. A test asks for it where the C++
+// library could.
+#if !defined(__cpp_lib_to_chars) && !defined(ZENTA_REAL_CHARS_BY_C)
+#define ZENTA_REAL_CHARS_BY_C
+#endif
+
 namespace tstl::detail {
 
 // The shortest text that reads back as `value`; of several, the one nearest to it.
