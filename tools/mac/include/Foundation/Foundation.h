@@ -2,9 +2,9 @@
 // the Objective-C runtime's own headers.
 #pragma once
 
-#include <os/availability.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <objc/NSObject.h>
+#include <os/availability.h>
 
 #pragma clang assume_nonnull begin
 
@@ -29,8 +29,7 @@ void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
 @end
 
 @interface NSString : NSObject
-+ (instancetype)stringWithFormat:(NSString*)format, ...
-    __attribute__((format(__NSString__, 1, 2)));
++ (instancetype)stringWithFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
                               encoding:(NSStringEncoding)encoding;
