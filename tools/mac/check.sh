@@ -26,8 +26,8 @@ find_compiler() {
   sha256sum --quiet -c - <<< "$zig_sha256  $ZENTA_ZIG" || { rm -rf "$folder"; die "not the compiler that was expected"; }
 }
 
-# A text stub for every library that the lists of imports name, with the symbols that they name. FILE is where the linker
-# looks for it. The C library's stub, with all of its symbols, comes with the compiler.
+# A text stub for every library that the lists of imports name, with the symbols that they name, where the linker looks for
+# it. The C library's stub, with all of its symbols, comes with the compiler.
 make_stubs() {
   local library file
   for library in $(awk '/^\// { print $1 }' "$imports"/*.txt | sort -u); do
