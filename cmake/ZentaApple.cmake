@@ -1,6 +1,6 @@
 # What the Mac's backend is compiled and linked with: the target zenta_apple, if it can be built here.
 #
-# On a Mac these are the system's frameworks. Elsewhere the same sources are built for the tests alone, over GNUstep's
+# On a Mac, and where tools/mac/ compiles for one, these are the system's frameworks. Elsewhere the same sources are built for the tests alone, over GNUstep's
 # Foundation and the stand-ins of tests/apple_shims/ for everything else of Apple's.
 
 option(ZENTA_REQUIRE_APPLE_LANE "Fail where the Mac's backend cannot be built for its tests" OFF)
@@ -47,7 +47,8 @@ elseif(ZENTA_BUILD_TESTS AND ZENTA_BUILD_TOOLS)
     endif()
     enable_language(OBJCXX)
     add_library(zenta_apple INTERFACE)
-    target_include_directories(zenta_apple INTERFACE "${PROJECT_SOURCE_DIR}/tests/apple_shims")
+    target_include_directories(zenta_apple INTERFACE "${PROJECT_SOURCE_DIR}/tests/apple_shims/gnustep"
+                                                     "${PROJECT_SOURCE_DIR}/tests/apple_shims/frameworks")
     target_compile_options(zenta_apple INTERFACE "$<$<COMPILE_LANGUAGE:OBJCXX>:${ZENTA_APPLE_FLAGS}>")
     target_link_libraries(zenta_apple INTERFACE gnustep-base objc)
   endif()

@@ -21,6 +21,9 @@
 
 namespace tstl {
 
+template <Unit T>
+class Tree;
+
 #pragma pack(push, 4)
 template <Unit T>
 class TreeNode {
@@ -34,8 +37,7 @@ class TreeNode {
   std::uint32_t len() const { return keyed_.len(); }
 
  private:
-  template <Unit>
-  friend class Tree;
+  friend class Tree<T>;
 
   TreeNode* less_ = nullptr;
   TreeNode* greater_ = nullptr;

@@ -5,13 +5,25 @@
 #include <cmath>
 #include <system_error>
 
+#include "corelib/text/detail/real_chars.h"
+
 namespace tstl {
 namespace {
 
 constexpr double kLeastScientific = 1e21;  // the bounds that ECMAScript's Number.toString has, too
 constexpr double kLeastFixed = 1e-6;
 
-// What std::to_chars wrote into `chars`, in units of T and with a zero.
+// std::to_chars(first, last, value, form...) where the C++ library has it.
+template <class... Form>
+std::to_chars_result real_to_chars(char* first, char* last, double value, Form... form) {
+#ifdef ZENTA_REAL_CHARS_BY_C
+  return detail::real_to_chars(first, last, value, form...);
+#else
+  return std::to_chars(first, last, value, form...);
+#endif
+}
+
+// What real_to_chars wrote into `chars`, in units of T and with a zero.
 template <Unit T>
 unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
   assert(written.ec == std::errc());
@@ -24,14 +36,14 @@ unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
 
 template <Unit T>
 unsigned NUM::zz_toreal(T* buf, double value) noexcept {
-  // std::to_chars knows the fewest digits, but chooses between its two forms by length; here the
+  // real_to_chars knows the fewest digits, but chooses between its two forms by length; here the
   // magnitude decides, so that neighbouring numbers look alike.
   if (std::isnan(value)) value = std::abs(value);  // its sign means nothing
   const double size = std::abs(value);
   const bool fixed = size == 0 || (size >= kLeastFixed && size < kLeastScientific);
   char chars[kRealRoom];
   return finish(buf, chars,
-                std::to_chars(chars, chars + sizeof chars, value,
+                real_to_chars(chars, chars + sizeof chars, value,
                               fixed ? std::chars_format::fixed : std::chars_format::scientific));
 }
 
@@ -44,7 +56,7 @@ unsigned NUM::zz_toreal(T* buf, double value, unsigned int_digits, unsigned frac
   char chars[kFixedRealRoom];
   const unsigned len =
       finish(buf, chars,
-             std::to_chars(chars, chars + sizeof chars, value, std::chars_format::fixed,
+             real_to_chars(chars, chars + sizeof chars, value, std::chars_format::fixed,
                            static_cast<int>(frac_digits)));
   const unsigned fraction = frac_digits == 0 ? 0 : frac_digits + 1;
   return zz_fixp(buf, len, int_digits + fraction + std::signbit(value));

@@ -2,27 +2,25 @@
 
 #include <array>
 #include <charconv>
-#ifndef __cpp_lib_to_chars
-#include <xlocale.h>
-
 #include <cmath>
 #include <cstdlib>
-#endif
+
+#include "corelib/text/detail/real_chars.h"
 
 namespace tstl {
 namespace {
 
 // The number that starts at `p`, and where it ends; a null pointer when a double cannot hold it.
 const char* parse_double(const char* p, const char* end, double& value) {
-#ifdef __cpp_lib_to_chars
-  const auto [stop, error] = std::from_chars(p, end, value);
-  return error == std::errc() ? stop : nullptr;
-#else
-  // A standard library without from_chars for double. REQUIRES: *end is 0.
-  const double parsed = strtod_l(p, nullptr, LC_C_LOCALE);
+#ifdef ZENTA_REAL_CHARS_BY_C
+  // REQUIRES: *end is 0, and there is no point, which a locale could want otherwise.
+  const double parsed = std::strtod(p, nullptr);
   if (!std::isfinite(parsed)) return nullptr;
   value = parsed;
   return end;
+#else
+  const auto [stop, error] = std::from_chars(p, end, value);
+  return error == std::errc() ? stop : nullptr;
 #endif
 }
 
@@ -97,7 +95,7 @@ class Reader {
 // number does not end there or a double cannot hold it.
 template <Unit T>
 bool parse_short(const Reader<T>& in, double& value) {
-#ifndef __cpp_lib_to_chars
+#ifdef ZENTA_REAL_CHARS_BY_C
   return false;
 #endif
   if constexpr (sizeof(T) == 1) {

@@ -3,9 +3,9 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-using TISInputSourceRef = struct ShimInputSourceRef*;
+using TISInputSourceRef = struct __TISInputSource*;
 
-extern "C" {
+extern "C" {  // macOS 10.5
 extern const CFStringRef kTISPropertyInputSourceID, kTISPropertyInputModeID;
 
 OSStatus TISRegisterInputSource(CFURLRef location);

