@@ -1,10 +1,16 @@
-// The two kinds of text unit and the library's one failure value.
+// The two kinds of text unit, the library's one failure value, and the machines that it is made for.
 #pragma once
 
+#include <bit>
+#include <climits>
 #include <concepts>
 #include <cstdint>
 
 namespace tstl {
+
+// 64-bit little-endian machines only: packed structures hold 8-byte pointers, and what lies in files
+// and messages is read as it lies. Plain char may be signed or unsigned.
+static_assert(sizeof(void*) == 8 && CHAR_BIT == 8 && std::endian::native == std::endian::little);
 
 // What a function that reports failure through its 32-bit result returns.
 inline constexpr std::uint32_t FAILURE = 0xFFFFFFFF;

@@ -2,15 +2,15 @@
 
 #include <cassert>
 
-#include "corelib/base/little_endian.h"
+#include "corelib/base/bytes.h"
 #include "corelib/containers/detail/crc32_product.h"
 #include "corelib/containers/short_key.h"
 
 namespace tstl {
 namespace {
 
+using base::load_le;
 using detail::after_zero_bits;
-using detail::load_le;
 
 constexpr std::uint32_t kPreset = 0xFFFFFFFF;
 
@@ -50,7 +50,7 @@ std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
   const unsigned char* const end = p + n;
   std::uint32_t crc = kPreset;
   if (n >= 4) {
-    crc = after_four(load_le<std::uint32_t>(p) ^ crc, 0);
+    crc = after_four(base::load_le<std::uint32_t>(p) ^ crc, 0);
     p += 4;
   }
   while (p != end) crc = crc >> 8 ^ kTables.of_byte[0][(crc ^ *p++) & 0xFF];
@@ -63,10 +63,10 @@ __m128i load_last(const unsigned char* p, std::size_t n) {
   const auto whole = [](std::uint64_t low, std::uint64_t high) {
     return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
   };
-  const std::uint64_t first = load_le<std::uint64_t>(p);
+  const std::uint64_t first = base::load_le<std::uint64_t>(p);
   if (n < 8) return whole(0, first << (64 - 8 * n));
   const std::size_t half = 4 * (16 - n);  // a shift by 64 bits, in two
-  return whole(first << half << half, load_le<std::uint64_t>(p + n - 8));
+  return whole(first << half << half, base::load_le<std::uint64_t>(p + n - 8));
 }
 
 const bool kHasProduct = __builtin_cpu_supports("pclmul");
@@ -85,9 +85,9 @@ std::uint32_t detail::crc32_tables(const unsigned char* p, std::size_t n) noexce
   assert(n >= 8);
   const std::size_t odd = n % 8;
   std::uint32_t crc = detail::kCrcPresets.after[odd];
-  if (odd != 0) crc ^= after_eight(0, load_le<std::uint64_t>(p) << (64 - 8 * odd));
+  if (odd != 0) crc ^= after_eight(0, base::load_le<std::uint64_t>(p) << (64 - 8 * odd));
   const unsigned char* const end = p + n;
-  for (p += odd; p != end; p += 8) crc = after_eight(crc, load_le<std::uint64_t>(p));
+  for (p += odd; p != end; p += 8) crc = after_eight(crc, base::load_le<std::uint64_t>(p));
   return ~crc;
 }
 

@@ -10,7 +10,7 @@
 #include <new>
 #include <type_traits>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/text/buffer_ref.h"
@@ -42,8 +42,8 @@ class KeyedNode {
   // alloc_node made it for a key of this length.
   void init_key(BufferRef<T> key, std::uint32_t len) {
     len_ = len;
-    detail::copy_bytes(reinterpret_cast<unsigned char*>(this + 1),
-                       reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+    base::copy_bytes(reinterpret_cast<unsigned char*>(this + 1),
+                     reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
   }
 
  private:

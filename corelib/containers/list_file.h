@@ -4,7 +4,7 @@
 #include <cassert>
 #include <cstdint>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/io/files/buffer_write.h"
@@ -48,8 +48,8 @@ bool write_list(const Container& container, const char* path, PutTail put_tail) 
   container.for_each([&](BufferRef<T> key, std::uint64_t value) {
     if (key.is_empty()) return;
     assert(key.len() <= kLongestKey);
-    copy_bytes(reinterpret_cast<unsigned char*>(at),
-               reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+    base::copy_bytes(reinterpret_cast<unsigned char*>(at),
+                     reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
     at = put_tail(at + key.len(), value);
     if (at - lines >= kManyUnits) write();
   });

@@ -21,11 +21,11 @@
 #include <type_traits>
 #include <utility>
 
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/text/buffer_memory.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/datetime.h"
-#include "corelib/text/detail/copy.h"
 #include "corelib/text/num.h"
 
 namespace tstl {
@@ -103,7 +103,7 @@ class Buffer : public BufferMemOwner<T> {
     if (n - 1 >= cap_ - old || units == nullptr)
       return replace_str(old, 0, text);  // or nothing new
     len_ = old + n;
-    detail::copy_bytes(units + old, text.cstr(), n * sizeof(T));
+    base::copy_bytes_called(units + old, text.cstr(), n * sizeof(T));
     units[old + n] = 0;
     return *this;
   }

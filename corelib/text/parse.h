@@ -77,10 +77,10 @@ class DigitWord {
   }
   // Units above 0xFF become bytes that are no digits.
   static std::uint64_t eight_bytes(const unsigned short* p) {
-    return Block<unsigned short>::load(p).narrow();
+    return base::Block<unsigned short>::load(p).narrow();
   }
   static std::uint64_t four_bytes(const unsigned short* a, const unsigned short* b) {
-    return Block<unsigned short>::load_halves(a, b).narrow();
+    return base::Block<unsigned short>::load_halves(a, b).narrow();
   }
 
   std::uint64_t bytes_;
@@ -127,7 +127,7 @@ constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
     }
     return value;
   }
-  if (std::endian::native == std::endian::little && !std::is_constant_evaluated()) {
+  if (!std::is_constant_evaluated()) {
     return long_decimal_value<kLimit>(p, n);
   }
   return add_digits<kLimit>(0, p, 0, n);

@@ -8,13 +8,13 @@ namespace tstl::detail {
 // Compares in full wherever the first and the last unit fit.
 template <Unit T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
   assert(starts >= kStep && m != 0);
-  const auto head = Block<T>::fill(s[0]);
-  const auto tail = Block<T>::fill(s[m - 1]);
+  const auto head = base::Block<T>::fill(s[0]);
+  const auto tail = base::Block<T>::fill(s[m - 1]);
   for (std::uint64_t i = 0;; i = std::min(i + kStep, starts - kStep)) {
-    const auto heads = equal(Block<T>::load(p + i), head);
-    auto mask = (heads & equal(Block<T>::load(p + i + (m - 1)), tail)).mask();
+    const auto heads = equal(base::Block<T>::load(p + i), head);
+    auto mask = (heads & equal(base::Block<T>::load(p + i + (m - 1)), tail)).mask();
     for (; mask; mask.drop_first()) {
       if (same_inline(p + i + mask.first(), s, m)) return i + mask.first();
     }
@@ -26,7 +26,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
 // stretches that are compared in between grow.
 template <Unit T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
-  constexpr std::uint64_t kShort = 4 * Block<T>::kUnits;
+  constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
   constexpr std::uint64_t kLong = 16 * kShort;
   std::uint64_t stretch = kShort;
   std::uint64_t i = 0;
@@ -40,7 +40,7 @@ std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::u
     stretch = leap >= kShort ? kShort : std::min(2 * stretch, kLong);
   }
   // The rest, as one block at least: what it takes in again before `i` holds no start.
-  i = std::min(i, starts - Block<T>::kUnits);
+  i = std::min(i, starts - base::Block<T>::kUnits);
   return i + first_run_near(p + i, starts - i, s, m);
 }
 

@@ -26,13 +26,13 @@ template <Unit T, class... Sought>
 std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
   constexpr unsigned kHalf = 8 / sizeof(T);
   constexpr unsigned kQuarter = 4 / sizeof(T);
-  const auto search = [&](Block<T> ends, unsigned half) {
-    const auto mask = (equal(ends, Block<T>::fill(sought)) | ...).mask();
+  const auto search = [&](base::Block<T> ends, unsigned half) {
+    const auto mask = (equal(ends, base::Block<T>::fill(sought)) | ...).mask();
     if (!mask) return n;
     return mask.first() < half ? mask.first() : n - 2 * half + mask.first();
   };
-  if (n >= kHalf) return search(Block<T>::load_halves(p, p + (n - kHalf)), kHalf);
-  if (n >= kQuarter) return search(Block<T>::load_quarters(p, p + (n - kQuarter)), kQuarter);
+  if (n >= kHalf) return search(base::Block<T>::load_halves(p, p + (n - kHalf)), kHalf);
+  if (n >= kQuarter) return search(base::Block<T>::load_quarters(p, p + (n - kQuarter)), kQuarter);
   std::uint64_t i = 0;
   while (i < n && !is_any(p[i], sought...)) ++i;
   return i;
@@ -41,7 +41,7 @@ std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
 // First position that holds one of `sought`, `n` when there is none.
 template <Unit T, class... Sought>
 constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
   std::uint64_t i = 0;
   if (std::is_constant_evaluated()) {
     while (i < n && !is_any(p[i], sought...)) ++i;
@@ -49,8 +49,8 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
   }
   if (n < kStep) return first_of_short(p, n, sought...);
   const auto hits = [&](std::uint64_t at) {
-    const auto block = Block<T>::load(p + at);
-    return (equal(block, Block<T>::fill(sought)) | ...);
+    const auto block = base::Block<T>::load(p + at);
+    return (equal(block, base::Block<T>::fill(sought)) | ...);
   };
   while (i + 4 * kStep <= n &&
          !(hits(i) | hits(i + kStep) | hits(i + 2 * kStep) | hits(i + 3 * kStep)).mask()) {
@@ -71,11 +71,11 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
 // Last position that holds one of `sought`, `n` when there is none.
 template <Unit T, class... Sought>
 constexpr std::uint64_t last_of(const T* p, std::uint64_t n, Sought... sought) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
   std::uint64_t end = n;
   while (!std::is_constant_evaluated() && end >= kStep) {
-    const auto block = Block<T>::load(p + (end - kStep));
-    if (const auto mask = (equal(block, Block<T>::fill(sought)) | ...).mask()) {
+    const auto block = base::Block<T>::load(p + (end - kStep));
+    if (const auto mask = (equal(block, base::Block<T>::fill(sought)) | ...).mask()) {
       return end - kStep + mask.last();
     }
     end -= kStep;
@@ -89,10 +89,10 @@ constexpr std::uint64_t last_of(const T* p, std::uint64_t n, Sought... sought) {
 // Length of the common prefix of two runs of `n` units.
 template <Unit T>
 constexpr std::uint64_t common_prefix(const T* a, const T* b, std::uint64_t n) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
   std::uint64_t i = 0;
   while (!std::is_constant_evaluated() && i + kStep <= n) {
-    const auto differs = (~equal(Block<T>::load(a + i), Block<T>::load(b + i))).mask();
+    const auto differs = (~equal(base::Block<T>::load(a + i), base::Block<T>::load(b + i))).mask();
     if (differs) return i + differs.first();
     i += kStep;
   }
@@ -115,11 +115,12 @@ bool same_ends(const void* a, const void* b, std::uint64_t bytes) {
 // Whether two runs are equal, without a call, which a search for short needles would feel.
 template <Unit T>
 bool same_inline(const T* a, const T* b, std::uint64_t n) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
   const std::uint64_t bytes = n * sizeof(T);
   if (n >= kStep) {
     const auto differ = [a, b](std::uint64_t at) {
-      return static_cast<bool>((~equal(Block<T>::load(a + at), Block<T>::load(b + at))).mask());
+      return static_cast<bool>(
+          (~equal(base::Block<T>::load(a + at), base::Block<T>::load(b + at))).mask());
     };
     for (std::uint64_t i = 0; i < n - kStep; i += kStep) {
       if (differ(i)) return false;
@@ -153,9 +154,9 @@ constexpr std::uint64_t first_run(const T* p, std::uint64_t n, const T* s, std::
   assert(m != 0 && m <= n);
   const std::uint64_t starts = n - m + 1;
   std::uint64_t at = 0;
-  if (std::is_constant_evaluated() || starts < Block<T>::kUnits) {
+  if (std::is_constant_evaluated() || starts < base::Block<T>::kUnits) {
     while (at < starts && !(p[at] == s[0] && same_units(p + at, s, m))) ++at;
-  } else if (starts <= 8 * Block<T>::kUnits) {
+  } else if (starts <= 8 * base::Block<T>::kUnits) {
     at = first_run_near(p, starts, s, m);
   } else {
     at = first_run_far(p, starts, s, m);

@@ -9,7 +9,7 @@
 
 #include "corelib/text/detail/utf_kernels.h"
 
-#if defined(TSTL_UTF_VECTOR)
+#if defined(ZENTA_TARGET_SHUFFLE)
 
 namespace tstl::detail::utf {
 namespace {
@@ -51,11 +51,11 @@ constexpr Table keep_bytes() {
 alignas(64) constexpr Table kKeepLanes = keep_lanes();
 alignas(64) constexpr Table kKeepBytes = keep_bytes();
 
-TSTL_UTF_TARGET inline Bytes keep(const Table& table, unsigned mask, Bytes v) noexcept {
-  return rearrange(v, load<Bytes>(table[mask].data()));
+ZENTA_TARGET_SHUFFLE inline Bytes keep(const Table& table, unsigned mask, Bytes v) noexcept {
+  return shuffle(v, load<Bytes>(table[mask].data()));
 }
 
-TSTL_UTF_TARGET inline std::size_t ones(unsigned mask) noexcept {
+ZENTA_TARGET_SHUFFLE inline std::size_t ones(unsigned mask) noexcept {
   return static_cast<std::size_t>(std::popcount(mask));
 }
 
@@ -70,14 +70,14 @@ struct Encoded {
 };
 
 // REQUIRES: !has_surrogate(u).
-TSTL_UTF_TARGET inline Encoded encode(Units u) noexcept {
+ZENTA_TARGET_SHUFFLE inline Encoded encode(Units u) noexcept {
   const Units one = Units(u < 0x80);
   const Units two = Units(u < 0x800);  // or one
   const Units first = u >> 12 | 0xE0;
   const Units middle = (u >> 6 & 0x3F) | (two & 0x40) | 0x80;
   const Units last = (u & (one | 0x3F)) | (~one & 0x80);
   const Units tail = middle | last << 8;
-  const unsigned shorter = high_bits(Bytes(one | (two & 0xFF00)));
+  const unsigned shorter = movemask(Bytes(one | (two & 0xFF00)));
   const unsigned low = shorter & 0xFF;
   const unsigned high = shorter >> 8;
   return {keep(kKeepBytes, low, Bytes(interleave_low(first, tail))),
@@ -88,31 +88,31 @@ TSTL_UTF_TARGET inline Encoded encode(Units u) noexcept {
 // How many units in front take three bytes each, as those of a Chinese text do. Zeros do not.
 inline std::size_t threes_in_front(Units u) noexcept {
   const Units other = Units(u < 0x800) | Units((u & 0xF800) == 0xD800);
-  return static_cast<std::size_t>(std::countr_zero(high_bits(Bytes(other)) | 0x10000)) / 2;
+  return static_cast<std::size_t>(std::countr_zero(movemask(Bytes(other)) | 0x10000)) / 2;
 }
 
 // The bytes of eight units if all of them take three.
 struct EncodedInThree {
   Bytes low, high;  // of the first four, of the others
 };
-TSTL_UTF_TARGET inline EncodedInThree encode_in_three(Units u) noexcept {
+ZENTA_TARGET_SHUFFLE inline EncodedInThree encode_in_three(Units u) noexcept {
   constexpr unsigned char kNo = kNoByte;
   constexpr Bytes kPack = {0, 2, 3, 4, 6, 7, 8, 10, 11, 12, 14, 15, kNo, kNo, kNo, kNo};
   const Units first = u >> 12 | 0xE0;
   const Units tail = (u >> 6 & 0x3F) | (u << 8 & 0x3F00) | 0x8080;
-  return {rearrange(Bytes(interleave_low(first, tail)), kPack),
-          rearrange(Bytes(interleave_high(first, tail)), kPack)};
+  return {shuffle(Bytes(interleave_low(first, tail)), kPack),
+          shuffle(Bytes(interleave_high(first, tail)), kPack)};
 }
 
 // Stores what eight units give, and up to 16 bytes behind it; returns the end of it.
-TSTL_UTF_TARGET inline unsigned char* put(unsigned char* dst, const Encoded& e) noexcept {
+ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst, const Encoded& e) noexcept {
   store(dst, e.low);
   store(dst + e.low_size, e.high);
   return dst + e.low_size + e.high_size;
 }
 
 // While there is much of everything: 16 units at a time.
-TSTL_UTF_TARGET inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
   while (count(at.src, end.src) >= 16 && count(at.dst, end.dst) >= 16) {
     const Units a = load<Units>(at.src);
     const Units b = load<Units>(at.src + 8);
@@ -132,7 +132,8 @@ TSTL_UTF_TARGET inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
 constexpr std::size_t kAmple = 32;
 
 // Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
-TSTL_UTF_TARGET inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u, std::size_t taken) noexcept {
+ZENTA_TARGET_SHUFFLE inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u,
+                                           std::size_t taken) noexcept {
   if (has_surrogate(u)) return false;
   const Encoded e = encode(u);
   const std::size_t size = e.low_size + e.high_size - (8 - taken);
@@ -149,7 +150,7 @@ TSTL_UTF_TARGET inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u, std::size
 }
 
 // A short text, as most are. REQUIRES: it has 1 to 8 units, and there is ample room.
-TSTL_UTF_TARGET inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
   const std::size_t n = count(at.src, end.src);
   const Units u = n == 8 ? load<Units>(at.src) : load_first<Units>(at.src, 2 * n);
   if (threes_in_front(u) != n) {
@@ -162,7 +163,7 @@ TSTL_UTF_TARGET inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
   return {end.src, at.dst + 3 * n};
 }
 
-TSTL_UTF_TARGET inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
   if (count(at.src, end.src) - 1 < 8 && count(at.dst, end.dst) >= kAmple) {
     return short_to_utf8(at, end);
   }
@@ -197,9 +198,9 @@ constexpr unsigned kThreeByteRun = 0b0110110110110110;
 // it first; it answers with where that ends. Returns the start of the first sequence that it did
 // not see the end of.
 template <class Taker>
-TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
-                                                 const unsigned char* src_end,
-                                                 Taker& taker) noexcept {
+ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
+                                                      const unsigned char* src_end,
+                                                      Taker& taker) noexcept {
   constexpr std::size_t kFew = 6;  // not worth the effort
   Window w{};
   unsigned open = 0;  // 1: the sequence that ends the last window goes on in the next
@@ -209,8 +210,8 @@ TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
     w.b = w.length == 16 ? load<Bytes>(src) : load_first<Bytes>(src, w.length);
     w.b1 = earlier<1>(before, w.b);
     w.b2 = earlier<2>(before, w.b);
-    const unsigned ends = high_bits(Bytes((w.b < 0xC0) & (w.b1 < 0xE0)));
-    const unsigned continuations = high_bits(is_continuation(w.b));
+    const unsigned ends = movemask(Bytes((w.b < 0xC0) & (w.b1 < 0xE0)));
+    const unsigned continuations = movemask(is_continuation(w.b));
     const unsigned expected = ((~ends << 1) | open) & 0xFFFF;
     if (continuations != expected || !all(w.b < 0xF0)) break;
     const unsigned char* behind = src;
@@ -238,9 +239,9 @@ TSTL_UTF_TARGET inline const unsigned char* walk(const unsigned char* src,
 
 // What a taker does with runs if it has no better way: passes ASCII, leaves the rest to take().
 struct RunTaker {
-  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
-                                                  const unsigned char* src_end) const noexcept {
-    while (count(src, src_end) >= 16 && high_bits(load<Bytes>(src)) == 0) src += 16;
+  ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(
+      const unsigned char* src, const unsigned char* src_end) const noexcept {
+    while (count(src, src_end) >= 16 && movemask(load<Bytes>(src)) == 0) src += 16;
     return src;
   }
   const unsigned char* take_three_bytes(const unsigned char* src,
@@ -253,7 +254,7 @@ struct RunTaker {
 struct ThreeByteRun {
   // Four in the first 12 bytes of `a`, four in the last 12 of `b`, which begins eight bytes after it;
   // zeros where the text has ended.
-  TSTL_UTF_TARGET ThreeByteRun(Bytes a, Bytes b) noexcept {
+  ZENTA_TARGET_SHUFFLE ThreeByteRun(Bytes a, Bytes b) noexcept {
     constexpr unsigned char kNo = kNoByte;
     // clang-format off
     constexpr Bytes kTailA = {2, 1, 5, 4, 8, 7, 11, 10, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
@@ -267,11 +268,11 @@ struct ThreeByteRun {
     constexpr Bytes kKindB = {0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0,
                               0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0};
     // clang-format on
-    const unsigned good_a = high_bits(Bytes((a & kKindA) == (kKindA << 1)));
-    const unsigned good_b = high_bits(Bytes((b & kKindB) == (kKindB << 1)));
+    const unsigned good_a = movemask(Bytes((a & kKindA) == (kKindA << 1)));
+    const unsigned good_b = movemask(Bytes((b & kKindB) == (kKindB << 1)));
     const unsigned good = (good_a & 0xFFF) | good_b >> 4 << 12;
-    const Units tail = Units(rearrange(a, kTailA) | rearrange(b, kTailB));
-    const Units lead = Units(rearrange(a, kLeadA) | rearrange(b, kLeadB));
+    const Units tail = Units(shuffle(a, kTailA) | shuffle(b, kTailB));
+    const Units lead = Units(shuffle(a, kLeadA) | shuffle(b, kLeadB));
     units = lead << 12 | (tail >> 2 & 0x0FC0) | (tail & 0x3F);
     sequences = static_cast<std::size_t>(std::countr_one(good)) / 3;
   }
@@ -287,7 +288,7 @@ class Utf16Writer {
 
   [[nodiscard]] unsigned short* dst() const noexcept { return dst_; }
 
-  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+  ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept {
     // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
     // it up to six more; the one before that, if it is one of three, the highest four.
     const Bytes last = is_continuation(w.b);
@@ -311,19 +312,19 @@ class Utf16Writer {
     return true;
   }
 
-  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
-                                                  const unsigned char* src_end) noexcept {
+  ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(const unsigned char* src,
+                                                       const unsigned char* src_end) noexcept {
     for (; count(src, src_end) >= 16 && count(dst_, dst_end_) >= 16; src += 16, dst_ += 16) {
       const Bytes b = load<Bytes>(src);
-      if (high_bits(b) != 0) break;
+      if (movemask(b) != 0) break;
       store(dst_, interleave_low(b, Bytes{}));
       store(dst_ + 8, interleave_high(b, Bytes{}));
     }
     return src;
   }
 
-  TSTL_UTF_TARGET const unsigned char* take_three_bytes(const unsigned char* src,
-                                                        const unsigned char* src_end) noexcept {
+  ZENTA_TARGET_SHUFFLE const unsigned char* take_three_bytes(
+      const unsigned char* src, const unsigned char* src_end) noexcept {
     for (; count(src, src_end) >= 24 && count(dst_, dst_end_) >= 8; src += 24, dst_ += 8) {
       const ThreeByteRun run(load<Bytes>(src), load<Bytes>(src + 8));
       if (run.sequences != 8) break;
@@ -343,15 +344,15 @@ inline bool is_short(const unsigned char* src, const unsigned char* src_end) noe
 }
 
 // REQUIRES: is_short(src, src_end).
-TSTL_UTF_TARGET inline ThreeByteRun load_short(const unsigned char* src,
-                                               const unsigned char* src_end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ThreeByteRun load_short(const unsigned char* src,
+                                                    const unsigned char* src_end) noexcept {
   const std::size_t n = count(src, src_end);
   const Bytes a = n >= 16 ? load<Bytes>(src) : load_first<Bytes>(src, n);
   if (n <= 12) return {a, Bytes{}};
   return {a, n == 24 ? load<Bytes>(src + 8) : load_first<Bytes>(src + 8, n - 8)};
 }
 
-TSTL_UTF_TARGET inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
   if (is_short(at.src, end.src) && count(at.dst, end.dst) >= 8) {
     const ThreeByteRun run = load_short(at.src, end.src);
     store(at.dst, run.units);
@@ -363,13 +364,13 @@ TSTL_UTF_TARGET inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
 }
 
 struct Utf16Counter : RunTaker {
-  TSTL_UTF_TARGET const unsigned char* take_ascii(const unsigned char* src,
-                                                  const unsigned char* src_end) noexcept {
+  ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(const unsigned char* src,
+                                                       const unsigned char* src_end) noexcept {
     const unsigned char* const behind = RunTaker::take_ascii(src, src_end);
     units += count(src, behind);
     return behind;
   }
-  TSTL_UTF_TARGET bool take(const Window& w) noexcept {
+  ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept {
     units += ones(w.ends);
     return true;
   }
@@ -377,7 +378,7 @@ struct Utf16Counter : RunTaker {
   std::size_t units = 0;
 };
 
-TSTL_UTF_TARGET inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexcept {
   Utf16Counter counter;
   const unsigned char* const behind = walk(at.src, end.src, counter);
   return {behind, at.units + counter.units};
@@ -385,13 +386,13 @@ TSTL_UTF_TARGET inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexc
 
 // Takes what is strictly UTF-8: no sequence longer than need be, no surrogate.
 struct Utf8Judge : RunTaker {
-  TSTL_UTF_TARGET bool take(const Window& w) const noexcept {
+  ZENTA_TARGET_SHUFFLE bool take(const Window& w) const noexcept {
     return !any(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
                 ((w.b1 == 0xED) & (w.b >= 0xA0)));
   }
 };
 
-TSTL_UTF_TARGET inline ToValid blocks(ToValid at, ToValid end) noexcept {
+ZENTA_TARGET_SHUFFLE inline ToValid blocks(ToValid at, ToValid end) noexcept {
   if (is_short(at.src, end.src)) {
     const ThreeByteRun run = load_short(at.src, end.src);
     at.src += 3 * std::min(run.sequences, threes_in_front(run.units));
@@ -400,19 +401,20 @@ TSTL_UTF_TARGET inline ToValid blocks(ToValid at, ToValid end) noexcept {
   return {walk(at.src, end.src, judge)};
 }
 
-TSTL_UTF_TARGET std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n,
-                                          unsigned char* dst, std::size_t room,
-                                          LoneSurrogate lone) noexcept {
+ZENTA_TARGET_SHUFFLE std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n,
+                                               unsigned char* dst, std::size_t room,
+                                               LoneSurrogate lone) noexcept {
   return convert(blocks, src, n, dst, room, lone);
 }
-TSTL_UTF_TARGET std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n,
-                                          unsigned short* dst, std::size_t room) noexcept {
+ZENTA_TARGET_SHUFFLE std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n,
+                                               unsigned short* dst, std::size_t room) noexcept {
   return convert(blocks, src, n, dst, room);
 }
-TSTL_UTF_TARGET std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
+ZENTA_TARGET_SHUFFLE std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
   return measure(blocks, src, n);
 }
-TSTL_UTF_TARGET std::size_t valid_utf8_prefix(const unsigned char* src, std::size_t n) noexcept {
+ZENTA_TARGET_SHUFFLE std::size_t valid_utf8_prefix(const unsigned char* src,
+                                                   std::size_t n) noexcept {
   return judge(blocks, src, n);
 }
 

@@ -4,7 +4,7 @@
 #include <bit>
 #include <cstring>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/text/utf.h"
 
 namespace zenta {
@@ -47,7 +47,7 @@ inline tstl::BufferRef<T> ReadState::end_text(std::size_t n) noexcept {
 Bytes ReadState::keep_bytes(Bytes payload) {
   auto* const copy = begin_text<unsigned char>(payload.len(), payload);
   if (copy == nullptr) return {};
-  tstl::detail::copy_bytes(copy, payload.cstr(), payload.len());
+  tstl::base::copy_bytes(copy, payload.cstr(), payload.len());
   return end_text<unsigned char>(payload.len());
 }
 

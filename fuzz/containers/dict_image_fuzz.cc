@@ -4,7 +4,7 @@
 #include <cstring>
 #include <utility>
 
-#include "corelib/base/little_endian.h"
+#include "corelib/base/bytes.h"
 #include "corelib/containers/dict/buffer_dict.h"
 #include "fuzz/containers/dict_oracle.h"
 
@@ -23,7 +23,7 @@ tstl::Buffer<unsigned char> BufferOf(const std::uint8_t* data, unsigned size) {
   if (size != 0) std::memcpy(memory, data, size);
   buffer.set_data_owner(size, memory, size);
   // So that mutations get past the header: its length word is made true.
-  if (size >= 12) tstl::detail::store_le(memory + 8, size);
+  if (size >= 12) tstl::base::store_le(memory + 8, size);
   return buffer;
 }
 

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "corelib/base/load.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/text/buffer_ref.h"
@@ -20,20 +20,20 @@ class KeyProbe {
   // Views the key's units.
   explicit KeyProbe(BufferRef<T> key) : key_(key) {
     if (is_plain()) return;
-    const auto first = load<Half>(bytes());
+    const auto first = base::load<Half>(bytes());
     start_ = Word{first} << 32 | key.len();
-    end_ =
-        size() >= sizeof(Word) ? load<Word>(bytes() + size() - sizeof(Word)) : end_of_short(first);
+    end_ = size() >= sizeof(Word) ? base::load<Word>(bytes() + size() - sizeof(Word))
+                                  : end_of_short(first);
   }
 
   // Whether the node has this key: the same length and the same units.
   bool matches(const KeyedNode<T>& node) const {
     if (is_plain()) return is_key_of(node);
-    if (load<Word>(node.key_start()) != start_) return false;
+    if (base::load<Word>(node.key_start()) != start_) return false;
     const unsigned char* const units = bytes_of(node);
-    if (load<Word>(units + size() - sizeof(Word)) != end_) return false;
+    if (base::load<Word>(units + size() - sizeof(Word)) != end_) return false;
     for (std::size_t i = sizeof(Half); i + sizeof(Word) < size(); i += sizeof(Word)) {
-      if (load<Word>(units + i) != load<Word>(bytes() + i)) return false;
+      if (base::load<Word>(units + i) != base::load<Word>(bytes() + i)) return false;
     }
     return true;
   }
@@ -41,8 +41,8 @@ class KeyProbe {
   // Whether this key orders after that of the node.
   bool follows(const KeyedNode<T>& node) const {
     if (is_plain() || node.len() * sizeof(T) < sizeof(Half)) return is_after_key_of(node);
-    const std::uint32_t rank = rank_of(load<Half>(bytes()));
-    const std::uint32_t other = rank_of(load<Half>(bytes_of(node)));
+    const std::uint32_t rank = rank_of(base::load<Half>(bytes()));
+    const std::uint32_t other = rank_of(base::load<Half>(bytes_of(node)));
     return rank != other ? rank > other : is_after_key_of(node);
   }
 
@@ -56,11 +56,8 @@ class KeyProbe {
     return reinterpret_cast<const unsigned char*>(node.str());
   }
 
-  // Whether the key is compared without these words: it is too short for them, or the machine puts
-  // the high byte first.
-  bool is_plain() const {
-    return size() < sizeof(Half) || std::endian::native != std::endian::little;
-  }
+  // Whether the key is compared without these words, being too short for them.
+  bool is_plain() const { return size() < sizeof(Half); }
   // Out of line, for they are rare, and would make the rest save registers.
   [[gnu::noinline]] bool is_key_of(const KeyedNode<T>& node) const { return key_ == node.key(); }
   [[gnu::noinline]] bool is_after_key_of(const KeyedNode<T>& node) const {
@@ -71,7 +68,7 @@ class KeyProbe {
   // key length. Put together in a register, for what is read from two stores waits for them.
   Word end_of_short(Half first) const {
     const std::size_t n = size();
-    const Word last = load<Half>(bytes() + n - sizeof(Half));
+    const Word last = base::load<Half>(bytes() + n - sizeof(Half));
     return last << 32 | Word{first} << 8 * (sizeof(Word) - n) |
            key_.len() >> 8 * (n - sizeof(Half));
   }

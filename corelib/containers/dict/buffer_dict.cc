@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "corelib/base/load.h"
+#include "corelib/base/bytes.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/dict/image_builder.h"
 #include "corelib/containers/group.h"
@@ -14,7 +14,7 @@
 namespace tstl {
 namespace {
 
-using detail::load_le;
+using base::load_le;
 
 // The four bytes of a record from the key length on, and which of them a key settles: a record ends
 // with a zero unit, but that is not for a look-up to say.
@@ -54,7 +54,7 @@ template <Unit T, class Same>
   using Node = BufferDictNode<T>;
   const Start start = start_of(key);
   const std::uint64_t size = Node::node_size(key.len());
-  std::uint64_t offset = load_le<std::uint32_t>(image.table + std::uint64_t{bucket} * 4);
+  std::uint64_t offset = base::load_le<std::uint32_t>(image.table + std::uint64_t{bucket} * 4);
   // An address, for there is no pointer to what may be outside. By arithmetic, since compilers make
   // a branch of a choice.
   const auto bytes = reinterpret_cast<std::uintptr_t>(image.bytes);
@@ -64,8 +64,8 @@ template <Unit T, class Same>
   if (at % alignof(T) != 0) return nullptr;
   while (offset + Node::node_size(0) <= image.length) {
     const auto* const node = reinterpret_cast<const Node*>(at);
-    if ((load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes && offset != 0 &&
-        offset + size <= image.length && same(node->str())) {
+    if ((base::load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes &&
+        offset != 0 && offset + size <= image.length && same(node->str())) {
       return node;
     }
     if (node->is_lastnode()) return nullptr;
@@ -160,8 +160,8 @@ template <Unit T>
 std::uint32_t BufferDict<T>::itn_open() {
   const std::uint32_t length = image_.len();
   const unsigned char* const bytes = image_.cstr();
-  if (length < kLeastLength || load_le<std::uint32_t>(bytes + 8) != length ||
-      load_le<std::uint32_t>(bytes) == 0 || load_le<std::uint32_t>(bytes + 4) == 0) {
+  if (length < kLeastLength || base::load_le<std::uint32_t>(bytes + 8) != length ||
+      base::load_le<std::uint32_t>(bytes) == 0 || base::load_le<std::uint32_t>(bytes + 4) == 0) {
     close();
     return FAILURE;
   }
@@ -184,8 +184,8 @@ const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) 
   if (key.len() > 0xFFFF) return nullptr;
   const auto* const bytes = reinterpret_cast<const unsigned char*>(key.cstr());
   return search<T>({header_, table_, image_.len()}, bucket, key, [=](const T* units) {
-    return detail::same_bytes(reinterpret_cast<const unsigned char*>(units), bytes,
-                              key.len() * sizeof(T));
+    return base::equal_bytes(reinterpret_cast<const unsigned char*>(units), bytes,
+                             key.len() * sizeof(T));
   });
 }
 

@@ -20,7 +20,7 @@
 #include <type_traits>
 #include <utility>
 
-#include "corelib/base/little_endian.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/crc32.h"
@@ -41,7 +41,7 @@ class BufferDictNode {
 
   std::uint32_t value() const { return word() & ~kLastFlag; }
   bool is_lastnode() const { return (word() & kLastFlag) != 0; }
-  std::uint32_t len() const { return detail::load_le<std::uint16_t>(len_); }
+  std::uint32_t len() const { return base::load_le<std::uint16_t>(len_); }
   const T* str() const { return reinterpret_cast<const T*>(this + 1); }
   BufferRef<T> key() const { return BufferRef<T>(str(), len()); }
 
@@ -53,7 +53,7 @@ class BufferDictNode {
   // most 65535 units.
   void init_key(BufferRef<T> key) {
     assert(key.len() <= 0xFFFF);
-    detail::store_le(len_, static_cast<std::uint16_t>(key.len()));
+    base::store_le(len_, static_cast<std::uint16_t>(key.len()));
     if (key)
       std::memcpy(reinterpret_cast<unsigned char*>(this + 1), key.cstr(), key.len() * sizeof(T));
   }
@@ -75,8 +75,8 @@ class BufferDictNode {
   const BufferDictNode* next_not_last() const { return is_lastnode() ? nullptr : next(); }
 
  private:
-  std::uint32_t word() const { return detail::load_le<std::uint32_t>(word_); }
-  void set_word(std::uint32_t word) { detail::store_le(word_, word); }
+  std::uint32_t word() const { return base::load_le<std::uint32_t>(word_); }
+  void set_word(std::uint32_t word) { base::store_le(word_, word); }
 
   unsigned char word_[4];
   unsigned char len_[2];
@@ -162,11 +162,11 @@ class BufferDict {
 
   std::uint32_t itn_open();
   std::uint32_t header_word(unsigned i) const {
-    return detail::load_le<std::uint32_t>(header_ + 4 * i);
+    return base::load_le<std::uint32_t>(header_ + 4 * i);
   }
   // Offset of a bucket's first record, 0 for none.
   std::uint32_t first_offset(std::uint32_t bucket) const {
-    return detail::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
+    return base::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
   }
   // Whether units may lie in a record there; they may then in all that follow it, too.
   bool is_aligned(std::uint64_t offset) const {

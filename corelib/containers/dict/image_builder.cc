@@ -4,7 +4,7 @@
 #include <cstring>
 #include <span>
 
-#include "corelib/base/little_endian.h"
+#include "corelib/base/bytes.h"
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/crc32.h"
 #include "corelib/containers/dict/buffer_dict.h"
@@ -113,7 +113,7 @@ void Builder<T>::write(unsigned char* image) const {
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     const std::size_t bucket = crc32(entries_[i].node->key()) % buckets_.size();
     if (buckets_[bucket] != i) continue;
-    store_le(image + kHeaderSize + bucket * 4, static_cast<std::uint32_t>(offset));
+    base::store_le(image + kHeaderSize + bucket * 4, static_cast<std::uint32_t>(offset));
     for (std::uint32_t at = buckets_[bucket]; at != kNone; at = entries_[at].next) {
       const auto* const node = entries_[at].node;
       auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
@@ -123,10 +123,10 @@ void Builder<T>::write(unsigned char* image) const {
       offset += record->node_size();
     }
   }
-  store_le(image, static_cast<std::uint32_t>(buckets_.size()));
+  base::store_le(image, static_cast<std::uint32_t>(buckets_.size()));
   // The number of keys; but a reader wants it not to be zero.
-  store_le(image + 4, std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
-  store_le(image + 8, static_cast<std::uint32_t>(offset));
+  base::store_le(image + 4, std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
+  base::store_le(image + 8, static_cast<std::uint32_t>(offset));
 }
 
 }  // namespace

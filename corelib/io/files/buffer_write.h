@@ -26,7 +26,7 @@
 #include <cstdio>
 #include <type_traits>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
@@ -128,8 +128,8 @@ class BufferWriteBase {
   };
 
   static T* copy(T* to, View data) noexcept {
-    detail::copy_bytes(reinterpret_cast<unsigned char*>(to),
-                       reinterpret_cast<const unsigned char*>(data.cstr()), data.len() * sizeof(T));
+    base::copy_bytes(reinterpret_cast<unsigned char*>(to),
+                     reinterpret_cast<const unsigned char*>(data.cstr()), data.len() * sizeof(T));
     return to + data.len();
   }
   static T* line_end(T* at, bool crlf) noexcept {

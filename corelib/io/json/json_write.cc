@@ -21,7 +21,7 @@ unsigned char* put_utf8(detail::Output& out, unsigned char* at, const unsigned c
     const std::uint64_t run = detail::plain_json_run<detail::Plain::kText>(src, n);
     at = out.room(at, run + detail::kMaxJsonEscape + kAfterText);
     if (at == nullptr) return nullptr;
-    detail::copy_bytes(at, src, run);
+    base::copy_bytes(at, src, run);
     at += run;
     if (run == n) return at;
     at = detail::put_json_escape(at, src[run]);

@@ -22,7 +22,7 @@
 #include <cassert>
 #include <cstdint>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/io/json/detail/json_scan.h"
 #include "corelib/io/output.h"
 #include "corelib/text/buffer.h"
@@ -121,7 +121,7 @@ inline void JsonWrite::plain_key(BufferRef<unsigned char> name) noexcept {
   unsigned char* at = start(name.len() + std::uint64_t{3});
   if (at == nullptr) return;
   *at++ = '"';
-  detail::copy_bytes(at, name.cstr(), name.len());
+  base::copy_bytes(at, name.cstr(), name.len());
   at += name.len();
   *at++ = '"';
   *at++ = ':';
@@ -138,7 +138,7 @@ void JsonWrite::num(V value) noexcept {
 inline void JsonWrite::raw(BufferRef<unsigned char> json) noexcept {
   unsigned char* const at = start(json.len());
   if (at == nullptr) return;
-  detail::copy_bytes(at, json.cstr(), json.len());
+  base::copy_bytes(at, json.cstr(), json.len());
   done(at + json.len());
 }
 

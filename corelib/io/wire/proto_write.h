@@ -36,7 +36,7 @@
 #include <cstring>
 #include <type_traits>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/base/vector_ref.h"
 #include "corelib/io/output.h"
@@ -357,7 +357,7 @@ void WritingPass::bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& valu
     std::uint32_t key, const BufferRef<unsigned char>& bytes) noexcept {
   if (!room(2 * kMaxVarint32 + std::uint64_t{bytes.len()})) return;
   put_payload_key(key, bytes.len());
-  detail::copy_bytes(at_, bytes.cstr(), bytes.len());
+  base::copy_bytes(at_, bytes.cstr(), bytes.len());
   at_ += bytes.len();
 }
 

@@ -10,6 +10,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
@@ -84,16 +85,10 @@ template <Unit T>
 void write_front(T* dst, std::uint32_t value, unsigned count) {
   using Pair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
   using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
-  if constexpr (std::endian::native != std::endian::little) {
-    write_decimal_before(dst + count, value);
-  } else {
-    Pair first, second;
-    std::memcpy(&first, &kDigitPairs<T>[2 * (value / 100)], sizeof first);
-    std::memcpy(&second, &kDigitPairs<T>[2 * (value % 100)], sizeof second);
-    const Word digits = first | Word{second} << 8 * sizeof(Pair);
-    const Word front = digits >> 8 * sizeof(T) * (4 - count);
-    std::memcpy(dst, &front, sizeof front);
-  }
+  const Pair first = base::load<Pair>(&kDigitPairs<T>[2 * (value / 100)]);
+  const Pair second = base::load<Pair>(&kDigitPairs<T>[2 * (value % 100)]);
+  const Word digits = first | Word{second} << 8 * sizeof(Pair);
+  base::store(dst, static_cast<Word>(digits >> 8 * sizeof(T) * (4 - count)));
 }
 
 // In two halves, which do not wait for each other.

@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <type_traits>
 
+#include "corelib/base/vector.h"
 #include "corelib/text/detail/utf_character.h"
 
 namespace tstl::detail::utf {
@@ -27,21 +28,12 @@ struct Kernels {
 // Blocks of ASCII only; for every machine.
 extern const Kernels kPlainKernels;
 
-// All text but surrogate pairs, for machines whose vector unit rearranges bytes by a table: x86-64
-// with SSE4.2 (2008 on) and every arm64.
+// All text but surrogate pairs, for processors that shuffle bytes by a table: x86-64 with SSE4.2 and
+// every arm64.
 extern const Kernels kVectorKernels;
 
-// Whether this machine is one. A word that the compiler's run-time library fills in before main
-// tells it; asked earlier than that the answer is no, which is the slow way to the same results.
-[[nodiscard]] inline bool has_vector_kernels() noexcept {
-#if defined(__aarch64__)
-  return true;
-#elif defined(__x86_64__)
-  return __builtin_cpu_supports("sse4.2") && __builtin_cpu_supports("popcnt");
-#else
-  return false;
-#endif
-}
+// Whether this processor, at its present level, is one.
+[[nodiscard]] inline bool has_vector_kernels() noexcept { return base::has_shuffle(); }
 
 // How far a piece of work on a text has come, and, as a pair of these, between where and where it
 // is: what is left to read, and the room that is left or what was counted. `src` is always at the

@@ -29,8 +29,9 @@ template <Unit U>
 std::uint64_t breaks_from(const U* p) noexcept {
   std::uint64_t breaks = 0;
   for (unsigned i = 0; i < 64; i += 16) {
-    const auto units = Block<U>::load(p + i / sizeof(U));
-    const auto hits = equal(units, Block<U>::fill('\n')) | equal(units, Block<U>::fill('\r'));
+    const auto units = base::Block<U>::load(p + i / sizeof(U));
+    const auto hits =
+        equal(units, base::Block<U>::fill('\n')) | equal(units, base::Block<U>::fill('\r'));
     breaks |= hits.mask().bit_per_byte() << i;
   }
   return sizeof(U) == 1 ? breaks : breaks & 0x5555555555555555;

@@ -24,8 +24,8 @@ template <Unit T>
 template <Unit T>
 const T* find_last(const T* begin, const T* end, T c) noexcept {
   for (const T* p = end; p > begin;) {
-    p -= Block<T>::kUnits;
-    const auto mask = equal(Block<T>::load(p), Block<T>::fill(c)).mask();
+    p -= base::Block<T>::kUnits;
+    const auto mask = equal(base::Block<T>::load(p), base::Block<T>::fill(c)).mask();
     if (mask) return p + mask.last() >= begin ? p + mask.last() : nullptr;
   }
   return nullptr;
@@ -40,7 +40,7 @@ inline long long split_pair(BufferRef<T>& line, T separator) noexcept {
   if (found == nullptr) return 0;
   line.relen(static_cast<unsigned>(found - line.cbegin()));
   const auto n = static_cast<unsigned>(end - found - 1);
-  if (std::endian::native == std::endian::little && n - 1 < 8) {
+  if (n - 1 < 8) {
     const auto digits = DigitWord::load_before(end, n);
     if (digits.count() != 0) return static_cast<long long>(digits.value());
   }

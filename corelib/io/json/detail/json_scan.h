@@ -21,12 +21,13 @@ enum class Plain { kAscii, kText };
 // The units that end such a run: the quote, the backslash, control characters, and what else the
 // kind of run excludes.
 template <Plain kKind, Unit T>
-Block<T> json_stops(Block<T> units) {
-  const auto stops = equal(units, Block<T>::fill('"')) | equal(units, Block<T>::fill('\\')) |
-                     less(units, Block<T>::fill(0x20));
-  if constexpr (kKind == Plain::kAscii) return stops | ~less(units, Block<T>::fill(0x80));
+base::Block<T> json_stops(base::Block<T> units) {
+  const auto stops = equal(units, base::Block<T>::fill('"')) |
+                     equal(units, base::Block<T>::fill('\\')) |
+                     less(units, base::Block<T>::fill(0x20));
+  if constexpr (kKind == Plain::kAscii) return stops | ~less(units, base::Block<T>::fill(0x80));
   if constexpr (sizeof(T) == 2) {
-    return stops | equal(units & Block<T>::fill(0xF800), Block<T>::fill(0xD800));
+    return stops | equal(units & base::Block<T>::fill(0xF800), base::Block<T>::fill(0xD800));
   }
   return stops;
 }
@@ -40,8 +41,8 @@ constexpr bool is_json_stop(T unit) {
 // and its last units, which may overlap.
 template <Plain kKind, Unit T>
 std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
-  constexpr std::uint64_t kStep = Block<T>::kUnits;
-  const auto within = [&](Block<T> ends, std::uint64_t half) {
+  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
+  const auto within = [&](base::Block<T> ends, std::uint64_t half) {
     const auto mask = json_stops<kKind>(ends).mask();
     if (!mask) return n;
     return mask.first() < half ? mask.first() : n - 2 * half + mask.first();
@@ -49,13 +50,14 @@ std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
   if (n >= kStep) {
     for (std::uint64_t i = 0; i < n; i += kStep) {
       if (i + kStep > n) i = n - kStep;
-      const auto mask = json_stops<kKind>(Block<T>::load(p + i)).mask();
+      const auto mask = json_stops<kKind>(base::Block<T>::load(p + i)).mask();
       if (mask) return i + mask.first();
     }
     return n;
   }
-  if (n >= kStep / 2) return within(Block<T>::load_halves(p, p + (n - kStep / 2)), kStep / 2);
-  if (n >= kStep / 4) return within(Block<T>::load_quarters(p, p + (n - kStep / 4)), kStep / 4);
+  if (n >= kStep / 2) return within(base::Block<T>::load_halves(p, p + (n - kStep / 2)), kStep / 2);
+  if (n >= kStep / 4)
+    return within(base::Block<T>::load_quarters(p, p + (n - kStep / 4)), kStep / 4);
   std::uint64_t i = 0;
   while (i < n && !is_json_stop<kKind>(p[i])) ++i;
   return i;
@@ -108,8 +110,8 @@ class StopFinder {
   }
   static std::uint64_t stops_of(const unsigned char* window) {
     std::uint64_t stops = 0;
-    for (unsigned i = 0; i < kWindow; i += Block<unsigned char>::kUnits) {
-      const auto found = json_stops<Plain::kText>(Block<unsigned char>::load(window + i));
+    for (unsigned i = 0; i < kWindow; i += base::Block<unsigned char>::kUnits) {
+      const auto found = json_stops<Plain::kText>(base::Block<unsigned char>::load(window + i));
       stops |= found.mask().bit_per_byte() << i;
     }
     return stops;

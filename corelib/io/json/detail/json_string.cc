@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "corelib/base/copy_bytes.h"
+#include "corelib/base/bytes.h"
 #include "corelib/io/json/detail/json_escape.h"
 #include "corelib/text/scan.h"
 #include "corelib/text/utf.h"
@@ -75,12 +75,12 @@ unsigned short* decode_run(const unsigned char* at, std::size_t n, unsigned shor
 std::size_t decode_json_string(BufferRef<unsigned char> raw, bool escaped,
                                unsigned char* dst) noexcept {
   if (!escaped) {
-    copy_bytes(dst, raw.cstr(), raw.len());
+    base::copy_bytes(dst, raw.cstr(), raw.len());
     return raw.len();
   }
   unsigned char* at = dst;
   decode_pieces(raw, [&at](const unsigned char* bytes, std::size_t n) {
-    copy_bytes(at, bytes, n);
+    base::copy_bytes(at, bytes, n);
     at += n;
     return true;
   });

@@ -16,7 +16,7 @@ using Bytes = std::vector<unsigned char>;
 // Little-endian words, then bytes.
 Bytes Image(const std::vector<std::uint32_t>& words, const Bytes& rest = {}) {
   Bytes bytes(words.size() * 4);
-  for (std::size_t i = 0; i < words.size(); ++i) detail::store_le(&bytes[4 * i], words[i]);
+  for (std::size_t i = 0; i < words.size(); ++i) base::store_le(&bytes[4 * i], words[i]);
   bytes.insert(bytes.end(), rest.begin(), rest.end());
   return bytes;
 }
@@ -125,7 +125,7 @@ TYPED_TEST(BufferDictTest, EveryPrefixAndEveryChangedByteIsSafe) {
   ASSERT_EQ(this->Open(image, 1), 0u);  // at an odd address, where 16-bit units may not be
   EXPECT_EQ(this->ExpectSafe(), sizeof(TypeParam) == 1);
   const auto opens_whole = [&](Bytes bytes) {
-    if (bytes.size() >= 12) detail::store_le(&bytes[8], std::uint32_t(bytes.size()));
+    if (bytes.size() >= 12) base::store_le(&bytes[8], std::uint32_t(bytes.size()));
     return this->Open(bytes) == 0 && this->ExpectSafe();
   };
   for (std::size_t n = 0; n < image.size(); ++n) {

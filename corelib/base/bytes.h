@@ -1,0 +1,104 @@
+// Loads, stores, copies and comparisons of bytes at any address.
+//
+// Nothing here allocates or fails, and no byte outside the run is touched. Runs of keys, names and
+// short texts are the usual case: up to 64 bytes are moved or compared by a few loads that may
+// overlap, without a call and with few branches on the length.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "corelib/base/types.h"
+
+namespace tstl::base {
+
+// The value whose bytes lie at `from`.
+template <class Value>
+requires std::is_trivially_copyable_v<Value>
+[[nodiscard]] inline Value load(const void* from) noexcept {
+  Value value;
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+template <class Value>
+requires std::is_trivially_copyable_v<Value>
+inline void store(void* to, Value value) noexcept { std::memcpy(to, &value, sizeof value); }
+
+// The same for the integers of files and messages, which are little-endian, as the machine is.
+template <std::unsigned_integral Word>
+[[nodiscard]] inline Word load_le(const void* from) noexcept {
+  return load<Word>(from);
+}
+template <std::unsigned_integral Word>
+inline void store_le(void* to, Word word) noexcept {
+  store(to, word);
+}
+
+// Copies the first and the last kSize bytes of a run of kSize to 2 * kSize bytes.
+template <std::size_t kSize>
+inline void copy_ends(unsigned char* dst, const unsigned char* src, std::size_t n) noexcept {
+  struct Part {
+    unsigned char bytes[kSize];
+  };
+  const auto head = load<Part>(src);
+  const auto tail = load<Part>(src + n - kSize);
+  store(dst, head);
+  store(dst + n - kSize, tail);
+}
+
+// Copies `n` bytes; the pointers may be null when `n` is 0. REQUIRES: the runs do not overlap.
+inline void copy_bytes(void* to, const void* from, std::size_t n) noexcept {
+  auto* const dst = static_cast<unsigned char*>(to);
+  const auto* const src = static_cast<const unsigned char*>(from);
+  if (n > 64) {
+    std::memcpy(dst, src, n);
+  } else if (n > 32) {
+    copy_ends<32>(dst, src, n);
+  } else if (n >= 16) {
+    copy_ends<16>(dst, src, n);
+  } else if (n >= 4) {
+    // Four overlapping words for any length from 4 to 15, which a branch would have to guess.
+    const std::size_t step = n / 8 * 4;
+    copy_ends<4>(dst, src, n);
+    copy_ends<4>(dst + step, src + step, n - 2 * step);
+  } else if (n != 0) {
+    dst[0] = src[0];
+    dst[n / 2] = src[n / 2];
+    dst[n - 1] = src[n - 1];
+  }
+}
+
+// copy_bytes as a call, where it is inlined beside short arrays: g++ 12 would warn there about lengths
+// that the array never has, and callers stay small.
+[[gnu::noinline]] inline void copy_bytes_called(void* to, const void* from,
+                                                std::size_t n) noexcept {
+  copy_bytes(to, from, n);
+}
+
+// Whether two runs of `n` bytes are equal: word by word, the last word ending with the run.
+[[nodiscard]] inline bool equal_bytes(const void* a, const void* b, std::size_t n) noexcept {
+  using Word = std::uint64_t;
+  using Half = std::uint32_t;
+  const auto* const p = static_cast<const unsigned char*>(a);
+  const auto* const q = static_cast<const unsigned char*>(b);
+  const auto same = [p, q]<class Value>(std::type_identity<Value>, std::size_t at) {
+    return load<Value>(p + at) == load<Value>(q + at);
+  };
+  constexpr std::type_identity<Word> kWord;
+  constexpr std::type_identity<Half> kHalf;
+  if (n > 64) return std::memcmp(p, q, n) == 0;
+  if (n >= sizeof(Word)) {
+    const std::size_t last = n - sizeof(Word);
+    for (std::size_t at = 0; at < last; at += sizeof(Word)) {
+      if (!same(kWord, at)) return false;
+    }
+    return same(kWord, last);
+  }
+  if (n >= sizeof(Half)) return same(kHalf, 0) && same(kHalf, n - sizeof(Half));
+  return n == 0 || (p[0] == q[0] && p[n / 2] == q[n / 2] && p[n - 1] == q[n - 1]);
+}
+
+}  // namespace tstl::base

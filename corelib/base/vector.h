@@ -1,0 +1,190 @@
+// Sixteen bytes at a time: the vector types of GCC and clang and what they have no operator for.
+//
+// Arithmetic, comparison (all ones in a lane where it holds, else zero) and fixed shuffles are the
+// compilers' own and work on every machine. The few steps that differ from one instruction set to
+// another stand here and nowhere else: movemask(), position_mask(), narrow() and shuffle().
+//
+// With ZENTA_PLAIN_VECTORS defined no intrinsics are used. The tests are built that way, too.
+#pragma once
+
+#include <array>
+#include <bit>
+#include <cassert>
+#include <cstddef>
+#include <cstdint>
+
+#include "corelib/base/bytes.h"
+#include "corelib/base/cpu.h"
+
+#if defined(ZENTA_PLAIN_VECTORS)
+#elif defined(__x86_64__)
+#include <immintrin.h>
+#define ZENTA_VECTOR_SSE2 1
+#elif defined(__aarch64__)
+#include <arm_neon.h>
+#define ZENTA_VECTOR_NEON 1
+#endif
+
+namespace tstl::base {
+
+using Bytes = unsigned char __attribute__((vector_size(16)));
+using SignedBytes = signed char __attribute__((vector_size(16)));
+using Units = unsigned short __attribute__((vector_size(16)));
+using Words = std::uint64_t __attribute__((vector_size(16)));
+
+// Reads the first `n` bytes at `src`, and zeros behind them. Where two loads cover them, they
+// overlap. REQUIRES: n is 1 to 15.
+template <class Vector>
+inline Vector load_first(const void* src, std::size_t n) noexcept {
+  assert(n >= 1 && n <= 15);
+  const auto* const p = static_cast<const unsigned char*>(src);
+  if (n > 8) {
+    return Vector(Words{load<std::uint64_t>(p), load<std::uint64_t>(p + n - 8) >> 8 * (16 - n)});
+  }
+  if (n >= 4) {
+    const std::uint64_t last = load<std::uint32_t>(p + n - 4);
+    return Vector(Words{load<std::uint32_t>(p) | last << 8 * (n - 4), 0});
+  }
+  const std::uint64_t middle = p[n / 2];
+  const std::uint64_t last = p[n - 1];
+  return Vector(Words{p[0] | middle << 8 * (n / 2) | last << 8 * (n - 1), 0});
+}
+
+inline Units broadcast(int value) noexcept {
+  const auto v = static_cast<unsigned short>(value);
+  return Units{v, v, v, v, v, v, v, v};
+}
+
+// The lanes of `a` and `b` in turns: of their first halves, and of their second.
+inline Bytes interleave_low(Bytes a, Bytes b) noexcept {
+  return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+}
+inline Bytes interleave_high(Bytes a, Bytes b) noexcept {
+  return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
+                                 31);
+}
+inline Units interleave_low(Units a, Units b) noexcept {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+inline Units interleave_high(Units a, Units b) noexcept {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+
+// The low byte of every unit.
+inline Bytes low_bytes(Units a, Units b) noexcept {
+  return __builtin_shufflevector(Bytes(a), Bytes(b), 0, 2, 4, 6, 8, 10, 12, 14, 16, 18, 20, 22, 24,
+                                 26, 28, 30);
+}
+
+// Bit i of the result is the highest bit of byte i: what a table is indexed by, or counted.
+inline unsigned movemask(Bytes v) noexcept {
+#if defined(ZENTA_VECTOR_SSE2)
+  return static_cast<unsigned>(_mm_movemask_epi8(__m128i(v)));
+#elif defined(ZENTA_VECTOR_NEON)
+  const Bytes bit = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  const auto set = uint8x16_t(Bytes(v >= 0x80) & bit);
+  return vaddv_u8(vget_low_u8(set)) | static_cast<unsigned>(vaddv_u8(vget_high_u8(set))) << 8;
+#else
+  unsigned bits = 0;
+  for (unsigned i = 0; i != 16; ++i) bits |= unsigned{v[i]} >> 7 << i;
+  return bits;
+#endif
+}
+
+// Whether a comparison holds in any lane, and whether in all of them.
+template <class Mask>
+inline bool any(Mask mask) noexcept {
+#if defined(ZENTA_VECTOR_NEON)
+  return vmaxvq_u8(uint8x16_t(mask)) != 0;
+#else
+  return movemask(Bytes(mask)) != 0;
+#endif
+}
+template <class Mask>
+inline bool all(Mask mask) noexcept {
+#if defined(ZENTA_VECTOR_NEON)
+  return vminvq_u8(uint8x16_t(mask)) == 0xFF;
+#else
+  return movemask(Bytes(mask)) == 0xFFFF;
+#endif
+}
+
+// kMaskBits equal bits for every byte of a comparison's result, the first byte's lowest: where only
+// positions are wanted, this is one instruction with NEON, and movemask() four.
+#if defined(ZENTA_VECTOR_SSE2)
+inline constexpr unsigned kMaskBits = 1;
+#else
+inline constexpr unsigned kMaskBits = 4;
+#endif
+inline std::uint64_t position_mask(Bytes v) noexcept {
+#if defined(ZENTA_VECTOR_SSE2)
+  return movemask(v);
+#elif defined(ZENTA_VECTOR_NEON)
+  return vget_lane_u64(vreinterpret_u64_u8(vshrn_n_u16(uint16x8_t(v), 4)), 0);
+#else
+  std::uint64_t bits = 0;
+  for (unsigned i = 0; i != 16; ++i) bits |= (v[i] & std::uint64_t{15}) << 4 * i;
+  return bits;
+#endif
+}
+
+// The units as bytes, the first lowest; one above 0xFF becomes 0 or 0xFF.
+inline std::uint64_t narrow(Units v) noexcept {
+#if defined(ZENTA_VECTOR_SSE2)
+  return std::uint64_t{Words(_mm_packus_epi16(__m128i(v), __m128i(v)))[0]};
+#elif defined(ZENTA_VECTOR_NEON)
+  return vget_lane_u64(vreinterpret_u64_u8(vqmovun_s16(int16x8_t(v))), 0);
+#else
+  std::uint64_t bytes = 0;
+  for (unsigned i = 8; i-- != 0;) bytes = bytes << 8 | (v[i] < 0xFF ? v[i] : 0xFFu);
+  return bytes;
+#endif
+}
+
+// ---- Shuffle by a table, which baseline x86-64 lacks (it came with SSSE3). Kernels that use it are
+// compiled with ZENTA_TARGET_SHUFFLE and called where has_shuffle() says so.
+
+#if defined(ZENTA_VECTOR_SSE2)
+#define ZENTA_TARGET_SHUFFLE ZENTA_TARGET_SSE42
+#elif defined(ZENTA_VECTOR_NEON)
+#define ZENTA_TARGET_SHUFFLE
+#endif
+
+[[nodiscard]] inline bool has_shuffle() noexcept {
+#if defined(ZENTA_VECTOR_SSE2)
+  return cpu_level() >= CpuLevel::kSse42;
+#elif defined(ZENTA_VECTOR_NEON)
+  return cpu_level() >= CpuLevel::kNeon;
+#else
+  return false;
+#endif
+}
+
+#if defined(ZENTA_TARGET_SHUFFLE)
+
+// An index that selects no byte.
+inline constexpr unsigned char kNoByte = 0x80;
+
+// Byte i of the result is `v[index[i]]`, 0 where index[i] is kNoByte.
+ZENTA_TARGET_SHUFFLE inline Bytes shuffle(Bytes v, Bytes index) noexcept {
+#if defined(ZENTA_VECTOR_SSE2)
+  return Bytes(_mm_shuffle_epi8(__m128i(v), __m128i(index)));
+#else
+  return Bytes(vqtbl1q_u8(uint8x16_t(v), uint8x16_t(index)));
+#endif
+}
+
+// Byte i moves to i + k, for k from -16 to 16; zeros come in.
+ZENTA_TARGET_SHUFFLE inline Bytes slide(Bytes v, std::ptrdiff_t k) noexcept {
+  static constexpr auto kIndexes = [] {
+    std::array<unsigned char, 48> indexes{};
+    indexes.fill(kNoByte);
+    for (unsigned char i = 0; i != 16; ++i) indexes[16u + i] = i;
+    return indexes;
+  }();
+  return shuffle(v, load<Bytes>(kIndexes.data() + 16 - k));
+}
+
+#endif
+
+}  // namespace tstl::base
