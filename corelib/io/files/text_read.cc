@@ -21,7 +21,7 @@ std::size_t transcode(BufferRef<unsigned char> from, unsigned short* to, std::si
 
 template <Unit T>
 bool TextRead<T>::read_decoded(View& line, bool empty_lines) noexcept {
-  constexpr unsigned kFront = detail::Block<T>::kUnits;
+  constexpr unsigned kFront = base::Block<T>::kUnits;
   for (BufferRef<OtherUnit> units; lines_.next(units, empty_lines);) {
     const std::uint64_t room = std::uint64_t{units.len()} * (sizeof(T) == 1 ? 3 : 1);
     if (!decoded_.recapacity(kFront + room)) return lines_.fail(ENOMEM);
