@@ -25,9 +25,14 @@ endfunction()
 
 # A GoogleTest program; every test of it becomes a ctest entry named <name>.<Suite>.<Test>.
 # ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker. FAIL_REGULAR_EXPRESSION: what no
-# test may print.
+# test may print. EVERY_LEVEL: the whole program runs once more at each lower level of the processor (corelib/base/cpu.h).
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
+  set(ZENTA_LOWER_CPU_LEVELS baseline neon)
+else()
+  set(ZENTA_LOWER_CPU_LEVELS baseline sse42 avx2)
+endif()
 function(zenta_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;FAIL_REGULAR_EXPRESSION" "SOURCES;LINKS;LINK_OPTIONS;ENVIRONMENT;DEFINITIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "EVERY_LEVEL" "TIMEOUT;FAIL_REGULAR_EXPRESSION" "SOURCES;LINKS;LINK_OPTIONS;ENVIRONMENT;DEFINITIONS")
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 300)
   endif()
@@ -39,6 +44,12 @@ function(zenta_test name)
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
                        PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "${arg_ENVIRONMENT}"
                                   FAIL_REGULAR_EXPRESSION "${arg_FAIL_REGULAR_EXPRESSION}")
+  if(arg_EVERY_LEVEL)
+    foreach(level IN LISTS ZENTA_LOWER_CPU_LEVELS)
+      add_test(NAME ${name}.at_${level} COMMAND ${name})
+      set_tests_properties(${name}.at_${level} PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT "ZENTA_CPU=${level}")
+    endforeach()
+  endif()
 endfunction()
 
 # A Google Benchmark program. DEFINITIONS and LINKS as usual; peers that are measured beside us go into LINKS.
