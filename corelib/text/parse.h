@@ -6,11 +6,11 @@
 #include <bit>
 #include <cassert>
 #include <cstdint>
-#include <cstring>
 #include <limits>
 #include <type_traits>
 
 #include "corelib/base/block.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
@@ -64,16 +64,9 @@ class DigitWord {
     count_ = static_cast<unsigned>(std::countr_zero(others)) / 8;
   }
 
-  static std::uint64_t eight_bytes(const unsigned char* p) {
-    std::uint64_t bytes;
-    std::memcpy(&bytes, p, sizeof bytes);
-    return bytes;
-  }
+  static std::uint64_t eight_bytes(const unsigned char* p) { return base::load<std::uint64_t>(p); }
   static std::uint64_t four_bytes(const unsigned char* a, const unsigned char* b) {
-    std::uint32_t low, high;
-    std::memcpy(&low, a, sizeof low);
-    std::memcpy(&high, b, sizeof high);
-    return low | std::uint64_t{high} << 32;
+    return base::load<std::uint32_t>(a) | std::uint64_t{base::load<std::uint32_t>(b)} << 32;
   }
   // Units above 0xFF become bytes that are no digits.
   static std::uint64_t eight_bytes(const unsigned short* p) {

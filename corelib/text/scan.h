@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "corelib/base/block.h"
+#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
@@ -100,44 +101,10 @@ constexpr std::uint64_t common_prefix(const T* a, const T* b, std::uint64_t n) {
   return i;
 }
 
-// Whether the first and the last Word of two runs of `bytes` bytes are equal; they may overlap.
-template <class Word>
-bool same_ends(const void* a, const void* b, std::uint64_t bytes) {
-  const auto word = [bytes](const void* p, bool last) {
-    Word value;
-    std::memcpy(&value, static_cast<const char*>(p) + (last ? bytes - sizeof value : 0),
-                sizeof value);
-    return value;
-  };
-  return ((word(a, false) ^ word(b, false)) | (word(a, true) ^ word(b, true))) == 0;
-}
-
-// Whether two runs are equal, without a call, which a search for short needles would feel.
-template <Unit T>
-bool same_inline(const T* a, const T* b, std::uint64_t n) {
-  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
-  const std::uint64_t bytes = n * sizeof(T);
-  if (n >= kStep) {
-    const auto differ = [a, b](std::uint64_t at) {
-      return static_cast<bool>(
-          (~equal(base::Block<T>::load(a + at), base::Block<T>::load(b + at))).mask());
-    };
-    for (std::uint64_t i = 0; i < n - kStep; i += kStep) {
-      if (differ(i)) return false;
-    }
-    return !differ(n - kStep);
-  }
-  if (bytes >= 8) return same_ends<std::uint64_t>(a, b, bytes);
-  if (bytes >= 4) return same_ends<std::uint32_t>(a, b, bytes);
-  std::uint64_t i = 0;
-  while (i < n && a[i] == b[i]) ++i;
-  return i == n;
-}
-
 template <Unit T>
 constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
   if (std::is_constant_evaluated()) return std::equal(a, a + n, b);
-  return n * sizeof(T) <= 64 ? same_inline(a, b, n) : std::memcmp(a, b, n * sizeof(T)) == 0;
+  return base::equal_bytes(a, b, n * sizeof(T));
 }
 
 // First of `starts` positions from `p` on where the `m` units at `s` stand, `starts` when there is
