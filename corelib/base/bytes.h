@@ -59,11 +59,10 @@ inline void copy_bytes(void* to, const void* from, std::size_t n) noexcept {
     copy_ends<32>(dst, src, n);
   } else if (n >= 16) {
     copy_ends<16>(dst, src, n);
+  } else if (n >= 8) {
+    copy_ends<8>(dst, src, n);
   } else if (n >= 4) {
-    // Four overlapping words for any length from 4 to 15, which a branch would have to guess.
-    const std::size_t step = n / 8 * 4;
     copy_ends<4>(dst, src, n);
-    copy_ends<4>(dst + step, src + step, n - 2 * step);
   } else if (n != 0) {
     dst[0] = src[0];
     dst[n / 2] = src[n / 2];
@@ -78,27 +77,34 @@ inline void copy_bytes(void* to, const void* from, std::size_t n) noexcept {
   copy_bytes(to, from, n);
 }
 
-// Whether two runs of `n` bytes are equal: word by word, the last word ending with the run.
-[[nodiscard]] inline bool equal_bytes(const void* a, const void* b, std::size_t n) noexcept {
+// Whether the first and the last Word of two runs of sizeof(Word) to 2 * sizeof(Word) bytes are equal.
+template <class Word>
+[[nodiscard]] inline bool equal_ends(const unsigned char* a, const unsigned char* b,
+                                     std::size_t n) noexcept {
+  const std::size_t last = n - sizeof(Word);
+  return ((load<Word>(a) ^ load<Word>(b)) | (load<Word>(a + last) ^ load<Word>(b + last))) == 0;
+}
+
+// Whether two runs of `n` bytes are equal; the pointers may be null when `n` is 0. This one never
+// calls, so that a loop around it keeps its registers.
+[[nodiscard]] inline bool equal_short(const void* a, const void* b, std::size_t n) noexcept {
   using Word = std::uint64_t;
-  using Half = std::uint32_t;
   const auto* const p = static_cast<const unsigned char*>(a);
   const auto* const q = static_cast<const unsigned char*>(b);
-  const auto same = [p, q]<class Value>(std::type_identity<Value>, std::size_t at) {
-    return load<Value>(p + at) == load<Value>(q + at);
-  };
-  constexpr std::type_identity<Word> kWord;
-  constexpr std::type_identity<Half> kHalf;
-  if (n > 64) return std::memcmp(p, q, n) == 0;
-  if (n >= sizeof(Word)) {
+  if (n > 2 * sizeof(Word)) {  // word by word, the last one ending with the run
     const std::size_t last = n - sizeof(Word);
     for (std::size_t at = 0; at < last; at += sizeof(Word)) {
-      if (!same(kWord, at)) return false;
+      if (load<Word>(p + at) != load<Word>(q + at)) return false;
     }
-    return same(kWord, last);
+    return load<Word>(p + last) == load<Word>(q + last);
   }
-  if (n >= sizeof(Half)) return same(kHalf, 0) && same(kHalf, n - sizeof(Half));
+  if (n >= sizeof(Word)) return equal_ends<Word>(p, q, n);
+  if (n >= 4) return equal_ends<std::uint32_t>(p, q, n);
   return n == 0 || (p[0] == q[0] && p[n / 2] == q[n / 2] && p[n - 1] == q[n - 1]);
+}
+// The same for runs of any length.
+[[nodiscard]] inline bool equal_bytes(const void* a, const void* b, std::size_t n) noexcept {
+  return n > 64 ? std::memcmp(a, b, n) == 0 : equal_short(a, b, n);
 }
 
 }  // namespace tstl::base

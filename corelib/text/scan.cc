@@ -16,7 +16,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
     const auto heads = equal(base::Block<T>::load(p + i), head);
     auto mask = (heads & equal(base::Block<T>::load(p + i + (m - 1)), tail)).mask();
     for (; mask; mask.drop_first()) {
-      if (same_units(p + i + mask.first(), s, m)) return i + mask.first();
+      if (base::equal_short(p + i + mask.first(), s, m * sizeof(T))) return i + mask.first();
     }
     if (i == starts - kStep) return starts;
   }
