@@ -1,4 +1,4 @@
-// The two elements of the Protocol Buffers wire format (its encoding guide): varints and keys.
+// The elements of the Protocol Buffers wire format (its encoding guide): varints, keys and scalars.
 //
 // A varint is an unsigned integer, seven bits a byte, the least significant group first, the high
 // bit set on every byte but the last. The shortest form is written; any form of up to ten bytes is
@@ -9,6 +9,7 @@
 #pragma once
 
 #include <bit>
+#include <concepts>
 #include <cstdint>
 
 namespace tstl {
@@ -72,5 +73,25 @@ enum class WireType : unsigned char { kVarint = 0, kFixed64 = 1, kBytes = 2, kFi
 [[nodiscard]] constexpr std::uint32_t wire_key(std::uint32_t number, WireType type) noexcept {
   return number * 8 + static_cast<std::uint32_t>(type);
 }
+
+// The element types: bool and the integers.
+template <class T>
+concept WireScalar = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t>;
+
+// What goes into the varint. Signed types are sign-extended to 64 bits, so a negative value takes
+// ten bytes; the others are zero-extended. A plain char is signed, also where the machine's is not.
+template <WireScalar T>
+[[nodiscard]] constexpr std::uint64_t wire_value(T value) noexcept {
+  if constexpr (std::same_as<T, char>) {
+    return static_cast<std::uint64_t>(static_cast<signed char>(value));
+  } else {
+    return static_cast<std::uint64_t>(value);
+  }
+}
+
+// The most bytes that a value of type T takes. The value with all bits set, -1 or the greatest,
+// takes the most.
+template <WireScalar T>
+inline constexpr unsigned kMaxWireSize = varint_size(wire_value(static_cast<T>(-1)));
 
 }  // namespace tstl

@@ -1,0 +1,35 @@
+// What the passes of one ProtoWrite share: the output, the length list, and the widths that
+// lengths had so far.
+#pragma once
+
+#include <cstdint>
+
+#include "corelib/io/output.h"
+#include "corelib/io/wire/detail/length_list.h"
+
+namespace tstl::detail {
+
+// The output position is not kept here. A sink holds it in a register and hands it in by value; the
+// functions return where it is now, or null when memory is short.
+class PassState {
+ protected:
+  friend class MeasuringSink;
+  friend class WritingSink;
+  friend class PatchingSink;
+
+  // For a payload [payload_at, at) that has one byte reserved before it for its length, and needs
+  // more: moves the payload up and writes the length before it. Returns the payload's new end.
+  unsigned char* widen_length(unsigned char* at, std::uint64_t payload_at) noexcept;
+  // Patches the length of the nested message that ends at `at`. Its length is at `length_at`, as
+  // PatchingSink::begin_message() left it. When the width reserved is wrong, moves the content, and
+  // stores the right width for the next message. Returns the message's new end.
+  unsigned char* patch_length(unsigned char* at, std::uint32_t length_at) noexcept;
+
+  Output out_;
+  LengthList lengths_;
+  // The width in bytes of the last nested message's length, indexed by the low bits of its key.
+  static constexpr std::uint32_t kWidths = 16;
+  unsigned char widths_[kWidths] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
+};
+
+}  // namespace tstl::detail
