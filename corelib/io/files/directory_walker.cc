@@ -1,4 +1,4 @@
-#include "corelib/containers/directory_walker.h"
+#include "corelib/io/files/directory_walker.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -16,6 +18,10 @@ namespace tstl {
 namespace {
 
 using Kind = detail::EntryKind;
+
+struct Free {
+  void operator()(std::uint32_t* memory) const { std::free(memory); }
+};
 
 constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
@@ -84,14 +90,11 @@ void DirectoryWalker::set_descriptor(int descriptor) {
 bool DirectoryWalker::next() {
   kind_ = Kind::kFile;
   if (waiting_.is_empty()) return false;
-  Trailer trailer;
-  const std::uint32_t name_end = waiting_.len() - std::uint32_t{sizeof trailer};
-  std::memcpy(&trailer, waiting_.cstr() + name_end, sizeof trailer);
-  const std::uint32_t name = name_end - trailer.name_len;
-  path_.set_len(trailer.folder_len).append_str(View(waiting_.cstr() + name, trailer.name_len));
-  waiting_.set_len(name);
-  folder_len_ = trailer.folder_len;
-  kind_ = trailer.kind;
+  const Entry entry = last_entry(waiting_);
+  path_.set_len(entry.trailer.folder_len).append_str(entry.name);
+  waiting_.set_len(waiting_.len() - entry.bytes.len());
+  folder_len_ = entry.trailer.folder_len;
+  kind_ = entry.trailer.kind;
   return !lost_path();
 }
 
@@ -158,20 +161,43 @@ bool DirectoryWalker::read_names() {
 bool DirectoryWalker::keep(View name, Kind kind) {
   if (name == View(".") || name == View("..")) return true;
   if (kind == Kind::kFile && !name.is_endwith(suffix_)) return true;
-  return entries_.emplace_back(name, static_cast<std::uint64_t>(kind)) != nullptr;
+  const Trailer trailer{descriptor_len_, name.len(), kind};
+  const View bytes(reinterpret_cast<const unsigned char*>(&trailer), sizeof trailer);
+  if (!entries_.recapacity(std::uint64_t{entries_.len()} + name.len() + bytes.len())) return false;
+  entries_.append_str(name).append_str(bytes);
+  return true;
 }
 
-// The last name first, since what was pushed last is next.
+// REQUIRES: there is one.
+DirectoryWalker::Entry DirectoryWalker::last_entry(View entries) {
+  Entry entry;
+  const std::uint32_t name_end = entries.len() - std::uint32_t{sizeof entry.trailer};
+  std::memcpy(&entry.trailer, entries.cstr() + name_end, sizeof entry.trailer);
+  const std::uint32_t start = name_end - entry.trailer.name_len;
+  entry.name = View(entries.cstr() + start, entry.trailer.name_len);
+  entry.bytes = View(entries.cstr() + start, entries.len() - start);
+  return entry;
+}
+
+// Sorts the entries that were read by name, the last name first, since what was pushed last is next.
 bool DirectoryWalker::push_names() {
-  const auto greater = [](const auto* a, const auto* b) { return b->key() < a->key(); };
-  std::sort(entries_.begin(), entries_.end(), greater);
-  std::uint64_t need = waiting_.len();
-  for (const auto* const entry : entries_) need += entry->len() + sizeof(Trailer);
-  if (!waiting_.recapacity(need)) return false;
-  for (const auto* const entry : entries_) {
-    const Trailer trailer{descriptor_len_, entry->len(), static_cast<Kind>(entry->value())};
-    waiting_.append_str(entry->key());
-    waiting_.append_str(View(reinterpret_cast<const unsigned char*>(&trailer), sizeof trailer));
+  const std::uint32_t length = entries_.len();
+  if (length == 0) return true;
+  if (!waiting_.recapacity(std::uint64_t{waiting_.len()} + length)) return false;
+  // Where each entry ends. None is shorter than its trailer, so there is memory for them all.
+  const std::size_t most = length / sizeof(Trailer);
+  const std::unique_ptr<std::uint32_t[], Free> ends(
+      static_cast<std::uint32_t*>(std::malloc(most * sizeof(std::uint32_t))));
+  if (ends == nullptr) return false;
+  std::uint32_t* past = ends.get();
+  const auto entry_to = [this](std::uint32_t end) {
+    return last_entry(View(entries_.cstr(), end));
+  };
+  for (std::uint32_t end = length; end != 0; end -= entry_to(end).bytes.len()) *past++ = end;
+  std::sort(ends.get(), past,
+            [&](std::uint32_t a, std::uint32_t b) { return entry_to(b).name < entry_to(a).name; });
+  for (const std::uint32_t* end = ends.get(); end != past; ++end) {
+    waiting_.append_str(entry_to(*end).bytes);
   }
   return true;
 }
