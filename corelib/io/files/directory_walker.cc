@@ -3,7 +3,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -14,6 +13,8 @@
 #include <string_view>
 #include <utility>
 
+#include "corelib/io/files/descriptor.h"
+
 namespace tstl {
 namespace {
 
@@ -23,14 +24,14 @@ struct Free {
   void operator()(std::uint32_t* memory) const { std::free(memory); }
 };
 
-constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int kFlags = O_RDONLY | O_DIRECTORY;
 
 char* chars(unsigned char* text) { return reinterpret_cast<char*>(text); }
 
 // From a directory, whose descriptor is closed, to one below it. -1 when there is no way.
 int step(int from, const char* path) {
-  const int folder = ::openat(from, path, kFlags);
-  if (from >= 0) ::close(from);
+  const int folder = detail::open_file_at(from, path, kFlags);
+  if (from >= 0) (void)detail::close_file(from);
   return folder;
 }
 
@@ -83,7 +84,7 @@ void DirectoryWalker::close() {
 }
 
 void DirectoryWalker::set_descriptor(int descriptor) {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  (void)detail::close_file(descriptor_);
   descriptor_ = descriptor;
 }
 
@@ -124,7 +125,7 @@ int DirectoryWalker::open_entry() {
     *name = first;
     descriptor_len_ = folder_len_;
   }
-  return ::openat(descriptor_, chars(name), kFlags | O_NOFOLLOW);
+  return detail::open_file_at(descriptor_, chars(name), kFlags | O_NOFOLLOW);
 }
 
 // Takes over the descriptor of the directory at path_ and makes its entries the next ones.
@@ -140,10 +141,10 @@ bool DirectoryWalker::read_folder(int descriptor) {
 }
 
 bool DirectoryWalker::read_names() {
-  const int copy = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+  const int copy = detail::duplicate_file(descriptor_);
   DIR* const folder = copy < 0 ? nullptr : ::fdopendir(copy);
   if (folder == nullptr) {
-    if (copy >= 0) ::close(copy);
+    (void)detail::close_file(copy);
     return false;
   }
   bool kept = true;
