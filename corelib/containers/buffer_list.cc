@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "corelib/containers/detail/key_probe.h"
-#include "corelib/containers/directory_walker.h"
+#include "corelib/io/files/directory_walker.h"
 #include "corelib/containers/list_file.h"
 
 namespace tstl {

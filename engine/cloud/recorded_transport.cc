@@ -1,7 +1,6 @@
 #include "engine/cloud/recorded_transport.h"
 
 #include <dirent.h>
-#include <sys/stat.h>
 
 #include <cstdint>
 
@@ -22,16 +21,10 @@ struct Endings {
 constexpr Endings kEndings[] = {{".request.bin", ".response.bin"},
                                 {".request.json", ".response.json"}};
 
-// Reads the file, if it is a regular one of `least` to `most` bytes.
-bool ReadFile(const Buffer<unsigned char>& path, std::uint64_t least, std::uint64_t most,
-              Buffer<unsigned char>& bytes) {
-  struct stat info;
-  const char* const name = reinterpret_cast<const char*>(path.c_str());
-  if (path.is_empty() || ::stat(name, &info) != 0) return false;
-  // Asked before it is opened, so that no foreign file costs more than what it is compared with.
-  const auto size = static_cast<std::uint64_t>(info.st_size);
-  return S_ISREG(info.st_mode) && size >= least && size <= most &&
-         tstl::detail::read_file(name, bytes);
+// Reads the file, if it is a regular one of at most `most` bytes.
+bool ReadFile(const Buffer<unsigned char>& path, std::uint64_t most, Buffer<unsigned char>& bytes) {
+  return !path.is_empty() &&
+         tstl::detail::read_file(reinterpret_cast<const char*>(path.c_str()), bytes, most);
 }
 
 // Empty when memory is short, never a part of it: that would be another file's path.
@@ -52,8 +45,8 @@ Buffer<unsigned char> FindRecording(DIR* folder, Bytes folder_path, Bytes ending
     if (!file.is_endwith(ending) || file.len() == ending.len()) continue;
     const Bytes name = file.sub_head_rev(ending.len());
     if (found && !found.is_greater(name)) continue;
-    if (ReadFile(Join(folder_path, file), request.len(), request.len(), bytes) &&
-        bytes.is_equal(request)) {
+    // No foreign file costs more than what it is compared with.
+    if (ReadFile(Join(folder_path, file), request.len(), bytes) && bytes.is_equal(request)) {
       found = name;
     }
   }
@@ -74,7 +67,7 @@ ExchangeFault RecordedTransport::Exchange(CloudEncoding encoding, Bytes request,
   const Buffer<unsigned char> name = FindRecording(folder, folder_, endings.request, request);
   ::closedir(folder);
   if (name.is_empty()) return ExchangeFault::kNoAnswer;
-  return ReadFile(Join(folder_, name, endings.response), 0, kMaxResponse, response)
+  return ReadFile(Join(folder_, name, endings.response), kMaxResponse, response)
              ? ExchangeFault::kNone
              : ExchangeFault::kBadAnswer;
 }

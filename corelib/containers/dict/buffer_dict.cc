@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "corelib/base/bytes.h"
-#include "corelib/containers/chunk.h"
 #include "corelib/containers/dict/image_builder.h"
 #include "corelib/containers/group.h"
 #include "corelib/containers/list_file.h"
@@ -14,7 +13,10 @@
 namespace tstl {
 namespace {
 
-using base::load_le;
+using dict_format::Bucket;
+using dict_format::Header;
+using dict_format::kEmptyBucket;
+using dict_format::RecordHead;
 
 // The four bytes of a record from the key length on, and which of them a key settles: a record ends
 // with a zero unit, but that is not for a look-up to say.
@@ -23,15 +25,16 @@ struct Start {
   std::uint32_t mask;
 };
 
-// What stands for the first record of an empty bucket.
-alignas(2) constexpr unsigned char kNoRecord[8] = {0,    0,    0, 0x80,
-                                                   0xFF, 0xFF, 0, 0};  // the last one
+// What stands for the first record of an empty bucket: the last one, with the longest key.
+alignas(2) constexpr unsigned char kNoRecord[dict_format::kLeastRecord] = {
+    0, 0, 0, dict_format::kLastFlag >> 24, 0xFF, 0xFF};
 
 template <Unit T>
 Start start_of(BufferRef<T> key) {
-  Start start{key.len(), 0xFFFF};
+  constexpr unsigned kLenBits = 8 * sizeof(RecordHead::key_len);
+  Start start{key.len(), dict_format::kGreatestKey};
   for (std::uint32_t i = 0; i < 2 / sizeof(T) && i < key.len(); ++i) {
-    const int shift = static_cast<int>(16 + 8 * i);
+    const unsigned shift = kLenBits + 8 * i;
     start.bytes |= std::uint32_t{key[i]} << shift;
     start.mask |= (sizeof(T) == 1 ? 0xFFu : 0xFFFFu) << shift;
   }
@@ -41,7 +44,7 @@ Start start_of(BufferRef<T> key) {
 // An image that was opened, and its table.
 struct Image {
   const unsigned char* bytes;
-  const unsigned char* table;
+  const Bucket* table;
   std::uint64_t length;
 };
 
@@ -54,18 +57,18 @@ template <Unit T, class Same>
   using Node = BufferDictNode<T>;
   const Start start = start_of(key);
   const std::uint64_t size = Node::node_size(key.len());
-  std::uint64_t offset = base::load_le<std::uint32_t>(image.table + std::uint64_t{bucket} * 4);
+  std::uint64_t offset = image.table[bucket].first.get();
   // An address, for there is no pointer to what may be outside. By arithmetic, since compilers make
   // a branch of a choice.
   const auto bytes = reinterpret_cast<std::uintptr_t>(image.bytes);
   const auto none = reinterpret_cast<std::uintptr_t>(kNoRecord);
-  const auto is_some = std::uintptr_t{0} - static_cast<std::uintptr_t>(offset != 0);
+  const auto is_some = std::uintptr_t{0} - static_cast<std::uintptr_t>(offset != kEmptyBucket);
   std::uintptr_t at = none ^ ((none ^ (bytes + offset)) & is_some);
   if (at % alignof(T) != 0) return nullptr;
-  while (offset + Node::node_size(0) <= image.length) {
+  while (offset + dict_format::kLeastRecord <= image.length) {
     const auto* const node = reinterpret_cast<const Node*>(at);
     if ((base::load_le<std::uint32_t>(node->key_start()) & start.mask) == start.bytes &&
-        offset != 0 && offset + size <= image.length && same(node->str())) {
+        offset != kEmptyBucket && offset + size <= image.length && same(node->str())) {
       return node;
     }
     if (node->is_lastnode()) return nullptr;
@@ -88,34 +91,6 @@ TSTL_SHORT_KEY_TARGET const BufferDictNode<T>* find_short(Image image, std::uint
 }
 #endif
 
-// Four bytes of the image each, taken at most once.
-class Cells {
- public:
-  explicit Cells(std::uint64_t length)
-      : bits_(arena_.alloc_array<std::uint64_t>(length / 256 + 1)) {}
-  explicit operator bool() const { return bits_ != nullptr; }
-
-  bool take(std::uint64_t offset, std::uint64_t size) {
-    for (std::uint64_t cell = offset / 4; cell < (offset + size) / 4; ++cell) {
-      const std::uint64_t bit = std::uint64_t{1} << cell % 64;
-      if ((bits_[cell / 64] & bit) != 0) return false;
-      bits_[cell / 64] |= bit;
-    }
-    return true;
-  }
-
- private:
-  Chunk arena_;
-  std::uint64_t* bits_;
-};
-
-template <Unit T>
-bool ends_with_zeros(const BufferDictNode<T>& node) {
-  const auto* const units = reinterpret_cast<const unsigned char*>(node.str() + node.len());
-  return std::all_of(units, reinterpret_cast<const unsigned char*>(node.next()),
-                     [](unsigned char byte) { return byte == 0; });
-}
-
 }  // namespace
 
 template <Unit T>
@@ -131,7 +106,8 @@ BufferDict<T>& BufferDict<T>::operator=(BufferDict&& other) noexcept {
 
 template <Unit T>
 void BufferDict<T>::close() {
-  header_ = table_ = nullptr;
+  header_ = nullptr;
+  table_ = nullptr;
   bucket_cnt_ = 0;
   image_.reset();
 }
@@ -159,15 +135,16 @@ std::uint32_t BufferDict<T>::open(const BufferHash<T>& table) {
 template <Unit T>
 std::uint32_t BufferDict<T>::itn_open() {
   const std::uint32_t length = image_.len();
-  const unsigned char* const bytes = image_.cstr();
-  if (length < kLeastLength || base::load_le<std::uint32_t>(bytes + 8) != length ||
-      base::load_le<std::uint32_t>(bytes) == 0 || base::load_le<std::uint32_t>(bytes + 4) == 0) {
+  const auto* const header = reinterpret_cast<const Header*>(image_.cstr());
+  if (length < dict_format::kLeastImage || header->length.get() != length ||
+      header->bucket_cnt.get() == 0 || header->key_cnt.get() == 0) {
     close();
     return FAILURE;
   }
-  header_ = bytes;
-  table_ = bytes + kHeaderSize;
-  bucket_cnt_ = std::min((length - kHeaderSize) / 4, header_word(0));
+  const std::uint64_t most = (length - sizeof(Header)) / sizeof(Bucket);
+  header_ = header;
+  table_ = reinterpret_cast<const Bucket*>(header + 1);
+  bucket_cnt_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(most, header->bucket_cnt.get()));
   return 0;
 }
 
@@ -181,10 +158,10 @@ std::uint32_t BufferDict<T>::save(const char* path) const {
 
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) const {
-  if (key.len() > 0xFFFF) return nullptr;
-  const auto* const bytes = reinterpret_cast<const unsigned char*>(key.cstr());
-  return search<T>({header_, table_, image_.len()}, bucket, key, [=](const T* units) {
-    return base::equal_bytes(reinterpret_cast<const unsigned char*>(units), bytes,
+  if (key.len() > dict_format::kGreatestKey) return nullptr;
+  const auto* const wanted = reinterpret_cast<const unsigned char*>(key.cstr());
+  return search<T>({bytes(), table_, image_.len()}, bucket, key, [=](const T* units) {
+    return base::equal_bytes(reinterpret_cast<const unsigned char*>(units), wanted,
                              key.len() * sizeof(T));
   });
 }
@@ -198,7 +175,7 @@ template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_key(View key) const {
 #if defined(TSTL_SHORT_KEYS)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
-    return find_short<T>({header_, table_, image_.len()}, bucket_cnt_, key);
+    return find_short<T>({bytes(), table_, image_.len()}, bucket_cnt_, key);
   }
 #endif
   return find_any(key);
@@ -214,7 +191,7 @@ void BufferDict<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
     std::uint32_t buckets[detail::kGroup];
     for (std::uint32_t i = 0; i < cnt; ++i) {
       buckets[i] = hash_id(keys[start + i]);
-      __builtin_prefetch(table_ + std::uint64_t{buckets[i]} * 4);
+      __builtin_prefetch(table_ + buckets[i]);
     }
     for (std::uint32_t i = 0; i < cnt; ++i) prefetch(first_offset(buckets[i]));
     for (std::uint32_t i = 0; i < cnt; ++i) {
@@ -226,29 +203,6 @@ void BufferDict<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
 template <Unit T>
 bool BufferDict<T>::write_kvfile(const char* path, T separator, bool crlf) const {
   return detail::write_kvfile(*this, path, separator, crlf);
-}
-
-template <Unit T>
-bool BufferDict<T>::check() const {
-  if (is_empty() || bucket_cnt_ != header_word(0)) return false;
-  const std::uint64_t table_end = kHeaderSize + std::uint64_t{bucket_cnt_} * 4;
-  Cells cells(image_.len());
-  if (!cells) return false;
-  const auto is_whole = [&](const Node* node, std::uint32_t bucket) {
-    const std::uint64_t offset = offset_of(node);
-    return offset >= table_end && offset % 4 == 0 && cells.take(offset, node->node_size()) &&
-           ends_with_zeros(*node) && hash_id(node->key()) == bucket;
-  };
-  for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
-    prefetch_ahead(bucket);
-    bool ended = first_offset(bucket) == 0;
-    for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
-      if (!is_whole(node, bucket)) return false;
-      ended = node->is_lastnode();
-    }
-    if (!ended) return false;
-  }
-  return true;
 }
 
 template class BufferDict<unsigned char>;

@@ -1,7 +1,7 @@
 // BufferDict: a dictionary as one contiguous image, which is searched in place: a bucket table and
 // packed records. It is built from a BufferHash, saved to a file, and opened from a file or a
-// buffer of bytes, with nothing to be built. The layout is told, with an example, in
-// docs/formats/dictionary-image.md.
+// buffer of bytes, with nothing to be built. The layout is format.h; docs/formats/dictionary-image.md
+// tells it with an example.
 //
 // A dictionary owns its image and frees it with close(), the next open or its end; records and keys
 // that were found die with it. It is never changed, so that any number of threads may search it.
@@ -13,79 +13,17 @@
 #pragma once
 
 #include <bit>
-#include <cassert>
 #include <concepts>
 #include <cstdint>
-#include <cstring>
-#include <type_traits>
 #include <utility>
 
-#include "corelib/base/bytes.h"
 #include "corelib/base/types.h"
 #include "corelib/containers/buffer_hash.h"
-#include "corelib/containers/crc32.h"
+#include "corelib/containers/dict/format.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 
 namespace tstl {
-
-// A record, little-endian, at a multiple of 4 in whole images:
-//   offset 0, 4 bytes: bit 31: last record of its bucket; bits 0-30: value
-//          4, 2 bytes: key length in units
-//          6:          the key's units, a zero unit, zero bytes up to the next multiple of 4
-template <Unit T>
-class BufferDictNode {
- public:
-  using unit_type = T;
-  static constexpr std::uint32_t kLastFlag = 0x80000000;
-
-  std::uint32_t value() const { return word() & ~kLastFlag; }
-  bool is_lastnode() const { return (word() & kLastFlag) != 0; }
-  std::uint32_t len() const { return base::load_le<std::uint16_t>(len_); }
-  const T* str() const { return reinterpret_cast<const T*>(this + 1); }
-  BufferRef<T> key() const { return BufferRef<T>(str(), len()); }
-
-  // Each keeps the other part of the word. A value is cut to its low 31 bits.
-  void set_value(std::uint32_t value) { set_word((word() & kLastFlag) | (value & ~kLastFlag)); }
-  void set_lastnode(bool last) { set_word(value() | (last ? kLastFlag : 0)); }
-
-  // For whoever writes a record over zero bytes: the length and the units. REQUIRES: the key has at
-  // most 65535 units.
-  void init_key(BufferRef<T> key) {
-    assert(key.len() <= 0xFFFF);
-    base::store_le(len_, static_cast<std::uint16_t>(key.len()));
-    if (key)
-      std::memcpy(reinterpret_cast<unsigned char*>(this + 1), key.cstr(), key.len() * sizeof(T));
-  }
-  // The bytes from the key length on; every record has four of them.
-  const unsigned char* key_start() const { return len_; }
-
-  // Bytes of this record, and of one with a key of `length` units.
-  std::uint64_t node_size() const { return node_size(len()); }
-  static constexpr std::uint64_t node_size(std::uint32_t length) {
-    return (sizeof(BufferDictNode) + (std::uint64_t{length} + 1) * sizeof(T) + 3) / 4 * 4;
-  }
-
-  // The address behind this record; null instead when it is the last of its bucket. Neither looks
-  // whether a record is there: in an image that is not checked, walk with for_each.
-  const BufferDictNode* next() const {
-    return reinterpret_cast<const BufferDictNode*>(reinterpret_cast<const unsigned char*>(this) +
-                                                   node_size());
-  }
-  const BufferDictNode* next_not_last() const { return is_lastnode() ? nullptr : next(); }
-
- private:
-  std::uint32_t word() const { return base::load_le<std::uint32_t>(word_); }
-  void set_word(std::uint32_t word) { base::store_le(word_, word); }
-
-  unsigned char word_[4];
-  unsigned char len_[2];
-};
-static_assert(sizeof(BufferDictNode<unsigned char>) == 6 &&
-              alignof(BufferDictNode<unsigned short>) == 1);
-static_assert(BufferDictNode<unsigned char>::node_size(1) == 8 &&
-              BufferDictNode<unsigned char>::node_size(2) == 12);
-static_assert(std::is_trivial_v<BufferDictNode<unsigned short>>);
 
 template <Unit T>
 class BufferDict {
@@ -131,7 +69,7 @@ class BufferDict {
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }
   // The bucket of a key: its CRC-32 modulo the number of usable buckets. REQUIRES: there are any.
-  std::uint32_t hash_id(View key) const { return crc32(key) % bucket_cnt_; }
+  std::uint32_t hash_id(View key) const { return dict_format::bucket_of(key, bucket_cnt_); }
 
   // The record of the key, or null; and whether there is one.
   const Node* find(View key) const { return bucket_cnt_ == 0 ? nullptr : find_key(key); }
@@ -156,25 +94,18 @@ class BufferDict {
   }
 
  private:
-  static constexpr std::uint32_t kHeaderSize = 16;
-  static constexpr std::uint32_t kLeastLength = 17;
   static constexpr std::uint32_t kAhead = 16;
 
   std::uint32_t itn_open();
-  std::uint32_t header_word(unsigned i) const {
-    return base::load_le<std::uint32_t>(header_ + 4 * i);
-  }
-  // Offset of a bucket's first record, 0 for none.
-  std::uint32_t first_offset(std::uint32_t bucket) const {
-    return base::load_le<std::uint32_t>(table_ + std::uint64_t{bucket} * 4);
-  }
+  const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(header_); }
+  std::uint32_t first_offset(std::uint32_t bucket) const { return table_[bucket].first.get(); }
   // Whether units may lie in a record there; they may then in all that follow it, too.
   bool is_aligned(std::uint64_t offset) const {
-    return reinterpret_cast<std::uintptr_t>(header_ + offset) % alignof(T) == 0;
+    return reinterpret_cast<std::uintptr_t>(bytes() + offset) % alignof(T) == 0;
   }
   // Starts to fetch what lies there, if that is in the image.
   void prefetch(std::uint64_t offset) const {
-    if (offset < image_.len()) __builtin_prefetch(header_ + offset);
+    if (offset < image_.len()) __builtin_prefetch(bytes() + offset);
   }
   // Starts to fetch the first record of a bucket soon after this one.
   void prefetch_ahead(std::uint32_t bucket) const {
@@ -188,7 +119,7 @@ class BufferDict {
   const Node* first_record(std::uint32_t bucket) const;
   const Node* next_record(const Node* node) const;
   std::uint64_t offset_of(const Node* node) const {
-    return static_cast<std::uint64_t>(reinterpret_cast<const unsigned char*>(node) - header_);
+    return static_cast<std::uint64_t>(reinterpret_cast<const unsigned char*>(node) - bytes());
   }
 
   template <class Fn>
@@ -196,8 +127,8 @@ class BufferDict {
   template <class Fn>
   bool for_each_node(Fn&& fn) const;
 
-  const unsigned char* header_ = nullptr;
-  const unsigned char* table_ = nullptr;
+  const dict_format::Header* header_ = nullptr;
+  const dict_format::Bucket* table_ = nullptr;
   std::uint32_t bucket_cnt_ = 0;
   Buffer<unsigned char> image_;
 };
@@ -209,14 +140,14 @@ template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::record_at(std::uint64_t offset) const {
   const std::uint64_t length = image_.len();
   if (offset + sizeof(Node) > length || !is_aligned(offset)) return nullptr;
-  const auto* const node = reinterpret_cast<const Node*>(header_ + offset);
+  const auto* const node = reinterpret_cast<const Node*>(bytes() + offset);
   return offset + node->node_size() <= length ? node : nullptr;
 }
 
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::first_record(std::uint32_t bucket) const {
   const std::uint32_t offset = first_offset(bucket);
-  return offset == 0 ? nullptr : record_at(offset);
+  return offset == dict_format::kEmptyBucket ? nullptr : record_at(offset);
 }
 
 template <Unit T>
@@ -239,7 +170,7 @@ decltype(auto) BufferDict<T>::visit(const Node& node, Fn& fn) {
 template <Unit T>
 template <class Fn>
 bool BufferDict<T>::for_each_node(Fn&& fn) const {
-  std::uint64_t most = image_.len() / Node::node_size(0);
+  std::uint64_t most = image_.len() / dict_format::kLeastRecord;
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
     prefetch_ahead(bucket);
     for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {

@@ -4,15 +4,15 @@
 #include <cstring>
 #include <span>
 
-#include "corelib/base/bytes.h"
 #include "corelib/containers/chunk.h"
-#include "corelib/containers/crc32.h"
-#include "corelib/containers/dict/buffer_dict.h"
+#include "corelib/containers/dict/format.h"
 
 namespace tstl::detail {
 namespace {
 
-constexpr std::uint64_t kHeaderSize = 16;
+using dict_format::Bucket;
+using dict_format::Header;
+
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 
 // Five buckets for three keys: more than half of all buckets are empty then, where a search for
@@ -20,6 +20,10 @@ constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint64_t bucket_cnt_for(std::uint64_t keys) {
   return std::max<std::uint64_t>(1, keys * 5 / 3);
 }
+
+// A key takes a record and, rounded up, two buckets.
+constexpr std::uint64_t kMostKeys =
+    dict_format::kGreatestImage / (dict_format::kLeastRecord + 2 * sizeof(Bucket));
 
 // A node, and its bucket's next one in the order of keys.
 template <Unit T>
@@ -57,6 +61,8 @@ class Builder {
   void write(unsigned char* image) const;
 
  private:
+  std::uint32_t bucket_cnt() const { return static_cast<std::uint32_t>(buckets_.size()); }
+
   Chunk arena_;
   std::span<Entry<T>> entries_;       // in the order of keys, each key once
   std::span<std::uint32_t> buckets_;  // the first entry of each bucket
@@ -68,7 +74,7 @@ template <Unit T>
 bool Builder<T>::sort(const BufferHash<T>& table) {
   std::uint64_t n = 0;
   for_each_node(table, [&n](const auto*) { ++n; });
-  if (n > kGreatestImage / kHeaderSize) return false;
+  if (n > kMostKeys) return false;
   auto* const entries = arena_.alloc_array<Entry<T>>(n + 1);
   if (entries == nullptr) return false;
   auto* end = entries;
@@ -91,7 +97,7 @@ bool Builder<T>::group() {
   if (buckets_.data() == nullptr) return false;
   std::fill(buckets_.begin(), buckets_.end(), kNone);
   for (std::size_t i = entries_.size(); i-- != 0;) {
-    std::uint32_t& first = buckets_[crc32(entries_[i].node->key()) % cnt];
+    std::uint32_t& first = buckets_[dict_format::bucket_of(entries_[i].node->key(), bucket_cnt())];
     entries_[i].next = first;
     first = static_cast<std::uint32_t>(i);
   }
@@ -100,7 +106,7 @@ bool Builder<T>::group() {
 
 template <Unit T>
 std::uint64_t Builder<T>::size() const {
-  std::uint64_t size = kHeaderSize + buckets_.size() * 4;
+  std::uint64_t size = dict_format::records_offset(buckets_.size());
   for (const Entry<T>& entry : entries_) size += BufferDictNode<T>::node_size(entry.node->len());
   return size;
 }
@@ -109,24 +115,26 @@ std::uint64_t Builder<T>::size() const {
 // which are often looked up one after another, are near each other.
 template <Unit T>
 void Builder<T>::write(unsigned char* image) const {
-  std::uint64_t offset = kHeaderSize + buckets_.size() * 4;
+  auto* const header = reinterpret_cast<Header*>(image);
+  auto* const table = reinterpret_cast<Bucket*>(header + 1);
+  std::uint64_t offset = dict_format::records_offset(buckets_.size());
   for (std::size_t i = 0; i < entries_.size(); ++i) {
-    const std::size_t bucket = crc32(entries_[i].node->key()) % buckets_.size();
+    const std::uint32_t bucket = dict_format::bucket_of(entries_[i].node->key(), bucket_cnt());
     if (buckets_[bucket] != i) continue;
-    base::store_le(image + kHeaderSize + bucket * 4, static_cast<std::uint32_t>(offset));
+    table[bucket].first.set(static_cast<std::uint32_t>(offset));
     for (std::uint32_t at = buckets_[bucket]; at != kNone; at = entries_[at].next) {
       const auto* const node = entries_[at].node;
       auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
       record->init_key(node->key());
-      record->set_value(static_cast<std::uint32_t>(node->value() & 0x7FFFFFFF));
+      record->set_value(static_cast<std::uint32_t>(node->value()));
       record->set_lastnode(entries_[at].next == kNone);
       offset += record->node_size();
     }
   }
-  base::store_le(image, static_cast<std::uint32_t>(buckets_.size()));
+  header->bucket_cnt.set(bucket_cnt());
   // The number of keys; but a reader wants it not to be zero.
-  base::store_le(image + 4, std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
-  base::store_le(image + 8, static_cast<std::uint32_t>(offset));
+  header->key_cnt.set(std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
+  header->length.set(static_cast<std::uint32_t>(offset));
 }
 
 }  // namespace

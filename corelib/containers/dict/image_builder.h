@@ -5,17 +5,15 @@
 
 #include "corelib/base/types.h"
 #include "corelib/containers/buffer_hash.h"
+#include "corelib/containers/dict/format.h"
 #include "corelib/text/buffer.h"
 
 namespace tstl::detail {
-
-// The longest image: offsets in it and its length have 32 bits, and a buffer has to hold it.
-inline constexpr std::uint64_t kGreatestImage = Buffer<unsigned char>::kGreatestCapacity;
 
 // Makes `image`, which is empty, the image of a table: see BufferDict::open. False, and `image`
 // empty, when memory is short or the image would be longer than `limit` bytes.
 template <Unit T>
 bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image,
-                      std::uint64_t limit = kGreatestImage);
+                      std::uint64_t limit = dict_format::kGreatestImage);
 
 }  // namespace tstl::detail

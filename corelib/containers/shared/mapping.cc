@@ -10,24 +10,13 @@
 #include <utility>
 
 #include "corelib/base/types.h"
+#include "corelib/io/files/descriptor.h"
 
 namespace tstl {
-namespace {
-
-// Whatever is open as 0 gets another number, or none if there is none left.
-int above_zero(int descriptor) {
-  if (descriptor != 0) return descriptor;
-  const int other = ::fcntl(0, F_DUPFD_CLOEXEC, 1);
-  ::close(0);
-  return other;
-}
-
-}  // namespace
 
 int open_for_mapping(const char* path, bool writable, mode_t mode) noexcept {
-  if (path == nullptr) return -1;
-  return above_zero(writable ? ::open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777)
-                             : ::open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC, mode));
+  return writable ? detail::open_file(path, O_RDWR | O_CREAT, 0777)
+                  : detail::open_file(path, O_RDONLY | O_NONBLOCK, mode);
 }
 
 void* map_file(int descriptor, std::uint64_t length, bool writable) noexcept {
@@ -63,7 +52,7 @@ void unmap(void* data, std::uint64_t length) noexcept {
 }
 
 void close_descriptor(int descriptor) noexcept {
-  if (descriptor > 0) ::close(descriptor);
+  if (descriptor > 0) (void)detail::close_file(descriptor);
 }
 
 }  // namespace tstl

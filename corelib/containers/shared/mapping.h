@@ -1,9 +1,8 @@
 // Mapping a file into memory: the system's calls with the library's results. MappedFile and
 // MappedStore own what these hand out; on their own they own nothing.
 //
-// A descriptor of 0 means "none", as -1 does: the two owners are all zeros when closed. A process
-// without a standard input gets 0 from the system for the first file that it opens, so
-// open_for_mapping() gives it another number.
+// A descriptor of 0 means "none", as -1 does: the two owners are all zeros when closed. No file that
+// open_for_mapping() opens gets that number.
 //
 // A mapping shows the file as it is. When anybody cuts the file, touching a page behind its new end
 // ends the process with SIGBUS, as POSIX has it for mmap(), and so does a write into a hole when the

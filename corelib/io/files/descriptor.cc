@@ -1,5 +1,6 @@
 #include "corelib/io/files/descriptor.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,17 +10,43 @@ namespace tstl::detail {
 namespace {
 
 constexpr std::uint64_t kMost = std::uint64_t{1} << 30;  // some systems refuse 2 GiB
+constexpr int kFirst = STDERR_FILENO + 1;
 
 // Calls until it is not interrupted.
 template <class Call>
-std::int64_t uninterrupted(Call call) {
+auto uninterrupted(Call call) {
   for (;;) {
-    const ssize_t done = call();
+    const auto done = call();
     if (done >= 0 || errno != EINTR) return done;
   }
 }
 
+// Closes a standard stream's descriptor, and returns another one of the file.
+int above_standard_streams(int fd) {
+  if (fd < 0 || fd >= kFirst) return fd;
+  const int other = duplicate_file(fd);
+  const int error = errno;
+  ::close(fd);
+  errno = error;
+  return other;
+}
+
 }  // namespace
+
+int open_file(const char* path, int flags, mode_t mode) noexcept {
+  return open_file_at(AT_FDCWD, path, flags, mode);
+}
+
+int open_file_at(int folder, const char* path, int flags, mode_t mode) noexcept {
+  if (path == nullptr) {
+    errno = EINVAL;
+    return -1;
+  }
+  return above_standard_streams(
+      uninterrupted([=] { return ::openat(folder, path, flags | O_CLOEXEC, mode); }));
+}
+
+int duplicate_file(int fd) noexcept { return ::fcntl(fd, F_DUPFD_CLOEXEC, kFirst); }
 
 int write_all(int fd, const void* from, std::uint64_t n) noexcept {
   for (const char* at = static_cast<const char*>(from); n != 0;) {
@@ -37,5 +64,19 @@ std::int64_t read_some(int fd, void* to, std::uint64_t n) noexcept {
   return uninterrupted(
       [=] { return ::read(fd, to, static_cast<std::size_t>(std::min(n, kMost))); });
 }
+
+std::int64_t read_up_to(int fd, void* to, std::uint64_t n) noexcept {
+  auto* const bytes = static_cast<unsigned char*>(to);
+  std::uint64_t done = 0;
+  while (done < n) {
+    const std::int64_t got = read_some(fd, bytes + done, n - done);
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<std::uint64_t>(got);
+  }
+  return static_cast<std::int64_t>(done);
+}
+
+int close_file(int fd) noexcept { return fd < 0 || ::close(fd) == 0 ? 0 : errno; }
 
 }  // namespace tstl::detail

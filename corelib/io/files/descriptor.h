@@ -1,9 +1,23 @@
-// Reading and writing on a descriptor, with interrupted and partial transfers carried on.
+// File descriptors: opening, reading, writing and closing, with interrupted calls repeated and partial
+// transfers carried on.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <utility>
 
 namespace tstl::detail {
+
+// Opens a file as open() does with these flags; `mode` matters only with O_CREAT. The descriptor is
+// closed by exec and is never 0, 1 or 2: what a process without standard streams prints must not end
+// up in the file. Returns it, or -1 with errno set; EINVAL for a null path.
+[[nodiscard]] int open_file(const char* path, int flags, mode_t mode = 0666) noexcept;
+// The same, with `path` relative to the open directory `folder`.
+[[nodiscard]] int open_file_at(int folder, const char* path, int flags,
+                               mode_t mode = 0666) noexcept;
+// Another descriptor of the same open file, under the same rules.
+[[nodiscard]] int duplicate_file(int fd) noexcept;
 
 // Writes `n` bytes, in one call if they are no more than 1 GiB and the system takes them all. Returns
 // 0, or the errno value of the failure.
@@ -12,5 +26,28 @@ int write_all(int fd, const void* from, std::uint64_t n) noexcept;
 // Reads up to `n` bytes, not necessarily all there are. Returns how many, 0 at the end; or -1 with
 // errno set.
 std::int64_t read_some(int fd, void* to, std::uint64_t n) noexcept;
+
+// Reads `n` bytes, fewer only at the file's end. Returns how many; or -1 with errno set.
+std::int64_t read_up_to(int fd, void* to, std::uint64_t n) noexcept;
+
+// Returns 0, or the errno value of the failure: some file systems tell only here that the disk is
+// full. Never repeated, because the descriptor is gone in any case. Does nothing for -1.
+int close_file(int fd) noexcept;
+
+// Owns a descriptor, or -1 for none.
+class Descriptor {
+ public:
+  explicit Descriptor(int fd) noexcept : fd_(fd) {}
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() { (void)close(); }
+
+  explicit operator bool() const noexcept { return fd_ >= 0; }
+  [[nodiscard]] int fd() const noexcept { return fd_; }
+  int close() noexcept { return close_file(std::exchange(fd_, -1)); }
+
+ private:
+  int fd_;
+};
 
 }  // namespace tstl::detail

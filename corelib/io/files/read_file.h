@@ -1,13 +1,21 @@
-// A file's bytes, read whole.
+// A file's bytes, read whole or up to a limit.
 #pragma once
+
+#include <cstdint>
 
 #include "corelib/text/buffer.h"
 
 namespace tstl::detail {
 
-// Replaces `bytes` by the contents of a regular file. False, and `bytes` empty, when it cannot be
-// opened, is no regular file (a pipe or a device may never end), does not fit into a buffer, or
-// cannot be read. A file that shrinks meanwhile gives what is left of it.
-bool read_file(const char* path, Buffer<unsigned char>& bytes);
+// What becomes of a file that is longer than the limit.
+enum class IfLonger { kRefuse, kCut };
+
+// Replaces `bytes` by the contents of a regular file of at most `limit` bytes; with kCut, by the first
+// `limit` bytes of a longer one. False, and `bytes` empty, when the path is null, or the file cannot be
+// opened or read, is no regular file (a pipe or a device may never end), is too long, or when a buffer
+// cannot hold that much. Never waits, and reads nothing of a file that it refuses. A file that shrinks
+// meanwhile gives what is left of it.
+bool read_file(const char* path, Buffer<unsigned char>& bytes, std::uint64_t limit = UINT64_MAX,
+               IfLonger if_longer = IfLonger::kRefuse);
 
 }  // namespace tstl::detail

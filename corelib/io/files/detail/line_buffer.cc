@@ -1,7 +1,6 @@
 #include "corelib/io/files/detail/line_buffer.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <bit>
@@ -36,8 +35,7 @@ int LineBuffer::open(const char* path, std::size_t size, unsigned unit_size) noe
   assert(unit_size == 1 || unit_size == 2);
   close();
   error_ = 0;
-  if (path == nullptr) return error_ = EINVAL;
-  fd_ = ::open(path, O_RDONLY | O_CLOEXEC);
+  fd_ = open_file(path, O_RDONLY);
   if (fd_ < 0) return error_ = errno;
   unit_size_ = 1;
   if (resize(size)) {
@@ -54,7 +52,7 @@ int LineBuffer::open(const char* path, std::size_t size, unsigned unit_size) noe
 }
 
 void LineBuffer::close() noexcept {
-  if (fd_ >= 0) ::close(fd_);
+  (void)close_file(fd_);
   fd_ = -1;
   std::free(memory_);
   at_ = memory_ = end_ = nullptr;

@@ -25,7 +25,6 @@
 
 #include <cstdint>
 
-#include "corelib/containers/buffer_list.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 
@@ -72,11 +71,16 @@ class DirectoryWalker {
 
  private:
   using Kind = detail::EntryKind;
-  // What stands behind each name of an entry that is still to come.
+  // What follows the name of each entry in a buffer of entries.
   struct Trailer {
     std::uint32_t folder_len;  // of the path up to the name
     std::uint32_t name_len;
     Kind kind;
+  };
+  struct Entry {
+    View name;
+    Trailer trailer;
+    View bytes;  // both
   };
 
   bool lost_path();
@@ -85,11 +89,12 @@ class DirectoryWalker {
   bool read_names();
   bool keep(View name, Kind kind);
   bool push_names();
+  static Entry last_entry(View entries);
   void set_descriptor(int descriptor);
 
   Buffer<unsigned char> path_;
-  Buffer<unsigned char> waiting_;      // names and trailers, the next entry last
-  BufferList<unsigned char> entries_;  // of the directory that is being read: names and kinds
+  Buffer<unsigned char> waiting_;  // the entries still to come, the next one last
+  Buffer<unsigned char> entries_;  // of the directory that is being read, in no order
   View suffix_;
   std::uint32_t folder_len_ = 0;  // of the entry's directory in path_
   int descriptor_ = -1;           // the directory entered last

@@ -1,4 +1,4 @@
-#include "corelib/containers/directory_walker.h"
+#include "corelib/io/files/directory_walker.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <random>
 
+#include "corelib/containers/buffer_list.h"
 #include "tests/corelib/containers/contents.h"
 #include "tests/temp_folder.h"
 

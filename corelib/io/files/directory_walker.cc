@@ -1,30 +1,37 @@
-#include "corelib/containers/directory_walker.h"
+#include "corelib/io/files/directory_walker.h"
 
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string_view>
 #include <utility>
+
+#include "corelib/io/files/descriptor.h"
 
 namespace tstl {
 namespace {
 
 using Kind = detail::EntryKind;
 
-constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+struct Free {
+  void operator()(std::uint32_t* memory) const { std::free(memory); }
+};
+
+constexpr int kFlags = O_RDONLY | O_DIRECTORY;
 
 char* chars(unsigned char* text) { return reinterpret_cast<char*>(text); }
 
 // From a directory, whose descriptor is closed, to one below it. -1 when there is no way.
 int step(int from, const char* path) {
-  const int folder = ::openat(from, path, kFlags);
-  if (from >= 0) ::close(from);
+  const int folder = detail::open_file_at(from, path, kFlags);
+  if (from >= 0) (void)detail::close_file(from);
   return folder;
 }
 
@@ -77,21 +84,18 @@ void DirectoryWalker::close() {
 }
 
 void DirectoryWalker::set_descriptor(int descriptor) {
-  if (descriptor_ >= 0) ::close(descriptor_);
+  (void)detail::close_file(descriptor_);
   descriptor_ = descriptor;
 }
 
 bool DirectoryWalker::next() {
   kind_ = Kind::kFile;
   if (waiting_.is_empty()) return false;
-  Trailer trailer;
-  const std::uint32_t name_end = waiting_.len() - std::uint32_t{sizeof trailer};
-  std::memcpy(&trailer, waiting_.cstr() + name_end, sizeof trailer);
-  const std::uint32_t name = name_end - trailer.name_len;
-  path_.set_len(trailer.folder_len).append_str(View(waiting_.cstr() + name, trailer.name_len));
-  waiting_.set_len(name);
-  folder_len_ = trailer.folder_len;
-  kind_ = trailer.kind;
+  const Entry entry = last_entry(waiting_);
+  path_.set_len(entry.trailer.folder_len).append_str(entry.name);
+  waiting_.set_len(waiting_.len() - entry.bytes.len());
+  folder_len_ = entry.trailer.folder_len;
+  kind_ = entry.trailer.kind;
   return !lost_path();
 }
 
@@ -121,7 +125,7 @@ int DirectoryWalker::open_entry() {
     *name = first;
     descriptor_len_ = folder_len_;
   }
-  return ::openat(descriptor_, chars(name), kFlags | O_NOFOLLOW);
+  return detail::open_file_at(descriptor_, chars(name), kFlags | O_NOFOLLOW);
 }
 
 // Takes over the descriptor of the directory at path_ and makes its entries the next ones.
@@ -137,10 +141,10 @@ bool DirectoryWalker::read_folder(int descriptor) {
 }
 
 bool DirectoryWalker::read_names() {
-  const int copy = ::fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
+  const int copy = detail::duplicate_file(descriptor_);
   DIR* const folder = copy < 0 ? nullptr : ::fdopendir(copy);
   if (folder == nullptr) {
-    if (copy >= 0) ::close(copy);
+    (void)detail::close_file(copy);
     return false;
   }
   bool kept = true;
@@ -158,20 +162,43 @@ bool DirectoryWalker::read_names() {
 bool DirectoryWalker::keep(View name, Kind kind) {
   if (name == View(".") || name == View("..")) return true;
   if (kind == Kind::kFile && !name.is_endwith(suffix_)) return true;
-  return entries_.emplace_back(name, static_cast<std::uint64_t>(kind)) != nullptr;
+  const Trailer trailer{descriptor_len_, name.len(), kind};
+  const View bytes(reinterpret_cast<const unsigned char*>(&trailer), sizeof trailer);
+  if (!entries_.recapacity(std::uint64_t{entries_.len()} + name.len() + bytes.len())) return false;
+  entries_.append_str(name).append_str(bytes);
+  return true;
 }
 
-// The last name first, since what was pushed last is next.
+// REQUIRES: there is one.
+DirectoryWalker::Entry DirectoryWalker::last_entry(View entries) {
+  Entry entry;
+  const std::uint32_t name_end = entries.len() - std::uint32_t{sizeof entry.trailer};
+  std::memcpy(&entry.trailer, entries.cstr() + name_end, sizeof entry.trailer);
+  const std::uint32_t start = name_end - entry.trailer.name_len;
+  entry.name = View(entries.cstr() + start, entry.trailer.name_len);
+  entry.bytes = View(entries.cstr() + start, entries.len() - start);
+  return entry;
+}
+
+// Sorts the entries that were read by name, the last name first, since what was pushed last is next.
 bool DirectoryWalker::push_names() {
-  const auto greater = [](const auto* a, const auto* b) { return b->key() < a->key(); };
-  std::sort(entries_.begin(), entries_.end(), greater);
-  std::uint64_t need = waiting_.len();
-  for (const auto* const entry : entries_) need += entry->len() + sizeof(Trailer);
-  if (!waiting_.recapacity(need)) return false;
-  for (const auto* const entry : entries_) {
-    const Trailer trailer{descriptor_len_, entry->len(), static_cast<Kind>(entry->value())};
-    waiting_.append_str(entry->key());
-    waiting_.append_str(View(reinterpret_cast<const unsigned char*>(&trailer), sizeof trailer));
+  const std::uint32_t length = entries_.len();
+  if (length == 0) return true;
+  if (!waiting_.recapacity(std::uint64_t{waiting_.len()} + length)) return false;
+  // Where each entry ends. None is shorter than its trailer, so there is memory for them all.
+  const std::size_t most = length / sizeof(Trailer);
+  const std::unique_ptr<std::uint32_t[], Free> ends(
+      static_cast<std::uint32_t*>(std::malloc(most * sizeof(std::uint32_t))));
+  if (ends == nullptr) return false;
+  std::uint32_t* past = ends.get();
+  const auto entry_to = [this](std::uint32_t end) {
+    return last_entry(View(entries_.cstr(), end));
+  };
+  for (std::uint32_t end = length; end != 0; end -= entry_to(end).bytes.len()) *past++ = end;
+  std::sort(ends.get(), past,
+            [&](std::uint32_t a, std::uint32_t b) { return entry_to(b).name < entry_to(a).name; });
+  for (const std::uint32_t* end = ends.get(); end != past; ++end) {
+    waiting_.append_str(entry_to(*end).bytes);
   }
   return true;
 }
