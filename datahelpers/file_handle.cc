@@ -34,6 +34,7 @@ class Descriptor final : public FileHandle {
 class PosixFiles final : public FileOpener {
  public:
   std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
+    errno = EINVAL;
     if (path.find('\0') != std::string::npos) return nullptr;  // would name another file
     // Without O_NONBLOCK a named pipe would hold up the open until somebody writes to it.
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
@@ -41,8 +42,10 @@ class PosixFiles final : public FileOpener {
     auto file = AdoptDescriptor(descriptor);
     // Asked of what was opened, not of the path, which may have come to name something else.
     struct stat status;
-    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
-    return file;
+    if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return file;
+    file.reset();
+    errno = 0;
+    return nullptr;
   }
 };
 

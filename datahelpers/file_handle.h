@@ -39,7 +39,8 @@ class FileOpener {
 // REQUIRES: descriptor >= 0.
 [[nodiscard]] std::unique_ptr<FileHandle> AdoptDescriptor(int descriptor);
 
-// The files of the running system. Lives as long as the program.
+// The files of the running system; relative paths will do, too. Lives as long as the program. When it
+// opens none, errno tells why, or is 0 for what is no regular file.
 [[nodiscard]] FileOpener& SystemFiles();
 
 inline constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();

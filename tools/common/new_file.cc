@@ -4,24 +4,16 @@
 #include <unistd.h>
 
 #include <cassert>
-#include <cstdio>
-#include <random>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include "datahelpers/replace_file.h"
 #include "tools/common/failure.h"
 
 namespace zenta {
-namespace {
 
 namespace fs = std::filesystem;
-
-fs::path FolderOf(const fs::path& path) {
-  return path.has_parent_path() ? path.parent_path() : ".";
-}
-
-}  // namespace
 
 // If this throws, the destructor does not run: a file that was there before is not removed.
 NewFile::NewFile(fs::path path, mode_t mode) : path_(std::move(path)) {
@@ -34,10 +26,7 @@ NewFile NewFile::Beside(const fs::path& target, mode_t mode) {
   if (fs::exists(target, none) && !fs::is_regular_file(target, none)) {
     throw Failure(target.string() + " is not a regular file, not replaced");
   }
-  std::random_device random;
-  const std::string name =
-      "." + target.filename().string() + "." + std::to_string(random()) + ".tmp";
-  return NewFile(FolderOf(target) / name, mode);
+  return NewFile(FreshNameBeside(target), mode);
 }
 
 NewFile::NewFile(NewFile&& other) noexcept
@@ -50,12 +39,8 @@ NewFile::~NewFile() {
 
 void NewFile::Write(std::string_view bytes) {
   assert(descriptor_ >= 0);
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor_, bytes.data(), bytes.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw SystemFailure("cannot write " + path_.string());
-    bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
+  const int error = WriteBytes(descriptor_, bytes);
+  if (error != 0) throw SystemFailure("cannot write " + path_.string(), error);
 }
 
 void NewFile::Sync() {
@@ -64,12 +49,11 @@ void NewFile::Sync() {
 
 void NewFile::ReplaceAs(const fs::path& target) {
   assert(!path_.empty());
-  Sync();
-  if (rename(path_.c_str(), target.c_str()) != 0) {
-    throw SystemFailure("cannot put the new file in the place of " + target.string());
+  const int error = MoveInto(target, path_, descriptor_);
+  if (error != 0) {
+    throw SystemFailure("cannot put the new file in the place of " + target.string(), error);
   }
   path_.clear();
-  SyncFolder(FolderOf(target));
 }
 
 void RefuseInputs(const fs::path& out, std::initializer_list<fs::path> inputs) {
@@ -79,14 +63,6 @@ void RefuseInputs(const fs::path& out, std::initializer_list<fs::path> inputs) {
       throw Failure(out.string() + " is an input, not replaced");
     }
   }
-}
-
-// A folder that cannot be opened or synced is no reason to give up a file that is whole.
-void SyncFolder(const fs::path& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
 }
 
 }  // namespace zenta

@@ -51,7 +51,4 @@ class NewFile {
 void RefuseInputs(const std::filesystem::path& out,
                   std::initializer_list<std::filesystem::path> inputs);
 
-// Makes the names in a folder durable. Best effort: some file systems cannot.
-void SyncFolder(const std::filesystem::path& folder);
-
 }  // namespace zenta

@@ -1,22 +1,16 @@
 #include "tools/common/read_file.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
+#include <cerrno>
 
 #include "tools/common/failure.h"
 
 namespace zenta {
 
 std::unique_ptr<FileHandle> OpenFile(const std::filesystem::path& path) {
-  // Without O_NONBLOCK a named pipe would wait here for somebody to write to it.
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (descriptor < 0) throw SystemFailure("cannot read " + path.string());
-  auto file = AdoptDescriptor(descriptor);
-  struct stat status;
-  if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-    throw Failure("cannot read " + path.string() + ": not a regular file");
-  }
-  return file;
+  auto file = SystemFiles().OpenForReading(path.string());
+  if (file != nullptr) return file;
+  if (errno != 0) throw SystemFailure("cannot read " + path.string());
+  throw Failure("cannot read " + path.string() + ": not a regular file");
 }
 
 std::string ReadWholeFile(const std::filesystem::path& path, std::size_t limit) {

@@ -10,6 +10,7 @@
 #include <utility>
 #include <variant>
 
+#include "datahelpers/replace_file.h"
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
 #include "tools/common/read_file.h"

@@ -1,18 +1,15 @@
 #include "installer/platform/host/plist_file.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cassert>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 #include <utility>
 
 #include "datahelpers/file_handle.h"
+#include "datahelpers/replace_file.h"
 #include "installer/platform/host/binary_plist.h"
 
 namespace zenta {
@@ -29,41 +26,6 @@ struct XmlFree {
 
 [[noreturn]] void Throw(const std::string& path, int error = errno) {
   throw std::system_error(error, std::generic_category(), path);
-}
-
-void WriteAll(int descriptor, std::string_view bytes, const std::string& path) {
-  while (!bytes.empty()) {
-    const ssize_t written = write(descriptor, bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) Throw(path);
-    if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-// Best effort: not every file system can, and the name has changed already.
-void SyncFolder(const fs::path& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (descriptor < 0) return;
-  fsync(descriptor);
-  close(descriptor);
-}
-
-// Writes a file beside `path` and gives it that name once it is on disk. Preferences are the user's
-// own: mkostemp makes the file readable to nobody else.
-void ReplaceFile(const std::string& path, std::string_view bytes) {
-  std::string fresh = path + ".XXXXXX";
-  const int descriptor = mkostemp(fresh.data(), O_CLOEXEC);
-  if (descriptor < 0) Throw(fresh);
-  try {
-    WriteAll(descriptor, bytes, fresh);
-    if (fsync(descriptor) != 0) Throw(fresh);
-    if (rename(fresh.c_str(), path.c_str()) != 0) Throw(path);
-  } catch (...) {
-    close(descriptor);
-    unlink(fresh.c_str());
-    throw;
-  }
-  close(descriptor);
-  SyncFolder(fs::path(path).parent_path());
 }
 
 }  // namespace
@@ -121,7 +83,8 @@ void PlistFile::Save() {
     Throw(path_);
   }
   found_ = Found::kDictionary;
-  ReplaceFile(path_, {text, length});
+  // Preferences are the user's own: the file is readable to nobody else.
+  if (const int error = ReplaceContents(path_, {text, length}, 0600)) Throw(path_, error);
 }
 
 }  // namespace zenta
