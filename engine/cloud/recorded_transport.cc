@@ -7,7 +7,7 @@
 
 #include "corelib/io/files/read_file.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
 using tstl::Buffer;
@@ -79,4 +79,4 @@ ExchangeFault RecordedTransport::Exchange(CloudEncoding encoding, Bytes request,
              : ExchangeFault::kBadAnswer;
 }
 
-}  // namespace zenta
+}  // namespace zenta::cloud

@@ -12,7 +12,7 @@
 #include "corelib/base/types.h"
 #include "corelib/io/files/descriptor.h"
 
-namespace zenta {
+namespace zenta::data {
 namespace {
 
 using tstl::FAILURE;
@@ -117,4 +117,4 @@ std::uint32_t ReplaceFile(const char* new_path, const char* target_path) {
   return FileExists(target_path) ? 0 : FAILURE;
 }
 
-}  // namespace zenta
+}  // namespace zenta::data

@@ -12,7 +12,7 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::tools {
 namespace {
 
 namespace fs = std::filesystem;
@@ -89,4 +89,4 @@ void SyncFolder(const fs::path& folder) {
   close(descriptor);
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -12,7 +12,7 @@
 #include <initializer_list>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::tools {
 
 class NewFile {
  public:
@@ -54,4 +54,4 @@ void RefuseInputs(const std::filesystem::path& out,
 // Makes the names in a folder durable. Best effort: some file systems cannot.
 void SyncFolder(const std::filesystem::path& folder);
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -5,7 +5,13 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::tools {
+
+using signing::AdoptDescriptor;
+using signing::Data;
+using signing::FileHandle;
+using signing::ReadAll;
+using signing::TextOf;
 
 std::unique_ptr<FileHandle> OpenFile(const std::filesystem::path& path) {
   // Without O_NONBLOCK a named pipe would wait here for somebody to write to it.
@@ -28,4 +34,4 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t limit) 
   return TextOf(*bytes);
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

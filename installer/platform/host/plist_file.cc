@@ -15,10 +15,14 @@
 #include "datahelpers/file_handle.h"
 #include "installer/platform/host/binary_plist.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::Bytes;
+using signing::Data;
+using signing::ReadAll;
+using signing::SystemFiles;
 
 struct TextFree {
   void operator()(char* text) const { std::free(text); }
@@ -124,4 +128,4 @@ void PlistFile::Save() {
   ReplaceFile(path_, {text, length});
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer
