@@ -5,7 +5,7 @@
 #include <cassert>
 #include <cstddef>
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 // What a byte outside the alphabet maps to; '@', one past the last position.
@@ -85,4 +85,4 @@ Data AlphabetCodec::Decode(ByteView text) const {
   return bytes;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -16,7 +16,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 class AlphabetCodec {
  public:
@@ -37,4 +37,4 @@ class AlphabetCodec {
   std::uint32_t value_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::signing

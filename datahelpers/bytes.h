@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zenta {
+namespace zenta::signing {
 
 using Bytes = std::vector<std::uint8_t>;
 using ByteView = std::span<const std::uint8_t>;
@@ -31,4 +31,4 @@ inline ByteView BytesOf(std::string_view text) {
 // The text that these bytes are; whether they are UTF-8 is not looked at.
 inline std::string TextOf(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
 
-}  // namespace zenta
+}  // namespace zenta::signing

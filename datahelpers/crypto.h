@@ -10,7 +10,7 @@
 #include "datahelpers/bytes.h"
 #include "datahelpers/signing_config.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 using Md5Digest = std::array<std::uint8_t, 16>;
 
@@ -53,4 +53,4 @@ class RsaPublicKey {
   std::unique_ptr<Key> key_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::signing

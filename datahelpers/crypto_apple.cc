@@ -15,7 +15,7 @@
 // be told here; the digest file's format has settled on it.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 struct CfRelease {
@@ -118,4 +118,4 @@ std::optional<SignatureBlock> RsaPublicKey::Raise(const SignatureBlock& block) c
   return result;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -13,7 +13,7 @@
 #include "datahelpers/crypto.h"
 #include "datahelpers/openssl_owned.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 // Throws if a call of OpenSSL has failed.
@@ -86,4 +86,4 @@ std::optional<SignatureBlock> RsaPublicKey::Raise(const SignatureBlock& block) c
   return raised;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -8,7 +8,7 @@
 #include <cassert>
 #include <cerrno>
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 class Descriptor final : public FileHandle {
@@ -72,4 +72,4 @@ Data ReadAll(FileHandle& file, std::size_t limit) {
   }
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -15,7 +15,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // An open file, read once from front to back. Closed by its destructor.
 class FileHandle {
@@ -49,4 +49,4 @@ inline constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 // error. Never holds more than a small multiple of what the file really has, nor of `limit`.
 [[nodiscard]] Data ReadAll(FileHandle& file, std::size_t limit = kNoLimit);
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -5,7 +5,7 @@
 
 #include "datahelpers/hex.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 // Takes `word` (lower case) off the front of `text`, in whatever case it stands there.
@@ -45,4 +45,4 @@ Text PathOfFileUrl(std::string_view url) {
   return PercentDecoded(url.substr(0, url.find_first_of("?#")));
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -5,7 +5,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // The path of `file:///path`, `file://localhost/path` or `file:/path`, percent escapes decoded,
 // query and fragment left out. nil for every other URL and for an escape that is not two
@@ -13,4 +13,4 @@ namespace zenta {
 // it.
 [[nodiscard]] Text PathOfFileUrl(std::string_view url);
 
-}  // namespace zenta
+}  // namespace zenta::signing

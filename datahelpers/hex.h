@@ -6,7 +6,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 inline constexpr std::string_view kLowerHexDigits = "0123456789abcdef";
 inline constexpr std::string_view kUpperHexDigits = "0123456789ABCDEF";
@@ -29,4 +29,4 @@ inline constexpr std::string_view kUpperHexDigits = "0123456789ABCDEF";
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

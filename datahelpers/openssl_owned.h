@@ -5,7 +5,7 @@
 
 #include <memory>
 
-namespace zenta {
+namespace zenta::signing {
 
 template <auto Free>
 struct OpensslFree {
@@ -18,4 +18,4 @@ struct OpensslFree {
 template <class Object, auto Free>
 using Owned = std::unique_ptr<Object, OpensslFree<Free>>;
 
-}  // namespace zenta
+}  // namespace zenta::signing

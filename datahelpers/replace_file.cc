@@ -8,7 +8,7 @@
 #include <random>
 #include <string>
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 namespace fs = std::filesystem;
@@ -59,4 +59,4 @@ void SyncFolder(const fs::path& folder) {
   close(descriptor);
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

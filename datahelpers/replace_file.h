@@ -10,7 +10,7 @@
 #include <filesystem>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::signing {
 
 // A hidden name that is most likely unused, in the folder of `target`.
 [[nodiscard]] std::filesystem::path FreshNameBeside(const std::filesystem::path& target);
@@ -32,4 +32,4 @@ namespace zenta {
 // Makes the names in a folder durable. Best effort: some file systems cannot.
 void SyncFolder(const std::filesystem::path& folder);
 
-}  // namespace zenta
+}  // namespace zenta::signing

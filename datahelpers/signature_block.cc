@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 constexpr std::uint8_t kFill = 0xFF;
@@ -41,4 +41,4 @@ Data OpenSignatureBlock(ByteView signed_bytes, const RsaPublicKey& key) {
   return padded ? PayloadOf(*padded) : std::nullopt;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -19,7 +19,7 @@
 #include "datahelpers/crypto.h"
 #include "datahelpers/signing_config.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 inline constexpr std::size_t kMaxPayloadBytes = kSignatureBytes - 11;
 
@@ -35,4 +35,4 @@ inline constexpr std::size_t kMaxPayloadBytes = kSignatureBytes - 11;
 // itself.
 [[nodiscard]] Data OpenSignatureBlock(ByteView signed_bytes, const RsaPublicKey& key);
 
-}  // namespace zenta
+}  // namespace zenta::signing

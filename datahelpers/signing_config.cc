@@ -9,11 +9,10 @@
 #include "datahelpers/hex.h"
 #include "datahelpers/signing_config_values.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 // A configuration that cannot work does not build.
-namespace built_in = signing_values;
 static_assert(sizeof built_in::kModulus == kSignatureBytes && sizeof built_in::kAlphabet == 64 + 1);
 static_assert(built_in::kModulus[0] >= 0x80, "the modulus needs all of its 1,024 bits");
 static_assert(built_in::kModulus[kSignatureBytes - 1] % 2 == 1, "an RSA modulus is odd");
@@ -157,4 +156,4 @@ std::string FormatSigningConfig(const SigningConfig& config) {
          "\ndevelopment = " + (config.development ? "yes" : "no") + "\n";
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -20,7 +20,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // Bytes of the modulus, and so of every signature block.
 inline constexpr std::size_t kSignatureBytes = 128;
@@ -49,4 +49,4 @@ struct SigningConfig {
 // The text of a file that reads back as `config`; the comment in front is the caller's.
 [[nodiscard]] std::string FormatSigningConfig(const SigningConfig& config);
 
-}  // namespace zenta
+}  // namespace zenta::signing

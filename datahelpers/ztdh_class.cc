@@ -15,6 +15,29 @@
 namespace zenta {
 namespace {
 
+using signing::AlphabetCodec;
+using signing::BuiltInSigningConfig;
+using signing::Bytes;
+using signing::BytesOf;
+using signing::ByteView;
+using signing::Data;
+using signing::DataArg;
+using signing::FileHandle;
+using signing::FileOpener;
+using signing::FileReadError;
+using signing::HexOf;
+using signing::kUpperHexDigits;
+using signing::Md5;
+using signing::Md5Digest;
+using signing::Md5Of;
+using signing::OpenSignatureBlock;
+using signing::PathOfFileUrl;
+using signing::ReadAll;
+using signing::RsaPublicKey;
+using signing::SystemFiles;
+using signing::Text;
+using signing::TextArg;
+
 constexpr std::size_t kChunkBytes = 4096;  // what one read asks for, whatever the file's size
 constexpr std::size_t kDigestBytes = std::tuple_size_v<Md5Digest>;
 constexpr std::size_t kLongBytes = 64;

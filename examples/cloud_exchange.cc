@@ -1,5 +1,5 @@
 // Asks the cloud service for candidates and prints them. The service is a folder of recorded
-// exchanges here; a program of yours brings its own zenta::Transport.
+// exchanges here; a program of yours brings its own zenta::cloud::Transport.
 //
 //   cloud_exchange        in the binary form
 //   cloud_exchange json   in JSON
@@ -23,11 +23,11 @@ int Fail(const char* step, const char* reason) {
 int main(int argc, char** argv) {
   const bool json = argc > 1 && std::string_view(argv[1]) == "json";
 
-  zenta::CloudRequest request;
+  zenta::cloud::CloudRequest request;
   request.req.req_type = 1;
   request.req.word_num = 5;
   request.ipt.input = "nihao";
-  zenta::SugLog picked;
+  zenta::cloud::SugLog picked;
   picked.sug_word = u"你好";
   picked.input_inline = u"nihao";
   request.attach.suglogs = {&picked, 1};
@@ -37,14 +37,16 @@ int main(int argc, char** argv) {
     return Fail("the request", "no memory");
   }
 
-  zenta::RecordedTransport service(ZENTA_RECORDINGS);
-  const auto encoding = json ? zenta::CloudEncoding::kJson : zenta::CloudEncoding::kBinary;
+  zenta::cloud::RecordedTransport service(ZENTA_RECORDINGS);
+  const auto encoding =
+      json ? zenta::cloud::CloudEncoding::kJson : zenta::cloud::CloudEncoding::kBinary;
   tstl::Buffer<unsigned char> answer;
-  const zenta::ExchangeFault fault = service.Exchange(encoding, message, answer);
-  if (fault != zenta::ExchangeFault::kNone) return Fail("the exchange", ExchangeFaultText(fault));
+  const zenta::cloud::ExchangeFault fault = service.Exchange(encoding, message, answer);
+  if (fault != zenta::cloud::ExchangeFault::kNone)
+    return Fail("the exchange", ExchangeFaultText(fault));
 
   tstl::Chunk arena;  // everything that the response points to
-  zenta::CloudResponse response;
+  zenta::cloud::CloudResponse response;
   if (json) {
     const auto read = read_json(response, answer, arena);
     if (!read) return Fail("the response", read.text());
@@ -52,7 +54,7 @@ int main(int argc, char** argv) {
     const auto read = read_binary(response, answer, arena);
     if (!read) return Fail("the response", read.text());
   }
-  for (const zenta::CandItem& candidate : response.cand_list) {
+  for (const zenta::cloud::CandItem& candidate : response.cand_list) {
     const tstl::Buffer<unsigned char> text(candidate.unis);  // as UTF-8
     std::printf("%u\t%s\n", candidate.freq, reinterpret_cast<const char*>(text.c_str()));
   }

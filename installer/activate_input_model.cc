@@ -7,6 +7,13 @@
 namespace zenta {
 namespace {
 
+using installer::Attempt;
+using installer::AttemptOr;
+using installer::InputSource;
+using installer::InputSources;
+using installer::InputSourceStatus;
+using installer::kBadParameter;
+
 constexpr char kBundlePath[] = "/Library/Input Methods/ZentaIM.app";
 constexpr std::string_view kSourceId = "com.zenta.inputmethod.ZentaIM";
 constexpr std::string_view kModeId = "com.zenta.inputmethod.pinyin";

@@ -4,7 +4,7 @@
 #include <type_traits>
 #include <utility>
 
-namespace zenta {
+namespace zenta::installer {
 
 // The call's result, or `otherwise` if it throws: to the updater a platform call that throws is one
 // that failed, and a step that was begun is always followed by those that belong to it.
@@ -26,4 +26,4 @@ void Attempt(Call call) noexcept {
   }
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -5,6 +5,7 @@
 #include "installer/update.h"
 
 int main() {
-  zenta::Attempt([] { zenta::WithSystemPlatform(zenta::RunUpdate); });
+  zenta::installer::Attempt(
+      [] { zenta::installer::WithSystemPlatform(zenta::installer::RunUpdate); });
   return 0;
 }

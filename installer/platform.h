@@ -16,7 +16,7 @@
 
 #include "datahelpers/file_handle.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // System-wide notifications: a name that any process can wait for, without object or user info.
 class Notifications {
@@ -59,7 +59,7 @@ class UserDefaults {
 };
 
 // Files under absolute paths. FileOpener::OpenForReading is the reading part.
-class Files : public FileOpener {
+class Files : public signing::FileOpener {
  public:
   // The path in the platform's standard form, still as the platform's programs know it: it is what
   // the other calls and the installer program are given.
@@ -127,4 +127,4 @@ struct Platform {
 // May throw when the platform cannot be made; `body` has not run then.
 void WithSystemPlatform(void (*body)(Platform&) noexcept);
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -4,8 +4,10 @@
 
 #include "installer/attempt.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Text;
 
 constexpr char kPasswordRequired[] = "The administrator password is required to do this.";
 
@@ -38,4 +40,4 @@ bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
   return true;
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

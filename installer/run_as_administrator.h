@@ -8,7 +8,7 @@
 #include "datahelpers/bytes.h"
 #include "installer/platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // Runs `path` with `arguments` and says whether that succeeded. `output`, if given, receives what
 // the script gives back (the program's standard output as the script language tells it; nil if it
@@ -18,6 +18,7 @@ namespace zenta {
 // blanks without any, and nothing is escaped. They must not come from outside.
 [[nodiscard]] bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
                                       std::span<const std::string> arguments,
-                                      Text* output = nullptr, Text* error = nullptr);
+                                      signing::Text* output = nullptr,
+                                      signing::Text* error = nullptr);
 
-}  // namespace zenta
+}  // namespace zenta::installer

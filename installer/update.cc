@@ -10,8 +10,14 @@
 #include "installer/attempt.h"
 #include "installer/run_as_administrator.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Data;
+using signing::kSignatureBytes;
+using signing::ReadAll;
+using signing::Text;
+using signing::TextOf;
 
 constexpr char kPackagePath[] = "/Library/Caches/update.pkg";
 constexpr char kDigestPath[] = "/Library/Caches/inputPkg.txt";
@@ -82,4 +88,4 @@ void RunUpdate(Platform& platform) noexcept {
   });
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -3,7 +3,7 @@
 
 #include "installer/platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // Announces the run; if a downloaded package and its signed digest are there and agree, installs
 // the package with administrator rights, brings the input source up or counts the failure, and
@@ -12,4 +12,4 @@ namespace zenta {
 // found to be signed nothing is changed, so whatever goes wrong until then is a quiet stop.
 void RunUpdate(Platform& platform) noexcept;
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -25,13 +25,12 @@ namespace {
 using tstl::Chunk;
 using tstl::JsonWrite;
 using tstl::ProtoWrite;
-using zenta::Bytes;
-using zenta::CloudRequest;
-using zenta::CloudResponse;
 using zenta::bench::AllocationsOf;
 using zenta::bench::Contestant;
 using zenta::bench::Messages;
 using zenta::bench::Race;
+using zenta::cloud::CloudRequest;
+using zenta::cloud::CloudResponse;
 
 const Messages& TheMessages() {
   static const Messages messages;
@@ -41,12 +40,12 @@ const Messages& TheMessages() {
 // A record, and the message of protobuf that is the same.
 struct Request {
   using Record = CloudRequest;
-  using Peer = zenta::cloud::CloudRequest;
+  using Peer = zenta::cloud::proto::CloudRequest;
   static const Record& Typical() { return TheMessages().request; }
 };
 struct Response {
   using Record = CloudResponse;
-  using Peer = zenta::cloud::CloudResponse;
+  using Peer = zenta::cloud::proto::CloudResponse;
   static const Record& Typical() { return TheMessages().response; }
 };
 

@@ -15,6 +15,23 @@
 
 namespace zenta::bench {
 
+using cloud::AttachInfo;
+using cloud::AttachItem;
+using cloud::CandItem;
+using cloud::CloudRequest;
+using cloud::CloudResponse;
+using cloud::LianItem;
+using cloud::PkgVersion;
+using cloud::ServItem;
+using cloud::SkinReport;
+using cloud::SugAction;
+using cloud::SugCard;
+using cloud::SugLog;
+using cloud::VerRange;
+using records::Bytes;
+using records::List;
+using records::Text16;
+
 inline constexpr std::array<const char16_t*, 20> kWords = {
     u"附近的美食推荐", u"今天天气怎么样", u"明天上午十点开会", u"北京", u"上海迪士尼乐园门票",
     u"生日快乐",       u"一路顺风",       u"好的，马上就到",   u"我们", u"在路上了",

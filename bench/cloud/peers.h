@@ -21,6 +21,12 @@
 
 namespace zenta::bench {
 
+using records::Bytes;
+using records::kFields;
+using records::List;
+using records::RawUnits;
+using records::Text16;
+
 template <class T>
 inline constexpr bool kIsList = false;
 template <class T>

@@ -26,10 +26,13 @@
 #include "datahelpers/ztdh_class.h"
 #include "tests/datahelpers/signing_key.h"
 
-namespace zenta {
+namespace zenta::bench {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::BuiltInSigningConfig;
+using signing::SignDigest;
+using signing::TestSigner;
 
 constexpr double kLimitMib = 24;
 
@@ -157,7 +160,7 @@ void BM_DigestOfPackage(benchmark::State& state) {
 BENCHMARK(BM_DigestOfPackage)->Iterations(4)->Repetitions(1)->Unit(benchmark::kMillisecond);
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::bench
 
 int main(int argc, char** argv) {
   constexpr std::string_view kFlag = "--package_mib=";
@@ -170,7 +173,7 @@ int main(int argc, char** argv) {
       argv[kept++] = argv[i];
     }
   }
-  zenta::package_bytes = mib << 20;
+  zenta::bench::package_bytes = mib << 20;
   benchmark::Initialize(&kept, argv);
   benchmark::RunSpecifiedBenchmarks();
 }

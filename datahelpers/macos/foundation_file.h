@@ -5,7 +5,7 @@
 
 #include "datahelpers/file_handle.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // Keeps the handle for its own life and reads on from where the handle stands. Whether the file is
 // closed when this goes depends on whether somebody else keeps the handle too.
@@ -24,4 +24,4 @@ class FoundationFile final : public FileHandle {
   NSFileHandle* const handle_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::signing

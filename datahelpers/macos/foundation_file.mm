@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
-namespace zenta {
+namespace zenta::signing {
 
 FoundationFile::FoundationFile(NSFileHandle* handle) : handle_([handle retain]) {
   assert(handle != nil);
@@ -24,4 +24,4 @@ std::optional<std::size_t> FoundationFile::Read(std::span<std::uint8_t> into) {
   return count;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

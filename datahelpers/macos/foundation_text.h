@@ -7,7 +7,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // nullopt also for a text that UTF-8 cannot say (half of a surrogate pair).
 [[nodiscard]] Text TextOfString(NSString* string);
@@ -20,4 +20,4 @@ namespace zenta {
 
 [[nodiscard]] NSData* ObjectOfBytes(DataArg bytes);
 
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -1,6 +1,6 @@
 #include "datahelpers/macos/foundation_text.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 Text TextOfString(NSString* string) {
   // As data and not as a C string, which a zero character would cut short.
@@ -26,4 +26,4 @@ NSData* ObjectOfBytes(DataArg bytes) {
   return [NSData dataWithBytes:bytes->data() length:bytes->size()];
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

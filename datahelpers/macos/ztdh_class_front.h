@@ -9,7 +9,8 @@
 @interface ZTDHClass : NSObject
 
 // 16 bytes. A file that cannot be read to its end is not caught, on purpose, and ends a caller: the
-// handle's exception passes from the first, a C++ zenta::FileReadError from the next three.
+// handle's exception passes from the first, a C++ zenta::signing::FileReadError from the next
+// three.
 + (NSData*)MD5DataWithFileHandle:(NSFileHandle*)handle;
 + (NSData*)ZTDHMethod004:(NSString*)path;
 + (NSData*)ZTDHMethod005:(NSURL*)url;

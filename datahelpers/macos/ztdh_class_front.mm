@@ -5,16 +5,16 @@
 #include "datahelpers/ztdh_class.h"
 
 using Helpers = zenta::ZTDHClass;
-using zenta::BytesOfObject;
-using zenta::ObjectOfBytes;
-using zenta::StringOfText;
-using zenta::TextOfString;
+using zenta::signing::BytesOfObject;
+using zenta::signing::ObjectOfBytes;
+using zenta::signing::StringOfText;
+using zenta::signing::TextOfString;
 
 @implementation ZTDHClass
 
 + (NSData*)MD5DataWithFileHandle:(NSFileHandle*)handle {
   if (handle == nil) return nil;
-  zenta::FoundationFile file(handle);
+  zenta::signing::FoundationFile file(handle);
   return ObjectOfBytes(Helpers::MD5DataWithFileHandle(&file));
 }
 

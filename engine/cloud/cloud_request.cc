@@ -1,7 +1,3 @@
 #include "engine/cloud/cloud_request.h"
 
-namespace zenta {
-
-template struct MessageCodec<CloudRequest>;
-
-}  // namespace zenta
+template struct zenta::records::MessageCodec<zenta::cloud::CloudRequest>;

@@ -1,7 +1,3 @@
 #include "engine/cloud/cloud_response.h"
 
-namespace zenta {
-
-template struct MessageCodec<CloudResponse>;
-
-}  // namespace zenta
+template struct zenta::records::MessageCodec<zenta::cloud::CloudResponse>;

@@ -6,10 +6,11 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
 
-#include "engine/records/message.h"
+#include "engine/cloud/fields.h"
 
-namespace zenta {
+namespace zenta::cloud {
 
 // clang-format off: a table is read in columns
 
@@ -21,29 +22,31 @@ struct ServInfo {
   std::uint8_t input_type = 0;
   std::uint32_t rsp_flag = 0;
 };
-template <>
-inline constexpr auto kFields<ServInfo> = Fields<
-    Field<1, "check_id", &ServInfo::check_id>,
-    Field<2, "server_pressure", &ServInfo::server_pressure>,
-    Field<3, "white_list_ver", &ServInfo::white_list_ver>,
-    Field<4, "input_type", &ServInfo::input_type>, Field<5, "rsp_flag", &ServInfo::rsp_flag>>();
+constexpr auto fields_of(std::type_identity<ServInfo>) {
+  return Fields<Field<1, "check_id", &ServInfo::check_id>,
+                Field<2, "server_pressure", &ServInfo::server_pressure>,
+                Field<3, "white_list_ver", &ServInfo::white_list_ver>,
+                Field<4, "input_type", &ServInfo::input_type>,
+                Field<5, "rsp_flag", &ServInfo::rsp_flag>>();
+}
 
 struct VerRange {
   std::uint32_t min_ver = 0;
   std::uint32_t max_ver = 0;
 };
-template <>
-inline constexpr auto kFields<VerRange> =
-    Fields<Field<1, "min_ver", &VerRange::min_ver>, Field<2, "max_ver", &VerRange::max_ver>>();
+constexpr auto fields_of(std::type_identity<VerRange>) {
+  return Fields<Field<1, "min_ver", &VerRange::min_ver>, Field<2, "max_ver", &VerRange::max_ver>>();
+}
 
 // An application package and the version ranges of it to which an action applies.
 struct PkgVersion {
   Bytes pkg_name;
   List<VerRange> ver_list;
 };
-template <>
-inline constexpr auto kFields<PkgVersion> = Fields<Field<1, "pkg_name", &PkgVersion::pkg_name>,
-                                                   Field<2, "ver_list", &PkgVersion::ver_list>>();
+constexpr auto fields_of(std::type_identity<PkgVersion>) {
+  return Fields<Field<1, "pkg_name", &PkgVersion::pkg_name>,
+                Field<2, "ver_list", &PkgVersion::ver_list>>();
+}
 
 // An action that the service suggests.
 struct SugAction {
@@ -55,21 +58,22 @@ struct SugAction {
   Bytes command;
   List<PkgVersion> pkg_list;
 };
-template <>
-inline constexpr auto kFields<SugAction> = Fields<
-    Field<1, "action_type", &SugAction::action_type>, Field<2, "sug_type", &SugAction::sug_type>,
-    Field<3, "source_id", &SugAction::source_id>, Field<4, "ex_action", &SugAction::ex_action>,
-    Field<5, "source_msg", &SugAction::source_msg>, Field<6, "command", &SugAction::command>,
-    Field<7, "pkg_list", &SugAction::pkg_list>>();
+constexpr auto fields_of(std::type_identity<SugAction>) {
+  return Fields<
+      Field<1, "action_type", &SugAction::action_type>, Field<2, "sug_type", &SugAction::sug_type>,
+      Field<3, "source_id", &SugAction::source_id>, Field<4, "ex_action", &SugAction::ex_action>,
+      Field<5, "source_msg", &SugAction::source_msg>, Field<6, "command", &SugAction::command>,
+      Field<7, "pkg_list", &SugAction::pkg_list>>();
+}
 
 // A word that may follow, and how often it does.
 struct LianItem {
   Text16 unis;
   std::uint32_t freq = 0;
 };
-template <>
-inline constexpr auto kFields<LianItem> =
-    Fields<Field<1, "unis", &LianItem::unis>, Field<2, "freq", &LianItem::freq>>();
+constexpr auto fields_of(std::type_identity<LianItem>) {
+  return Fields<Field<1, "unis", &LianItem::unis>, Field<2, "freq", &LianItem::freq>>();
+}
 
 // The words that may follow what was typed.
 struct MutiLian {
@@ -77,10 +81,10 @@ struct MutiLian {
   std::uint32_t offset = 0;
   List<LianItem> items;
 };
-template <>
-inline constexpr auto kFields<MutiLian> =
-    Fields<Field<1, "history", &MutiLian::history>, Field<2, "offset", &MutiLian::offset>,
-           Field<3, "items", &MutiLian::items>>();
+constexpr auto fields_of(std::type_identity<MutiLian>) {
+  return Fields<Field<1, "history", &MutiLian::history>, Field<2, "offset", &MutiLian::offset>,
+                Field<3, "items", &MutiLian::items>>();
+}
 
 // One candidate; `unis` is its text.
 struct CandItem {
@@ -92,12 +96,12 @@ struct CandItem {
   Bytes key;
   std::uint32_t freq = 0;
 };
-template <>
-inline constexpr auto kFields<CandItem> =
-    Fields<Field<1, "type", &CandItem::type>, Field<2, "unis", &CandItem::unis>,
-           Field<3, "zids", &CandItem::zids>, Field<4, "pinyin", &CandItem::pinyin>,
-           Field<5, "split_info", &CandItem::split_info>, Field<6, "key", &CandItem::key>,
-           Field<7, "freq", &CandItem::freq>>();
+constexpr auto fields_of(std::type_identity<CandItem>) {
+  return Fields<Field<1, "type", &CandItem::type>, Field<2, "unis", &CandItem::unis>,
+                Field<3, "zids", &CandItem::zids>, Field<4, "pinyin", &CandItem::pinyin>,
+                Field<5, "split_info", &CandItem::split_info>, Field<6, "key", &CandItem::key>,
+                Field<7, "freq", &CandItem::freq>>();
+}
 
 // One service entry for the candidate bar.
 struct ServItem {
@@ -115,15 +119,17 @@ struct ServItem {
   std::int32_t max_show_num = 0;
   std::uint32_t goto_url_type = 0;
 };
-template <>
-inline constexpr auto kFields<ServItem> = Fields<
-    Field<1, "show_type", &ServItem::show_type>, Field<2, "service_type", &ServItem::service_type>,
-    Field<3, "flag", &ServItem::flag>, Field<4, "is_replace", &ServItem::is_replace>,
-    Field<5, "img_rect", &ServItem::img_rect>, Field<6, "text", &ServItem::text>,
-    Field<7, "goto_url", &ServItem::goto_url>, Field<8, "img_url", &ServItem::img_url>,
-    Field<9, "content", &ServItem::content>, Field<10, "uid", &ServItem::uid>,
-    Field<11, "banner", &ServItem::banner>, Field<12, "max_show_num", &ServItem::max_show_num>,
-    Field<13, "goto_url_type", &ServItem::goto_url_type>>();
+constexpr auto fields_of(std::type_identity<ServItem>) {
+  return Fields<Field<1, "show_type", &ServItem::show_type>,
+                Field<2, "service_type", &ServItem::service_type>,
+                Field<3, "flag", &ServItem::flag>, Field<4, "is_replace", &ServItem::is_replace>,
+                Field<5, "img_rect", &ServItem::img_rect>, Field<6, "text", &ServItem::text>,
+                Field<7, "goto_url", &ServItem::goto_url>, Field<8, "img_url", &ServItem::img_url>,
+                Field<9, "content", &ServItem::content>, Field<10, "uid", &ServItem::uid>,
+                Field<11, "banner", &ServItem::banner>,
+                Field<12, "max_show_num", &ServItem::max_show_num>,
+                Field<13, "goto_url_type", &ServItem::goto_url_type>>();
+}
 
 // One suggestion card.
 struct SugCard {
@@ -141,14 +147,14 @@ struct SugCard {
 // On purpose the package name is odd twice: JSON is written with the key "akp_name" and read with
 // "apk_name", so a card that was written does not read its own package name back; and the binary
 // form is read with it but never written.
-template <>
-inline constexpr auto kFields<SugCard> =
-    Fields<Field<1, "card_id", &SugCard::card_id>, Field<2, "card_key", &SugCard::card_key>,
-           Field<3, "title", &SugCard::title>, Field<4, "content1", &SugCard::content1>,
-           Field<5, "content2", &SugCard::content2>, Field<6, "content3", &SugCard::content3>,
-           Field<7, "img_url", &SugCard::img_url>, Field<8, "icon_url", &SugCard::icon_url>,
-           Field<9, "download_url", &SugCard::download_url>,
-           Field<10, "apk_name", &SugCard::apk_name, WrittenAs<"akp_name">, NeverInBinary>>();
+constexpr auto fields_of(std::type_identity<SugCard>) {
+  return Fields<Field<1, "card_id", &SugCard::card_id>, Field<2, "card_key", &SugCard::card_key>,
+                Field<3, "title", &SugCard::title>, Field<4, "content1", &SugCard::content1>,
+                Field<5, "content2", &SugCard::content2>, Field<6, "content3", &SugCard::content3>,
+                Field<7, "img_url", &SugCard::img_url>, Field<8, "icon_url", &SugCard::icon_url>,
+                Field<9, "download_url", &SugCard::download_url>,
+                Field<10, "apk_name", &SugCard::apk_name, WrittenAs<"akp_name">, NeverInBinary>>();
+}
 
 // The whole answer.
 struct CloudResponse {
@@ -160,19 +166,19 @@ struct CloudResponse {
   List<ServItem> serv_list;
   List<SugCard> sug_card_list;
 };
-template <>
-inline constexpr auto kFields<CloudResponse> =
-    Fields<Field<1, "serv_info", &CloudResponse::serv_info>,
-           Field<2, "sug_action", &CloudResponse::sug_action>,
-           Field<3, "muti_lian", &CloudResponse::muti_lian>,
-           Field<4, "ai_cloud", &CloudResponse::ai_cloud>,
-           Field<5, "cand_list", &CloudResponse::cand_list>,
-           Field<6, "serv_list", &CloudResponse::serv_list>,
-           Field<7, "sug_card_list", &CloudResponse::sug_card_list>>();
-
-// Compiled once, in cloud_response.cc.
-extern template struct MessageCodec<CloudResponse>;
+constexpr auto fields_of(std::type_identity<CloudResponse>) {
+  return Fields<Field<1, "serv_info", &CloudResponse::serv_info>,
+                Field<2, "sug_action", &CloudResponse::sug_action>,
+                Field<3, "muti_lian", &CloudResponse::muti_lian>,
+                Field<4, "ai_cloud", &CloudResponse::ai_cloud>,
+                Field<5, "cand_list", &CloudResponse::cand_list>,
+                Field<6, "serv_list", &CloudResponse::serv_list>,
+                Field<7, "sug_card_list", &CloudResponse::sug_card_list>>();
+}
 
 // clang-format on
 
-}  // namespace zenta
+}  // namespace zenta::cloud
+
+// Compiled once, in cloud_response.cc.
+extern template struct zenta::records::MessageCodec<zenta::cloud::CloudResponse>;

@@ -6,7 +6,7 @@
 
 #include "corelib/io/files/read_file.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
 using tstl::Buffer;
@@ -72,4 +72,4 @@ ExchangeFault RecordedTransport::Exchange(CloudEncoding encoding, Bytes request,
              : ExchangeFault::kBadAnswer;
 }
 
-}  // namespace zenta
+}  // namespace zenta::cloud

@@ -15,7 +15,7 @@
 #include "corelib/text/buffer_ref.h"
 #include "engine/cloud/transport.h"
 
-namespace zenta {
+namespace zenta::cloud {
 
 class RecordedTransport final : public Transport {
  public:
@@ -37,4 +37,4 @@ class RecordedTransport final : public Transport {
   tstl::Buffer<unsigned char> folder_;  // with a slash at its end
 };
 
-}  // namespace zenta
+}  // namespace zenta::cloud

@@ -11,7 +11,7 @@
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::cloud {
 
 // The two forms of every message. The response has the form of the request.
 enum class CloudEncoding : std::uint8_t { kBinary, kJson };
@@ -43,4 +43,4 @@ class Transport {
                                                tstl::Buffer<unsigned char>& response) = 0;
 };
 
-}  // namespace zenta
+}  // namespace zenta::cloud

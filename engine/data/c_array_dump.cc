@@ -9,7 +9,7 @@
 #include "corelib/io/files/buffer_write.h"
 #include "corelib/text/num.h"
 
-namespace zenta {
+namespace zenta::data {
 namespace {
 
 using Text = tstl::BufferRef<unsigned char>;
@@ -110,4 +110,4 @@ template void WriteCArray<std::uint32_t>(Text name, Text data,
 template void WriteCArray<std::uint64_t>(Text name, Text data,
                                          const std::function<void(Text)>& put);
 
-}  // namespace zenta
+}  // namespace zenta::data

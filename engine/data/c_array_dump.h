@@ -19,7 +19,7 @@
 
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::data {
 
 // Write the array to a file, replacing what is there. 0; or FAILURE when the path is null or the
 // file could not be opened, and nothing is written then, or when not all could be written.
@@ -41,4 +41,4 @@ extern template void WriteCArray<std::uint64_t>(
     tstl::BufferRef<unsigned char> name, tstl::BufferRef<unsigned char> data,
     const std::function<void(tstl::BufferRef<unsigned char>)>& put);
 
-}  // namespace zenta
+}  // namespace zenta::data

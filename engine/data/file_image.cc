@@ -12,7 +12,7 @@
 #include "corelib/io/files/descriptor.h"
 #include "corelib/io/files/read_file.h"
 
-namespace zenta {
+namespace zenta::data {
 namespace {
 
 using tstl::FAILURE;
@@ -84,4 +84,4 @@ std::uint32_t ReplaceFile(const char* new_path, const char* target_path) {
   return FileExists(target_path) ? 0 : FAILURE;
 }
 
-}  // namespace zenta
+}  // namespace zenta::data

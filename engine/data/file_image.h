@@ -11,7 +11,7 @@
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::data {
 
 // 0 when it cannot be opened to read.
 [[nodiscard]] std::uint64_t FileSize(const char* path);
@@ -52,4 +52,4 @@ namespace zenta {
 // step is impossible (another file system, no permission): on purpose, it never stays behind.
 [[nodiscard]] std::uint32_t ReplaceFile(const char* new_path, const char* target_path);
 
-}  // namespace zenta
+}  // namespace zenta::data

@@ -7,7 +7,7 @@
 #include "corelib/base/bytes.h"
 #include "corelib/text/utf.h"
 
-namespace zenta {
+namespace zenta::records {
 
 static_assert(std::endian::native == std::endian::little,
               "raw units are sent as they lie in memory");
@@ -86,4 +86,4 @@ Text16 ReadState::keep_string(tstl::JsonNode& node, unsigned short) {
   return text;
 }
 
-}  // namespace zenta
+}  // namespace zenta::records

@@ -45,7 +45,7 @@
 #include "engine/records/field.h"
 #include "engine/records/list.h"
 
-namespace zenta {
+namespace zenta::records {
 
 // What the codecs of one message share while it is read. A reader stops at the first fault and
 // keeps what it has.
@@ -347,4 +347,4 @@ struct Codec<std::array<T, kCount>> {
   }
 };
 
-}  // namespace zenta
+}  // namespace zenta::records

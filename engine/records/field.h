@@ -6,11 +6,12 @@
 //     Text16 title;
 //     List<Picture> pictures;
 //   };
-//   template <>
-//   inline constexpr auto kFields<Card> = Fields<
-//       Field<1, "id", &Card::id>,
-//       Field<2, "title", &Card::title, WrittenAs<"titel">>,
-//       Field<3, "pictures", &Card::pictures>>();
+//   constexpr auto fields_of(std::type_identity<Card>) {
+//     return Fields<
+//         Field<1, "id", &Card::id>,
+//         Field<2, "title", &Card::title, WrittenAs<"titel">>,
+//         Field<3, "pictures", &Card::pictures>>();
+//   }
 //
 // A field is a number (that of the binary form; 0 for a field that has none), a JSON key, a member,
 // and, where it is odd, its oddities as named traits. What the member's type means in either form is
@@ -38,7 +39,7 @@
 #include "corelib/text/buffer_ref.h"
 #include "engine/records/list.h"
 
-namespace zenta {
+namespace zenta::records {
 
 // The strings of records. Their memory belongs to an arena or to whoever built the record.
 using Bytes = tstl::BufferRef<unsigned char>;
@@ -137,7 +138,7 @@ constexpr std::string_view written_key(std::string_view otherwise) {
 
 template <class Member, class... Traits>
 struct CodecOf {
-  using Type = zenta::Codec<Member>;
+  using Type = records::Codec<Member>;
 };
 template <class Member, class First, class... Rest>
 struct CodecOf<Member, First, Rest...> : CodecOf<Member, Rest...> {};
@@ -255,12 +256,19 @@ struct Fields {
   }
 };
 
-// The table of a record; each record defines its own.
+// The table of a record, null for other types. Each record defines its own beside the structure, in
+// the same namespace, as the function fields_of(std::type_identity<R>).
 template <class R>
-inline constexpr auto kFields = nullptr;
+inline constexpr auto kFields = [] {
+  if constexpr (requires { fields_of(std::type_identity<R>()); }) {
+    return fields_of(std::type_identity<R>());
+  } else {
+    return nullptr;
+  }
+}();
 
 // A structure with a table.
 template <class R>
 concept Record = std::is_class_v<R> && !std::is_same_v<decltype(kFields<R>), const std::nullptr_t>;
 
-}  // namespace zenta
+}  // namespace zenta::records

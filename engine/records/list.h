@@ -21,7 +21,7 @@
 #include "corelib/base/arena_ref.h"
 #include "corelib/base/vector_ref.h"
 
-namespace zenta {
+namespace zenta::records {
 
 // The most bytes of an arena that a byte of a message costs, where readers of records make lists
 // from it. An element of a list takes two bytes or more of a message; and it takes four times its
@@ -99,4 +99,4 @@ T* List<T>::append(tstl::ArenaRef arena, bool reserved) {
   return new (elements_ + count_++) T();
 }
 
-}  // namespace zenta
+}  // namespace zenta::records

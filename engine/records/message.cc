@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-namespace zenta {
+namespace zenta::records {
 
 const char* BinaryResult::text() const noexcept {
   return out_of_memory ? "no memory for what was read" : tstl::wire_fault_text(fault);
@@ -13,4 +13,4 @@ std::uint32_t detail::start_of_value(Bytes text) noexcept {
   return start == std::string_view::npos ? text.len() : static_cast<std::uint32_t>(start);
 }
 
-}  // namespace zenta
+}  // namespace zenta::records

@@ -28,7 +28,7 @@
 #include "corelib/text/buffer.h"
 #include "engine/records/record.h"
 
-namespace zenta {
+namespace zenta::records {
 
 // What became of reading a message: true when all of it was well formed. If not, everything that
 // stood before the fault is in the record.
@@ -133,7 +133,7 @@ bool MessageCodec<R>::write_binary(const R& record, tstl::ProtoWrite& out) {
 template <Record R>
 bool MessageCodec<R>::write_json(const R& record, tstl::JsonWrite& out) {
   out.clear();
-  zenta::write_json(record, out);
+  records::write_json(record, out);
   return out.good();
 }
 
@@ -159,4 +159,4 @@ JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef aren
   return {.fault = is_short ? tstl::JsonFault::kMemory : parse.fault, .position = parse.position};
 }
 
-}  // namespace zenta
+}  // namespace zenta::records

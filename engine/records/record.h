@@ -20,7 +20,7 @@
 #include "engine/records/codec.h"
 #include "engine/records/field.h"
 
-namespace zenta {
+namespace zenta::records {
 
 // Takes in one field of the binary form. True when its key, number and wire type, is one of the
 // record's; false when the caller should skip it. When memory is short the member is empty or as it
@@ -223,4 +223,4 @@ void write_object(const R& record, tstl::JsonWrite& out) noexcept {
   out.end_object();
 }
 
-}  // namespace zenta
+}  // namespace zenta::records

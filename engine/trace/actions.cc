@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
 constexpr std::string_view kActions[] = {
@@ -27,4 +27,4 @@ std::uint32_t action_code(tstl::BufferRef<unsigned char> name) noexcept {
   return static_cast<std::uint32_t>(found - kActions);
 }
 
-}  // namespace zenta
+}  // namespace zenta::trace

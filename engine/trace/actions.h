@@ -5,7 +5,7 @@
 
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::trace {
 
 // Codes 0 to 21 have a name.
 inline constexpr std::uint32_t kActionCount = 22;
@@ -21,4 +21,4 @@ inline constexpr std::uint32_t kActionCount = 22;
 // The code of the action whose name is `name`, byte for byte; kActionCount for every other text.
 [[nodiscard]] std::uint32_t action_code(tstl::BufferRef<unsigned char> name) noexcept;
 
-}  // namespace zenta
+}  // namespace zenta::trace

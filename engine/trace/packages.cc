@@ -3,7 +3,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
 constexpr std::string_view kPackages[] = {
@@ -121,4 +121,4 @@ tstl::BufferRef<unsigned char> package_name(std::uint32_t index) noexcept {
   return index < kPackageCount ? kPackages[index] : std::string_view();
 }
 
-}  // namespace zenta
+}  // namespace zenta::trace

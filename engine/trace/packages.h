@@ -6,7 +6,7 @@
 
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::trace {
 
 inline constexpr std::uint32_t kPackageCount = 98;
 
@@ -14,4 +14,4 @@ inline constexpr std::uint32_t kPackageCount = 98;
 // it lives for ever. Empty for every other number.
 [[nodiscard]] tstl::BufferRef<unsigned char> package_name(std::uint32_t index) noexcept;
 
-}  // namespace zenta
+}  // namespace zenta::trace

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
 struct Pad {
@@ -31,4 +31,4 @@ tstl::BufferRef<unsigned char> pad_name(std::uint32_t code) noexcept {
   return pad == std::end(kPads) ? std::string_view() : pad->name;
 }
 
-}  // namespace zenta
+}  // namespace zenta::trace

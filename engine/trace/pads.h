@@ -8,7 +8,7 @@
 
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::trace {
 
 //   PY9 10, PY26 11          pinyin, 9 and 26 keys
 //   WB9 2, WB26 3            five-stroke, 9 and 26 keys
@@ -28,4 +28,4 @@ namespace zenta {
 // 13, 15 and everything above 17.
 [[nodiscard]] tstl::BufferRef<unsigned char> pad_name(std::uint32_t code) noexcept;
 
-}  // namespace zenta
+}  // namespace zenta::trace

@@ -8,9 +8,10 @@
 #include "engine/records/message.h"
 #include "engine/records/record.h"
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
+using records::write_json;
 using tstl::JsonFault;
 using tstl::JsonType;
 
@@ -35,7 +36,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
   position = parse.position;
   if (!parse) return parse.fault;
   if (parse.root->type() != JsonType::kObject) {
-    position = detail::start_of_value(line);
+    position = records::detail::start_of_value(line);
     return JsonFault::kUnexpected;
   }
   ReadState state(arena);
@@ -54,7 +55,7 @@ bool TraceReader::Open(const char* path) {
 bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
   for (Bytes line; text_.read_line(line, true);) {
     ++lines_;
-    if (detail::start_of_value(line) == line.len()) continue;
+    if (records::detail::start_of_value(line) == line.len()) continue;
     std::uint32_t position;
     const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position);
     nodes_.rewind();
@@ -85,4 +86,4 @@ bool TraceWriter::Close() {
   return error() == 0;
 }
 
-}  // namespace zenta
+}  // namespace zenta::trace

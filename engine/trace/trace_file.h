@@ -30,7 +30,7 @@
 #include "engine/records/field.h"
 #include "engine/trace/trace_record.h"
 
-namespace zenta {
+namespace zenta::trace {
 
 // What is wrong with a line, and where: its number, from 1, and the first byte of it, from 0, that
 // cannot stand there. kUnexpected also where the line is a JSON value but no object.
@@ -93,4 +93,4 @@ class TraceWriter {
   int error_ = 0;
 };
 
-}  // namespace zenta
+}  // namespace zenta::trace

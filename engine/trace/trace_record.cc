@@ -2,7 +2,7 @@
 
 #include "engine/trace/actions.h"
 
-namespace zenta {
+namespace zenta::trace {
 
 void TraceRecord::SetKind(TraceKind new_kind) noexcept {
   kind = new_kind;
@@ -15,4 +15,4 @@ void TraceRecord::FindKind() noexcept {
   kind = is_kind ? static_cast<TraceKind>(action) : TraceKind::kOther;
 }
 
-}  // namespace zenta
+}  // namespace zenta::trace

@@ -14,12 +14,27 @@
 
 #include <array>
 #include <cstdint>
+#include <type_traits>
 
 #include "engine/records/codec.h"
 #include "engine/records/field.h"
 #include "engine/records/list.h"
 
-namespace zenta {
+namespace zenta::trace {
+
+using records::Bytes;
+using records::List;
+using records::Text16;
+
+using records::AfterRead;
+using records::AlwaysInJson;
+using records::As;
+using records::Codec;
+using records::Field;
+using records::Fields;
+using records::OnlyWhen;
+using records::PresentWhen;
+using records::ReadState;
 
 // Left, top, right, bottom; the last two are the first pixels outside.
 using ScreenRect = std::array<std::int16_t, 4>;
@@ -92,9 +107,10 @@ struct WholeList : Codec<List<T>> {
 
 // ---- Tables
 
-template <>
-inline constexpr auto kFields<KeyRect> = Fields<Field<0, "key_rect", &KeyRect::rect, AlwaysInJson>,
-                                                Field<0, "id", &KeyRect::id, AlwaysInJson>>();
+constexpr auto fields_of(std::type_identity<KeyRect>) {
+  return Fields<Field<0, "key_rect", &KeyRect::rect, AlwaysInJson>,
+                Field<0, "id", &KeyRect::id, AlwaysInJson>>();
+}
 
 namespace detail {
 using OfPad = OnlyWhen<&TraceRecord::kind, TraceKind::kPad>;
@@ -104,25 +120,26 @@ inline void FindKind(TraceRecord& record) noexcept { record.FindKind(); }
 }  // namespace detail
 
 // "time" is one number for a pad and a list of them for an input.
-template <>
-inline constexpr auto kFields<TraceRecord> =
-    Fields<Field<0, "type", &TraceRecord::type, AlwaysInJson, AfterRead<detail::FindKind>>,
-           Field<0, "pad_name", &TraceRecord::pad_name, detail::OfPad, AlwaysInJson>,
-           Field<0, "time", &TraceRecord::pad_time, detail::OfPad, AlwaysInJson>,
-           Field<0, "pad_rect", &TraceRecord::pad_rect, detail::OfLayout, AlwaysInJson>,
-           Field<0, "key_array", &TraceRecord::keys, detail::OfLayout, AlwaysInJson>,
-           Field<0, "expect", &TraceRecord::expected, detail::OfInput, AlwaysInJson>,
-           Field<0, "preWord", &TraceRecord::before, detail::OfInput, AlwaysInJson>,
-           Field<0, "aftWord", &TraceRecord::after, detail::OfInput, AlwaysInJson>,
-           Field<0, "app_name", &TraceRecord::application, detail::OfInput, AlwaysInJson>,
-           Field<0, "attribute", &TraceRecord::attribute, detail::OfInput, AlwaysInJson>,
-           Field<0, "where_from", &TraceRecord::origin, detail::OfInput, AlwaysInJson>,
-           Field<0, "time", &TraceRecord::times, detail::OfInput, As<WholeList<std::uint32_t>>>,
-           Field<0, "code", &TraceRecord::code, detail::OfInput>,
-           Field<0, "point", &TraceRecord::points, detail::OfInput, As<WholeList<ScreenPoint>>>,
-           Field<0, "del_tail", &TraceRecord::deleted_tail, detail::OfInput>,
-           Field<0, "expect_type", &TraceRecord::expected_type, detail::OfInput>,
-           Field<0, "need_iec", &TraceRecord::needs_iec, detail::OfInput,
-                 PresentWhen<&TraceRecord::has_needs_iec>>>();
+constexpr auto fields_of(std::type_identity<TraceRecord>) {
+  return Fields<
+      Field<0, "type", &TraceRecord::type, AlwaysInJson, AfterRead<detail::FindKind>>,
+      Field<0, "pad_name", &TraceRecord::pad_name, detail::OfPad, AlwaysInJson>,
+      Field<0, "time", &TraceRecord::pad_time, detail::OfPad, AlwaysInJson>,
+      Field<0, "pad_rect", &TraceRecord::pad_rect, detail::OfLayout, AlwaysInJson>,
+      Field<0, "key_array", &TraceRecord::keys, detail::OfLayout, AlwaysInJson>,
+      Field<0, "expect", &TraceRecord::expected, detail::OfInput, AlwaysInJson>,
+      Field<0, "preWord", &TraceRecord::before, detail::OfInput, AlwaysInJson>,
+      Field<0, "aftWord", &TraceRecord::after, detail::OfInput, AlwaysInJson>,
+      Field<0, "app_name", &TraceRecord::application, detail::OfInput, AlwaysInJson>,
+      Field<0, "attribute", &TraceRecord::attribute, detail::OfInput, AlwaysInJson>,
+      Field<0, "where_from", &TraceRecord::origin, detail::OfInput, AlwaysInJson>,
+      Field<0, "time", &TraceRecord::times, detail::OfInput, As<WholeList<std::uint32_t>>>,
+      Field<0, "code", &TraceRecord::code, detail::OfInput>,
+      Field<0, "point", &TraceRecord::points, detail::OfInput, As<WholeList<ScreenPoint>>>,
+      Field<0, "del_tail", &TraceRecord::deleted_tail, detail::OfInput>,
+      Field<0, "expect_type", &TraceRecord::expected_type, detail::OfInput>,
+      Field<0, "need_iec", &TraceRecord::needs_iec, detail::OfInput,
+            PresentWhen<&TraceRecord::has_needs_iec>>>();
+}
 
-}  // namespace zenta
+}  // namespace zenta::trace

@@ -2,8 +2,8 @@
 #include "fuzz/cloud/message_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const zenta::Bytes message(data, static_cast<unsigned>(size));
-  zenta::fuzz::CheckBinary<zenta::CloudRequest>(message);
-  zenta::fuzz::CheckBinary<zenta::CloudResponse>(message);
+  const zenta::records::Bytes message(data, static_cast<unsigned>(size));
+  zenta::fuzz::CheckBinary<zenta::cloud::CloudRequest>(message);
+  zenta::fuzz::CheckBinary<zenta::cloud::CloudResponse>(message);
   return 0;
 }

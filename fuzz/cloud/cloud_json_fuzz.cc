@@ -2,8 +2,8 @@
 #include "fuzz/cloud/message_fuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const zenta::Bytes text(data, static_cast<unsigned>(size));
-  zenta::fuzz::CheckJson<zenta::CloudRequest>(text);
-  zenta::fuzz::CheckJson<zenta::CloudResponse>(text);
+  const zenta::records::Bytes text(data, static_cast<unsigned>(size));
+  zenta::fuzz::CheckJson<zenta::cloud::CloudRequest>(text);
+  zenta::fuzz::CheckJson<zenta::cloud::CloudResponse>(text);
   return 0;
 }

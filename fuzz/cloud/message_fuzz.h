@@ -18,6 +18,14 @@
 
 namespace zenta::fuzz {
 
+using cloud::CloudRequest;
+using cloud::CloudResponse;
+using cloud::SugCard;
+using records::BinaryResult;
+using records::Bytes;
+using records::JsonResult;
+using records::kMaxGrowth;
+
 inline void Check(bool good) {
   if (!good) std::abort();
 }

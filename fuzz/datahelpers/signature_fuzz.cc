@@ -14,7 +14,7 @@
 #include "datahelpers/ztdh_class.h"
 #include "tests/datahelpers/signing_key.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 void Require(bool holds) {
@@ -58,11 +58,11 @@ void CheckPadding(ByteView input) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::signing
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  zenta::CheckText({data, size});
-  zenta::CheckPayload({data, size});
-  zenta::CheckPadding({data, size});
+  zenta::signing::CheckText({data, size});
+  zenta::signing::CheckPayload({data, size});
+  zenta::signing::CheckPadding({data, size});
   return 0;
 }

@@ -93,7 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   LayOut(root, lines, path);
   path = path.substr(0, path.find('\0'));
   try {
-    const std::string host = zenta::MachineFolder(root).HostPath(path);
+    const std::string host = zenta::installer::MachineFolder(root).HostPath(path);
     Require(host == root || host.starts_with(root + "/"));
     for (const fs::path& name : fs::path(host)) Require(name != "..");
     const std::string kernel = KernelPath(root, path);

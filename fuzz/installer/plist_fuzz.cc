@@ -6,8 +6,10 @@
 
 #include "installer/platform/host/plist_file.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Bytes;
 
 void Require(bool holds) {
   if (!holds) std::abort();
@@ -35,10 +37,10 @@ std::size_t Nodes(plist_t node) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  using namespace zenta;
+  using namespace zenta::installer;
   const Plist root = ParsePlist(Bytes(data, data + size));
   if (root == nullptr) return 0;
   Require(plist_get_node_type(root.get()) == PLIST_DICT);

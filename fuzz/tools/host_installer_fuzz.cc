@@ -76,10 +76,10 @@ void CheckInstalled(const fs::path& machine) {
 }
 
 bool Installs(const std::string& package, const std::string& machine) {
-  zenta::Renamer renamer;
+  zenta::host_installer::Renamer renamer;
   std::ostringstream report;
   try {
-    zenta::Install({package, "fuzz", machine}, renamer, report);
+    zenta::host_installer::Install({package, "fuzz", machine}, renamer, report);
     return true;
   } catch (const std::exception&) {
     return false;
@@ -97,8 +97,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (size == 0) return 0;
   const std::string bytes(reinterpret_cast<const char*>(data + 1), size - 1);
   if (data[0] % 2 == 0) {
-    Put(package, zenta::Xar({{"PackageInfo", zenta::PackageInfoFor("/Library/Input Methods")},
-                             {"Payload", bytes}}));
+    Put(package,
+        zenta::tools::Xar({{"PackageInfo", zenta::tools::PackageInfoFor("/Library/Input Methods")},
+                           {"Payload", bytes}}));
   } else {
     Put(package, bytes);
   }

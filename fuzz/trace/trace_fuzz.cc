@@ -21,8 +21,8 @@ namespace {
 
 using tstl::Chunk;
 using tstl::JsonFault;
-using zenta::Bytes;
-using zenta::TraceRecord;
+using zenta::records::Bytes;
+using zenta::trace::TraceRecord;
 
 void Check(bool good) {
   if (!good) std::abort();
@@ -30,7 +30,7 @@ void Check(bool good) {
 
 std::string Written(const TraceRecord& record) {
   tstl::JsonWrite out;
-  zenta::write_json(record, out);
+  zenta::records::write_json(record, out);
   Check(out.good());
   return std::string(out.output().std_view());
 }
@@ -52,7 +52,7 @@ unsigned MembersOf(const std::string& line, Chunk& arena) {
 // Fields that the table says are written.
 unsigned FieldsOf(const TraceRecord& record) {
   unsigned count = 0;
-  zenta::kFields<TraceRecord>.each([&](auto field) { count += field.in_json(record); });
+  zenta::records::kFields<TraceRecord>.each([&](auto field) { count += field.in_json(record); });
   return count;
 }
 
@@ -60,7 +60,7 @@ void CheckLine(Bytes line) {
   Chunk arena, nodes, check;
   TraceRecord record;
   std::uint32_t position;
-  const JsonFault fault = zenta::ReadTraceLine(line, record, arena, nodes, position);
+  const JsonFault fault = zenta::trace::ReadTraceLine(line, record, arena, nodes, position);
   Check(arena.total() <= 16 * std::uint64_t{line.len()} + 65536);
   Check(nodes.total() <= 16 * std::uint64_t{line.len()} + 65536);
 
@@ -75,7 +75,7 @@ void CheckLine(Bytes line) {
   Check(written.find('\n') == written.npos && written.find('\r') == written.npos);
   Check(MembersOf(written, check) == FieldsOf(record));
   TraceRecord again;
-  Check(zenta::ReadTraceLine(written, again, check, nodes, position) == JsonFault::kNone);
+  Check(zenta::trace::ReadTraceLine(written, again, check, nodes, position) == JsonFault::kNone);
   Check(again.kind == record.kind && Written(again) == written);
 }
 

@@ -20,7 +20,7 @@ struct ShimMac {
   bool makes_urls = true;       // else a path makes none
   std::int32_t status = 0;      // of every service that is given a source
 
-  zenta::ScriptOutcome script{.succeeded = true};  // what every script comes to
+  zenta::installer::ScriptOutcome script{.succeeded = true};  // what every script comes to
   bool script_raises = false;
   bool gives_error_dictionary = true;
 

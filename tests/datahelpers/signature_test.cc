@@ -8,7 +8,7 @@
 #include "datahelpers/ztdh_class.h"
 #include "tests/datahelpers/signing_key.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 const std::string kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
@@ -108,4 +108,4 @@ TEST(SigningConfigTest, TextComesBackAndFaultsAreNamed) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::signing

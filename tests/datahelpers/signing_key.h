@@ -8,7 +8,7 @@
 #include "datahelpers/signature_block.h"
 #include "tools/signing/signer.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // The private key of the built-in configuration, from the file that the build names.
 inline const Signer& TestSigner() {
@@ -31,4 +31,4 @@ inline bool IsExactlyPadded(const SignatureBlock& block) {
   return false;
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

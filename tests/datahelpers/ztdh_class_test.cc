@@ -7,7 +7,7 @@
 
 #include "tests/temp_folder.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 using H = ZTDHClass;
@@ -122,4 +122,4 @@ TEST(ZTDHClassTest, HalfReadFileIsNeverADigest) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::signing

@@ -5,7 +5,7 @@
 #include "engine/cloud/cloud_request.h"
 
 int main() {
-  zenta::CloudRequest request, read;
+  zenta::cloud::CloudRequest request, read;
   request.ipt.input = "nihao";
   tstl::Buffer<unsigned char> message, text;
   tstl::Chunk arena;

@@ -12,7 +12,7 @@
 
 #include "installer/platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 struct FakeMachine {
   struct Source {
@@ -42,7 +42,7 @@ struct FakeMachine {
   Platform MakePlatform();
 };
 
-struct FakeFile final : FileHandle {
+struct FakeFile final : signing::FileHandle {
   FakeMachine& m;
   std::string rest;
   FakeFile(FakeMachine& machine, std::string content) : m(machine), rest(std::move(content)) {}
@@ -94,7 +94,7 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
     return m.Answer("/Big Disk" + std::string(path));
   }
   bool Exists(const std::string& path) override { return m.Answer(m.files.contains(path)); }
-  std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
+  std::unique_ptr<signing::FileHandle> OpenForReading(const std::string& path) override {
     if (m.Fails() || !m.files.contains(path)) return nullptr;
     return std::make_unique<FakeFile>(m, m.files[path]);
   }
@@ -126,4 +126,4 @@ inline Platform FakeMachine::MakePlatform() {
   return {part(), part(), part(), part(), part(), part()};
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

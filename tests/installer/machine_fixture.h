@@ -7,7 +7,7 @@
 #include "installer/platform.h"
 #include "tests/temp_folder.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 class MachineTest : public testing::Test {
  protected:
@@ -51,7 +51,8 @@ class MachineTest : public testing::Test {
       EXPECT_EQ(files.Exists(root + path), kind != "none");
       auto file = files.OpenForReading(root + path);
       EXPECT_EQ(opened(), before + (kind == "file"));
-      EXPECT_EQ(file ? ReadAll(*file) : Data(), kind == "file" ? Data({'o', 'k'}) : Data());
+      EXPECT_EQ(file ? signing::ReadAll(*file) : signing::Data(),
+                kind == "file" ? signing::Data({'o', 'k'}) : signing::Data());
       file.reset();
       EXPECT_EQ(opened(), before);
       files.Remove(root + path);
@@ -63,4 +64,4 @@ class MachineTest : public testing::Test {
   const std::string root_ = folder_.At("a mac's $folder");  // shells and URLs trip over this
 };
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -5,8 +5,10 @@
 
 #include "tests/installer/fake_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Text;
 
 TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
   const char kSame[] = "untouched";
@@ -39,4 +41,4 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

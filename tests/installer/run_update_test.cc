@@ -8,9 +8,12 @@
 #include "tests/datahelpers/signing_key.h"
 #include "tests/installer/fake_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
+using signing::BuiltInSigningConfig;
+using signing::SignDigest;
+using signing::TestSigner;
 using testing::ElementsAre;
 using Effects = std::vector<std::string>;
 
@@ -156,4 +159,4 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

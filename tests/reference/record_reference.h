@@ -17,6 +17,10 @@
 
 namespace zenta::reference {
 
+using records::kFields;
+using records::List;
+using records::Record;
+
 // The first member in which two values differ, as a path of keys; empty when there is none.
 template <std::integral T>
 std::string Difference(T a, T b) {

@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zenta {
+namespace zenta::tools {
 
 struct ReadEntry {
   std::string name;
@@ -43,4 +43,4 @@ inline std::vector<ReadEntry> ReadArchive(std::string_view bytes) {
   return entries;
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -12,11 +12,22 @@
 #include "tools/host_installer/install.h"
 #include "tools/host_installer/package_reader.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
 
 namespace fs = std::filesystem;
+using installer::MachineTest;
 using testing::HasSubstr;
+using tools::ComponentPackage;
+using tools::Compressed;
+using tools::Cpio;
+using tools::Finished;
+using tools::PackageFiles;
+using tools::PackageInfoFor;
+using tools::PayloadEntry;
+using tools::RunOptions;
+using tools::RunProgram;
+using tools::Xar;
 using Entries = std::vector<PayloadEntry>;
 using Snapshot = std::map<std::string, std::string>;  // path -> permissions and contents
 
@@ -318,4 +329,4 @@ TEST_F(HostInstallerTest, SaysHowToBeCalled) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -10,7 +10,7 @@
 #include <utility>
 #include <vector>
 
-namespace zenta {
+namespace zenta::tools {
 
 struct PayloadEntry {
   std::string path;
@@ -79,4 +79,4 @@ inline PackageFiles ComponentPackage(const std::vector<PayloadEntry>& entries,
           {"Payload", Compressed(Cpio(entries), filter)}};
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

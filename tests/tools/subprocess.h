@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace zenta {
+namespace zenta::tools {
 
 struct Finished {
   int status = -1;  // exit status; 128 + signal if it was killed
@@ -63,4 +63,4 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   return finished;
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

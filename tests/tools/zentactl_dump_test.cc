@@ -4,10 +4,13 @@
 #include "tests/temp_folder.h"
 #include "tests/tools/subprocess.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 using testing::HasSubstr;
+using tools::Finished;
+using tools::RunOptions;
+using tools::RunProgram;
 
 struct ZentactlDumpTest : testing::Test {
   Finished Dump(const std::string& file, const std::string& name, const std::string& bits,
@@ -60,4 +63,4 @@ TEST_F(ZentactlDumpTest, FailureSaysWhyAndChangesNothing) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::zentactl

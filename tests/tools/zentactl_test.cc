@@ -17,13 +17,23 @@
 #include "tests/tools/subprocess.h"
 #include "tools/signing/signer.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::AlphabetCodec;
+using signing::Bytes;
+using signing::Fingerprint;
+using signing::ReadSigningConfig;
+using signing::SigningConfig;
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::UnorderedElementsAre;
+using tools::Finished;
+using tools::ReadArchive;
+using tools::ReadEntry;
+using tools::RunOptions;
+using tools::RunProgram;
 
 std::set<std::string> Names(const fs::path& folder) {
   std::set<std::string> names;
@@ -290,4 +300,4 @@ TEST_F(ZentactlTest, SaysByItsStatusWhetherItWasMisusedOrFailed) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::zentactl

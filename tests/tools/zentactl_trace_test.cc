@@ -14,12 +14,15 @@
 #include "tests/temp_folder.h"
 #include "tests/tools/subprocess.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
 using testing::AllOf;
 using testing::HasSubstr;
+using tools::Finished;
+using tools::RunOptions;
+using tools::RunProgram;
 
 // Asks the drawing in a file, which has to be well-formed XML: the text of an XPath expression's
 // result, a count, an attribute or a text.
@@ -146,4 +149,4 @@ TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-namespace zenta {
+namespace zenta::tools {
 
 class Failure : public std::runtime_error {
  public:
@@ -19,4 +19,4 @@ inline Failure SystemFailure(const std::string& what, int error = errno) {
   return Failure(what + ": " + std::generic_category().message(error));
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -11,9 +11,12 @@
 #include "datahelpers/replace_file.h"
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::tools {
 
 namespace fs = std::filesystem;
+using signing::FreshNameBeside;
+using signing::MoveInto;
+using signing::WriteBytes;
 
 // If this throws, the destructor does not run: a file that was there before is not removed.
 NewFile::NewFile(fs::path path, mode_t mode) : path_(std::move(path)) {
@@ -65,4 +68,4 @@ void RefuseInputs(const fs::path& out, std::initializer_list<fs::path> inputs) {
   }
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

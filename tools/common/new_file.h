@@ -12,7 +12,7 @@
 #include <initializer_list>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::tools {
 
 class NewFile {
  public:
@@ -51,4 +51,4 @@ class NewFile {
 void RefuseInputs(const std::filesystem::path& out,
                   std::initializer_list<std::filesystem::path> inputs);
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -4,7 +4,13 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::tools {
+
+using signing::Data;
+using signing::FileHandle;
+using signing::ReadAll;
+using signing::SystemFiles;
+using signing::TextOf;
 
 std::unique_ptr<FileHandle> OpenFile(const std::filesystem::path& path) {
   auto file = SystemFiles().OpenForReading(path.string());
@@ -22,4 +28,4 @@ std::string ReadWholeFile(const std::filesystem::path& path, std::size_t limit) 
   return TextOf(*bytes);
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

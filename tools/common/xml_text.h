@@ -6,7 +6,7 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::tools {
 
 // UTF-8 text as the content of an element or the value of an attribute in double quotes (XML 1.0,
 // 2.3 and 2.4). Throws Failure for a control character: XML has no place for it (2.2).
@@ -36,4 +36,4 @@ inline std::string XmlText(std::string_view text) {
   return out;
 }
 
-}  // namespace zenta
+}  // namespace zenta::tools

@@ -18,10 +18,12 @@
 #include "tools/host_installer/staging.h"
 #include "tools/host_installer/unpacker.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::Failure;
+using tools::SystemFailure;
 
 // What an installation never takes of a disk's free space, and the most that it ever takes.
 constexpr std::uint64_t kReservedBytes = 16 << 20;
@@ -124,4 +126,4 @@ void Install(const InstallRequest& request, Renamer& renamer, std::ostream& repo
   Replace(staging.trees(), renamer);
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -6,7 +6,7 @@
 
 #include "tools/host_installer/replacement.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 
 // REQUIRES: both paths are absolute.
 struct InstallRequest {
@@ -31,4 +31,4 @@ void Install(const InstallRequest& request, Renamer& renamer, std::ostream& repo
 // lines or steer a terminal, become blanks.
 [[nodiscard]] std::string OneLine(std::string text);
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -49,22 +49,23 @@ std::optional<Arguments> Parse(int count, char** values) {
 }
 
 int Fail(const std::string& reason) {
-  std::cerr << "installer: Error - " << zenta::OneLine(reason) << std::endl;
+  std::cerr << "installer: Error - " << zenta::host_installer::OneLine(reason) << std::endl;
   return 1;
 }
 
 int Run(const Arguments& arguments) {
   if (arguments.target != "/") return Fail("the target is not /: " + arguments.target);
-  const zenta::MachineFolder machine = zenta::MachineFolder::FromEnvironment();
-  zenta::InstallRequest request;
+  const zenta::installer::MachineFolder machine =
+      zenta::installer::MachineFolder::FromEnvironment();
+  zenta::host_installer::InstallRequest request;
   request.package = machine.HostPath(arguments.package);
   request.name = std::filesystem::path(arguments.package).stem().string();
   request.target = machine.HostPath("/");
   if (!std::filesystem::is_regular_file(request.package)) {
     return Fail("the package path specified was invalid: '" + arguments.package + "'.");
   }
-  zenta::Renamer renamer;
-  zenta::Install(request, renamer, std::cout);
+  zenta::host_installer::Renamer renamer;
+  zenta::host_installer::Install(request, renamer, std::cout);
   std::cout << "installer: The install was successful." << std::endl;
   return 0;
 }

@@ -11,8 +11,10 @@
 #include "tools/common/failure.h"
 #include "tools/host_installer/payload_path.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
+
+using tools::Failure;
 
 struct XmlFree {
   void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
@@ -83,4 +85,4 @@ Distribution ParseDistribution(std::string_view xml) {
   return parsed;
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zenta {
+namespace zenta::host_installer {
 
 struct Distribution {
   std::string title;                 // "" if there is none
@@ -20,4 +20,4 @@ struct Distribution {
 // Throws Failure if this is no Distribution or it names no component.
 [[nodiscard]] Distribution ParseDistribution(std::string_view xml);
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

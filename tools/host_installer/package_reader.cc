@@ -11,8 +11,10 @@
 #include "tools/common/failure.h"
 #include "tools/host_installer/package_info.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
+
+using tools::Failure;
 
 // Of PackageInfo and Distribution, which take a few kilobytes in packages of any size.
 constexpr std::size_t kMaxXmlBytes = 1 << 20;
@@ -210,4 +212,4 @@ void ForEachPayload(const std::string& package, const PackageDescription& descri
   });
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-namespace zenta {
+namespace zenta::host_installer {
 
 struct ArchiveFree {
   void operator()(archive* opened) const { archive_free(opened); }
@@ -48,4 +48,4 @@ void ForEachPayload(const std::string& package, const PackageDescription& descri
                     std::uint64_t limit,
                     const std::function<void(const Component&, archive*)>& unpack);
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -4,7 +4,7 @@
 #include <array>
 #include <cassert>
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
 
 // The bundles that a Mac's package may carry, by the ending of their folder's name.
@@ -60,4 +60,4 @@ std::string JoinPath(std::string_view parent, std::string_view name) {
   return joined.append(name);
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

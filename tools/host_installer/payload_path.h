@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace zenta {
+namespace zenta::host_installer {
 
 // Limits of one path, in bytes and in components. A Mac's own are 255, 1,024 and none.
 inline constexpr std::size_t kMaxNameBytes = 255;
@@ -36,4 +36,4 @@ inline constexpr std::size_t kMaxPathDepth = 64;
 // `parent`/`name`, or `name` alone if there is no parent. REQUIRES: `name` is not empty.
 [[nodiscard]] std::string JoinPath(std::string_view parent, std::string_view name);
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -12,10 +12,12 @@
 #include "tools/common/failure.h"
 #include "tools/host_installer/payload_path.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::Failure;
+using tools::SystemFailure;
 
 struct Unit {
   std::string path;  // below both trees
@@ -146,4 +148,4 @@ bool PutBack(const Trees& trees, Renamer& renamer) try {
   return false;
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-namespace zenta {
+namespace zenta::host_installer {
 
 // The renames that a replacement is made of. Each returns 0 or an errno value. Tests fail them.
 class Renamer {
@@ -39,4 +39,4 @@ void Replace(const Trees& trees, Renamer& renamer);
 // Replace. False if that was not possible, in which case `aside` must be kept.
 [[nodiscard]] bool PutBack(const Trees& trees, Renamer& renamer);
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

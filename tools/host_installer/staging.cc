@@ -13,10 +13,12 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::Failure;
+using tools::SystemFailure;
 
 constexpr std::string_view kPrefix = ".zenta-installer-";
 
@@ -78,4 +80,4 @@ void Staging::CleanUp(const std::string& anchor, Renamer& renamer) {
   }
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

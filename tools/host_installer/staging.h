@@ -14,7 +14,7 @@
 
 #include "tools/host_installer/replacement.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 
 // Held from construction to destruction. Throws Failure if the folder cannot be opened or another
 // installation holds it; the system releases it when its holder dies.
@@ -49,4 +49,4 @@ class Staging {
   Renamer& renamer_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

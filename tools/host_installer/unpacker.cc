@@ -11,8 +11,11 @@
 #include "tools/common/failure.h"
 #include "tools/host_installer/payload_path.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 namespace {
+
+using tools::Failure;
+using tools::SystemFailure;
 
 constexpr int kFlags = ARCHIVE_EXTRACT_PERM | ARCHIVE_EXTRACT_TIME |
                        ARCHIVE_EXTRACT_SECURE_SYMLINKS | ARCHIVE_EXTRACT_SECURE_NODOTDOT |
@@ -129,4 +132,4 @@ void Unpacker::Unpack(const std::string& below, archive* cpio) {
   CheckArchive(disk.get(), archive_write_close(disk.get()), "unpacking");
 }
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

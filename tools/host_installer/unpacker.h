@@ -13,7 +13,7 @@
 
 #include "tools/host_installer/package_reader.h"
 
-namespace zenta {
+namespace zenta::host_installer {
 
 // The most entries that one package may have, all payloads together.
 inline constexpr std::size_t kMaxEntries = 200'000;
@@ -47,4 +47,4 @@ class Unpacker {
   std::unordered_map<std::string, Kind> unpacked_;  // path below the folder -> what is there
 };
 
-}  // namespace zenta
+}  // namespace zenta::host_installer

@@ -5,7 +5,9 @@
 
 #include "tools/common/failure.h"
 
-namespace zenta {
+namespace zenta::packaging {
+
+using tools::Failure;
 
 ArchiveWriter::ArchiveWriter(Kind kind, int descriptor, std::string name)
     : name_(std::move(name)), writer_(archive_write_new()), entry_(archive_entry_new()) {
@@ -54,4 +56,4 @@ void ArchiveWriter::Check(la_ssize_t result) const {
   throw Failure("cannot write " + name_ + ": " + (reason != nullptr ? reason : "unknown error"));
 }
 
-}  // namespace zenta
+}  // namespace zenta::packaging

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::packaging {
 
 // One file, folder or link of an archive. Owner and group are always 0, root's; link counts and
 // device numbers are left out, so that equal contents make equal bytes.
@@ -50,4 +50,4 @@ class ArchiveWriter {
   std::unique_ptr<archive_entry, Free> entry_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::packaging

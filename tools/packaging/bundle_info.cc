@@ -4,7 +4,15 @@
 #include "tools/common/failure.h"
 #include "tools/common/read_file.h"
 
-namespace zenta {
+namespace zenta::packaging {
+
+using installer::kMaxPlistBytes;
+using installer::ParsePlist;
+using installer::Plist;
+using installer::StringUnder;
+using signing::Bytes;
+using tools::Failure;
+using tools::ReadWholeFile;
 
 BundleInfo ReadBundleInfo(const std::filesystem::path& bundle) {
   if (!std::filesystem::is_directory(bundle)) {
@@ -19,4 +27,4 @@ BundleInfo ReadBundleInfo(const std::filesystem::path& bundle) {
           value("CFBundleVersion")};
 }
 
-}  // namespace zenta
+}  // namespace zenta::packaging

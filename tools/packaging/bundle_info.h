@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-namespace zenta {
+namespace zenta::packaging {
 
 // A value that the bundle does not state, or not as a text, is empty.
 struct BundleInfo {
@@ -18,4 +18,4 @@ struct BundleInfo {
 // root.
 [[nodiscard]] BundleInfo ReadBundleInfo(const std::filesystem::path& bundle);
 
-}  // namespace zenta
+}  // namespace zenta::packaging

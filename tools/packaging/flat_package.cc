@@ -19,10 +19,15 @@
 #include "tools/packaging/archive_writer.h"
 #include "tools/packaging/bundle_info.h"
 
-namespace zenta {
+namespace zenta::packaging {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::Failure;
+using tools::NewFile;
+using tools::OpenFile;
+using tools::SystemFailure;
+using tools::XmlText;
 
 constexpr std::uint64_t kMaxEntryBytes = (std::uint64_t{1} << 33) - 1;  // 11 octal digits of odc
 constexpr std::size_t kCopyBytes = 256 << 10;
@@ -207,4 +212,4 @@ PackageSummary WriteFlatPackage(const PackageOptions& options) {
   return summary;
 }
 
-}  // namespace zenta
+}  // namespace zenta::packaging

@@ -19,7 +19,7 @@
 #include <functional>
 #include <string>
 
-namespace zenta {
+namespace zenta::packaging {
 
 struct PackageOptions {
   std::filesystem::path bundle;  // a folder with Contents/Info.plist
@@ -49,4 +49,4 @@ struct PackageSummary {
 // meanwhile, and for every error of the disk.
 PackageSummary WriteFlatPackage(const PackageOptions& options);
 
-}  // namespace zenta
+}  // namespace zenta::packaging

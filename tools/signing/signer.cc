@@ -17,7 +17,7 @@
 #include "datahelpers/openssl_owned.h"
 #include "datahelpers/signature_block.h"
 
-namespace zenta {
+namespace zenta::signing {
 namespace {
 
 constexpr int kModulusBits = 8 * static_cast<int>(kSignatureBytes);
@@ -130,4 +130,4 @@ std::optional<std::string> SignDigest(std::string_view payload, const SigningCon
   return AlphabetCodec(config.alphabet, config.value).Encode(*signed_block);
 }
 
-}  // namespace zenta
+}  // namespace zenta::signing

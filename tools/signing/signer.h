@@ -9,7 +9,7 @@
 
 #include "datahelpers/signing_config.h"
 
-namespace zenta {
+namespace zenta::signing {
 
 // A 1,024-bit RSA private key.
 class Signer {
@@ -51,4 +51,4 @@ class Signer {
 [[nodiscard]] std::optional<std::string> SignDigest(std::string_view payload,
                                                     const SigningConfig& config, const Signer& key);
 
-}  // namespace zenta
+}  // namespace zenta::signing

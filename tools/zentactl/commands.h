@@ -7,7 +7,7 @@
 
 #include <CLI/CLI.hpp>
 
-namespace zenta {
+namespace zenta::zentactl {
 
 void DefineKeygen(CLI::App& command);
 void DefineSign(CLI::App& command);
@@ -16,4 +16,4 @@ void DefinePack(CLI::App& command);
 void DefineTrace(CLI::App& command);
 void DefineDump(CLI::App& command);
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

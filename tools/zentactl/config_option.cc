@@ -5,7 +5,13 @@
 #include "tools/common/failure.h"
 #include "tools/signing/signer.h"
 
-namespace zenta {
+namespace zenta::zentactl {
+
+using signing::BuiltInSigningConfig;
+using signing::Fingerprint;
+using signing::ReadSigningConfig;
+using signing::SigningConfig;
+using tools::Failure;
 
 void AddConfigOption(CLI::App& command, std::string& path) {
   command
@@ -27,4 +33,4 @@ std::string DescribeKey(const SigningConfig& config) {
          (config.development ? " (development: its private half is public)" : "");
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -6,16 +6,16 @@
 
 #include "datahelpers/signing_config.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 
 // Adds --config to `command`; it fills `path`, which has to live as long as the command.
 void AddConfigOption(CLI::App& command, std::string& path);
 
 // The configuration in the file at `path`; of an empty path, the one that this program was built
 // with. Throws Failure.
-[[nodiscard]] SigningConfig LoadConfig(const std::string& path);
+[[nodiscard]] signing::SigningConfig LoadConfig(const std::string& path);
 
 // How a configuration's key is printed: its fingerprint, and what there is to know about it.
-[[nodiscard]] std::string DescribeKey(const SigningConfig& config);
+[[nodiscard]] std::string DescribeKey(const signing::SigningConfig& config);
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -10,8 +10,23 @@
 #include "tools/common/failure.h"
 #include "tools/common/read_file.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
+
+using signing::AlphabetCodec;
+using signing::BytesOf;
+using signing::ByteView;
+using signing::Data;
+using signing::kSignatureBytes;
+using signing::OpenSignatureBlock;
+using signing::RsaPublicKey;
+using signing::SignatureBlock;
+using signing::SigningConfig;
+using signing::Text;
+using signing::TextOf;
+using tools::Failure;
+using tools::OpenFile;
+using tools::ReadWholeFile;
 
 // What the updater takes into memory at most.
 constexpr std::size_t kMaxDigestFileBytes = 65536;
@@ -91,4 +106,4 @@ std::optional<std::string> WhyRefused(std::string_view digest_file,
          shown + "\n  package: " + package_digest;
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -8,7 +8,7 @@
 
 #include "datahelpers/signing_config.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 
 // The package's digest: 32 hexadecimal digits. Reads the file once. Throws Failure.
 [[nodiscard]] std::string PackageDigest(const std::filesystem::path& package);
@@ -21,6 +21,6 @@ namespace zenta {
 // digest file; otherwise the first step that refuses it, as a sentence.
 [[nodiscard]] std::optional<std::string> WhyRefused(std::string_view digest_file,
                                                     const std::string& package_digest,
-                                                    const SigningConfig& config);
+                                                    const signing::SigningConfig& config);
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -12,10 +12,17 @@
 #include "tools/common/read_file.h"
 #include "tools/zentactl/commands.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using data::DumpUint32Array;
+using data::DumpUint64Array;
+using data::WriteCArray;
+using tools::Failure;
+using tools::NewFile;
+using tools::ReadWholeFile;
+using tools::RefuseInputs;
 using Text = tstl::BufferRef<unsigned char>;
 
 constexpr std::size_t kMaxBytes = 0xFFFFFFFF;  // what a view counts
@@ -114,4 +121,4 @@ void DefineDump(CLI::App& command) {
   command.callback([options] { Dump(*options); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

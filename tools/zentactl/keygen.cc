@@ -18,10 +18,20 @@
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/digest_file.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::Fingerprint;
+using signing::FormatSigningConfig;
+using signing::ReadSigningConfig;
+using signing::SignDigest;
+using signing::Signer;
+using signing::SigningConfig;
+using tools::Failure;
+using tools::NewFile;
+using tools::ReadWholeFile;
+using signing::SyncFolder;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;
 constexpr std::string_view kCharacters =
@@ -119,4 +129,4 @@ void DefineKeygen(CLI::App& command) {
   command.callback([folder] { Keygen(*folder); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

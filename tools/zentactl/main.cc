@@ -17,12 +17,15 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
-    {"keygen", "make a signing key and the configuration that trusts it", zenta::DefineKeygen},
-    {"pack", "make an installer package of a bundle", zenta::DefinePack},
-    {"sign", "make the signed digest file of a package", zenta::DefineSign},
-    {"verify", "check a package against its digest file, as the updater does", zenta::DefineVerify},
-    {"dump", "write a file as a C array", zenta::DefineDump},
-    {"trace", "tell and draw what a trace of the on-screen keyboard holds", zenta::DefineTrace},
+    {"keygen", "make a signing key and the configuration that trusts it",
+     zenta::zentactl::DefineKeygen},
+    {"pack", "make an installer package of a bundle", zenta::zentactl::DefinePack},
+    {"sign", "make the signed digest file of a package", zenta::zentactl::DefineSign},
+    {"verify", "check a package against its digest file, as the updater does",
+     zenta::zentactl::DefineVerify},
+    {"dump", "write a file as a C array", zenta::zentactl::DefineDump},
+    {"trace", "tell and draw what a trace of the on-screen keyboard holds",
+     zenta::zentactl::DefineTrace},
 };
 
 // Everything that --help knows.

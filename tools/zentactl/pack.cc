@@ -5,8 +5,12 @@
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/progress.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
+
+using packaging::PackageOptions;
+using packaging::PackageSummary;
+using packaging::WriteFlatPackage;
 
 // The line of progress is gone when this returns, so that the result does not stand behind it.
 PackageSummary PackWithProgress(PackageOptions options) {
@@ -58,4 +62,4 @@ void DefinePack(CLI::App& command) {
   command.callback([options] { Pack(*options); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

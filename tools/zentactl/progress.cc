@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace zenta {
+namespace zenta::zentactl {
 
 Progress::Progress(std::string what) : what_(std::move(what)), terminal_(isatty(2) == 1) {}
 
@@ -22,4 +22,4 @@ void Progress::Show(std::uint64_t done, std::uint64_t all) {
   std::fprintf(stderr, "\r%s %d %%", what_.c_str(), percent);
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace zenta {
+namespace zenta::zentactl {
 
 // Draws only if standard error is a terminal, and wipes its line when it is destroyed.
 class Progress {
@@ -24,4 +24,4 @@ class Progress {
   int shown_ = -1;  // the percentage on the screen
 };
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

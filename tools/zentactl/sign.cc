@@ -12,10 +12,18 @@
 #include "tools/zentactl/config_option.h"
 #include "tools/zentactl/digest_file.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::Fingerprint;
+using signing::SignDigest;
+using signing::Signer;
+using signing::SigningConfig;
+using tools::Failure;
+using tools::NewFile;
+using tools::ReadWholeFile;
+using tools::RefuseInputs;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;  // a PEM file has about 900
 
@@ -91,4 +99,4 @@ void DefineSign(CLI::App& command) {
   command.callback([options] { Sign(*options); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

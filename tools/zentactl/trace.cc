@@ -18,10 +18,20 @@
 #include "tools/zentactl/trace_svg.h"
 #include "tools/zentactl/trace_text.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::Failure;
+using tools::NewFile;
+using tools::RefuseInputs;
+using tools::SystemFailure;
+using trace::action_name;
+using trace::pad_code;
+using trace::TraceFault;
+using trace::TraceKind;
+using trace::TraceReader;
+using trace::TraceRecord;
 
 constexpr std::size_t kMaxPadsNamed = 20;
 
@@ -177,4 +187,4 @@ void DefineTrace(CLI::App& command) {
   command.callback([options] { Trace(*options); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -5,8 +5,14 @@
 
 #include "tools/zentactl/trace_text.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
+
+using records::List;
+using trace::KeyRect;
+using trace::ScreenRect;
+using trace::TraceKind;
+using trace::TraceRecord;
 
 // Characters that there is room for in a picture.
 constexpr std::size_t kMaxName = 30, kMaxText = 24, kMaxCode = 36;
@@ -86,4 +92,4 @@ void TracePicture::AddTouches(const TraceRecord& record) {
   }
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -14,18 +14,18 @@
 
 #include "engine/trace/trace_record.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 
 struct PictureTouch {
-  ScreenPoint at;
+  trace::ScreenPoint at;
   std::optional<std::uint32_t> time;  // milliseconds
   std::uint64_t input;                // number of the input that it belongs to, from 1
 };
 
 struct PicturePad {
-  std::string name;   // empty if no record said
-  ScreenRect rect{};  // empty if no record said; the keys then, too
-  std::vector<KeyRect> keys;
+  std::string name;          // empty if no record said
+  trace::ScreenRect rect{};  // empty if no record said; the keys then, too
+  std::vector<trace::KeyRect> keys;
   std::vector<PictureTouch> touches;  // in the order of the trace
 };
 
@@ -46,7 +46,7 @@ class TracePicture {
   // Takes the next record of the trace. Touches belong to the layout that was set last; showing a
   // pad again brings back the layout that was set for it last. Layouts that are the same in all are
   // one pad.
-  void Add(const TraceRecord& record);
+  void Add(const trace::TraceRecord& record);
 
   [[nodiscard]] const std::vector<PicturePad>& pads() const { return pads_; }
   [[nodiscard]] const std::vector<PictureInput>& inputs() const { return inputs_; }
@@ -61,10 +61,10 @@ class TracePicture {
   // Instead of the index of a pad: no layout is known yet; it is known and was left out.
   static constexpr std::size_t kNone = SIZE_MAX, kLeftOut = SIZE_MAX - 1;
 
-  void ShowPad(const TraceRecord& record);
-  void SetLayout(const ScreenRect& rect, List<KeyRect> keys);
-  void AddInput(const TraceRecord& record);
-  void AddTouches(const TraceRecord& record);
+  void ShowPad(const trace::TraceRecord& record);
+  void SetLayout(const trace::ScreenRect& rect, records::List<trace::KeyRect> keys);
+  void AddInput(const trace::TraceRecord& record);
+  void AddTouches(const trace::TraceRecord& record);
 
   std::vector<PicturePad> pads_;
   std::vector<PictureInput> inputs_;
@@ -76,4 +76,4 @@ class TracePicture {
   LeftOut left_out_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

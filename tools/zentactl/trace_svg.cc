@@ -11,8 +11,13 @@
 #include "tools/common/xml_text.h"
 #include "tools/zentactl/trace_text.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
+
+using tools::XmlText;
+using trace::KeyRect;
+using trace::ScreenPoint;
+using trace::ScreenRect;
 
 // Lengths of the page, in its pixels.
 constexpr double kPageWidth = 1000;
@@ -372,4 +377,4 @@ std::string DrawTrace(const TracePicture& picture, std::string_view title) {
   return Page(picture).Draw(Shown(title, 60));
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

@@ -8,9 +8,9 @@
 
 #include "tools/zentactl/trace_picture.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 
 // The whole file's text, well-formed XML whatever the trace holds. `title` is a heading, UTF-8.
 std::string DrawTrace(const TracePicture& picture, std::string_view title);
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

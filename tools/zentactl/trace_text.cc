@@ -5,7 +5,7 @@
 
 #include "corelib/text/utf.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
 
 // What no one would see, or what would change how the text around it is seen.
@@ -49,4 +49,4 @@ std::string Counted(std::uint64_t count, const char* one, const char* many) {
   return std::to_string(count) + ' ' + (count == 1 ? one : many);
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

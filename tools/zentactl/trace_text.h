@@ -7,7 +7,7 @@
 
 #include "corelib/text/buffer_ref.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 
 // A text from a trace as a person may be shown it, in a picture or on a terminal: valid UTF-8, at
 // most `limit` characters and an ellipsis. Control characters, those that turn the direction of
@@ -21,4 +21,4 @@ std::string Seconds(std::uint32_t milliseconds);
 // "1 key", "2 keys".
 std::string Counted(std::uint64_t count, const char* one, const char* many);
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

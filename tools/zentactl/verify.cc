@@ -8,8 +8,11 @@
 #include "tools/zentactl/config_option.h"
 #include "tools/zentactl/digest_file.h"
 
-namespace zenta {
+namespace zenta::zentactl {
 namespace {
+
+using signing::SigningConfig;
+using tools::Failure;
 
 struct VerifyOptions {
   std::filesystem::path package;
@@ -46,4 +49,4 @@ void DefineVerify(CLI::App& command) {
   command.callback([options] { Verify(*options); });
 }
 
-}  // namespace zenta
+}  // namespace zenta::zentactl

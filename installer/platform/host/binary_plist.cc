@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <vector>
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 8;
@@ -97,4 +97,4 @@ class BinaryPlist {
 
 bool IsBinaryPlistTree(std::span<const std::uint8_t> bytes) { return BinaryPlist(bytes).IsTree(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

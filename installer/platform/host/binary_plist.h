@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <span>
 
-namespace zenta {
+namespace zenta::installer {
 
 // Whether the property list is a tree: no container (array, set, dictionary) stands in more than
 // one place. A reader that makes a copy for each place would need 2^n nodes for n arrays that each
@@ -14,4 +14,4 @@ namespace zenta {
 // proportional to the length.
 [[nodiscard]] bool IsBinaryPlistTree(std::span<const std::uint8_t> bytes);
 
-}  // namespace zenta
+}  // namespace zenta::installer

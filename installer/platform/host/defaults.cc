@@ -7,7 +7,7 @@
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 // Below the home folder. The name is the program's bundle identifier.
@@ -87,4 +87,4 @@ std::unique_ptr<UserDefaults> HostUserDefaults(const MachineFolder& machine) {
   return std::make_unique<PlistDefaults>(machine);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

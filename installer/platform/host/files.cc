@@ -3,8 +3,11 @@
 
 #include "installer/platform/host/host_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::FileHandle;
+using signing::SystemFiles;
 
 // What a link leads to stands for the link, except when it is removed.
 class MachineFiles final : public Files {
@@ -39,4 +42,4 @@ std::unique_ptr<Files> HostFiles(const MachineFolder& machine) {
   return std::make_unique<MachineFiles>(machine);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

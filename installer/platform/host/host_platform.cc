@@ -1,6 +1,6 @@
 #include "installer/platform/host/host_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 Platform HostPlatform(const MachineFolder& machine) {
   Platform platform;
@@ -18,4 +18,4 @@ void WithSystemPlatform(void (*body)(Platform&) noexcept) {
   body(platform);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

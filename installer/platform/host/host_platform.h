@@ -11,7 +11,7 @@
 #include "installer/platform.h"
 #include "installer/platform/host/machine_folder.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // A notification is a line in /var/log/notifications.log.
 [[nodiscard]] std::unique_ptr<Notifications> HostNotifications(const MachineFolder& machine);
@@ -45,4 +45,4 @@ struct Elevation {
 // All of them.
 [[nodiscard]] Platform HostPlatform(const MachineFolder& machine);
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -7,7 +7,7 @@
 
 #include "installer/platform/host/plist_file.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 constexpr std::string_view kComponent = "inputmethod.";
@@ -78,4 +78,4 @@ bool NamesInputMethod(const std::string& identifier) {
   return ("." + identifier + ".").find(".inputmethod.") != std::string::npos;
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

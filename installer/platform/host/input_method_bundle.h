@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace zenta {
+namespace zenta::installer {
 
 struct InputMode {
   std::string mode_id;
@@ -31,4 +31,4 @@ struct InputMethodBundle {
 // bundle over.
 [[nodiscard]] bool NamesInputMethod(const std::string& identifier);
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -7,7 +7,7 @@
 #include "installer/platform/host/input_method_bundle.h"
 #include "installer/platform/host/plist_file.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 constexpr InputSourceStatus kNoError = 0;
@@ -246,4 +246,4 @@ std::unique_ptr<InputSources> HostInputSources(const MachineFolder& machine) {
   return std::make_unique<HostSources>(machine);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -10,7 +10,7 @@
 #include <ctime>
 #include <system_error>
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 // Local time, as a person who reads the log expects it.
@@ -43,4 +43,4 @@ void WriteLine(int descriptor, std::string_view prefix, std::string_view text) {
   if (written < 0) throw std::system_error(errno, std::generic_category(), "write");
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::installer {
 
 // Writes "TIME PREFIX TEXT" and a line end to `descriptor` in a single call, so that lines of
 // several programs do not mix; TIME is local, to the millisecond: "2026-01-02 03:04:05.678".
@@ -12,4 +12,4 @@ namespace zenta {
 // may be empty. Throws std::system_error if the line cannot be written. REQUIRES: descriptor >= 0.
 void WriteLine(int descriptor, std::string_view prefix, std::string_view text);
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -5,7 +5,7 @@
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/line.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 // The number that the system's log shows behind the process.
@@ -30,4 +30,4 @@ class StandardErrorLog final : public Log {
 
 std::unique_ptr<Log> HostLog() { return std::make_unique<StandardErrorLog>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

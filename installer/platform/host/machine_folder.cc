@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
@@ -124,4 +124,4 @@ std::string StandardizedPath(const MachineFolder& machine, std::string_view path
   return standard;
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::installer {
 
 class MachineFolder {
  public:
@@ -49,4 +49,4 @@ class MachineFolder {
 // names something that exists.
 [[nodiscard]] std::string StandardizedPath(const MachineFolder& machine, std::string_view path);
 
-}  // namespace zenta
+}  // namespace zenta::installer

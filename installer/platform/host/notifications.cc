@@ -8,7 +8,7 @@
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/line.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 constexpr char kJournal[] = "/var/log/notifications.log";
@@ -42,4 +42,4 @@ std::unique_ptr<Notifications> HostNotifications(const MachineFolder& machine) {
   return std::make_unique<JournalNotifications>(machine);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -12,10 +12,15 @@
 #include "datahelpers/replace_file.h"
 #include "installer/platform/host/binary_plist.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::Bytes;
+using signing::Data;
+using signing::ReadAll;
+using signing::ReplaceContents;
+using signing::SystemFiles;
 
 struct TextFree {
   void operator()(char* text) const { std::free(text); }
@@ -87,4 +92,4 @@ void PlistFile::Save() {
   if (const int error = ReplaceContents(path_, {text, length}, 0600)) Throw(path_, error);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -14,7 +14,7 @@
 
 #include "datahelpers/bytes.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // libplist goes one call deeper for each level of nesting; this bounds the levels.
 inline constexpr std::size_t kMaxPlistBytes = 256 * 1024;
@@ -25,7 +25,7 @@ struct PlistFree {
 using Plist = std::unique_ptr<void, PlistFree>;  // of a plist_t, which is a void*
 
 // The dictionary in these bytes; null if they hold none.
-[[nodiscard]] Plist ParsePlist(const Bytes& bytes);
+[[nodiscard]] Plist ParsePlist(const signing::Bytes& bytes);
 
 // The text of a string node; nullopt for another node or null.
 [[nodiscard]] std::optional<std::string> StringOf(plist_t node);
@@ -56,4 +56,4 @@ class PlistFile {
   Found found_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -14,7 +14,7 @@
 #include <system_error>
 #include <utility>
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 class Descriptor {
@@ -142,4 +142,4 @@ std::vector<std::string> EnvironmentWith(const std::string& name, const std::str
   return environment;
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

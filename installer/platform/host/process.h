@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace zenta {
+namespace zenta::installer {
 
 // What is kept of each of the two streams: their beginning. The rest is read and dropped, so that
 // the program never waits for us.
@@ -30,4 +30,4 @@ struct ProcessOutcome {
 [[nodiscard]] std::vector<std::string> EnvironmentWith(const std::string& name,
                                                        const std::string& value);
 
-}  // namespace zenta
+}  // namespace zenta::installer

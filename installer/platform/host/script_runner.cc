@@ -10,7 +10,7 @@
 #include "installer/platform/host/process.h"
 #include "installer/platform/host/script_source.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 // Error numbers of the Mac's script runner.
@@ -108,4 +108,4 @@ std::unique_ptr<ScriptRunner> HostScriptRunner(const MachineFolder& machine,
   return std::make_unique<ShellScriptRunner>(machine, elevation);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -2,7 +2,7 @@
 
 #include <cassert>
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 constexpr std::string_view kBefore = "do shell script \"";
@@ -50,4 +50,4 @@ std::string WithProgramBelow(const std::string& root, const std::string& command
   return quoted + command.substr(1);
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

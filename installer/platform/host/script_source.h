@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-namespace zenta {
+namespace zenta::installer {
 
 // COMMAND of `do shell script "COMMAND" with administrator privileges`, the escapes of an
 // AppleScript text (\" \\ \n \r \t) undone. nullopt for every other source: another statement, a
@@ -17,4 +17,4 @@ namespace zenta {
 // name. `root` is a folder's absolute host path, or "" for the host's own root.
 [[nodiscard]] std::string WithProgramBelow(const std::string& root, const std::string& command);
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -9,8 +9,8 @@ namespace {
 
 // Made anew for each message, because the Objective-C class has no instance variables.
 struct Model {
-  std::unique_ptr<zenta::InputSources> sources = zenta::MacInputSources();
-  std::unique_ptr<zenta::Log> log = zenta::MacLog();
+  std::unique_ptr<zenta::installer::InputSources> sources = zenta::installer::MacInputSources();
+  std::unique_ptr<zenta::installer::Log> log = zenta::installer::MacLog();
   zenta::ZTActivateInputModel model{*sources, *log};
 };
 
@@ -24,7 +24,8 @@ struct Model {
 
 - (TISInputSourceRef)findZentaInputSource {
   const auto source = Model().model.findZentaInputSource();
-  return (TISInputSourceRef)[[(id)zenta::TextInputSource::RefOf(source.get()) retain] autorelease];
+  return (TISInputSourceRef)[
+      [(id)zenta::installer::TextInputSource::RefOf(source.get()) retain] autorelease];
 }
 
 - (OSStatus)registerInput {
@@ -32,13 +33,13 @@ struct Model {
 }
 
 - (void)activateInputSourceByMode:(NSString*)mode {
-  const zenta::Text text = zenta::TextOfString(mode);
+  const zenta::signing::Text text = zenta::signing::TextOfString(mode);
   if (text) Model().model.activateInputSourceByMode(*text);
 }
 
 - (void)activateInputSource:(TISInputSourceRef)source {
   if (source == nullptr) return Model().model.activateInputSource(nullptr);
-  const zenta::TextInputSource kept(source);
+  const zenta::installer::TextInputSource kept(source);
   Model().model.activateInputSource(&kept);
 }
 

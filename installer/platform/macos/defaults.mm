@@ -3,8 +3,10 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::StringOfText;
 
 static_assert(sizeof(NSInteger) == sizeof(std::int64_t));
 
@@ -37,4 +39,4 @@ class StandardUserDefaults final : public UserDefaults {
 
 std::unique_ptr<UserDefaults> MacUserDefaults() { return std::make_unique<StandardUserDefaults>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -4,8 +4,13 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::FileHandle;
+using signing::FoundationFile;
+using signing::StringOfText;
+using signing::TextOfString;
 
 NSFileManager* Manager() { return [NSFileManager defaultManager]; }
 
@@ -48,4 +53,4 @@ class ManagedFiles final : public Files {
 
 std::unique_ptr<Files> MacFiles() { return std::make_unique<ManagedFiles>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

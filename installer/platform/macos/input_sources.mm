@@ -7,8 +7,11 @@
 #include "installer/platform/macos/macos_platform.h"
 #include "installer/platform/macos/text_input_source.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Text;
+using signing::TextOfString;
 
 Text Property(TISInputSourceRef source, CFStringRef key) {
   return TextOfString((NSString*)TISGetInputSourceProperty(source, key));
@@ -72,4 +75,4 @@ TISInputSourceRef TextInputSource::RefOf(const InputSource* source) {
 
 std::unique_ptr<InputSources> MacInputSources() { return std::make_unique<TextInputSources>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

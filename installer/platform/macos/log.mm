@@ -3,8 +3,10 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::StringOfText;
 
 class SystemLog final : public Log {
  public:
@@ -15,4 +17,4 @@ class SystemLog final : public Log {
 
 std::unique_ptr<Log> MacLog() { return std::make_unique<SystemLog>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -9,7 +9,7 @@
 
 #include "installer/platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // The Darwin notification centre.
 [[nodiscard]] std::unique_ptr<Notifications> MacNotifications();
@@ -29,4 +29,4 @@ namespace zenta {
 // NSLog.
 [[nodiscard]] std::unique_ptr<Log> MacLog();
 
-}  // namespace zenta
+}  // namespace zenta::installer

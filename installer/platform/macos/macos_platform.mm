@@ -2,7 +2,7 @@
 
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 Platform MacPlatform() {
@@ -21,4 +21,4 @@ void WithSystemPlatform(void (*body)(Platform&) noexcept) {
   [scope drain];
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -4,8 +4,10 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::StringOfText;
 
 class DarwinNotifications final : public Notifications {
  public:
@@ -21,4 +23,4 @@ std::unique_ptr<Notifications> MacNotifications() {
   return std::make_unique<DarwinNotifications>();
 }
 
-}  // namespace zenta
+}  // namespace zenta::installer

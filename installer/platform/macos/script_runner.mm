@@ -3,8 +3,11 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::StringOfText;
+using signing::TextOfString;
 
 // The dictionary, which may be nil, need not have either key.
 ScriptOutcome FailureOf(NSDictionary* error) {
@@ -31,4 +34,4 @@ class AppleScriptRunner final : public ScriptRunner {
 
 std::unique_ptr<ScriptRunner> MacScriptRunner() { return std::make_unique<AppleScriptRunner>(); }
 
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -5,7 +5,7 @@
 
 #include "installer/platform.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 // Keeps the system's object for its own life: the list that it came with only lends it.
 class TextInputSource final : public InputSource {
@@ -26,4 +26,4 @@ class TextInputSource final : public InputSource {
   const TISInputSourceRef source_;
 };
 
-}  // namespace zenta
+}  // namespace zenta::installer

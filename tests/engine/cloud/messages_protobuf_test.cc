@@ -12,10 +12,12 @@
 #include "engine/cloud/cloud_response.h"
 #include "tests/reference/record_reference.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
 using google::protobuf::FieldDescriptor;
+using records::kFields;
+using records::Record;
 
 // How a member of type T, or a list of T, that `Codec` reads and writes has to be declared.
 template <class Codec, class T>
@@ -24,7 +26,7 @@ constexpr FieldDescriptor::Type TypeOf() {
     return TypeOf<typename Codec::Element, typename T::Element>();
   }
   if (Record<T>) return FieldDescriptor::TYPE_MESSAGE;
-  if (std::is_same_v<Codec, zenta::Codec<Text16>>) return FieldDescriptor::TYPE_STRING;
+  if (std::is_same_v<Codec, zenta::records::Codec<Text16>>) return FieldDescriptor::TYPE_STRING;
   if (!std::is_integral_v<T>) return FieldDescriptor::TYPE_BYTES;
   if (std::is_same_v<T, bool>) return FieldDescriptor::TYPE_BOOL;
   if (std::is_same_v<T, std::int32_t>) return FieldDescriptor::TYPE_INT32;
@@ -84,14 +86,14 @@ void ExpectExchange() {
 }
 
 TEST(ProtobufTest, RequestsGoThereAndBackAsDeclared) {
-  ExpectExchange<CloudRequest, cloud::CloudRequest>();
+  ExpectExchange<CloudRequest, proto::CloudRequest>();
 }
 TEST(ProtobufTest, ResponsesGoThereAndBackAsDeclared) {
-  ExpectExchange<CloudResponse, cloud::CloudResponse>();
+  ExpectExchange<CloudResponse, proto::CloudResponse>();
 }
 
 TEST(ProtobufTest, ValuesAreTheSameOnBothSides) {
-  cloud::CloudRequest request;
+  proto::CloudRequest request;
   auto& log = *request.mutable_attach()->add_suglogs();
   log.set_sug_word("中文\U0001F600"), log.set_input_inline(std::string("\x2D\x4E\x41\0", 4));
   request.mutable_attach()->mutable_json()->mutable_report()->set_cost(-7);
@@ -110,11 +112,11 @@ TEST(ProtobufTest, ValuesAreTheSameOnBothSides) {
   CloudResponse response;
   response.serv_list = item;
   tstl::Buffer<unsigned char> bytes;
-  cloud::CloudResponse peer;
+  proto::CloudResponse peer;
   EXPECT_TRUE(write_binary(response, bytes) && peer.ParseFromString(std::string(bytes.std_view())));
   EXPECT_EQ(peer.serv_list(0).img_rect(), ~0ull - 1);
   EXPECT_EQ(peer.serv_list(0).max_show_num(), -3);
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::cloud

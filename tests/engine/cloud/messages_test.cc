@@ -23,9 +23,13 @@
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
+using records::BinaryResult;
+using records::JsonResult;
+using records::kFields;
+using records::Record;
 using reference::Difference;
 using reference::RecordFiller;
 using tstl::Buffer;
@@ -361,4 +365,4 @@ TEST(CloudMessageTest, WritersKeepTheirMemoryFromMessageToMessage) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::cloud

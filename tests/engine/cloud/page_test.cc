@@ -9,7 +9,7 @@
 #include "corelib/containers/chunk.h"
 #include "engine/cloud/cloud_request.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
 std::string FileText(const char* path) {
@@ -74,4 +74,4 @@ TEST(CloudPageTest, ShowsTheRequestInBothForms) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::cloud

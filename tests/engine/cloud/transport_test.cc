@@ -10,7 +10,7 @@
 
 #include "engine/cloud/recorded_transport.h"
 
-namespace zenta {
+namespace zenta::cloud {
 namespace {
 
 namespace fs = std::filesystem;
@@ -89,4 +89,4 @@ TEST_F(RecordedTransportTest, SaysWhatIsWrong) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::cloud

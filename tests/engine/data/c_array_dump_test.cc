@@ -8,8 +8,11 @@
 #include "tests/temp_folder.h"
 #include "tests/tools/subprocess.h"
 
-namespace zenta {
+namespace zenta::data {
 namespace {
+
+using tools::Finished;
+using tools::RunProgram;
 
 TEST(CArrayDumpTest, WordsStandInLines) {
   const TempFolder folder;
@@ -62,4 +65,4 @@ int main(void) { return fwrite(k32, sizeof k32, 1, stdout) + fwrite(k64, sizeof 
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::data

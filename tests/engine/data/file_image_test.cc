@@ -9,7 +9,7 @@
 #include "tests/child.h"
 #include "tests/temp_folder.h"
 
-namespace zenta {
+namespace zenta::data {
 namespace {
 
 namespace fs = std::filesystem;
@@ -113,4 +113,4 @@ TEST_F(FileImageTest, ProcessKilledAtAnyMomentLeavesTheOldOrTheNewFile) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::data

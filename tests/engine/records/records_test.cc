@@ -4,15 +4,15 @@
 #include "corelib/containers/chunk.h"
 #include "engine/records/message.h"
 
-namespace zenta {
+namespace zenta::records {
 
 struct Sample {
   std::uint32_t once = 0;
   List<std::uint32_t> often;
 };
-template <>
-inline constexpr auto kFields<Sample> =
-    Fields<Field<0, "at", &Sample::once>, Field<0, "at", &Sample::often>>();
+constexpr auto fields_of(std::type_identity<Sample>) {
+  return Fields<Field<0, "at", &Sample::once>, Field<0, "at", &Sample::often>>();
+}
 
 namespace {
 
@@ -45,4 +45,4 @@ TEST(ListTest, MovesOnlyWhenItsCountIsAPowerOfTwo) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::records

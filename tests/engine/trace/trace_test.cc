@@ -15,9 +15,11 @@
 #include "tests/reference/record_reference.h"
 #include "tests/temp_folder.h"
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
+using records::kFields;
+using records::write_json;
 using tstl::JsonFault;
 
 std::string Written(const TraceRecord& record) {
@@ -207,4 +209,4 @@ TEST_F(TraceFileTest, MemoryIsBoundedByTheLine) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::trace

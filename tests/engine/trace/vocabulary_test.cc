@@ -10,7 +10,7 @@
 #include "engine/trace/packages.h"
 #include "engine/trace/pads.h"
 
-namespace zenta {
+namespace zenta::trace {
 namespace {
 
 TEST(PadsTest, NamesHaveTheirCodesAndCodesTheirFirstNames) {
@@ -54,4 +54,4 @@ TEST(PackagesTest, AreDistinctApplicationIdentifiers) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::trace

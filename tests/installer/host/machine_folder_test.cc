@@ -9,7 +9,7 @@
 #include "installer/platform/host/host_platform.h"
 #include "tests/installer/machine_fixture.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
@@ -77,4 +77,4 @@ TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

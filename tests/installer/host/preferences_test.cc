@@ -10,10 +10,11 @@
 #include "tests/child.h"
 #include "tests/installer/machine_fixture.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::Bytes;
 using testing::ElementsAre;
 
 const std::string kFolder = MachineFolder::HomeFolder() + "/Library/Preferences";
@@ -201,4 +202,4 @@ TEST_F(InputSourcesTest, WhatIsOnDiskIsListedAndOnlyWhatIsEnabledIsSelected) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

@@ -4,7 +4,7 @@
 #include "installer/platform/host/process.h"
 #include "tests/installer/machine_fixture.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 std::string Source(const std::string& command) {
@@ -86,4 +86,4 @@ TEST_F(ScriptRunnerTest, ThePersonIsAskedFirst) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

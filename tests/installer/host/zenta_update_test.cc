@@ -6,10 +6,11 @@
 #include "tests/installer/machine_fixture.h"
 #include "tests/tools/subprocess.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
+using tools::RunProgram;
 using Path = const std::string&;
 
 void ExpectQuietRun(const std::string& machine) {
@@ -59,4 +60,4 @@ TEST_F(MachineTest, MachineThatIsNotThereEndsQuietly) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

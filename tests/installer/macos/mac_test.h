@@ -12,7 +12,7 @@
 #include "tests/datahelpers/signing_key.h"
 #include "tests/installer/machine_fixture.h"
 
-namespace zenta {
+namespace zenta::installer {
 
 using Lines = std::vector<std::string>;
 
@@ -39,7 +39,9 @@ class MacTest : public MachineTest {
     TheShimMac().sources = {{}, {own, "x"}, {own, {}}, {own, {}}, {"x", mode}, {own, mode}};
     PutPackage();
     const std::string digest = ZTDHClass::calcMD5FromFile(At(kPackage)).value();
-    Put(kDigestFile, SignDigest(digest, BuiltInSigningConfig(), TestSigner()).value());
+    Put(kDigestFile,
+        signing::SignDigest(digest, signing::BuiltInSigningConfig(), signing::TestSigner())
+            .value());
   }
 
   static constexpr char kPackage[] = "/Library/Caches/update.pkg";
@@ -52,4 +54,4 @@ class MacTest : public MachineTest {
   }
 };
 
-}  // namespace zenta
+}  // namespace zenta::installer

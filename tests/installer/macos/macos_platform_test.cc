@@ -3,10 +3,14 @@
 
 #include "tests/installer/macos/mac_test.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
 
 namespace fs = std::filesystem;
+using signing::BuiltInSigningConfig;
+using signing::ReadAll;
+using signing::RsaPublicKey;
+using signing::SignatureBlock;
 
 std::string Posted(const std::string& name) {
   return "post " + name + " to Darwin, object (null), user info (null), immediately 1";
@@ -111,4 +115,4 @@ TEST_F(MacPlatformTest, KeyThatTheSystemRefusesOpensNothing) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

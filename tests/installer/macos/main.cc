@@ -6,7 +6,7 @@
 #include "tests/child.h"
 #include "tests/installer/macos/mac_test.h"
 
-zenta::Lines zenta::Told(void (*call)()) {
+zenta::installer::Lines zenta::installer::Told(void (*call)()) {
   testing::internal::CaptureStderr();
   call();
   std::istringstream told(testing::internal::GetCapturedStderr());

@@ -12,8 +12,20 @@
 #include "installer/platform/macos/activate_input_model_front.h"
 #include "tests/installer/macos/mac_test.h"
 
-namespace zenta {
+namespace zenta::installer {
 namespace {
+
+using signing::Bytes;
+using signing::BytesOf;
+using signing::BytesOfObject;
+using signing::Data;
+using signing::DataArg;
+using signing::ObjectOfBytes;
+using signing::StringOfText;
+using signing::Text;
+using signing::TextOf;
+using signing::TextOfString;
+using signing::kSignatureBytes;
 
 // Sends the message of this name through the runtime.
 template <class Result, class... Arguments>
@@ -189,4 +201,4 @@ TEST_F(ObjectiveCTest, DigestHoldsOneChunkAtATime) {
 }
 
 }  // namespace
-}  // namespace zenta
+}  // namespace zenta::installer

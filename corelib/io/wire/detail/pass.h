@@ -48,7 +48,8 @@ class Pass : private Sink {
   template <WireScalar T>
   [[gnu::always_inline]] void bsc_write_kvarint(std::uint32_t key,
                                                 std::type_identity_t<T> value) noexcept {
-    if (!Sink::room(kMaxVarint32 + kMaxWireSize<T>)) return;
+    if (!Sink::room(kMaxVarint32 + kMaxWireSize<T>)) [[unlikely]]
+      return;
     Sink::put(wire_key(key, WireType::kVarint));
     Sink::put(wire_value<T>(value));
   }
@@ -56,11 +57,13 @@ class Pass : private Sink {
   template <WireScalar T>
   void bsc_write_karrpack(std::uint32_t key, const VectorRef<T>& values) noexcept {
     const bool listed = values.size() >= kListedArray;
-    if (!Sink::room(kMaxKeyAndLength)) return;
+    if (!Sink::room(kMaxKeyAndLength)) [[unlikely]]
+      return;
     Sink::put(wire_key(key, WireType::kBytes));
     const std::uint64_t start = Sink::begin_array(listed);
     for (const T value : values) {
-      if (!Sink::room(kMaxWireSize<T>)) return;
+      if (!Sink::room(kMaxWireSize<T>)) [[unlikely]]
+        return;
       Sink::put(wire_value<T>(value));
     }
     Sink::end_array(start, listed);
@@ -68,7 +71,8 @@ class Pass : private Sink {
 
   [[gnu::always_inline]] void bsc_write_kbytes(std::uint32_t key,
                                                const BufferRef<unsigned char>& bytes) noexcept {
-    if (!Sink::room(kMaxKeyAndLength + bytes.len())) return;
+    if (!Sink::room(kMaxKeyAndLength + bytes.len())) [[unlikely]]
+      return;
     put_key_and_length(key, bytes.len());
     Sink::put_bytes(bytes);
   }
@@ -77,14 +81,16 @@ class Pass : private Sink {
                                                const BufferRef<unsigned short>& text) noexcept {
     if (Sink::put_short_text(key, text)) return;
     const std::uint64_t size = utf8_size(text.cstr(), text.len(), LoneSurrogate::kKeep);
-    if (!Sink::room(kMaxKeyAndLength + size)) return;
+    if (!Sink::room(kMaxKeyAndLength + size)) [[unlikely]]
+      return;
     put_key_and_length(key, size);
     Sink::put_text(text, size);
   }
 
   [[nodiscard, gnu::always_inline]] std::uint32_t bsc_begin_kmsg(bool sized,
                                                                  std::uint32_t key) noexcept {
-    if (!sized || !Sink::room(kMaxKeyAndLength)) return FAILURE;
+    if (!sized || !Sink::room(kMaxKeyAndLength)) [[unlikely]]
+      return FAILURE;
     Sink::put(wire_key(key, WireType::kBytes));
     return Sink::begin_message(key);
   }

@@ -1,0 +1,30 @@
+// The names of engine/records that the messages of this room are declared with, and those that read
+// and write them: these stand beside the records, so that a call finds them by its record.
+#pragma once
+
+#include "engine/records/message.h"
+
+namespace zenta::cloud {
+
+using records::Bytes;
+using records::List;
+using records::Text16;
+
+using records::AbsentIs;
+using records::AlwaysInJson;
+using records::As;
+using records::Field;
+using records::Fields;
+using records::NeverInBinary;
+using records::RawUnits;
+using records::WrittenAs;
+
+using records::read_binary;
+using records::read_binary_field;
+using records::read_json;
+using records::read_json_member;
+using records::write_binary;
+using records::write_json;
+using records::write_message;
+
+}  // namespace zenta::cloud
