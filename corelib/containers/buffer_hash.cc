@@ -62,30 +62,37 @@ bool PairBatch<T>::insert() {
   return complete;
 }
 
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
 // The searches of short keys, apart from those of all others because their functions are compiled for
 // other processors.
 template <Unit T>
-detail::ShortKey short_key(BufferRef<T> key) {
+ZENTA_TARGET_SHORT_KEY detail::ShortKey short_key(BufferRef<T> key) {
   return detail::ShortKey(key.cstr(), key.len() * sizeof(T));
 }
 
 template <class Node>
-TSTL_SHORT_KEY_TARGET inline const Node* find_short_at(detail::ChainLink<Node> link,
-                                                       detail::KeyMark mark, detail::ShortKey key,
-                                                       std::uint32_t len) {
+ZENTA_TARGET_SHORT_KEY inline const Node* find_short_in(detail::ChainLink<Node> link,
+                                                        detail::KeyMark mark,
+                                                        const detail::ShortKey& key,
+                                                        std::uint32_t len) {
   for (; link.may_hold(mark); link = link->link()) {
     if (link->len() == len && key.is_at(link->str())) return link;
   }
   return nullptr;
 }
 
-template <class Node>
-TSTL_SHORT_KEY_TARGET const Node* find_short(const detail::ChainLink<Node>* buckets,
-                                             std::uint32_t bucket_cnt, detail::ShortKey key,
-                                             std::uint32_t len) {
-  const detail::ChainPlace place(key.crc32(), bucket_cnt);
-  return find_short_at(buckets[place.bucket], place.mark, key, len);
+template <class Node, Unit T>
+ZENTA_TARGET_SHORT_KEY const Node* find_short_at(detail::ChainLink<Node> link, detail::KeyMark mark,
+                                                 BufferRef<T> key) {
+  return find_short_in(link, mark, short_key(key), key.len());
+}
+
+template <class Node, Unit T>
+ZENTA_TARGET_SHORT_KEY const Node* find_short(const detail::ChainLink<Node>* buckets,
+                                              std::uint32_t bucket_cnt, BufferRef<T> key) {
+  const detail::ShortKey bytes = short_key(key);
+  const detail::ChainPlace place(bytes.crc32(), bucket_cnt);
+  return find_short_in(buckets[place.bucket], place.mark, bytes, key.len());
 }
 #endif
 
@@ -185,9 +192,9 @@ typename BufferHash<T>::Node* BufferHash<T>::insert_at(Place place, View key) {
 
 template <Unit T>
 const typename BufferHash<T>::Node* BufferHash<T>::find_key(View key) const {
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
-    return find_short(buckets_, bucket_cnt_, short_key(key), key.len());
+    return find_short(buckets_, bucket_cnt_, key);
   }
 #endif
   return find_any(key);
@@ -200,9 +207,9 @@ const typename BufferHash<T>::Node* BufferHash<T>::find_any(View key) const {
 
 template <Unit T>
 const typename BufferHash<T>::Node* BufferHash<T>::find_at(Place place, View key) const {
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
-    return find_short_at(buckets_[place.bucket], place.mark, short_key(key), key.len());
+    return find_short_at(buckets_[place.bucket], place.mark, key);
   }
 #endif
   const detail::KeyProbe<T> probe(key);

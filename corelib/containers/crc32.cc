@@ -3,16 +3,13 @@
 #include <cassert>
 
 #include "corelib/base/bytes.h"
-#include "corelib/containers/detail/crc32_product.h"
+#include "corelib/containers/detail/crc32_block.h"
 #include "corelib/containers/short_key.h"
 
 namespace tstl {
 namespace {
 
-using base::load_le;
 using detail::after_zero_bits;
-
-constexpr std::uint32_t kPreset = 0xFFFFFFFF;
 
 struct Tables {
   // What a byte leaves in an all-zero register after itself and k zero bytes.
@@ -48,81 +45,75 @@ std::uint32_t after_eight(std::uint32_t crc, std::uint64_t word) {
 
 std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
   const unsigned char* const end = p + n;
-  std::uint32_t crc = kPreset;
+  std::uint32_t crc = detail::kCrcPreset;
   if (n >= 4) {
-    crc = after_four(base::load_le<std::uint32_t>(p) ^ crc, 0);
+    crc = after_four(base::load<std::uint32_t>(p) ^ crc, 0);
     p += 4;
   }
   while (p != end) crc = crc >> 8 ^ kTables.of_byte[0][(crc ^ *p++) & 0xFF];
   return ~crc;
 }
 
-#if defined(__x86_64__)
-// The first `n` bytes of a run of 8 or more as the last of a block. REQUIRES: 0 < n <= 16.
-__m128i load_last(const unsigned char* p, std::size_t n) {
-  const auto whole = [](std::uint64_t low, std::uint64_t high) {
-    return _mm_set_epi64x(static_cast<long long>(high), static_cast<long long>(low));
-  };
-  const std::uint64_t first = base::load_le<std::uint64_t>(p);
-  if (n < 8) return whole(0, first << (64 - 8 * n));
-  const std::size_t half = 4 * (16 - n);  // a shift by 64 bits, in two
-  return whole(first << half << half, base::load_le<std::uint64_t>(p + n - 8));
+// The bytes that exceed whole words are taken first, as a word with zero bytes in front of them.
+std::uint32_t crc32_tables(const unsigned char* p, std::size_t n) {
+  if (n < 8) return crc32_short(p, n);
+  const std::size_t odd = n % 8;
+  std::uint32_t crc = detail::kCrcPresets.after[odd];
+  if (odd != 0) crc ^= after_eight(0, base::load<std::uint64_t>(p) << (64 - 8 * odd));
+  const unsigned char* const end = p + n;
+  for (p += odd; p != end; p += 8) crc = after_eight(crc, base::load<std::uint64_t>(p));
+  return ~crc;
 }
 
-const bool kHasProduct = __builtin_cpu_supports("pclmul");
-
-TSTL_SHORT_KEY_TARGET std::uint32_t crc32_of_short(const unsigned char* p, std::size_t n) {
+#if defined(ZENTA_TARGET_SHORT_KEY)
+ZENTA_TARGET_SHORT_KEY std::uint32_t crc32_of_short(const unsigned char* p, std::size_t n) {
   return detail::ShortKey(p, n).crc32();
+}
+#endif
+
+#if defined(ZENTA_VECTOR_SSE2)
+constexpr std::size_t kLeastOfBlocks = 16;
+
+// The same with blocks.
+ZENTA_TARGET_CRC_BLOCK std::uint32_t crc32_blocks(const unsigned char* p, std::size_t n) {
+  assert(n >= kLeastOfBlocks);
+  const unsigned char* const end = p + n;
+  const std::size_t odd = (n - 1) % 16 + 1;
+  std::uint32_t preset = detail::kCrcPresets.after[odd];
+  base::Bytes x = base::slide(base::load<base::Bytes>(p), static_cast<std::ptrdiff_t>(16 - odd));
+  for (p += odd; p != end; p += 16) {
+    x = detail::crc_folded(x) ^ base::load<base::Bytes>(p) ^ base::Bytes(base::Words{preset, 0});
+    preset = 0;
+  }
+  return ~(detail::crc_after(x) ^ preset);
+}
+#elif defined(ZENTA_VECTOR_NEON)
+constexpr std::size_t kLeastOfBlocks = 0;
+
+ZENTA_TARGET_CRC_BLOCK std::uint32_t crc32_blocks(const unsigned char* p, std::size_t n) {
+  std::uint32_t crc = detail::kCrcPreset;
+  for (; n >= 8; n -= 8, p += 8) crc = detail::crc_of(crc, base::load<std::uint64_t>(p));
+  if ((n & 4) != 0) {
+    crc = detail::crc_of(crc, base::load<std::uint32_t>(p));
+    p += 4;
+  }
+  if ((n & 2) != 0) {
+    crc = detail::crc_of(crc, base::load<std::uint16_t>(p));
+    p += 2;
+  }
+  if ((n & 1) != 0) crc = detail::crc_of(crc, *p);
+  return ~crc;
 }
 #endif
 
 }  // namespace
 
-// The bytes that exceed whole words are taken first, as a word with zero bytes in front of them:
-// those do not change an all-zero register, and what the preset one would have become by then is
-// added after.
-std::uint32_t detail::crc32_tables(const unsigned char* p, std::size_t n) noexcept {
-  assert(n >= 8);
-  const std::size_t odd = n % 8;
-  std::uint32_t crc = detail::kCrcPresets.after[odd];
-  if (odd != 0) crc ^= after_eight(0, base::load_le<std::uint64_t>(p) << (64 - 8 * odd));
-  const unsigned char* const end = p + n;
-  for (p += odd; p != end; p += 8) crc = after_eight(crc, base::load_le<std::uint64_t>(p));
-  return ~crc;
-}
-
-#if defined(__x86_64__)
-TSTL_CRC_TARGET std::uint32_t detail::crc32_product(const unsigned char* p,
-                                                    std::size_t n) noexcept {
-  const unsigned char* const end = p + n;
-  const std::size_t odd = (n - 1) % 16 + 1;
-  std::uint32_t preset = detail::kCrcPresets.after[odd];
-  __m128i x = load_last(p, odd);
-  for (p += odd; p != end; p += 16) {
-    x = detail::crc_folded(x) ^ _mm_loadu_si128(reinterpret_cast<const __m128i*>(p)) ^
-        _mm_cvtsi32_si128(static_cast<int>(preset));
-    preset = 0;
-  }
-  return ~(detail::crc_reduced(x) ^ preset);
-}
-#endif
-
 std::uint32_t crc32(const unsigned char* p, std::size_t n) noexcept {
-#if defined(__x86_64__)
+#if defined(ZENTA_TARGET_SHORT_KEY)
   if (detail::ShortKey::takes(n)) return crc32_of_short(p, n);
-  if (kHasProduct && n >= 8) return detail::crc32_product(p, n);
+  if (detail::has_crc_block() && n >= kLeastOfBlocks) return crc32_blocks(p, n);
 #endif
-  return n < 8 ? crc32_short(p, n) : detail::crc32_tables(p, n);
-}
-
-std::uint32_t detail::crc32_units(const unsigned short* units, std::size_t n) noexcept {
-  std::uint32_t crc = kPreset;
-  for (std::size_t i = 0; i < n; ++i) {
-    for (const unsigned byte : {units[i] % 256u, units[i] / 256u}) {
-      crc = crc >> 8 ^ kTables.of_byte[0][(crc ^ byte) & 0xFF];
-    }
-  }
-  return ~crc;
+  return crc32_tables(p, n);
 }
 
 }  // namespace tstl

@@ -5,7 +5,6 @@
 // Nothing fails and nothing outside the run is read.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <cstdint>
 
@@ -17,29 +16,15 @@ namespace tstl {
 // Of `n` bytes; 0 for none, for which `bytes` may be null.
 [[nodiscard]] std::uint32_t crc32(const unsigned char* bytes, std::size_t n) noexcept;
 
-// Of a key: of its bytes, or of its 16-bit units with the low byte first, on every machine.
+// Of a key: of its bytes, or of its 16-bit units with the low byte first.
 template <Unit T>
 [[nodiscard]] std::uint32_t crc32(BufferRef<T> key) noexcept;
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-namespace detail {
-// The ways for machines without polynomial products, without masked loads, and with the high byte of
-// a unit first. REQUIRES of the first two: n >= 8; of the second: a processor with PCLMULQDQ.
-std::uint32_t crc32_tables(const unsigned char* bytes, std::size_t n) noexcept;
-#if defined(__x86_64__)
-std::uint32_t crc32_product(const unsigned char* bytes, std::size_t n) noexcept;
-#endif
-std::uint32_t crc32_units(const unsigned short* units, std::size_t n) noexcept;
-}  // namespace detail
-
 template <Unit T>
 std::uint32_t crc32(BufferRef<T> key) noexcept {
-  if constexpr (sizeof(T) != 1 && std::endian::native != std::endian::little) {
-    return detail::crc32_units(key.cstr(), key.len());
-  } else {
-    return crc32(reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
-  }
+  return crc32(reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
 }
 
 }  // namespace tstl

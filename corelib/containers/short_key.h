@@ -1,61 +1,87 @@
-// ShortKey: the hash and the comparison of a key of 4 to 32 bytes, on processors with masked loads.
+// ShortKey: the hash and the comparison of a key of 4 to 32 bytes, where CRC-32 of a block is quick.
 //
 // How long the next key is cannot be foreseen. So nothing here branches on it, but for one length
 // that most keys do not pass; and there are few instructions, because a processor that waits for one
 // look-up's memory goes on to the next look-ups only as far as its window of instructions reaches.
-// A masked load reads no byte outside the key.
+// No byte outside the key is read: four words that overlap cover 4 to 16 bytes, and a shuffle puts
+// them in order.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 
-#include "corelib/containers/detail/crc32_product.h"
+#include "corelib/base/vector.h"
+#include "corelib/containers/detail/crc32_block.h"
 
-#if defined(__x86_64__)
-#define TSTL_SHORT_KEYS 1
+#if defined(ZENTA_TARGET_CRC_BLOCK)
 // Of every function that uses one.
-#define TSTL_SHORT_KEY_TARGET __attribute__((target("pclmul,bmi2,avx512bw,avx512vl")))
+#define ZENTA_TARGET_SHORT_KEY ZENTA_TARGET_CRC_BLOCK
 
 namespace tstl::detail {
 
-inline const bool kHasShortKeys =
-    __builtin_cpu_supports("pclmul") && __builtin_cpu_supports("bmi2") &&
-    __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl");
+// Where the i-th of four words lies that cover n bytes. REQUIRES: n is 4 to 16.
+constexpr std::size_t short_key_word(std::size_t n, std::size_t i) {
+  const std::size_t step = n / 8 * 4;
+  return (i >= 2 ? n - 4 - step : 0) + (i % 2) * step;
+}
+// By length: which bytes of the four words are those of a block that ends with the key.
+inline constexpr auto kShortKeyOrders = [] {
+  std::array<std::array<unsigned char, 16>, 17> orders{};
+  for (std::size_t n = 4; n <= 16; ++n) {
+    orders[n].fill(base::kNoByte);
+    for (unsigned char at = 0; at != 16; ++at) {
+      orders[n][16 - n + short_key_word(n, at / 4) + at % 4] = at;
+    }
+  }
+  return orders;
+}();
 
 class ShortKey {
  public:
   // Whether this processor takes keys of so many bytes.
-  static bool takes(std::size_t n) { return n - 4 <= 28 && kHasShortKeys; }
+  static bool takes(std::size_t n) { return n - 4 <= 28 && has_crc_block(); }
 
   // Views the bytes. REQUIRES: takes(n).
-  ShortKey(const void* bytes, std::size_t n)
-      : start_(reinterpret_cast<std::uintptr_t>(bytes)), n_(static_cast<unsigned>(n)) {}
+  ZENTA_TARGET_SHORT_KEY ShortKey(const void* bytes, std::size_t n)
+      : n_(n), ends_(ends_of(static_cast<const unsigned char*>(bytes))) {}
 
-  TSTL_SHORT_KEY_TARGET std::uint32_t crc32() const {
-    const std::uintptr_t end = start_ + n_;
-    const __m128i block = n_ <= 16
-                              ? load_before(end, n_)
-                              : crc_folded(load_before(end - 16, n_ - 16)) ^ load_before(end, 16);
-    return ~(crc_reduced(block) ^ kCrcPresets.after[n_]);
+  ZENTA_TARGET_SHORT_KEY std::uint32_t crc32() const {
+    const std::uint32_t crc =
+        is_one_block()
+            ? crc_after(base::shuffle(ends_.last, base::load<base::Bytes>(order())))
+            : crc_after(base::slide(ends_.first, static_cast<std::ptrdiff_t>(32 - n_)), ends_.last);
+    return ~(crc ^ kCrcPresets.after[n_]);
   }
 
   // Whether the same bytes are at `other`, where there must be as many.
-  TSTL_SHORT_KEY_TARGET bool is_at(const void* other) const {
-    const __mmask32 mask = _bzhi_u32(0xFFFFFFFF, n_);
-    const __m256i key = _mm256_maskz_loadu_epi8(mask, reinterpret_cast<const void*>(start_));
-    return _mm256_mask_cmpneq_epu8_mask(mask, key, _mm256_maskz_loadu_epi8(mask, other)) == 0;
+  ZENTA_TARGET_SHORT_KEY bool is_at(const void* other) const {
+    const Ends ends = ends_of(static_cast<const unsigned char*>(other));
+    if (is_one_block()) return base::all(ends.last == ends_.last);
+    return base::all((ends.first == ends_.first) & (ends.last == ends_.last));
   }
 
  private:
-  // The last `n` bytes before `end` as the last of a block that is zero in front of them.
-  // REQUIRES: n <= 16.
-  TSTL_SHORT_KEY_TARGET static __m128i load_before(std::uintptr_t end, unsigned n) {
-    return _mm_maskz_loadu_epi8(static_cast<__mmask16>(0xFFFF0000u >> n),
-                                reinterpret_cast<const void*>(end - 16));
+  // All bytes of a key: the four words, or its first and last 16 bytes.
+  struct Ends {
+    base::Bytes first, last;
+  };
+  bool is_one_block() const { return n_ <= 16; }
+  const unsigned char* order() const { return kShortKeyOrders[n_].data(); }
+
+  ZENTA_TARGET_SHORT_KEY Ends ends_of(const unsigned char* p) const {
+    using Halves = std::uint32_t __attribute__((vector_size(16)));
+    if (!is_one_block()) {
+      return {base::load<base::Bytes>(p), base::load<base::Bytes>(p + n_ - 16)};
+    }
+    const auto word = [p, this](std::size_t i) {
+      return base::load<std::uint32_t>(p + short_key_word(n_, i));
+    };
+    return {base::Bytes{}, base::Bytes(Halves{word(0), word(1), word(2), word(3)})};
   }
 
-  std::uintptr_t start_;
-  unsigned n_;
+  std::size_t n_;
+  Ends ends_;
 };
 
 }  // namespace tstl::detail

@@ -78,13 +78,13 @@ template <Unit T, class Same>
   return nullptr;
 }
 
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
 template <Unit T>
-TSTL_SHORT_KEY_TARGET const BufferDictNode<T>* find_short(Image image, std::uint32_t bucket_cnt,
-                                                          BufferRef<T> key) {
+ZENTA_TARGET_SHORT_KEY const BufferDictNode<T>* find_short(Image image, std::uint32_t bucket_cnt,
+                                                           BufferRef<T> key) {
   struct Same {
     detail::ShortKey key;
-    TSTL_SHORT_KEY_TARGET bool operator()(const T* units) const { return key.is_at(units); }
+    ZENTA_TARGET_SHORT_KEY bool operator()(const T* units) const { return key.is_at(units); }
   };
   const detail::ShortKey bytes(key.cstr(), key.len() * sizeof(T));
   return search(image, bytes.crc32() % bucket_cnt, key, Same{bytes});
@@ -173,7 +173,7 @@ const BufferDictNode<T>* BufferDict<T>::find_any(View key) const {
 
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_key(View key) const {
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
     return find_short<T>({bytes(), table_, image_.len()}, bucket_cnt_, key);
   }

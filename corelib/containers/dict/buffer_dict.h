@@ -12,7 +12,6 @@
 // an image is whole. A key of an image that was not checked need not end with a zero.
 #pragma once
 
-#include <bit>
 #include <concepts>
 #include <cstdint>
 #include <utility>
@@ -30,8 +29,6 @@ class BufferDict {
  public:
   using Node = BufferDictNode<T>;
   using View = BufferRef<T>;
-  static_assert(sizeof(T) == 1 || std::endian::native == std::endian::little,
-                "16-bit keys are used where they lie in the image");
 
   BufferDict() = default;
   BufferDict(BufferDict&& other) noexcept { *this = std::move(other); }

@@ -14,9 +14,9 @@
 namespace tstl {
 namespace {
 
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
 template <class T>
-TSTL_SHORT_KEY_TARGET bool ShortKeyIsAt(BufferRef<T> key, const KeyedNode<T>& node) {
+ZENTA_TARGET_SHORT_KEY bool ShortKeyIsAt(BufferRef<T> key, const KeyedNode<T>& node) {
   return detail::ShortKey(key.cstr(), key.len() * sizeof(T)).is_at(node.str());
 }
 #endif
@@ -191,7 +191,7 @@ TYPED_TEST(BufferHashTest, KeysThatDifferInOneUnitAreToldApartAndOrdered) {
         const bool same = at < len && unit == 'm';
         EXPECT_EQ(probe.matches(*node), same);
         EXPECT_EQ(probe.follows(*node), at < len && unit == 'a');
-#if defined(TSTL_SHORT_KEYS)
+#if defined(ZENTA_TARGET_SHORT_KEY)
         if (at < len && detail::ShortKey::takes(len * sizeof(T))) {
           EXPECT_EQ(ShortKeyIsAt<T>(key, *node), same);
         }
