@@ -88,8 +88,8 @@ make_compiler_runtime() {
 build_for() {
   make_marisa "$1"
   make_compiler_runtime "$1"
-  cmake -S . -B "$out/$1" -G Ninja --toolchain "$PWD/tools/mac/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release -DZENTA_WERROR=ON \
-    -DCMAKE_OSX_ARCHITECTURES="$1" -DZENTA_MARISA="$out/$1/lib/libmarisa.a" > "$out/$1/configure.log" 2>&1 ||
+  cmake -S . -B "$out/$1" -G Ninja --toolchain "$PWD/tools/mac/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
+    -DZENTA_BUILD_TESTS=ON -DZENTA_WERROR=ON -DCMAKE_OSX_ARCHITECTURES="$1" -DZENTA_MARISA="$out/$1/lib/libmarisa.a" > "$out/$1/configure.log" 2>&1 ||
     { cat "$out/$1/configure.log" >&2; die "configuring for $1 failed"; }
   # Linked anew each time: the stubs, which follow the lists, are no dependency of theirs.
   local program

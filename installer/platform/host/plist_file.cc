@@ -39,9 +39,11 @@ Plist ParsePlist(const Bytes& bytes) {
   const char* text = reinterpret_cast<const char*>(bytes.data());
   const auto length = static_cast<std::uint32_t>(bytes.size());
   if (bytes.empty() || bytes.size() > kMaxPlistBytes) return nullptr;
-  if (plist_is_binary(text, length) != 0 && !IsBinaryPlistTree(bytes)) return nullptr;
+  const bool binary = plist_is_binary(text, length) != 0;
+  if (binary && !IsBinaryPlistTree(bytes)) return nullptr;
+  // By name: plist_from_memory has another parameter since libplist 2.3, and reads other formats too.
   plist_t root = nullptr;
-  plist_from_memory(text, length, &root);
+  binary ? plist_from_bin(text, length, &root) : plist_from_xml(text, length, &root);
   Plist parsed(root);
   const bool dictionary = root != nullptr && plist_get_node_type(root) == PLIST_DICT;
   return dictionary ? std::move(parsed) : nullptr;
