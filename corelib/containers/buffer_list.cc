@@ -5,8 +5,8 @@
 #include <cstdlib>
 
 #include "corelib/containers/detail/key_probe.h"
-#include "corelib/io/files/directory_walker.h"
 #include "corelib/containers/list_file.h"
+#include "corelib/io/files/directory_walker.h"
 
 namespace tstl {
 namespace {

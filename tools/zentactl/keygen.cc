@@ -28,10 +28,10 @@ using signing::ReadSigningConfig;
 using signing::SignDigest;
 using signing::Signer;
 using signing::SigningConfig;
+using signing::SyncFolder;
 using tools::Failure;
 using tools::NewFile;
 using tools::ReadWholeFile;
-using signing::SyncFolder;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;
 constexpr std::string_view kCharacters =
