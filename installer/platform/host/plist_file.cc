@@ -22,11 +22,9 @@ using signing::ReadAll;
 using signing::ReplaceContents;
 using signing::SystemFiles;
 
+// Of libplist's texts, which come from malloc. Its own function for those of plist_to_xml went with 2.6.
 struct TextFree {
   void operator()(char* text) const { std::free(text); }
-};
-struct XmlFree {
-  void operator()(char* text) const { plist_to_xml_free(text); }
 };
 
 [[noreturn]] void Throw(const std::string& path, int error = errno) {
@@ -84,7 +82,7 @@ void PlistFile::Save() {
   std::uint32_t length = 0;
   assert(root_ != nullptr);
   plist_to_xml(root(), &text, &length);
-  const std::unique_ptr<char, XmlFree> owner(text);
+  const std::unique_ptr<char, TextFree> owner(text);
   if (text == nullptr) Throw(path_, ENOMEM);
   if (found_ == Found::kBroken && rename(path_.c_str(), (path_ + ".broken").c_str()) != 0) {
     Throw(path_);

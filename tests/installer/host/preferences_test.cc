@@ -27,7 +27,7 @@ std::string Binary(const std::string& xml) {
   char* bytes = nullptr;
   std::uint32_t size = 0;
   plist_to_bin(ParsePlist(Bytes(xml.begin(), xml.end())).get(), &bytes, &size);
-  const std::unique_ptr<char, decltype(&plist_to_bin_free)> owner(bytes, plist_to_bin_free);
+  const std::unique_ptr<char, decltype(&std::free)> owner(bytes, std::free);
   return {bytes, size};
 }
 
