@@ -110,9 +110,6 @@ bool write_into(tstl::Buffer<unsigned char>& buffer, const R& record) {
   return good;
 }
 
-// The offset of a text's first byte that is no blank of JSON; its length when it has none.
-std::uint32_t start_of_value(Bytes text) noexcept;
-
 }  // namespace detail
 
 template <Record R>
@@ -151,7 +148,7 @@ template <Record R>
 JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef arena) {
   const tstl::JsonParse parse = tstl::json_parse(text, arena);
   if (parse.root != nullptr && parse.root->type() != tstl::JsonType::kObject) {
-    return {.fault = tstl::JsonFault::kUnexpected, .position = detail::start_of_value(text)};
+    return {.fault = tstl::JsonFault::kUnexpected, .position = tstl::json_value_start(text)};
   }
   ReadState state(arena, text.len());
   if (parse.root != nullptr) read_members(record, *parse.root, state);

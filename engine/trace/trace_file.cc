@@ -36,7 +36,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
   position = parse.position;
   if (!parse) return parse.fault;
   if (parse.root->type() != JsonType::kObject) {
-    position = records::detail::start_of_value(line);
+    position = tstl::json_value_start(line);
     return JsonFault::kUnexpected;
   }
   ReadState state(arena);
@@ -55,7 +55,7 @@ bool TraceReader::Open(const char* path) {
 bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
   for (Bytes line; text_.read_line(line, true);) {
     ++lines_;
-    if (records::detail::start_of_value(line) == line.len()) continue;
+    if (tstl::json_value_start(line) == line.len()) continue;
     std::uint32_t position;
     const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position);
     nodes_.rewind();

@@ -77,17 +77,8 @@ make_marisa() {
   } | static_library "$1" marisa
 }
 
-# What Apple's compiler links from its own runtime library, as the linker sees it: what __builtin_cpu_supports reads.
-make_compiler_runtime() {
-  if [[ $1 == x86_64 ]]; then
-    printf '%s\n' .data '.private_extern ___cpu_model, ___cpu_features2' '.globl ___cpu_model, ___cpu_features2' \
-      ___cpu_model: '.space 16' ___cpu_features2: '.space 16'
-  fi | static_library "$1" clang_rt
-}
-
 build_for() {
   make_marisa "$1"
-  make_compiler_runtime "$1"
   cmake -S . -B "$out/$1" -G Ninja --toolchain "$PWD/tools/mac/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
     -DZENTA_BUILD_TESTS=ON -DZENTA_WERROR=ON -DCMAKE_OSX_ARCHITECTURES="$1" -DZENTA_MARISA="$out/$1/lib/libmarisa.a" > "$out/$1/configure.log" 2>&1 ||
     { cat "$out/$1/configure.log" >&2; die "configuring for $1 failed"; }
@@ -154,7 +145,7 @@ check_imports() {
 main() {
   local program architecture status=0
   ZENTA_LLVM=$(dirname "$(readlink -f "$(command -v llvm-objdump)")")
-  export ZENTA_LLVM ZENTA_MAC_RUNTIMES=$out LC_ALL=C
+  export ZENTA_LLVM LC_ALL=C
   mkdir -p "$out"
   find_compiler
   make_sysroot

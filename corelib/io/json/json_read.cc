@@ -329,6 +329,11 @@ JsonParse json_parse(BufferRef<unsigned char> text, ArenaRef arena) {
   return result;
 }
 
+std::uint32_t json_value_start(BufferRef<unsigned char> text) noexcept {
+  return static_cast<std::uint32_t>(detail::skip_blanks(text.cbegin(), text.cend()) -
+                                    text.cbegin());
+}
+
 const char* json_fault_text(JsonFault fault) noexcept {
   switch (fault) {
     case JsonFault::kNone:

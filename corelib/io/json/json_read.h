@@ -59,4 +59,7 @@ struct JsonParse {
 // Reads the one value that `text` is.
 [[nodiscard]] JsonParse json_parse(BufferRef<unsigned char> text, ArenaRef arena);
 
+// The offset of the text's first byte that is no blank of JSON; its length when it has none.
+[[nodiscard]] std::uint32_t json_value_start(BufferRef<unsigned char> text) noexcept;
+
 }  // namespace tstl
