@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <cstring>
+#include <algorithm>
 #include <random>
 #include <vector>
 
@@ -21,7 +21,7 @@ TEST(Crc32Test, EveryLengthAtEveryLevelAgreesWithZlib) {
     for (auto& byte : bytes) byte = static_cast<unsigned char>(random());
     const unsigned char* const run = bytes.data() + 1;  // at an odd address
     std::vector<unsigned short> units(n / 2);
-    std::memcpy(units.data(), run, n / 2 * 2);
+    std::copy_n(run, n / 2 * 2, reinterpret_cast<unsigned char*>(units.data()));
     const auto want = static_cast<std::uint32_t>(::crc32(0, run, n));
     const auto want_units = static_cast<std::uint32_t>(::crc32(0, run, n / 2 * 2));
     for (auto level = base::CpuLevel::kBaseline; level <= base::cpu_level_of_machine();
