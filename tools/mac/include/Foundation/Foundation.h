@@ -68,6 +68,7 @@ void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
 
 @interface NSURL : NSObject
 @property(nullable, readonly, copy) NSString* absoluteString;
+@property(nullable, readonly, copy) NSURL* filePathURL;
 @end
 
 @interface NSFileHandle : NSObject
