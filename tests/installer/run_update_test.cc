@@ -95,10 +95,14 @@ TEST(RunUpdateTest, UnsignedPackageStaysAndNothingHappens) {
     machine.files[kDigest] = text;
     EXPECT_TRUE(StopsQuietly(machine)) << text.substr(0, 200);
   }
-  for (const auto& [missing, calls] : {std::pair{kPackage, 4u}, {kDigest, 5u}}) {
+  for (const auto& [path, calls] : {std::pair{kPackage, 4u}, {kDigest, 5u}}) {
     FakeMachine machine = ReadyMachine(kSuccess);
-    machine.files.erase(missing);
-    EXPECT_TRUE(StopsQuietly(machine)) << missing;
+    machine.distrusted[path] = "why";
+    EXPECT_THAT(AfterRun(machine).effects,
+                ElementsAre(kRun, "log will not trust " + std::string(path) + ": why"));
+    EXPECT_TRUE(AfterRun(machine).files.contains(path));
+    machine.files.erase(path);
+    EXPECT_TRUE(StopsQuietly(machine)) << path;
     EXPECT_EQ(AfterRun(machine).calls, calls) << "nothing is read";
   }
 }
@@ -125,7 +129,47 @@ TEST(RunUpdateTest, FailuresAreCountedAndTheThirdIsAnnounced) {
     EXPECT_EQ(AfterRun(ReadyMachine({.error_number = 1}, before)).effects,
               *set == '\0' ? third : counted);
   }
+  const FakeMachine busy = AfterRun(ReadyMachine({.error_number = kInstallerBusy}, "2"));
+  EXPECT_EQ(busy.effects,
+            (Effects{kRun, kScript,
+                     std::string("log another installation is running; ") + kPackage + " waits"}));
 }
+
+TEST(RunUpdateTest, PackageThatCannotBeRemovedIsTriedOnceAndEachRunIsAFailure) {
+  for (const ScriptOutcome& outcome : {kSuccess, ScriptOutcome()}) {
+    FakeMachine machine = ReadyMachine(outcome);
+    machine.nothing_goes = true;
+    for (const char* count : {"1", "2", "", "1"}) {
+      machine = AfterRun(machine);
+      EXPECT_EQ(machine.defaults.contains(kKey) ? machine.defaults[kKey] : "", count);
+    }
+    EXPECT_EQ(std::ranges::count(machine.effects, kScript), 1);
+    EXPECT_EQ(std::ranges::count(machine.effects, kFail), 1);
+    machine.nothing_goes = false;
+    machine = AfterRun(machine);
+    EXPECT_EQ(machine.defaults, decltype(machine.defaults)({{kKey, "1"}}));
+    EXPECT_FALSE(machine.files.contains(kPackage));
+    machine.files[kPackage] = kContent;  // downloaded once more
+    EXPECT_EQ(std::ranges::count(AfterRun(machine).effects, kScript), 2);
+  }
+}
+
+// What a run on `before` came to.
+struct Outcome {
+  explicit Outcome(const FakeMachine& before) : after(AfterRun(before)) {
+    counted = announced() != 0 || after.defaults != before.defaults;
+    installed = ran() && before.script.succeeded;
+  }
+  [[nodiscard]] long Count(const std::string& start) const {
+    return std::ranges::count_if(
+        after.effects, [&](const std::string& effect) { return effect.starts_with(start); });
+  }
+  [[nodiscard]] bool ran() const { return Count(kScript) != 0; }
+  [[nodiscard]] long announced() const { return Count(kFail); }
+
+  FakeMachine after;
+  bool counted = false, installed = false;
+};
 
 // Every call of a run fails in its turn, by its result and by throwing.
 TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
@@ -137,23 +181,47 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
       FakeMachine failing = ready;
       failing.fail_at = k / 2;
       failing.throws = k % 2 != 0;
-      const FakeMachine after = AfterRun(failing);
-      const auto count = [&](const char* start) {
-        return std::ranges::count_if(
-            after.effects, [&](const std::string& effect) { return effect.starts_with(start); });
-      };
-      if (count("run ") == 0) {
-        EXPECT_NE(after.fail_at, 0u) << "an announcement that fails stops nothing";
-        EXPECT_TRUE(StopsQuietly(failing));
+      const Outcome run(failing);
+      if (!run.ran()) {
+        EXPECT_NE(k / 2, 0u) << "an announcement that fails stops nothing";
+        EXPECT_EQ(run.Count("log") + 1u, run.after.effects.size());
+        EXPECT_EQ(std::pair(run.after.files, run.after.defaults),
+                  std::pair(ready.files, ready.defaults));
         continue;
       }
-      EXPECT_EQ(after.effects.back(), kRemove);
-      EXPECT_EQ(after.files.contains(kPackage), after.fail_at + 1 == after.calls);
-      EXPECT_GE(count("enable #4"), count("disable #4"));
-      EXPECT_EQ(count("select #4"), count("disable #4"));
-      EXPECT_EQ(count("log did") + count("log disable"), count("en") + count("dis") + count("sel"));
-      EXPECT_EQ(count("unset"), count(kFail));
-      EXPECT_LE(count("set") + count("unset"), count("log") == 0 ? 1 : 0);
+      const bool removed = !run.after.files.contains(kPackage);
+      EXPECT_TRUE(!removed || run.installed || run.counted) << "a download is lost";
+      EXPECT_TRUE(removed || run.Count("log cannot") == 1) << "what stays is told";
+      EXPECT_GE(run.Count("enable #4"), run.Count("disable #4"));
+      EXPECT_EQ(run.Count("select #4"), run.Count("disable #4"));
+      EXPECT_EQ(run.Count("log did") + run.Count("log disable"),
+                run.Count("en") + run.Count("dis") + run.Count("sel"));
+      EXPECT_EQ(run.Count("unset"), run.announced());
+      EXPECT_LE(run.Count("set") + run.announced(), 1);
+    }
+  }
+}
+
+// Before each call of a run somebody else takes the package away, or puts a newer one in its place.
+// Two calls lie between the last look at the package and the installer, which looks by itself, and two
+// between the look before the removal and that: no system does both in one step.
+TEST(RunUpdateTest, WhateverOthersDoMeanwhileNothingOfTheirsIsLost) {
+  for (const std::string newer : {"", "a newer package"}) {
+    for (const FakeMachine& ready : {ReadyMachine(kSuccess), ReadyMachine({}, "1")}) {
+      const FakeMachine clean = AfterRun(ready);
+      for (std::size_t k = 0; k != clean.calls - 2; ++k) {
+        SCOPED_TRACE(testing::Message() << "before call " << k << " of " << clean.calls);
+        FakeMachine crowded = ready;
+        crowded.meddle_at = k;
+        crowded.meddle = [&newer](FakeMachine& m) {
+          m.files.erase(kPackage);
+          if (!newer.empty()) m.files[kPackage] = newer;
+        };
+        Outcome run(crowded);
+        EXPECT_EQ(run.after.files[kPackage], newer);
+        EXPECT_EQ(run.ran(), k + 2 >= clean.calls_before_script);
+        EXPECT_EQ(run.counted, run.ran() && !run.installed);
+      }
     }
   }
 }

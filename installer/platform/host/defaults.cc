@@ -45,7 +45,8 @@ std::int64_t AsInteger(plist_t node) {
   }
 }
 
-// Reads the file for each call: another process may have changed it meanwhile.
+// Reads the file for each call: another process may have changed it meanwhile. What cannot be stored
+// throws.
 class PlistDefaults final : public UserDefaults {
  public:
   explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}
@@ -57,18 +58,20 @@ class PlistDefaults final : public UserDefaults {
     return AsInteger(Find(file, key));
   }
 
-  void SetInteger(std::string_view key, std::int64_t value) override {
+  bool SetInteger(std::string_view key, std::int64_t value) override {
     PlistFile file(machine_.HostPathForWriting(Path()));
     plist_dict_set_item(file.root(), std::string(key).c_str(),
                         plist_new_uint(static_cast<std::uint64_t>(value)));
     file.Save();
+    return true;
   }
 
-  void Remove(std::string_view key) override {
+  bool Remove(std::string_view key) override {
     PlistFile file = Open();
-    if (Find(file, key) == nullptr) return;
+    if (Find(file, key) == nullptr) return true;
     plist_dict_remove_item(file.root(), std::string(key).c_str());
     file.Save();
+    return true;
   }
 
  private:
