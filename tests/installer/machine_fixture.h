@@ -70,7 +70,7 @@ class MachineTest : public testing::Test {
     const bool may_give_away = geteuid() == 0;
     const auto link_to = [](const std::string& target) { return "ln -sf ../" + target + " file"; };
     const std::pair<std::string, const char*> rows[] = {
-        {"chmod 664 file", ""},
+        {"chmod 664 file; touch -d 1901-12-31 file .", ""},
         {"chmod 602 file", "everybody may write it"},
         {"chmod 775 .; chmod 770 ..", ""},
         {"chmod 1777 .; chmod 1777 ..", ""},

@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <system_error>
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
@@ -45,8 +47,8 @@ std::int64_t AsInteger(plist_t node) {
   }
 }
 
-// Reads the file for each call: another process may have changed it meanwhile. What cannot be stored
-// throws.
+// Reads the file for each call: another process may have changed it meanwhile. What cannot be read
+// or stored throws.
 class PlistDefaults final : public UserDefaults {
  public:
   explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}
@@ -76,7 +78,12 @@ class PlistDefaults final : public UserDefaults {
 
  private:
   static std::string Path() { return MachineFolder::HomeFolder() + kDomain; }
-  [[nodiscard]] PlistFile Open() const { return PlistFile(machine_.HostPath(Path())); }
+  // Throws if the file cannot be read: a counter that is not seen would begin again.
+  [[nodiscard]] PlistFile Open() const {
+    PlistFile file(machine_.HostPath(Path()));
+    if (file.unreadable()) throw std::system_error(EIO, std::generic_category(), Path());
+    return file;
+  }
   static plist_t Find(const PlistFile& file, std::string_view key) {
     return plist_dict_get_item(file.root(), std::string(key).c_str());
   }
