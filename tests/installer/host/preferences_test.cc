@@ -1,13 +1,10 @@
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
-#include <csignal>
 #include <limits>
 #include <regex>
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
-#include "tests/child.h"
 #include "tests/installer/machine_fixture.h"
 
 namespace zenta::installer {
@@ -91,20 +88,6 @@ TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {
   EXPECT_THROW((void)defaults_->HasObject(kKey), std::system_error);
   EXPECT_TRUE(fs::is_directory(At(kFile)));
   EXPECT_TRUE(PlistFile("/proc/self/mem").unreadable()) << "its first byte is a read error";
-}
-
-TEST_F(PreferencesTest, AFullDiskLeavesTheOldFile) {
-  EXPECT_TRUE(defaults_->SetInteger(kKey, 1));
-  Child on_full_disk([&] {
-    const rlimit full{0, 0};
-    setrlimit(RLIMIT_FSIZE, &full);
-    std::signal(SIGXFSZ, SIG_IGN);
-    EXPECT_THROW((void)defaults_->SetInteger(kKey, 2), std::system_error);
-    return HasFailure() ? 1 : 0;
-  });
-  EXPECT_EQ(on_full_disk.Wait(), 0);
-  EXPECT_EQ(defaults_->Integer(kKey), 1);
-  EXPECT_EQ(Count(kFolder), 1);
 }
 
 const char kBundle[] = "/Library/Input Methods/ZentaIM.app";

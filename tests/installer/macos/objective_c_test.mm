@@ -12,6 +12,19 @@
 #include "installer/platform/macos/activate_input_model_front.h"
 #include "tests/installer/macos/mac_test.h"
 
+// As Foundation makes them on a Mac: a file by its number, and its path only when asked for.
+@interface FileReferenceURL : NSURL
+@end
+
+@implementation FileReferenceURL
+- (NSString*)absoluteString {
+  return @"file:///.file/id=6571367.2773272/";
+}
+- (NSURL*)filePathURL {
+  return [NSURL fileURLWithPath:[self path]];
+}
+@end
+
 namespace zenta::installer {
 namespace {
 
@@ -36,25 +49,6 @@ Result Send(id target, const char* name, Arguments... arguments) {
   return reinterpret_cast<Result (*)(id, SEL, Arguments...)>(method)(target, selector,
                                                                      arguments...);
 }
-
-}  // namespace
-}  // namespace zenta::installer
-
-// As Foundation makes them on a Mac: a file by its number, and its path only when asked for.
-@interface FileReferenceURL : NSURL
-@end
-
-@implementation FileReferenceURL
-- (NSString*)absoluteString {
-  return @"file:///.file/id=6571367.2773272/";
-}
-- (NSURL*)filePathURL {
-  return [NSURL fileURLWithPath:[self path]];
-}
-@end
-
-namespace zenta::installer {
-namespace {
 
 template <class... Arguments>
 Text TextFrom(const char* name, Arguments... arguments) {
