@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cassert>
 #include <cerrno>
@@ -61,15 +62,23 @@ FileOpener& SystemFiles() {
   return files;
 }
 
-Data ReadAll(FileHandle& file, std::size_t limit) {
+Data ReadUpTo(FileHandle& file, std::size_t limit) {
   Bytes bytes;
   std::array<std::uint8_t, 16384> chunk;
-  for (;;) {
-    const auto count = file.Read(chunk);
-    if (!count || *count > limit - bytes.size()) return std::nullopt;
-    if (*count == 0) return bytes;
+  while (bytes.size() < limit) {
+    const auto count =
+        file.Read(std::span(chunk).first(std::min(chunk.size(), limit - bytes.size())));
+    if (!count) return std::nullopt;
+    if (*count == 0) break;
     bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + static_cast<std::ptrdiff_t>(*count));
   }
+  return bytes;
+}
+
+Data ReadAll(FileHandle& file, std::size_t limit) {
+  Data bytes = ReadUpTo(file, limit == kNoLimit ? kNoLimit : limit + 1);
+  if (bytes && bytes->size() > limit) return std::nullopt;
+  return bytes;
 }
 
 }  // namespace zenta::signing

@@ -45,6 +45,9 @@ class FileOpener {
 
 inline constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
 
+// The first `limit` bytes that are left to read, or all if there are fewer; nil on a read error.
+[[nodiscard]] Data ReadUpTo(FileHandle& file, std::size_t limit);
+
 // Everything that is left to read, if that is at most `limit` bytes; nil if it is more or on a read
 // error. Never holds more than a small multiple of what the file really has, nor of `limit`.
 [[nodiscard]] Data ReadAll(FileHandle& file, std::size_t limit = kNoLimit);

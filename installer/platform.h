@@ -38,6 +38,10 @@ struct ScriptOutcome {
 // The error number when the person dismissed the password prompt.
 inline constexpr std::int64_t kScriptCancelled = -128;
 
+// The error number, an exit status (EX_TEMPFAIL of sysexits.h), when another installation kept the
+// installer program waiting until it gave up: it has changed nothing.
+inline constexpr std::int64_t kInstallerBusy = 75;
+
 // The system's script language; it asks the person for the administrator password by itself.
 class ScriptRunner {
  public:
@@ -54,20 +58,48 @@ class UserDefaults {
   [[nodiscard]] virtual bool HasObject(std::string_view key) = 0;
   // The value as an integer; of a text the number it begins with; 0 if it is no number or absent.
   [[nodiscard]] virtual std::int64_t Integer(std::string_view key) = 0;
-  virtual void SetInteger(std::string_view key, std::int64_t value) = 0;
-  virtual void Remove(std::string_view key) = 0;
+  // False if the change could not be stored; what was stored before still is.
+  [[nodiscard]] virtual bool SetInteger(std::string_view key, std::int64_t value) = 0;
+  [[nodiscard]] virtual bool Remove(std::string_view key) = 0;
 };
 
-// Files under absolute paths. FileOpener::OpenForReading is the reading part.
-class Files : public signing::FileOpener {
+// A file of the caches folder, opened once: what is judged is what is read, whatever its path comes to
+// name meanwhile.
+class DownloadedFile : public signing::FileHandle {
  public:
+  // Who else may decide what the file holds, in words for the log; nullopt if only root and the user
+  // who runs the program may: one of them owns it, everybody may neither write it nor replace it in
+  // its folder.
+  [[nodiscard]] virtual std::optional<std::string> WhyDistrusted() = 0;
+  // A number that tells the file as it is now from others and from itself once it is written to; the
+  // same in every run. nullopt if the system does not say.
+  [[nodiscard]] virtual std::optional<std::int64_t> Stamp() = 0;
+};
+
+// Released by its destructor and by the end of the process.
+class Lock {
+ public:
+  virtual ~Lock() = default;
+};
+
+// Files under absolute paths.
+class Files {
+ public:
+  virtual ~Files() = default;
   // The path in the platform's standard form, still as the platform's programs know it: it is what
   // the other calls and the installer program are given.
   [[nodiscard]] virtual std::string StandardizePath(std::string_view path) = 0;
   // Whether something is there, links followed: a dangling link is not.
   [[nodiscard]] virtual bool Exists(const std::string& path) = 0;
-  // Removes one file, or a link itself; a directory stays. A failure is ignored by the updater.
-  virtual void Remove(const std::string& path) = 0;
+  // The file, links followed; null if there is none that can be read. Only a regular file is opened:
+  // a directory cannot be read, a named pipe or a device might never end.
+  [[nodiscard]] virtual std::unique_ptr<DownloadedFile> OpenForReading(const std::string& path) = 0;
+  // Lets one process at a time deal with what lies in the folder of `path`. Waits up to a minute for
+  // the one that does; null if it still does then. Where the file system has no locks everybody gets
+  // one.
+  [[nodiscard]] virtual std::unique_ptr<Lock> LockFolderOf(const std::string& path) = 0;
+  // Removes one file, or a link itself; a directory stays. Whether nothing is there any more.
+  [[nodiscard]] virtual bool Remove(const std::string& path) = 0;
 };
 
 // A keyboard layout, an input method or one of its modes, as listed by InputSources. It stays valid

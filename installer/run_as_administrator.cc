@@ -30,9 +30,11 @@ Text ErrorText(ScriptOutcome failure) {
 }  // namespace
 
 bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
-                        std::span<const std::string> arguments, Text* output, Text* error) {
+                        std::span<const std::string> arguments, Text* output, Text* error,
+                        std::optional<std::int64_t>* number) {
   ScriptOutcome outcome = AttemptOr({}, [&] { return scripts.Run(ScriptSource(path, arguments)); });
   if (!outcome.succeeded) {
+    if (number != nullptr) *number = outcome.error_number;
     if (error != nullptr) *error = ErrorText(std::move(outcome));
     return false;
   }

@@ -2,6 +2,9 @@
 
 #include <array>
 #include <cassert>
+#include <cstdint>
+#include <memory>
+#include <optional>
 #include <string>
 
 #include "datahelpers/signing_config.h"
@@ -25,15 +28,16 @@ constexpr char kInstallerPath[] = "/usr/sbin/installer";
 constexpr char kRunNotification[] = "ZentaIMupdate_Run_Notification";
 constexpr char kFailNotification[] = "ZentaIMupdate_Fail_Notification";
 constexpr char kFailureKey[] = "install_fail_num";
+// The stamp of a package that was tried and could not be removed.
+constexpr char kLeftoverKey[] = "package_left_behind";
 
 // A digest file has 171 characters. Larger ones than this cannot be signed, whatever they hold, and
 // are not taken into memory.
 constexpr std::size_t kDigestFileLimit = 65536;
 
 // The payload that the digest file carries; nil if the file is not one that the release side made.
-Data SignedPayload(Files& files, const std::string& path) {
-  const auto file = files.OpenForReading(path);
-  const Data text = file ? ReadAll(*file, kDigestFileLimit) : std::nullopt;
+Data SignedPayload(DownloadedFile& file) {
+  const Data text = ReadAll(file, kDigestFileLimit);
   if (!text || text->empty()) return std::nullopt;
   const Data block = ZTDHClass::ZTDHMethod014(text);
   // Exactly one block, because bytes after the first one would not be looked at.
@@ -43,33 +47,135 @@ Data SignedPayload(Files& files, const std::string& path) {
 
 // Whether the payload is, byte for byte, the package's digest in lower-case digits: such bytes are
 // also the only valid text that is equal to it.
-bool IsSigned(Files& files, const std::string& package, const std::string& digest_file) {
-  const Data payload = SignedPayload(files, digest_file);
+bool IsSigned(DownloadedFile& package, DownloadedFile& digest_file) {
+  const Data payload = SignedPayload(digest_file);
   if (!payload) return false;
-  const Text digest = ZTDHClass::ZTDHMethod003(package, files);
+  const Text digest = ZTDHClass::ZTDHMethod006(ZTDHClass::MD5DataWithFileHandle(&package));
   return digest && TextOf(*payload) == *digest;
 }
 
+// Of the file that `path` names now; nullopt if it names none that can be opened.
+std::optional<std::int64_t> StampAt(Files& files, const std::string& path) {
+  const auto file = files.OpenForReading(path);
+  return file ? file->Stamp() : std::nullopt;
+}
+
+void LogLine(Platform& platform, const std::string& text) {
+  Attempt([&] { platform.log->Line(text); });
+}
+
+// The file at `path` if nobody but root and this user decides what it holds; else null, and the log
+// tells why.
+std::unique_ptr<DownloadedFile> OpenTrusted(Platform& platform, const std::string& path) {
+  auto file = platform.files->OpenForReading(path);
+  const auto reason = file ? file->WhyDistrusted() : std::nullopt;
+  if (!reason) return file;
+  LogLine(platform, "will not trust " + path + ": " + *reason);
+  return nullptr;
+}
+
+// A verified package: where it lies, and the stamp of the file that was read there.
+struct Package {
+  std::string path;
+  std::int64_t stamp;
+};
+
+// nullopt if there is no package that may be installed. Nothing was changed then.
+std::optional<Package> VerifiedPackage(Platform& platform, const std::string& path,
+                                       const std::string& digest_path) {
+  const auto package = OpenTrusted(platform, path);
+  if (package == nullptr) return std::nullopt;
+  const auto digest_file = OpenTrusted(platform, digest_path);
+  if (digest_file == nullptr) return std::nullopt;
+  const auto stamp = package->Stamp();
+  if (!stamp || !IsSigned(*package, *digest_file)) return std::nullopt;
+  // The installer opens the path by itself: it has to name this file still, and nobody may have
+  // written to it since it was opened.
+  if (StampAt(*platform.files, path) != stamp) return std::nullopt;
+  return Package{path, *stamp};
+}
+
 // The third failure in a row is announced and clears the counter, and the cycle starts again. A
-// success leaves the counter as it is, on purpose.
-void CountFailure(UserDefaults& defaults, Notifications& notifications) {
+// success leaves the counter as it is, on purpose. Whether the counter was stored.
+bool CountFailure(UserDefaults& defaults, Notifications& notifications) {
   if (!defaults.HasObject(kFailureKey)) return defaults.SetInteger(kFailureKey, 1);
   const std::int64_t failures = defaults.Integer(kFailureKey);
   if (failures < 2) return defaults.SetInteger(kFailureKey, failures + 1);
   Attempt([&] { notifications.Post(kFailNotification); });
-  defaults.Remove(kFailureKey);
+  return defaults.Remove(kFailureKey);
 }
 
-// One attempt, to its end whatever fails: a package is never tried twice.
-void InstallPackage(Platform& platform, const std::string& package) {
+bool FailureIsCounted(Platform& platform) {
+  return AttemptOr(false,
+                   [&] { return CountFailure(*platform.defaults, *platform.notifications); });
+}
+
+enum class Attempted { kInstalled, kFailed, kNothing };
+
+Attempted RunInstaller(Platform& platform, const std::string& package) {
   const std::array<std::string, 4> arguments = {"-pkg", package, "-target", "/"};
   Text output, error;  // kept to the end of the attempt, shown to nobody
-  if (RunAsAdministrator(*platform.scripts, kInstallerPath, arguments, &output, &error)) {
-    ZTActivateInputModel(*platform.input_sources, *platform.log).zt_activateInputSource();
-  } else {
-    Attempt([&] { CountFailure(*platform.defaults, *platform.notifications); });
+  std::optional<std::int64_t> number;
+  if (RunAsAdministrator(*platform.scripts, kInstallerPath, arguments, &output, &error, &number)) {
+    return Attempted::kInstalled;
   }
-  platform.files->Remove(package);
+  return number == kInstallerBusy ? Attempted::kNothing : Attempted::kFailed;
+}
+
+// Whether the package is gone. A newer one that has taken its name meanwhile stays.
+bool IsRemoved(Files& files, const Package& package) {
+  return AttemptOr(false, [&] {
+    const auto stamp = StampAt(files, package.path);
+    return (stamp && *stamp != package.stamp) || files.Remove(package.path);
+  });
+}
+
+// Without this note every run would install the package again, and ask for the password.
+void NoteLeftover(Platform& platform, const Package& package) {
+  LogLine(platform, "cannot remove " + package.path + "; it will not be installed again");
+  Attempt([&] { (void)platform.defaults->SetInteger(kLeftoverKey, package.stamp); });
+}
+
+// A leftover of an earlier run, which tried it. If it can be removed now, that run is complete;
+// another failure if not.
+void RemoveLeftover(Platform& platform, const Package& package) {
+  if (IsRemoved(*platform.files, package)) {
+    Attempt([&] { (void)platform.defaults->Remove(kLeftoverKey); });
+  } else {
+    LogLine(platform, "cannot remove " + package.path + ", which was tried before");
+    (void)FailureIsCounted(platform);
+  }
+}
+
+// One attempt, to its end whatever fails. The package is removed last, and never before its failure
+// is counted: whoever kills the program in between gets another attempt, not a lost download.
+void InstallPackage(Platform& platform, const Package& package) {
+  const Attempted attempted = RunInstaller(platform, package.path);
+  if (attempted == Attempted::kNothing) {
+    return LogLine(platform, "another installation is running; " + package.path + " waits");
+  }
+  if (attempted == Attempted::kInstalled) {
+    ZTActivateInputModel(*platform.input_sources, *platform.log).zt_activateInputSource();
+  } else if (!FailureIsCounted(platform)) {
+    return LogLine(platform, "cannot count a failure; " + package.path + " stays");
+  }
+  if (IsRemoved(*platform.files, package)) return;
+  if (attempted == Attempted::kInstalled) (void)FailureIsCounted(platform);
+  NoteLeftover(platform, package);
+}
+
+bool IsLeftover(UserDefaults& defaults, const Package& package) {
+  return AttemptOr(false, [&] {
+    return defaults.HasObject(kLeftoverKey) && defaults.Integer(kLeftoverKey) == package.stamp;
+  });
+}
+
+// REQUIRES: the lock of the package's folder is held.
+void UpdateFrom(Platform& platform, const std::string& path, const std::string& digest_path) {
+  const auto package = VerifiedPackage(platform, path, digest_path);
+  if (!package) return;
+  const bool leftover = IsLeftover(*platform.defaults, *package);
+  leftover ? RemoveLeftover(platform, *package) : InstallPackage(platform, *package);
 }
 
 }  // namespace
@@ -84,7 +190,10 @@ void RunUpdate(Platform& platform) noexcept {
     const std::string digest_file = files.StandardizePath(kDigestPath);
     // Without a package the digest file is not even read.
     if (!files.Exists(package) || !files.Exists(digest_file)) return;
-    if (IsSigned(files, package, digest_file)) InstallPackage(platform, package);
+    // A second updater waits for the first, and then finds the package gone.
+    const auto lock = files.LockFolderOf(package);
+    if (lock == nullptr) return LogLine(platform, "another update is running; nothing done");
+    UpdateFrom(platform, package, digest_file);
   });
 }
 

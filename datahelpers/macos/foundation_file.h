@@ -17,7 +17,7 @@ class FoundationFile final : public FileHandle {
   FoundationFile(FoundationFile&&) = delete;
 
   // Lets the handle's exception pass at a read error, on purpose: it ends an Objective-C caller of
-  // the digests as the handle itself would, and to the updater it is a call that threw.
+  // the digests as the handle itself would.
   [[nodiscard]] std::optional<std::size_t> Read(std::span<std::uint8_t> into) override;
 
  private:

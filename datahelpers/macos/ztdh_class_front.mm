@@ -23,7 +23,9 @@ using zenta::signing::TextOfString;
 }
 
 + (NSData*)ZTDHMethod005:(NSURL*)url {
-  return ObjectOfBytes(Helpers::ZTDHMethod005(TextOfString([url absoluteString])));
+  // A file reference URL names the file by number; only its path URL says where it is. nil for a
+  // URL of another scheme.
+  return ObjectOfBytes(Helpers::ZTDHMethod005(TextOfString([[url filePathURL] absoluteString])));
 }
 
 + (NSString*)ZTDHMethod003:(NSString*)path {

@@ -20,16 +20,22 @@ struct FakeMachine {
   };
   std::map<std::string, std::string, std::less<>> files, defaults;  // defaults: values as text
   std::vector<Source> sources;
-  ScriptOutcome script;  // what every script comes to
+  ScriptOutcome script;                           // what every script comes to
+  std::map<std::string, std::string> distrusted;  // files by path, each with its reason
+  bool nothing_goes = false;                      // no file can be removed
 
   std::vector<std::string> effects;  // the calls that ask for a change, in order
   std::size_t calls = 0;             // all calls
+  std::size_t calls_before_script = 0;
   std::size_t fail_at = ~std::size_t{0};
-  bool throws = false;  // how that call fails: by throwing, or by its result
+  bool throws = false;                         // how that call fails: by throwing, or by its result
+  std::size_t meddle_at = ~std::size_t{0};     // before that call ...
+  std::function<void(FakeMachine&)> meddle{};  // ... somebody else does this
 
   // Counts a call; whether it is to fail.
   bool Fails(std::string effect = {}, std::string_view what = {}) {
     if (!effect.empty()) effects.push_back(effect.append(what));
+    if (calls == meddle_at) meddle(*this);
     if (calls++ != fail_at) return false;
     if (throws) throw std::runtime_error("this call fails");
     return true;
@@ -42,16 +48,24 @@ struct FakeMachine {
   Platform MakePlatform();
 };
 
-struct FakeFile final : signing::FileHandle {
+// Holds what the file held when it was opened, as a descriptor does when the path gets another file.
+struct FakeFile final : DownloadedFile {
   FakeMachine& m;
-  std::string rest;
-  FakeFile(FakeMachine& machine, std::string content) : m(machine), rest(std::move(content)) {}
+  const std::string path;
+  std::string rest = m.files[path];
+  const std::int64_t stamp = static_cast<std::int64_t>(std::hash<std::string>()(rest));
+  FakeFile(FakeMachine& machine, std::string name) : m(machine), path(std::move(name)) {}
   std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
     if (m.Fails()) return std::nullopt;
     const std::size_t size = rest.copy(reinterpret_cast<char*>(into.data()), into.size());
     rest.erase(0, size);
     return size;
   }
+  std::optional<std::string> WhyDistrusted() override {
+    if (m.Fails()) return "unknown";
+    return m.distrusted.contains(path) ? std::optional(m.distrusted[path]) : std::nullopt;
+  }
+  std::optional<std::int64_t> Stamp() override { return m.Answer(std::optional(stamp)); }
 };
 
 struct FakeSource final : InputSource {
@@ -75,6 +89,7 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
   void Post(std::string_view name) override { m.Fails("post ", name); }
   void Line(std::string_view text) override { m.Fails("log ", text); }
   ScriptOutcome Run(const std::string& source) override {
+    m.calls_before_script = m.calls;
     return m.Fails("run ", source) ? ScriptOutcome{} : m.script;
   }
 
@@ -82,24 +97,34 @@ struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputS
   std::int64_t Integer(std::string_view key) override {
     return m.Answer(std::atoll(m.defaults[std::string(key)].c_str()));
   }
-  void SetInteger(std::string_view key, std::int64_t value) override {
+  bool SetInteger(std::string_view key, std::int64_t value) override {
     const std::string text = std::to_string(value);
-    if (!m.Fails("set ", text)) m.defaults[std::string(key)] = text;
+    if (m.Fails(key == "install_fail_num" ? "set " : "note ", text)) return false;
+    m.defaults[std::string(key)] = text;
+    return true;
   }
-  void Remove(std::string_view key) override {
-    if (!m.Fails("unset ", key)) m.defaults.erase(std::string(key));
+  bool Remove(std::string_view key) override {
+    if (m.Fails("unset ", key)) return false;
+    m.defaults.erase(std::string(key));
+    return true;
   }
 
   std::string StandardizePath(std::string_view path) override {
     return m.Answer("/Big Disk" + std::string(path));
   }
   bool Exists(const std::string& path) override { return m.Answer(m.files.contains(path)); }
-  std::unique_ptr<signing::FileHandle> OpenForReading(const std::string& path) override {
+  std::unique_ptr<DownloadedFile> OpenForReading(const std::string& path) override {
     if (m.Fails() || !m.files.contains(path)) return nullptr;
-    return std::make_unique<FakeFile>(m, m.files[path]);
+    return std::make_unique<FakeFile>(m, path);
   }
-  void Remove(const std::string& path) override {
-    if (!m.Fails("remove ", path)) m.files.erase(path);
+  std::unique_ptr<Lock> LockFolderOf(const std::string&) override {
+    struct Held : Lock {};
+    return m.Fails() ? nullptr : std::make_unique<Held>();
+  }
+  bool Remove(const std::string& path) override {
+    if (m.Fails("remove ", path) || m.nothing_goes) return false;
+    m.files.erase(path);
+    return true;
   }
 
   std::vector<std::unique_ptr<InputSource>> List() override {

@@ -1,8 +1,11 @@
 // A machine in a temporary folder, gone with the test. Paths are the machine's own.
 #pragma once
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include "installer/platform.h"
 #include "tests/temp_folder.h"
@@ -58,6 +61,44 @@ class MachineTest : public testing::Test {
       files.Remove(root + path);
       EXPECT_EQ(IsThere(path), kind == "stays");
     }
+  }
+
+  // Expects that any platform tells what only root and this user can have put at "/in/a/file", and that
+  // it sees what happens to an open file.
+  void ExpectOnlyOursIsTrusted(Files& files, const std::string& root) const {
+    namespace fs = std::filesystem;
+    const std::pair<std::string, const char*> rows[] = {
+        {"chmod 664 file; touch -d 1901-12-31 file .", ""},
+        {"chmod 602 file", "everybody may write it"},
+        {"chmod 775 .; chmod 770 ..", ""},
+        {"chmod 1777 .; chmod 1777 ..", ""},
+        {"chmod 777 .", "everybody may replace files in .*/in/a"},
+        {"chmod 777 ..", "everybody may replace files in .*/in"},
+        {"chmod 777 ../..", "everybody may replace files in .*"},
+        {"ln -sf ../b/file .", ""},
+        {"ln -sf ../b/file .; chmod 602 ../b/file", "everybody may write it"},
+        {"ln -sf ../b/file .; chmod 777 ../b", "everybody may replace files in .*/in/b"},
+        {"chown 1234 file", "it belongs to user 1234"},
+        {"ln -sf ../b/file .; chown -h 1234 file", "its name belongs to user 1234"}};
+    for (const auto& [command, reason] : rows) {
+      SCOPED_TRACE(command);
+      if (command.find("chown") != command.npos && geteuid() != 0) continue;
+      fs::remove_all(At("/in"));
+      for (const char* file : {"/in/a/file", "/in/b/file"}) Put(file, "ok");
+      ASSERT_EQ(setenv("IN", At("/in/a").c_str(), 1), 0);
+      ASSERT_EQ(std::system(("cd \"$IN\" && chmod 755 ../.. .. . && " + command).c_str()), 0);
+      EXPECT_THAT(files.OpenForReading(root + "/in/a/file")->WhyDistrusted().value_or(""),
+                  testing::MatchesRegex(reason));
+    }
+    Put("/file", "ok");
+    const auto first = files.OpenForReading(root + "/file");
+    const auto stamp = first->Stamp();
+    EXPECT_EQ(files.OpenForReading(root + "/file")->Stamp(), stamp);
+    std::ofstream(At("/file"), std::ios::app) << "more";
+    EXPECT_EQ(signing::ReadAll(*first), signing::Data({'o', 'k'})) << "as long as it was at first";
+    EXPECT_NE(first->Stamp(), stamp);
+    fs::rename(At("/in/b/file"), At("/file"));
+    EXPECT_NE(files.OpenForReading(root + "/file")->Stamp(), stamp);
   }
 
   const TempFolder folder_{canonical(std::filesystem::temp_directory_path())};

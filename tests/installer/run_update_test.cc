@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "datahelpers/ztdh_class.h"
+#include "installer/run_as_administrator.h"
 #include "installer/update.h"
 #include "tests/datahelpers/signing_key.h"
 #include "tests/installer/fake_platform.h"
@@ -14,6 +15,7 @@ namespace {
 using signing::BuiltInSigningConfig;
 using signing::SignDigest;
 using signing::TestSigner;
+using signing::Text;
 using testing::ElementsAre;
 using Effects = std::vector<std::string>;
 
@@ -58,6 +60,36 @@ bool StopsQuietly(const FakeMachine& before) {
   return after.effects == Effects{kRun} && after.files == before.files;
 }
 
+TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
+  const char kSame[] = "untouched";
+  const char kRequired[] = "The administrator password is required to do this.";
+  const struct {
+    ScriptOutcome outcome;
+    Text output, error;  // what the places hold afterwards
+  } rows[] = {{{.succeeded = true, .result = "done"}, "done", kSame},
+              {{.succeeded = true}, {}, kSame},
+              {{}, kSame, {}},
+              {{.error_message = "no room"}, kSame, "no room"},
+              {{.error_number = -128, .error_message = "no"}, kSame, kRequired},
+              {{.error_number = -128}, kSame, kRequired}};
+  for (const auto& row : rows) {
+    FakeMachine machine;
+    machine.script = row.outcome;
+    Text output = kSame, error = kSame;
+    const Platform platform = machine.MakePlatform();
+    const bool succeeded = row.outcome.succeeded;
+    EXPECT_EQ(RunAsAdministrator(*platform.scripts, "/a", {}, &output, &error), succeeded);
+    EXPECT_EQ(std::pair(output, error), std::pair(row.output, row.error));
+    const std::string words[] = {"-x", "", "two \"words\""};
+    EXPECT_EQ(RunAsAdministrator(*platform.scripts, "/a b", words), succeeded);
+    EXPECT_THAT(
+        machine.effects,
+        testing::ElementsAre(
+            "run do shell script \"'/a' \" with administrator privileges",
+            "run do shell script \"'/a b' -x  two \"words\"\" with administrator privileges"));
+  }
+}
+
 TEST(RunUpdateTest, SignedPackageIsInstalledActivatedAndRemoved) {
   FakeMachine after = AfterRun(ReadyMachine(kSuccess, "2"));
   EXPECT_THAT(
@@ -73,15 +105,6 @@ TEST(RunUpdateTest, SignedPackageIsInstalledActivatedAndRemoved) {
   EXPECT_EQ(after.defaults[kKey], "2");
 }
 
-TEST(RunUpdateTest, BundleThatIsNotListedIsLoggedAsNull) {
-  FakeMachine machine = ReadyMachine(kSuccess);
-  machine.sources.clear();
-  const Effects effects = AfterRun(machine).effects;
-  EXPECT_EQ(Effects(effects.begin() + 4, effects.end()),
-            (Effects{"log will activate zenta input (null)", "enable nothing",
-                     "log did enable input: 7", kRemove}));
-}
-
 TEST(RunUpdateTest, UnsignedPackageStaysAndNothingHappens) {
   const std::string digest = *ZTDHClass::getMD5ZTDHMethod001Arg2(kContent, 16);
   std::string upper = digest;
@@ -95,10 +118,14 @@ TEST(RunUpdateTest, UnsignedPackageStaysAndNothingHappens) {
     machine.files[kDigest] = text;
     EXPECT_TRUE(StopsQuietly(machine)) << text.substr(0, 200);
   }
-  for (const auto& [missing, calls] : {std::pair{kPackage, 4u}, {kDigest, 5u}}) {
+  for (const auto& [path, calls] : {std::pair{kPackage, 4u}, {kDigest, 5u}}) {
     FakeMachine machine = ReadyMachine(kSuccess);
-    machine.files.erase(missing);
-    EXPECT_TRUE(StopsQuietly(machine)) << missing;
+    machine.distrusted[path] = "why";
+    EXPECT_THAT(AfterRun(machine).effects,
+                ElementsAre(kRun, "log will not trust " + std::string(path) + ": why"));
+    EXPECT_TRUE(AfterRun(machine).files.contains(path));
+    machine.files.erase(path);
+    EXPECT_TRUE(StopsQuietly(machine)) << path;
     EXPECT_EQ(AfterRun(machine).calls, calls) << "nothing is read";
   }
 }
@@ -125,6 +152,38 @@ TEST(RunUpdateTest, FailuresAreCountedAndTheThirdIsAnnounced) {
     EXPECT_EQ(AfterRun(ReadyMachine({.error_number = 1}, before)).effects,
               *set == '\0' ? third : counted);
   }
+  const FakeMachine busy = AfterRun(ReadyMachine({.error_number = kInstallerBusy}, "2"));
+  EXPECT_EQ(busy.effects,
+            (Effects{kRun, kScript,
+                     std::string("log another installation is running; ") + kPackage + " waits"}));
+}
+
+TEST(RunUpdateTest, PackageThatCannotBeRemovedIsTriedOnceAndEachRunIsAFailure) {
+  for (const ScriptOutcome& outcome : {kSuccess, ScriptOutcome()}) {
+    FakeMachine machine = ReadyMachine(outcome);
+    machine.nothing_goes = true;
+    for (const char* count : {"1", "2", "", "1"}) {
+      machine = AfterRun(machine);
+      EXPECT_EQ(machine.defaults.contains(kKey) ? machine.defaults[kKey] : "", count);
+    }
+    EXPECT_EQ(std::ranges::count(machine.effects, kScript), 1);
+    EXPECT_EQ(std::ranges::count(machine.effects, kFail), 1);
+    machine.nothing_goes = false;
+    machine = AfterRun(machine);
+    EXPECT_EQ(machine.defaults, decltype(machine.defaults)({{kKey, "1"}}));
+    EXPECT_FALSE(machine.files.contains(kPackage));
+    machine.files[kPackage] = kContent;  // downloaded once more
+    EXPECT_EQ(std::ranges::count(AfterRun(machine).effects, kScript), 2);
+  }
+}
+
+long Count(const FakeMachine& after, const std::string& start) {
+  return std::ranges::count_if(after.effects,
+                               [&](const auto& each) { return each.starts_with(start); });
+}
+
+bool Counted(const FakeMachine& before, const FakeMachine& after) {
+  return Count(after, kFail) != 0 || after.defaults != before.defaults;
 }
 
 // Every call of a run fails in its turn, by its result and by throwing.
@@ -138,22 +197,47 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
       failing.fail_at = k / 2;
       failing.throws = k % 2 != 0;
       const FakeMachine after = AfterRun(failing);
-      const auto count = [&](const char* start) {
-        return std::ranges::count_if(
-            after.effects, [&](const std::string& effect) { return effect.starts_with(start); });
-      };
-      if (count("run ") == 0) {
-        EXPECT_NE(after.fail_at, 0u) << "an announcement that fails stops nothing";
-        EXPECT_TRUE(StopsQuietly(failing));
+      const auto count = [&](const char* start) { return Count(after, start); };
+      if (count(kScript) == 0) {
+        EXPECT_NE(k / 2, 0u) << "an announcement that fails stops nothing";
+        EXPECT_EQ(count("log") + 1u, after.effects.size());
+        EXPECT_EQ(std::tie(after.files, after.defaults), std::tie(ready.files, ready.defaults));
         continue;
       }
-      EXPECT_EQ(after.effects.back(), kRemove);
-      EXPECT_EQ(after.files.contains(kPackage), after.fail_at + 1 == after.calls);
+      const bool removed = !after.files.contains(kPackage);
+      EXPECT_TRUE(!removed || (ready.script.succeeded && count("log did") != 0) ||
+                  Counted(ready, after))
+          << "a download is lost";
+      EXPECT_TRUE(removed || count("log cannot") == 1) << "what stays is told";
       EXPECT_GE(count("enable #4"), count("disable #4"));
       EXPECT_EQ(count("select #4"), count("disable #4"));
       EXPECT_EQ(count("log did") + count("log disable"), count("en") + count("dis") + count("sel"));
       EXPECT_EQ(count("unset"), count(kFail));
-      EXPECT_LE(count("set") + count("unset"), count("log") == 0 ? 1 : 0);
+      EXPECT_LE(count("set") + count(kFail), 1);
+    }
+  }
+}
+
+// Before each call of a run somebody else takes the package away, or puts a newer one in its place.
+// Two calls lie between the last look at the package and the installer, which looks by itself, and two
+// between the look before the removal and that: no system does both in one step.
+TEST(RunUpdateTest, WhateverOthersDoMeanwhileNothingOfTheirsIsLost) {
+  for (const std::string newer : {"", "a newer package"}) {
+    for (const FakeMachine& ready : {ReadyMachine(kSuccess), ReadyMachine({}, "1")}) {
+      const FakeMachine clean = AfterRun(ready);
+      for (std::size_t k = 0; k != clean.calls - 2; ++k) {
+        SCOPED_TRACE(testing::Message() << "before call " << k << " of " << clean.calls);
+        FakeMachine crowded = ready;
+        crowded.meddle_at = k;
+        crowded.meddle = [&newer](FakeMachine& m) {
+          m.files.erase(kPackage);
+          if (!newer.empty()) m.files[kPackage] = newer;
+        };
+        FakeMachine after = AfterRun(crowded);
+        EXPECT_EQ(after.files[kPackage], newer);
+        EXPECT_EQ(Count(after, kScript), k + 2 >= clean.calls_before_script);
+        EXPECT_EQ(Counted(ready, after), Count(after, kScript) != 0 && !ready.script.succeeded);
+      }
     }
   }
 }

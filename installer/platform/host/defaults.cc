@@ -1,8 +1,10 @@
 #include <algorithm>
+#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <string>
+#include <system_error>
 
 #include "installer/platform/host/host_platform.h"
 #include "installer/platform/host/plist_file.h"
@@ -45,7 +47,8 @@ std::int64_t AsInteger(plist_t node) {
   }
 }
 
-// Reads the file for each call: another process may have changed it meanwhile.
+// Reads the file for each call: another process may have changed it meanwhile. What cannot be read
+// or stored throws.
 class PlistDefaults final : public UserDefaults {
  public:
   explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}
@@ -57,23 +60,30 @@ class PlistDefaults final : public UserDefaults {
     return AsInteger(Find(file, key));
   }
 
-  void SetInteger(std::string_view key, std::int64_t value) override {
+  bool SetInteger(std::string_view key, std::int64_t value) override {
     PlistFile file(machine_.HostPathForWriting(Path()));
     plist_dict_set_item(file.root(), std::string(key).c_str(),
                         plist_new_uint(static_cast<std::uint64_t>(value)));
     file.Save();
+    return true;
   }
 
-  void Remove(std::string_view key) override {
+  bool Remove(std::string_view key) override {
     PlistFile file = Open();
-    if (Find(file, key) == nullptr) return;
+    if (Find(file, key) == nullptr) return true;
     plist_dict_remove_item(file.root(), std::string(key).c_str());
     file.Save();
+    return true;
   }
 
  private:
   static std::string Path() { return MachineFolder::HomeFolder() + kDomain; }
-  [[nodiscard]] PlistFile Open() const { return PlistFile(machine_.HostPath(Path())); }
+  // Throws if the file cannot be read: a counter that is not seen would begin again.
+  [[nodiscard]] PlistFile Open() const {
+    PlistFile file(machine_.HostPath(Path()));
+    if (file.unreadable()) throw std::system_error(EIO, std::generic_category(), Path());
+    return file;
+  }
   static plist_t Find(const PlistFile& file, std::string_view key) {
     return plist_dict_get_item(file.root(), std::string(key).c_str());
   }

@@ -1,13 +1,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "installer/platform/host/host_platform.h"
+#include "installer/platform/posix/downloaded_file.h"
 
 namespace zenta::installer {
 namespace {
-
-using signing::FileHandle;
-using signing::SystemFiles;
 
 // What a link leads to stands for the link, except when it is removed.
 class MachineFiles final : public Files {
@@ -18,8 +18,13 @@ class MachineFiles final : public Files {
     return StandardizedPath(machine_, path);
   }
 
-  std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
-    return SystemFiles().OpenForReading(machine_.HostPath(path));
+  std::unique_ptr<DownloadedFile> OpenForReading(const std::string& path) override {
+    return OpenDownload({machine_.root(), NameOf(path), machine_.HostPath(path)});
+  }
+
+  std::unique_ptr<Lock> LockFolderOf(const std::string& path) override {
+    const std::string name = NameOf(path);
+    return LockFolder(name.substr(0, name.rfind('/') + 1));
   }
 
   bool Exists(const std::string& path) override {
@@ -27,12 +32,16 @@ class MachineFiles final : public Files {
     return stat(machine_.HostPath(path).c_str(), &status) == 0;
   }
 
-  void Remove(const std::string& path) override {
+  bool Remove(const std::string& path) override {
     // unlink(2) leaves folders alone.
-    unlink(machine_.HostPath(path, MachineFolder::LastLink::kKeep).c_str());
+    return unlink(NameOf(path).c_str()) == 0 || errno == ENOENT;
   }
 
  private:
+  [[nodiscard]] std::string NameOf(const std::string& path) const {
+    return machine_.HostPath(path, MachineFolder::LastLink::kKeep);
+  }
+
   const MachineFolder machine_;
 };
 

@@ -18,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 using signing::Bytes;
 using signing::Data;
-using signing::ReadAll;
+using signing::ReadUpTo;
 using signing::ReplaceContents;
 using signing::SystemFiles;
 
@@ -70,9 +70,10 @@ PlistFile::Found PlistFile::Read() {
   if (fs::symlink_status(path_, failed).type() == fs::file_type::not_found) return Found::kNothing;
   const auto file = SystemFiles().OpenForReading(path_);
   if (file == nullptr) return Found::kUnreadable;
-  // nil if it is too long or cannot be read to its end: broken, as far as we can tell.
-  const Data bytes = ReadAll(*file, kMaxPlistBytes);
-  if (bytes) root_ = ParsePlist(*bytes);
+  // A read error says nothing about the file. A file that is too long is no property list of ours.
+  const Data bytes = ReadUpTo(*file, kMaxPlistBytes + 1);
+  if (!bytes) return Found::kUnreadable;
+  root_ = ParsePlist(*bytes);
   return root_ == nullptr ? Found::kBroken : Found::kDictionary;
 }
 

@@ -40,9 +40,12 @@ class PlistFile {
   // The dictionary, which the caller may change. Never null.
   [[nodiscard]] plist_t root() const { return root_.get(); }
 
+  // Whether a file is there that could not be opened or read, so that the dictionary says nothing of it.
+  [[nodiscard]] bool unreadable() const { return found_ == Found::kUnreadable; }
+
   // Writes the dictionary as XML: all of it is on disk under another name before that takes the
   // file's name in one step. What was there but could not be understood is kept beside it, with
-  // ".broken" behind its name; a file that could not even be opened is not replaced. Throws
+  // ".broken" behind its name; a file that could not even be read is not replaced. Throws
   // std::system_error; what was there is whole then, under one of the two names.
   void Save();
 

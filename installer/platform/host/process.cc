@@ -127,7 +127,9 @@ ProcessOutcome RunProcess(const std::vector<std::string>& arguments,
   if (outcome.spawn_error != 0) return outcome;
   DrainBoth(output, error, outcome);
   int status = 0;
-  while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+  while (waitpid(child, &status, 0) < 0) {
+    // ECHILD: where SIGCHLD is ignored the system throws the status away. That is no success.
+    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "waitpid");
   }
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return outcome;

@@ -21,7 +21,8 @@ struct ProcessOutcome {
 
 // Starts the program `arguments[0]` (looked up in PATH without a slash in it) with nothing to read
 // and this environment, and returns when it has ended and nobody holds its two streams open any
-// more. Throws std::system_error if the system has no pipe left.
+// more. Throws std::system_error if the system has no pipe left or does not tell how the
+// program ended.
 // REQUIRES: `arguments` is not empty.
 [[nodiscard]] ProcessOutcome RunProcess(const std::vector<std::string>& arguments,
                                         const std::vector<std::string>& environment);

@@ -21,14 +21,14 @@ class StandardUserDefaults final : public UserDefaults {
   }
 
   // The program ends soon after a change, so it does not wait for the store to write by itself.
-  void SetInteger(std::string_view key, std::int64_t value) override {
+  bool SetInteger(std::string_view key, std::int64_t value) override {
     [Store() setInteger:static_cast<NSInteger>(value) forKey:StringOfText(key)];
-    [Store() synchronize];
+    return [Store() synchronize];
   }
 
-  void Remove(std::string_view key) override {
+  bool Remove(std::string_view key) override {
     [Store() removeObjectForKey:StringOfText(key)];
-    [Store() synchronize];
+    return [Store() synchronize];
   }
 
  private:

@@ -1,14 +1,12 @@
 #import <Foundation/Foundation.h>
 
-#include "datahelpers/macos/foundation_file.h"
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/macos_platform.h"
+#include "installer/platform/posix/downloaded_file.h"
 
 namespace zenta::installer {
 namespace {
 
-using signing::FileHandle;
-using signing::FoundationFile;
 using signing::StringOfText;
 using signing::TextOfString;
 
@@ -29,23 +27,21 @@ class ManagedFiles final : public Files {
     return [Manager() fileExistsAtPath:StringOfText(path)];
   }
 
-  std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
-    // A file handle also opens a directory, and waits at a named pipe.
+  // By descriptor, because a file handle tells neither its file's owner nor its kind.
+  std::unique_ptr<DownloadedFile> OpenForReading(const std::string& path) override {
     NSString* target = [StringOfText(path) stringByResolvingSymlinksInPath];
-    if (![KindOf(target) isEqualToString:NSFileTypeRegular]) return nullptr;
-    // In a scope of its own, so that the file is closed when its only keeper goes.
-    NSAutoreleasePool* scope = [[NSAutoreleasePool alloc] init];
-    NSFileHandle* handle = [NSFileHandle fileHandleForReadingAtPath:target];
-    auto file = handle != nil ? std::make_unique<FoundationFile>(handle) : nullptr;
-    [scope drain];
-    return file;
+    return OpenDownload({"", path, TextOfString(target).value_or("")});
   }
 
-  void Remove(const std::string& path) override {
+  std::unique_ptr<Lock> LockFolderOf(const std::string& path) override {
+    return LockFolder(path.substr(0, path.rfind('/') + 1));
+  }
+
+  bool Remove(const std::string& path) override {
     NSString* item = StringOfText(path);
     // The manager would take a directory away with everything in it.
-    if ([KindOf(item) isEqualToString:NSFileTypeDirectory]) return;
-    [Manager() removeItemAtPath:item error:nullptr];
+    if ([KindOf(item) isEqualToString:NSFileTypeDirectory]) return false;
+    return [Manager() removeItemAtPath:item error:nullptr] || KindOf(item) == nil;
   }
 };
 

@@ -57,6 +57,10 @@ TEST_F(MachineTest, OnlyRegularFilesAreOpenedAndNoFolderIsRemoved) {
   ExpectFilesAreKept(*HostFiles(MachineFolder(root_)), "");
 }
 
+TEST_F(MachineTest, OnlyFilesOfRootAndThisUserAreTrusted) {
+  ExpectOnlyOursIsTrusted(*HostFiles(MachineFolder(root_)), "");
+}
+
 TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
   const std::string time = "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9:]{8}[.][0-9]{3} ";
   const std::string journal = "/var/log/notifications.log";

@@ -12,6 +12,19 @@
 #include "installer/platform/macos/activate_input_model_front.h"
 #include "tests/installer/macos/mac_test.h"
 
+// As Foundation makes them on a Mac: a file by its number, and its path only when asked for.
+@interface FileReferenceURL : NSURL
+@end
+
+@implementation FileReferenceURL
+- (NSString*)absoluteString {
+  return @"file:///.file/id=6571367.2773272/";
+}
+- (NSURL*)filePathURL {
+  return [NSURL fileURLWithPath:[self path]];
+}
+@end
+
 namespace zenta::installer {
 namespace {
 
@@ -86,6 +99,10 @@ TEST_F(ObjectiveCTest, FileDigestsAnswerToTheirSelectors) {
   const Data digest = DataFrom("MD5DataWithFileHandle:", handle);
   EXPECT_EQ(DataFrom("ZTDHMethod004:", path), digest);
   EXPECT_EQ(DataFrom("ZTDHMethod005:", [NSURL fileURLWithPath:path]), digest);
+  NSURL* const reference = [[[FileReferenceURL alloc] initFileURLWithPath:path] autorelease];
+  EXPECT_EQ(DataFrom("ZTDHMethod005:", reference), digest);
+  NSURL* const elsewhere = [NSURL URLWithString:@"http://host/a%20file"];
+  EXPECT_EQ(DataFrom("ZTDHMethod005:", elsewhere), std::nullopt);
   EXPECT_EQ(TextFrom("ZTDHMethod006:", ObjectOfBytes(digest)), kDigest);
   EXPECT_EQ(TextFrom("ZTDHMethod003:", path), kDigest);
   EXPECT_EQ(TextFrom("calcMD5FromFile:", path), kDigest);

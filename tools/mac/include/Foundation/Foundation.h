@@ -17,7 +17,7 @@ using NSFileAttributeType = NSString*;
 enum : NSStringEncoding { NSUTF8StringEncoding = 4 };
 
 extern "C" {
-extern const NSFileAttributeType NSFileTypeDirectory, NSFileTypeRegular;
+extern const NSFileAttributeType NSFileTypeDirectory;
 extern NSString* const NSAppleScriptErrorMessage API_AVAILABLE(macos(10.2));
 extern NSString* const NSAppleScriptErrorNumber API_AVAILABLE(macos(10.2));
 
@@ -68,10 +68,10 @@ void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
 
 @interface NSURL : NSObject
 @property(nullable, readonly, copy) NSString* absoluteString;
+@property(nullable, readonly, copy) NSURL* filePathURL;
 @end
 
 @interface NSFileHandle : NSObject
-+ (nullable instancetype)fileHandleForReadingAtPath:(NSString*)path;
 - (NSData*)readDataOfLength:(NSUInteger)length;
 @end
 
