@@ -9,6 +9,7 @@
 #include "tests/installer/machine_fixture.h"
 #include "tests/tools/package_maker.h"
 #include "tests/tools/subprocess.h"
+#include "tools/common/terminal_text.h"
 #include "tools/host_installer/install.h"
 #include "tools/host_installer/package_reader.h"
 
@@ -162,7 +163,7 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   want[kApp + "/Contents/拼音.txt"] = want[kApp + "/Contents/same"] = "384 nǐ hǎo";
   want[kApp + "/run"] = "511 -> Contents/run";
   want[kApp + "/Contents/up"] = "511 -> ../run";
-  std::string title = "Zenta 2";
+  std::string title = "Zenta\\u{A}2";
   for (const PackageFiles& package : packages) {
     SCOPED_TRACE(&package - packages.data());
     Put(kStale, "one");
@@ -198,7 +199,7 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
       {"too long", {std::string(256, 'n'), deep}},
       {"links to", {"l>/etc", "l>", "l>..", "a/l>../../x", "a/b/ b/l>a/../../.."}},
       {"lies behind", {"l>a a/ l/x", "a/l>.. a/l/l/x", "f f/x"}},
-      {"entry   [2J/../x is", {"\x1b\x1b[2J/../x"}},
+      {R"(entry \u{1B}[2J\u{202E}\x9B/../x is)", {"\x1b[2J\u202E\x9B/../x"}},
       {"neither a file", {"null=020666", "disk=060666", "pipe=010666"}},
       {"there twice", {"a ./a", "a/ a>b", "a/b a/ a//"}},
       {"root is a folder", {".>a"}},
@@ -313,6 +314,21 @@ TEST_F(HostInstallerTest, LackOfSpaceOrAnotherInstallationChangesNothing) {
   ExpectRefused("another installation is running");
   close(lock);
   EXPECT_EQ(Run().status, 0);
+}
+
+TEST(TerminalTextTest, WhatIsNotSeenIsEscaped) {
+  const std::pair<std::string_view, std::string_view> rows[] = {
+      {"", ""},
+      {"a ~拼\u00A0é\\u{9B}\U0001F600", "a ~拼\u00A0é\\u{9B}\U0001F600"},
+      {{"\0\n\x1F\x7F", 4}, R"(\u{0}\u{A}\u{1F}\u{7F})"},
+      {"\u0080\u009F\u00AD\u061C\u180E", R"(\u{80}\u{9F}\u{AD}\u{61C}\u{180E})"},
+      {"\u200A\u200B\u200F\u2010", "\u200A\\u{200B}\\u{200F}\u2010"},
+      {"\u2027\u2028\u202E\u202F", "\u2027\\u{2028}\\u{202E}\u202F"},
+      {"\u205F\u2060\u2066\u2069\u206F\u2070", "\u205F\\u{2060}\\u{2066}\\u{2069}\\u{206F}\u2070"},
+      {"\uFEFF\uFFF9\uFFFB\uFFFD", "\\u{FEFF}\\u{FFF9}\\u{FFFB}\uFFFD"},
+      {"\U000E0000\U000E007F\U000E0100", "\\u{E0000}\\u{E007F}\U000E0100"},
+      {"\x80\xC0\x80\xED\xA0\x80\xE6\x8B\xF5", R"(\x80\xC0\x80\xED\xA0\x80\xE6\x8B\xF5)"}};
+  for (const auto& [text, shown] : rows) EXPECT_EQ(tools::ForTerminal(text), shown);
 }
 
 TEST_F(HostInstallerTest, SaysHowToBeCalled) {

@@ -27,8 +27,4 @@ struct InstallRequest {
 // Uses the working folder of the process meanwhile, and sets its file mode mask to 022.
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report);
 
-// A text from a package as it may be printed: control characters, which could pass for further
-// lines or steer a terminal, become blanks.
-[[nodiscard]] std::string OneLine(std::string text);
-
 }  // namespace zenta::host_installer

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "installer/platform/host/machine_folder.h"
+#include "tools/common/terminal_text.h"
 #include "tools/host_installer/install.h"
 
 namespace {
@@ -49,7 +50,7 @@ std::optional<Arguments> Parse(int count, char** values) {
 }
 
 int Fail(const std::string& reason) {
-  std::cerr << "installer: Error - " << zenta::host_installer::OneLine(reason) << std::endl;
+  std::cerr << "installer: Error - " << zenta::tools::ForTerminal(reason) << std::endl;
   return 1;
 }
 
