@@ -79,7 +79,8 @@ bool Installs(const std::string& package, const std::string& machine) {
   zenta::host_installer::Renamer renamer;
   std::ostringstream report;
   try {
-    zenta::host_installer::Install({package, "fuzz", machine}, renamer, report);
+    const zenta::host_installer::PackageFile file(package, "fuzz");
+    zenta::host_installer::Install({file, "fuzz", machine}, renamer, report);
     return true;
   } catch (const std::exception&) {
     return false;

@@ -16,7 +16,6 @@
 #include "tools/common/terminal_text.h"
 #include "tools/host_installer/package_reader.h"
 #include "tools/host_installer/payload_path.h"
-#include "tools/host_installer/staging.h"
 #include "tools/host_installer/unpacker.h"
 
 namespace zenta::host_installer {
@@ -99,18 +98,17 @@ void SyncFileSystem(const std::string& folder) {
 }  // namespace
 
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report) {
-  assert(request.package.starts_with('/') && request.target.starts_with('/'));
+  assert(request.target.starts_with('/'));
   const PackageDescription package = ReadDescription(request.package);
   const std::string& name = package.title.empty() ? request.name : package.title;
   report << "installer: Package name is " << ForTerminal(name) << std::endl;
   for (const Component& component : package.components) {
-    if (!component.has_payload) throw Failure("the package has no Payload " + component.folder);
     if (component.has_scripts) report << "installer: Scripts are not run here" << std::endl;
   }
   report << "installer: Installing at base path /" << std::endl;
 
   umask(022);  // folders that no entry lists come out as a Mac has them
-  const InstallLock lock(request.target);
+  const InstallLock lock(request.target, request.patience);
   const Anchor anchor = FindAnchor(request.target, SharedLocation(package.components), renamer);
   const Staging staging(anchor.folder, renamer);
   Unpacker unpacker(staging.trees().fresh);

@@ -1,18 +1,21 @@
 // One installation: from a package file to its payload in place below a target folder.
 #pragma once
 
+#include <chrono>
 #include <iosfwd>
 #include <string>
 
+#include "tools/host_installer/package_file.h"
 #include "tools/host_installer/replacement.h"
+#include "tools/host_installer/staging.h"
 
 namespace zenta::host_installer {
 
-// REQUIRES: both paths are absolute.
 struct InstallRequest {
-  std::string package;  // absolute path of the package file
-  std::string name;     // what to call the package if it has no title of its own
-  std::string target;   // absolute path of the folder that is the base path "/"
+  const PackageFile& package;
+  std::string name;    // what to call the package if it has no title of its own
+  std::string target;  // absolute path of the folder that is the base path "/"
+  std::chrono::milliseconds patience = kPatience;  // with another installation that is running
 };
 
 // Installs the package and says what it does, in the lines of a Mac's installer, on `report`.

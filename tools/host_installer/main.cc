@@ -1,6 +1,11 @@
 // zenta-host-installer: what /usr/sbin/installer is on a Mac, for a machine in a folder.
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <clocale>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -54,19 +59,49 @@ int Fail(const std::string& reason) {
   return 1;
 }
 
+// The bounds of a whole run, far above what a package of the largest size takes. A hostile one meets
+// them where the bounds of its parts leave a way to be slow or large.
+constexpr rlim_t kMaxProcessorSeconds = 600;
+constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
+
+// Ends the program as a crash would: the next installation cleans up. Only calls that a signal
+// handler may make.
+void EndRun(int) {
+  constexpr std::string_view kReason = "installer: Error - it takes too much processor time\n";
+  if (write(STDERR_FILENO, kReason.data(), kReason.size()) < 0) _exit(2);
+  _exit(1);
+}
+
+// A limit that is lower already stays.
+void Limit(auto resource, rlim_t most) {
+  rlimit limit{};
+  getrlimit(resource, &limit);
+  limit.rlim_cur = std::min(limit.rlim_cur, most);
+  setrlimit(resource, &limit);
+}
+
+// A log that nobody reads, or that may not grow, ends nothing half-way.
+void LimitRun() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGXCPU, EndRun);
+  Limit(RLIMIT_CPU, kMaxProcessorSeconds);
+#ifndef ZENTA_SANITIZED  // the address sanitizer reserves terabytes
+  Limit(RLIMIT_AS, kMaxMemoryBytes);
+#endif
+}
+
 int Run(const Arguments& arguments) {
   if (arguments.target != "/") return Fail("the target is not /: " + arguments.target);
   const zenta::installer::MachineFolder machine =
       zenta::installer::MachineFolder::FromEnvironment();
-  zenta::host_installer::InstallRequest request;
-  request.package = machine.HostPath(arguments.package);
-  request.name = std::filesystem::path(arguments.package).stem().string();
-  request.target = machine.HostPath("/");
-  if (!std::filesystem::is_regular_file(request.package)) {
-    return Fail("the package path specified was invalid: '" + arguments.package + "'.");
-  }
+  const zenta::host_installer::PackageFile package(machine.HostPath(arguments.package),
+                                                   arguments.package);
   zenta::host_installer::Renamer renamer;
-  zenta::host_installer::Install(request, renamer, std::cout);
+  zenta::host_installer::Install({.package = package,
+                                  .name = std::filesystem::path(arguments.package).stem().string(),
+                                  .target = machine.HostPath("/")},
+                                 renamer, std::cout);
   std::cout << "installer: The install was successful." << std::endl;
   return 0;
 }
@@ -84,6 +119,7 @@ int main(int count, char** values) try {
     std::cout << kUsage;
     return 0;
   }
+  LimitRun();
   return Run(*arguments);
 } catch (const std::exception& failure) {
   return Fail(failure.what());
