@@ -59,8 +59,8 @@ int Fail(const std::string& reason) {
   return 1;
 }
 
-// The bounds of a whole run, far above what a package of the largest size takes. A hostile one meets
-// them where the bounds of its parts leave a way to be slow or large.
+// Bounds of a whole run, beside those of each part of a package. An input method's package takes a
+// few seconds and megabytes.
 constexpr rlim_t kMaxProcessorSeconds = 600;
 constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
 
@@ -80,7 +80,8 @@ void Limit(auto resource, rlim_t most) {
   setrlimit(resource, &limit);
 }
 
-// A log that nobody reads, or that may not grow, ends nothing half-way.
+// Also ignores the signals of a log that nobody reads, or that may not grow: what is printed is lost
+// then, not the installation.
 void LimitRun() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
@@ -109,7 +110,7 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 int main(int count, char** values) try {
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // names inside XAR archives are UTF-8
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // names in payloads are UTF-8
   const std::optional<Arguments> arguments = Parse(count, values);
   if (!arguments) {
     std::cerr << "installer: Error - bad arguments\n" << kUsage;

@@ -2,9 +2,9 @@
 
 #include <libxml/uri.h>
 
-#include <algorithm>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "tools/common/failure.h"
 #include "tools/host_installer/payload_path.h"
@@ -41,14 +41,13 @@ std::string InstallLocation(std::string_view package_info) {
 Distribution ParseDistribution(std::string_view xml) {
   const XmlDocument document = ParseXml(xml, "installer-gui-script", "Distribution");
   Distribution parsed;
+  std::set<std::string> known;
   for (const xmlNode* node = xmlDocGetRootElement(document.get())->children; node;
        node = node->next) {
     if (HasName(node, "title")) parsed.title = TextOf(node);
     if (!HasName(node, "pkg-ref")) continue;
     const std::string folder = FolderOfReference(TextOf(node));
-    const bool known =
-        std::find(parsed.folders.begin(), parsed.folders.end(), folder) != parsed.folders.end();
-    if (!folder.empty() && !known) parsed.folders.push_back(folder);
+    if (!folder.empty() && known.insert(folder).second) parsed.folders.push_back(folder);
   }
   if (parsed.folders.empty()) throw Failure("the package's Distribution names no component");
   return parsed;

@@ -2,17 +2,16 @@
 
 #include <archive_entry.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <map>
-#include <optional>
 #include <string_view>
 #include <utility>
 
 #include "tools/common/failure.h"
 #include "tools/host_installer/inflater.h"
 #include "tools/host_installer/package_info.h"
+#include "tools/host_installer/payload_path.h"
 #include "tools/host_installer/xml_document.h"
 
 namespace zenta::host_installer {
@@ -119,30 +118,16 @@ std::string ReadXml(const PackageFile& package, const XarFile& file) {
   return xml;
 }
 
-// What lies in one folder of the package.
-struct Found {
-  std::map<std::string, std::string> xml;  // PackageInfo and Distribution
-  std::optional<XarFile> payload;
-  bool has_scripts = false;
-};
-
-// Of every folder, because the archive may hold the Distribution after what it names.
-std::map<std::string, Found> Survey(const PackageFile& package) {
-  std::map<std::string, Found> folders;
+// Every file by its path, after all but the payloads were compared with their checksums.
+std::map<std::string, XarFile> Survey(const PackageFile& package) {
+  std::map<std::string, XarFile> files;
   for (const XarFile& file : ReadXarTable(package)) {
-    Found& found = folders[file.folder];
-    bool fresh = true;
-    if (file.name == "PackageInfo" || (file.name == "Distribution" && file.folder.empty())) {
-      fresh = found.xml.emplace(file.name, ReadXml(package, file)).second;
-    } else if (file.name == "Payload") {
-      fresh = !std::exchange(found.payload, file);
-    } else {
-      Drain(*OpenStored(package, file));
-      found.has_scripts = found.has_scripts || file.name == "Scripts";
+    if (file.name != "Payload") Drain(*OpenStored(package, file));
+    if (!files.emplace(JoinPath(file.folder, file.name), file).second) {
+      throw Failure("the package holds two files named " + file.name);
     }
-    if (!fresh) throw Failure("the package holds two files named " + file.name);
   }
-  return folders;
+  return files;
 }
 
 }  // namespace
@@ -154,23 +139,23 @@ void CheckArchive(archive* opened, int status, const std::string& what) {
 }
 
 PackageDescription ReadDescription(const PackageFile& package) {
-  std::map<std::string, Found> folders = Survey(package);
+  const std::map<std::string, XarFile> files = Survey(package);
+  const auto file_of = [&](const std::string& folder, const std::string& name) -> const XarFile& {
+    const auto found = files.find(JoinPath(folder, name));
+    if (found != files.end()) return found->second;
+    throw Failure("the package has no " + name + (folder.empty() ? "" : " in " + folder));
+  };
   PackageDescription description;
-  std::vector<std::string> names = {""};
-  if (const auto distribution = folders[""].xml.find("Distribution");
-      distribution != folders[""].xml.end()) {
-    Distribution parsed = ParseDistribution(distribution->second);
+  std::vector<std::string> folders = {""};
+  if (files.contains("Distribution")) {
+    Distribution parsed = ParseDistribution(ReadXml(package, file_of("", "Distribution")));
     description.title = std::move(parsed.title);
-    names = std::move(parsed.folders);
+    folders = std::move(parsed.folders);
   }
-  for (const std::string& name : names) {
-    const Found& found = folders[name];
-    const auto info = found.xml.find("PackageInfo");
-    const std::string where = name.empty() ? "" : " in " + name;
-    if (info == found.xml.end()) throw Failure("the package has no PackageInfo" + where);
-    const std::string location = InstallLocation(info->second);
-    if (!found.payload) throw Failure("the package has no Payload" + where);
-    description.components.push_back({name, location, *found.payload, found.has_scripts});
+  for (const std::string& folder : folders) {
+    const std::string info = ReadXml(package, file_of(folder, "PackageInfo"));
+    description.components.push_back({folder, InstallLocation(info), file_of(folder, "Payload"),
+                                      files.contains(JoinPath(folder, "Scripts"))});
   }
   return description;
 }

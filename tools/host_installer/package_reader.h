@@ -40,8 +40,8 @@ struct PackageDescription {
 };
 
 // Reads everything of the package but its payloads, comparing all checksums. Throws Failure if it is
-// no flat package, if a component that the Distribution names has no PackageInfo or no Payload, if
-// anything is there twice, or damaged.
+// no flat package, if a component that the Distribution names has no PackageInfo or no Payload, or
+// if anything is there twice or damaged.
 [[nodiscard]] PackageDescription ReadDescription(const PackageFile& package);
 
 // Calls `unpack` with each component's payload, opened as a cpio archive whose first entry is next.
