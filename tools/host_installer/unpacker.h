@@ -19,6 +19,10 @@ namespace zenta::host_installer {
 // only in the paths of others.
 inline constexpr std::size_t kMaxEntries = 200'000;
 
+// The most of them that may say that they have further names. libarchive compares each of these with
+// all before it.
+inline constexpr std::size_t kMaxLinkedEntries = 20'000;
+
 class Unpacker {
  public:
   // Unpacks into `folder`, which is the working folder of the process for as long as this lives:
@@ -48,6 +52,7 @@ class Unpacker {
 
   std::size_t max_entries_;
   int former_folder_;  // descriptor; negative if the working folder could not be opened
+  std::size_t linked_entries_ = 0;
   std::unordered_map<std::string, Kind> unpacked_;  // path below the folder -> what is there
 };
 
