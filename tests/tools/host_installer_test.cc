@@ -143,7 +143,7 @@ class HostInstallerTest : public MachineTest {
     std::ostringstream report;
     try {
       const PackageFile package(At(kPackage), kPackage);
-      Install({package, "update", root_, std::chrono::milliseconds(50)}, renamer, report);
+      Install({package, "update", root_}, renamer, report);
     } catch (const std::exception&) {
       return false;
     }
@@ -482,7 +482,9 @@ TEST_F(HostInstallerTest, WaitsForAnotherInstallation) {
   Stage(ComponentPackage(VersionTwoAnd({})));
   const int lock = open(root_.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
-  EXPECT_FALSE(InstallHere());
+  const Finished busy = Run({}, "-wait 0 -pkg " + kPackage + " -target /");
+  EXPECT_EQ(busy.status, 75);
+  EXPECT_EQ(busy.err, "installer: Error - another installation is still running\n");
   EXPECT_EQ(Contents(kInfo), "one");
   const auto wait_until_it_waits = [&](pid_t id) {
     const fs::path program = "/proc/" + std::to_string(id);
@@ -532,6 +534,9 @@ TEST_F(HostInstallerTest, SaysHowToBeCalled) {
        {std::pair("-help", std::string("0 usage")),
         {"-pkg /x", error + "bad arguments"},
         {"-pkg /x -target / -more", error + "bad arguments"},
+        {"-pkg /x -target / -wait", error + "bad arguments"},
+        {"-pkg /x -target / -wait 10000", error + "bad arguments"},
+        {"-pkg /x -target / -wait 9999", error + "the package path"},
         {"-pkg /x -target /Volumes/B", error + "the target is not /"},
         {"-pkg /x -target /", error + "the package path"}}) {
     const Finished done = Run({}, arguments);
