@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,8 +23,9 @@ struct Finished {
 
 struct RunOptions {
   std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
-  rlim_t max_file_bytes = RLIM_INFINITY;  // writing more to one file fails, as on a full disk
-  const char* out = nullptr;              // file that takes standard output instead of Finished
+  rlim_t max_file_bytes = RLIM_INFINITY;      // writing more to one file fails, as on a full disk
+  const char* out = nullptr;                  // file that takes standard output instead of Finished
+  std::function<void(pid_t)> meanwhile = {};  // called with the program's id once it was started
 };
 
 inline std::string ReadToEnd(int descriptor) {
@@ -56,6 +58,7 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   }
   close(out[1]);
   close(err[1]);
+  if (options.meanwhile) options.meanwhile(child);
   Finished finished{.status = -1, .out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
   int status = 0;
   waitpid(child, &status, 0);
