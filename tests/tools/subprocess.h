@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,13 +19,30 @@ struct Finished {
   int status = -1;  // exit status; 128 + signal if it was killed
   std::string out;
   std::string err;
+  long peak_kilobytes = 0;  // of memory, resident
 };
 
 struct RunOptions {
   std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
   rlim_t max_file_bytes = RLIM_INFINITY;  // writing more to one file fails, as on a full disk
   const char* out = nullptr;              // file that takes standard output instead of Finished
+  const char* err = nullptr;              // the same for standard error
+  int signal = 0;                         // sent as soon as `when` is true
+  std::function<bool()> when = {};
 };
+
+// Sends the signal, unless the program ends before.
+inline void SignalWhenDue(pid_t child, const RunOptions& options) {
+  siginfo_t ended{};
+  while (waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+         ended.si_pid == 0) {
+    if (options.when()) {
+      kill(child, options.signal);
+      return;
+    }
+    usleep(100);
+  }
+}
 
 inline std::string ReadToEnd(int descriptor) {
   std::string text;
@@ -42,7 +60,7 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   const pid_t child = fork();
   if (child == 0) {
     dup2(options.out != nullptr ? open(options.out, O_WRONLY) : out[1], STDOUT_FILENO);
-    dup2(err[1], STDERR_FILENO);
+    dup2(options.err != nullptr ? open(options.err, O_WRONLY) : err[1], STDERR_FILENO);
     for (const int end : {out[0], out[1], err[0], err[1]}) close(end);
     for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
     const rlimit limit{options.max_file_bytes, options.max_file_bytes};
@@ -56,9 +74,16 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   }
   close(out[1]);
   close(err[1]);
-  Finished finished{.status = -1, .out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
+  if (options.when) SignalWhenDue(child, options);
+  Finished finished{.out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
   int status = 0;
-  waitpid(child, &status, 0);
+  rusage used{};
+  wait4(child, &status, 0, &used);
+#ifdef __APPLE__
+  finished.peak_kilobytes = used.ru_maxrss / 1024;
+#else
+  finished.peak_kilobytes = used.ru_maxrss;
+#endif
   finished.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return finished;
 }
