@@ -24,25 +24,11 @@ struct Finished {
 
 struct RunOptions {
   std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
-  rlim_t max_file_bytes = RLIM_INFINITY;  // writing more to one file fails, as on a full disk
-  const char* out = nullptr;              // file that takes standard output instead of Finished
-  const char* err = nullptr;              // the same for standard error
-  int signal = 0;                         // sent as soon as `when` is true
-  std::function<bool()> when = {};
+  rlim_t max_file_bytes = RLIM_INFINITY;      // writing more to one file fails, as on a full disk
+  const char* out = nullptr;                  // file that takes standard output instead of Finished
+  const char* err = nullptr;                  // the same for standard error
+  std::function<void(pid_t)> meanwhile = {};  // called with the program's id once it was started
 };
-
-// Sends the signal, unless the program ends before.
-inline void SignalWhenDue(pid_t child, const RunOptions& options) {
-  siginfo_t ended{};
-  while (waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOHANG | WNOWAIT) == 0 &&
-         ended.si_pid == 0) {
-    if (options.when()) {
-      kill(child, options.signal);
-      return;
-    }
-    usleep(100);
-  }
-}
 
 inline std::string ReadToEnd(int descriptor) {
   std::string text;
@@ -74,7 +60,7 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   }
   close(out[1]);
   close(err[1]);
-  if (options.when) SignalWhenDue(child, options);
+  if (options.meanwhile) options.meanwhile(child);
   Finished finished{.out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
   int status = 0;
   rusage used{};

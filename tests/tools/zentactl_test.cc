@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +11,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -48,6 +50,18 @@ std::set<std::string> Names(const fs::path& folder) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename());
   return names;
+}
+
+// Sends the program a signal as soon as `due` holds, unless it ends before.
+std::function<void(pid_t)> SignalWhen(std::function<bool()> due, int signal) {
+  return [due = std::move(due), signal](pid_t program) {
+    siginfo_t ended{};
+    while (!due() && ended.si_pid == 0) {
+      usleep(100);
+      waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
+    if (ended.si_pid == 0) kill(program, signal);
+  };
 }
 
 class ZentactlTest : public testing::Test, protected TempFolder {
@@ -214,13 +228,13 @@ TEST_F(ZentactlTest, SignalThatEndsACommandIsItsStatusAndLeavesNothing) {
       SCOPED_TRACE(arguments[0]);
       arguments.insert(arguments.end(), {"--out", At("out/file")});
       const auto at_work = [&] { return Names(At("out")).size() > 1; };
-      EXPECT_EQ(Do(arguments, {.signal = signal, .when = at_work}).status, 128 + signal);
+      EXPECT_EQ(Do(arguments, {.meanwhile = SignalWhen(at_work, signal)}).status, 128 + signal);
       EXPECT_EQ(Names(At("out")), std::set<std::string>{"file"});
       EXPECT_EQ(Get("out/file"), "old");
     }
     // A key takes no time to speak of: it may be there before the signal is.
     const auto begun = [&] { return fs::exists(At("new/private-key.pem")); };
-    Do({"keygen", "--out", At("new")}, {.signal = signal, .when = begun});
+    Do({"keygen", "--out", At("new")}, {.meanwhile = SignalWhen(begun, signal)});
     EXPECT_NE(Names(At("new")).size(), 1u);
     fs::remove_all(At("new"));
   }
