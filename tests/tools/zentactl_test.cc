@@ -350,9 +350,10 @@ TEST_F(ZentactlTest, EqualBundlesMakeEqualPackages) {
   for (const std::string folder : {"one", "another/deeper"}) {
     std::vector<std::string> names = {"a", "B", "é", "c"};
     if (folder == "one") std::reverse(names.begin(), names.end());
-    for (const std::string& name : names) Put(folder + "/ZentaIM.app/Contents/" + name, name);
-    fs::copy(ZENTA_EXAMPLE_APP, At(folder + "/ZentaIM.app"), fs::copy_options::recursive);
-    fs::create_symlink("Contents/a", At(folder + "/ZentaIM.app/link"));
+    const std::string bundle = folder + "/ZentaIM.app", contents = bundle + "/Contents/";
+    for (const std::string& name : names) Put(fs::path(contents) / name, name);
+    fs::copy(ZENTA_EXAMPLE_APP, At(bundle), fs::copy_options::recursive);
+    fs::create_symlink("Contents/a", At(bundle + "/link"));
   }
   const fs::path file = At("one/ZentaIM.app/Contents/a");
   fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1));
