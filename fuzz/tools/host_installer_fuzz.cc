@@ -1,6 +1,5 @@
-// Packages of unknown bytes, installed over an old version. The input's first byte says whether the
-// rest is a payload (a cpio archive, plain or compressed) or a whole package. What must hold for
-// every input:
+// Packages of unknown bytes, installed over an old version. The input's first byte says what the rest
+// is (PackageOf); what stands around it is a package without fault. What must hold for every input:
 //   1. nothing outside the machine folder changes;
 //   2. an installation that fails leaves everything in the folder as it was;
 //   3. one that succeeds leaves no link that leads out of the folder, no device, pipe or socket, no
@@ -75,11 +74,33 @@ void CheckInstalled(const fs::path& machine) {
   }
 }
 
+// The package with `bytes` in it: a payload (cpio, plain or compressed), the package itself, a
+// PackageInfo, a Distribution, or the text of a table of contents.
+std::string PackageOf(unsigned kind, const std::string& bytes) {
+  using namespace zenta::tools;
+  const std::string info = PackageInfoFor("/Library/Input Methods");
+  const std::string payload = Cpio({{"ZentaIM.app/x", 0100644, "new"}});
+  switch (kind % 5) {
+    case 0:
+      return Xar({{"PackageInfo", info}, {"Payload", bytes}});
+    case 1:
+      return bytes;
+    case 2:
+      return Xar({{"PackageInfo", bytes}, {"Payload", payload}});
+    case 3:
+      return Xar(
+          {{"Distribution", bytes}, {"a.pkg/PackageInfo", info}, {"a.pkg/Payload", payload}});
+    default:
+      return XarOf({bytes, PartsOf(Xar({{"PackageInfo", info}, {"Payload", payload}})).files});
+  }
+}
+
 bool Installs(const std::string& package, const std::string& machine) {
   zenta::host_installer::Renamer renamer;
   std::ostringstream report;
   try {
-    zenta::host_installer::Install({package, "fuzz", machine}, renamer, report);
+    const zenta::host_installer::PackageFile file(package, "fuzz");
+    zenta::host_installer::Install({file, "fuzz", machine}, renamer, report);
     return true;
   } catch (const std::exception&) {
     return false;
@@ -95,14 +116,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Put(machine / "Library/Input Methods/ZentaIM.app/Contents/Info.plist", "old");
   Put(scratch.folder / "outer/outside", "outside");
   if (size == 0) return 0;
-  const std::string bytes(reinterpret_cast<const char*>(data + 1), size - 1);
-  if (data[0] % 2 == 0) {
-    Put(package,
-        zenta::tools::Xar({{"PackageInfo", zenta::tools::PackageInfoFor("/Library/Input Methods")},
-                           {"Payload", bytes}}));
-  } else {
-    Put(package, bytes);
-  }
+  Put(package, PackageOf(data[0], {reinterpret_cast<const char*>(data + 1), size - 1}));
   const Snapshot before = Below(machine);
   if (Installs(package, machine)) {
     CheckInstalled(machine);

@@ -92,12 +92,32 @@ TEST(SigningConfigTest, TextComesBackAndFaultsAreNamed) {
   const auto with = [&](std::string_view from, std::string_view to) {
     return std::string(text).replace(text.find(from), from.size(), to);
   };
+  const auto exponent = [&](const std::string& digits) {
+    return with("exponent = " + std::to_string(BuiltInSigningConfig().exponent),
+                "exponent = " + digits);
+  };
+  const auto modulus = [&](std::size_t at, char digit) {
+    std::string changed = text;
+    changed[text.find("modulus = ") + 10 + at] = digit;
+    return changed;
+  };
+  const std::size_t last = 2 * kSignatureBytes - 1;
+  for (const std::string& good :
+       {exponent("3"), exponent("18446744073709551615"), modulus(0, '8'), modulus(last, '1')}) {
+    EXPECT_TRUE(std::holds_alternative<SigningConfig>(ParseSigningConfig(good))) << good;
+  }
   const std::pair<std::string, const char*> rows[] = {
       {"", "'modulus' is missing"},
+      {modulus(0, '7'), "line 1: 'modulus' is not 256"},
+      {modulus(last, '2'), "line 1: 'modulus' is not 256"},
+      {exponent("1"), "line 2: 'exponent' is not an odd"},
+      {exponent("4"), "line 2: 'exponent' is not an odd"},
+      {exponent("03"), "line 2: 'exponent' is not an odd"},
+      {exponent("3x"), "line 2: 'exponent' is not an odd"},
+      {exponent("18446744073709551617"), "line 2: 'exponent' is not an odd"},
       {text + text, "line 6: 'modulus' is there twice"},
       {text + "more = 1", "line 6: unknown name 'more'"},
       {with("modulus = ", "modulus = 0"), "line 1: 'modulus' is not 256"},
-      {with("\nalphabet", "12345678901234567\nalphabet"), "line 2: 'exponent' is not an odd"},
       {with("\nvalue", "A\nvalue"), "line 3: 'alphabet' is not each"},
       {with("value = ", "value = g"), "line 4: 'value' is not 8"},
       {with("development = ", "development = un"), "line 5: 'development' is not yes or no"}};

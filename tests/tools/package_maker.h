@@ -3,6 +3,8 @@
 
 #include <archive.h>
 #include <archive_entry.h>
+#include <openssl/sha.h>
+#include <zlib.h>
 
 #include <array>
 #include <cstdio>
@@ -66,6 +68,39 @@ inline std::string Compressed(const std::string& bytes, int filter = ARCHIVE_FIL
 
 inline std::string Xar(const PackageFiles& files, const char* options = "compression=none") {
   return WriteArchive(files, ARCHIVE_FORMAT_XAR, ARCHIVE_FILTER_NONE, options);
+}
+
+// A XAR archive as text: its table of contents, and the heap behind the table's checksum.
+struct XarParts {
+  std::string table;
+  std::string files;
+};
+
+inline constexpr std::size_t kXarHeader = 28, kXarChecksum = 20;  // SHA-1
+
+inline XarParts PartsOf(const std::string& xar) {
+  const auto size =
+      static_cast<unsigned char>(xar[14]) * 256u + static_cast<unsigned char>(xar[15]);
+  uLongf length = 1 << 20;
+  std::string table(length, '\0');
+  uncompress(reinterpret_cast<Bytef*>(table.data()), &length,
+             reinterpret_cast<const Bytef*>(xar.data()) + kXarHeader, size);
+  return {table.substr(0, length), xar.substr(kXarHeader + size + kXarChecksum)};
+}
+
+// Whatever the table says; its own checksum is right.
+inline std::string XarOf(const XarParts& parts) {
+  uLongf size = compressBound(parts.table.size());
+  std::string table(size, '\0'), checksum(kXarChecksum, '\0'), header = "xar!";
+  compress(reinterpret_cast<Bytef*>(table.data()), &size,
+           reinterpret_cast<const Bytef*>(parts.table.data()), parts.table.size());
+  SHA1(reinterpret_cast<const unsigned char*>(table.data()), size,
+       reinterpret_cast<unsigned char*>(checksum.data()));
+  const auto put = [&](std::size_t value, int bytes) {
+    while (bytes-- > 0) header += static_cast<char>(bytes < 8 ? value >> 8 * bytes : 0);
+  };
+  put(kXarHeader, 2), put(1, 2), put(size, 8), put(parts.table.size(), 8), put(1, 4);
+  return header + table.substr(0, size) + checksum + parts.files;
 }
 
 inline std::string PackageInfoFor(const std::string& install_location) {

@@ -13,9 +13,9 @@
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/terminal_text.h"
 #include "tools/host_installer/package_reader.h"
 #include "tools/host_installer/payload_path.h"
-#include "tools/host_installer/staging.h"
 #include "tools/host_installer/unpacker.h"
 
 namespace zenta::host_installer {
@@ -23,6 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using tools::Failure;
+using tools::ForTerminal;
 using tools::SystemFailure;
 
 // What an installation never takes of a disk's free space, and the most that it ever takes.
@@ -96,25 +97,18 @@ void SyncFileSystem(const std::string& folder) {
 
 }  // namespace
 
-std::string OneLine(std::string text) {
-  const auto control = [](unsigned char unit) { return unit < 0x20 || unit == 0x7F; };
-  std::replace_if(text.begin(), text.end(), control, ' ');
-  return text;
-}
-
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report) {
-  assert(request.package.starts_with('/') && request.target.starts_with('/'));
+  assert(request.target.starts_with('/'));
   const PackageDescription package = ReadDescription(request.package);
   const std::string& name = package.title.empty() ? request.name : package.title;
-  report << "installer: Package name is " << OneLine(name) << std::endl;
+  report << "installer: Package name is " << ForTerminal(name) << std::endl;
   for (const Component& component : package.components) {
-    if (!component.has_payload) throw Failure("the package has no Payload " + component.folder);
     if (component.has_scripts) report << "installer: Scripts are not run here" << std::endl;
   }
   report << "installer: Installing at base path /" << std::endl;
 
   umask(022);  // folders that no entry lists come out as a Mac has them
-  const InstallLock lock(request.target);
+  const InstallLock lock(request.target, request.patience);
   const Anchor anchor = FindAnchor(request.target, SharedLocation(package.components), renamer);
   const Staging staging(anchor.folder, renamer);
   Unpacker unpacker(staging.trees().fresh);

@@ -1,18 +1,21 @@
 // One installation: from a package file to its payload in place below a target folder.
 #pragma once
 
+#include <chrono>
 #include <iosfwd>
 #include <string>
 
+#include "tools/host_installer/package_file.h"
 #include "tools/host_installer/replacement.h"
+#include "tools/host_installer/staging.h"
 
 namespace zenta::host_installer {
 
-// REQUIRES: both paths are absolute.
 struct InstallRequest {
-  std::string package;  // absolute path of the package file
-  std::string name;     // what to call the package if it has no title of its own
-  std::string target;   // absolute path of the folder that is the base path "/"
+  const PackageFile& package;
+  std::string name;    // what to call the package if it has no title of its own
+  std::string target;  // absolute path of the folder that is the base path "/"
+  std::chrono::milliseconds patience = kPatience;  // with another installation that is running
 };
 
 // Installs the package and says what it does, in the lines of a Mac's installer, on `report`.
@@ -26,9 +29,5 @@ struct InstallRequest {
 //
 // Uses the working folder of the process meanwhile, and sets its file mode mask to 022.
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report);
-
-// A text from a package as it may be printed: control characters, which could pass for further
-// lines or steer a terminal, become blanks.
-[[nodiscard]] std::string OneLine(std::string text);
 
 }  // namespace zenta::host_installer

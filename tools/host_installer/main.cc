@@ -1,6 +1,11 @@
 // zenta-host-installer: what /usr/sbin/installer is on a Mac, for a machine in a folder.
 
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <clocale>
+#include <csignal>
 #include <exception>
 #include <filesystem>
 #include <iostream>
@@ -9,6 +14,7 @@
 #include <string_view>
 
 #include "installer/platform/host/machine_folder.h"
+#include "tools/common/terminal_text.h"
 #include "tools/host_installer/install.h"
 
 namespace {
@@ -49,23 +55,54 @@ std::optional<Arguments> Parse(int count, char** values) {
 }
 
 int Fail(const std::string& reason) {
-  std::cerr << "installer: Error - " << zenta::host_installer::OneLine(reason) << std::endl;
+  std::cerr << "installer: Error - " << zenta::tools::ForTerminal(reason) << std::endl;
   return 1;
+}
+
+// Bounds of a whole run, beside those of each part of a package. An input method's package takes a
+// few seconds and megabytes.
+constexpr rlim_t kMaxProcessorSeconds = 600;
+constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
+
+// Ends the program as a crash would: the next installation cleans up. Only calls that a signal
+// handler may make.
+void EndRun(int) {
+  constexpr std::string_view kReason = "installer: Error - it takes too much processor time\n";
+  if (write(STDERR_FILENO, kReason.data(), kReason.size()) < 0) _exit(2);
+  _exit(1);
+}
+
+// A limit that is lower already stays.
+void Limit(auto resource, rlim_t most) {
+  rlimit limit{};
+  getrlimit(resource, &limit);
+  limit.rlim_cur = std::min(limit.rlim_cur, most);
+  setrlimit(resource, &limit);
+}
+
+// Also ignores the signals of a log that nobody reads, or that may not grow: what is printed is lost
+// then, not the installation.
+void LimitRun() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  std::signal(SIGXCPU, EndRun);
+  Limit(RLIMIT_CPU, kMaxProcessorSeconds);
+#ifndef ZENTA_SANITIZED  // the address sanitizer reserves terabytes
+  Limit(RLIMIT_AS, kMaxMemoryBytes);
+#endif
 }
 
 int Run(const Arguments& arguments) {
   if (arguments.target != "/") return Fail("the target is not /: " + arguments.target);
   const zenta::installer::MachineFolder machine =
       zenta::installer::MachineFolder::FromEnvironment();
-  zenta::host_installer::InstallRequest request;
-  request.package = machine.HostPath(arguments.package);
-  request.name = std::filesystem::path(arguments.package).stem().string();
-  request.target = machine.HostPath("/");
-  if (!std::filesystem::is_regular_file(request.package)) {
-    return Fail("the package path specified was invalid: '" + arguments.package + "'.");
-  }
+  const zenta::host_installer::PackageFile package(machine.HostPath(arguments.package),
+                                                   arguments.package);
   zenta::host_installer::Renamer renamer;
-  zenta::host_installer::Install(request, renamer, std::cout);
+  zenta::host_installer::Install({.package = package,
+                                  .name = std::filesystem::path(arguments.package).stem().string(),
+                                  .target = machine.HostPath("/")},
+                                 renamer, std::cout);
   std::cout << "installer: The install was successful." << std::endl;
   return 0;
 }
@@ -73,7 +110,7 @@ int Run(const Arguments& arguments) {
 }  // namespace
 
 int main(int count, char** values) try {
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // names inside XAR archives are UTF-8
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // names in payloads are UTF-8
   const std::optional<Arguments> arguments = Parse(count, values);
   if (!arguments) {
     std::cerr << "installer: Error - bad arguments\n" << kUsage;
@@ -83,6 +120,7 @@ int main(int count, char** values) try {
     std::cout << kUsage;
     return 0;
   }
+  LimitRun();
   return Run(*arguments);
 } catch (const std::exception& failure) {
   return Fail(failure.what());

@@ -30,6 +30,7 @@ std::optional<std::string> PayloadPath(std::string_view path) {
   std::string joined;
   for (const std::string_view name : components) {
     if (name == ".." || name.size() > kMaxNameBytes) return std::nullopt;
+    if (name.starts_with(kStagingPrefix)) return std::nullopt;
     joined = JoinPath(joined, name);
   }
   return joined;

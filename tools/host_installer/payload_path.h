@@ -15,12 +15,16 @@ inline constexpr std::size_t kMaxNameBytes = 255;
 inline constexpr std::size_t kMaxPathBytes = 1024;
 inline constexpr std::size_t kMaxPathDepth = 64;
 
+// What the names of the installer's own folders begin with; staging.h says what they are for. No
+// path of a package may have such a name in it: the next installation would take it for its own.
+inline constexpr std::string_view kStagingPrefix = ".zenta-installer-";
+
 // The components of a path, in order; empty ones and "." are left out, ".." is kept. They point
 // into `path`.
 [[nodiscard]] std::vector<std::string_view> PathComponents(std::string_view path);
 
 // A payload entry's path as its components joined by '/'; "" for the payload's own root ("." or
-// "./"). nullopt if it is absolute, has a "..", or is over a limit above.
+// "./"). nullopt if it is absolute, has a ".." or a name with the prefix above, or is over a limit.
 [[nodiscard]] std::optional<std::string> PayloadPath(std::string_view path);
 
 // Whether the symbolic link at `path` (a PayloadPath) with this target can only lead to something

@@ -38,7 +38,8 @@ void CollectUnits(const std::string& from, const std::string& to, const std::str
     if (folder && !bundle && fs::is_directory(there)) {
       CollectUnits(from, to, path, units);
     } else {
-      const bool clashes = fs::exists(there) && !bundle && folder != fs::is_directory(there);
+      const bool relinks = bundle && fs::is_symlink(there);
+      const bool clashes = fs::exists(there) && folder != fs::is_directory(there) && !relinks;
       units.push_back({path, fs::exists(there), clashes});
     }
   }

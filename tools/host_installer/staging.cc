@@ -7,11 +7,14 @@
 #include <unistd.h>
 
 #include <cassert>
+#include <cerrno>
 #include <filesystem>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/host_installer/payload_path.h"
 
 namespace zenta::host_installer {
 namespace {
@@ -20,7 +23,9 @@ namespace fs = std::filesystem;
 using tools::Failure;
 using tools::SystemFailure;
 
-constexpr std::string_view kPrefix = ".zenta-installer-";
+// Beside full access for the owner, the sticky bit. It does nothing on a folder that is its owner's
+// alone; it says that a Staging made the folder, since nothing of a payload keeps such a bit.
+constexpr mode_t kOwnMode = 01700;
 
 Trees TreesIn(const std::string& staging, const std::string& anchor) {
   return {staging + "/new", anchor, staging + "/old"};
@@ -34,22 +39,28 @@ void Discard(const std::string& staging, const std::string& anchor, Renamer& ren
 } catch (const std::exception&) {  // the next installation tries again
 }
 
-// A folder of this name that somebody else planted is not ours to put anything back from.
+// A folder of this name that came about otherwise is not ours to put anything back from.
 bool IsOurFolder(const std::string& path) {
   struct stat status {};
-  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) && status.st_uid == geteuid();
+  return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
+         status.st_uid == geteuid() && (status.st_mode & 07777) == kOwnMode;
 }
 
 }  // namespace
 
 // The lock is on the folder itself, so that it needs no file that somebody would have to remove.
-InstallLock::InstallLock(const std::string& folder)
+InstallLock::InstallLock(const std::string& folder, std::chrono::milliseconds patience)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (descriptor_ < 0) throw SystemFailure("cannot open " + folder);
-  if (flock(descriptor_, LOCK_EX | LOCK_NB) == 0) return;
-  const int error = errno;
+  const auto end = std::chrono::steady_clock::now() + patience;
+  int error = 0;
+  while ((error = flock(descriptor_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno) == EWOULDBLOCK &&
+         std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  if (error == 0) return;
   close(descriptor_);
-  if (error == EWOULDBLOCK) throw Failure("another installation is running");
+  if (error == EWOULDBLOCK) throw Failure("another installation is still running");
   throw SystemFailure("cannot lock " + folder, error);
 }
 
@@ -57,8 +68,9 @@ InstallLock::~InstallLock() { close(descriptor_); }
 
 Staging::Staging(const std::string& anchor, Renamer& renamer) : renamer_(renamer) {
   assert(anchor.starts_with('/'));
-  std::string folder = anchor + "/" + std::string(kPrefix) + "XXXXXX";
+  std::string folder = anchor + "/" + std::string(kStagingPrefix) + "XXXXXX";
   if (mkdtemp(folder.data()) == nullptr) throw SystemFailure("cannot unpack in " + anchor);
+  if (chmod(folder.c_str(), kOwnMode) != 0) throw SystemFailure("cannot unpack in " + anchor);
   trees_ = TreesIn(folder, anchor);
   for (const std::string& tree : {trees_.fresh, trees_.aside}) {
     if (mkdir(tree.c_str(), 0700) != 0) throw SystemFailure("cannot create " + tree);
@@ -73,10 +85,11 @@ void Staging::CleanUp(const std::string& anchor, Renamer& renamer) {
   std::error_code unreadable;  // then there is nothing to clean, or the unpacking will say so
   std::vector<std::string> left;
   for (const fs::directory_entry& entry : fs::directory_iterator(anchor, unreadable)) {
-    if (entry.path().filename().string().starts_with(kPrefix)) left.push_back(entry.path());
+    if (entry.path().filename().string().starts_with(kStagingPrefix)) left.push_back(entry.path());
   }
   for (const std::string& staging : left) {
     if (IsOurFolder(staging)) Discard(staging, anchor, renamer);
+    rmdir(staging.c_str());  // one that is empty: its maker died before it could mark it
   }
 }
 

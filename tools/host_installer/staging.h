@@ -5,22 +5,27 @@
 //   ANCHOR/.zenta-installer-XXXXXX/old   old units set aside where names cannot be exchanged
 //
 // It is on the target's file system, so that units move by renaming. What a crash left of it is
-// recognised by its name and removed by the next installation, after anything that it still holds
-// aside and that is missing was put back.
+// removed by the next installation, after anything that it still holds aside and that is missing was
+// put back. A staging folder is recognised by its name, which no package may use, by its owner and
+// by its permissions, which nothing unpacked from a package can have. Other folders of such a name
+// are left alone.
 #pragma once
 
+#include <chrono>
 #include <string>
-#include <string_view>
 
 #include "tools/host_installer/replacement.h"
 
 namespace zenta::host_installer {
 
-// Held from construction to destruction. Throws Failure if the folder cannot be opened or another
-// installation holds it; the system releases it when its holder dies.
+// How long an installation waits for another one to end.
+inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
+
+// Held from construction to destruction; the system releases it when its holder dies. Throws Failure
+// if the folder cannot be opened, or if somebody else holds the lock for longer than `patience`.
 class InstallLock {
  public:
-  explicit InstallLock(const std::string& folder);
+  InstallLock(const std::string& folder, std::chrono::milliseconds patience);
   InstallLock(const InstallLock&) = delete;
   InstallLock& operator=(const InstallLock&) = delete;
   ~InstallLock();

@@ -28,7 +28,8 @@ constexpr int kFlags = ARCHIVE_EXTRACT_PERM | ARCHIVE_EXTRACT_TIME |
 std::string CheckedPath(const char* text) {
   if (text == nullptr) throw Failure("the payload holds an entry without a name");
   const std::optional<std::string> path = PayloadPath(text);
-  if (!path) Refuse(text, "its path leaves the target or is too long");
+  if (!path)
+    Refuse(text, "its path leaves the target, is too long, or has a name of the installer's own");
   return *path;
 }
 
@@ -54,8 +55,8 @@ void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string
 
 }  // namespace
 
-Unpacker::Unpacker(const std::string& folder)
-    : former_folder_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+Unpacker::Unpacker(const std::string& folder, std::size_t max_entries)
+    : max_entries_(max_entries), former_folder_(open(".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   assert(folder.starts_with('/'));
   if (chdir(folder.c_str()) == 0) return;
   const int error = errno;
@@ -69,20 +70,26 @@ Unpacker::~Unpacker() {
   if (former_folder_ >= 0) close(former_folder_);
 }
 
+Unpacker::Kind& Unpacker::Known(const std::string& path, Kind kind) {
+  Kind& known = unpacked_.try_emplace(path, kind).first->second;
+  if (unpacked_.size() > max_entries_) throw Failure("the package has too many entries");
+  return known;
+}
+
 // A path may come once, and only real folders may stand above it.
 void Unpacker::Remember(const std::string& path, Kind kind) {
-  if (unpacked_.size() >= kMaxEntries) throw Failure("the package has too many entries");
   for (std::size_t slash = path.find('/'); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
-    const Kind above = unpacked_.try_emplace(path.substr(0, slash), Kind::kImplied).first->second;
+    const Kind above = Known(path.substr(0, slash), Kind::kImplied);
     if (above != Kind::kFolder && above != Kind::kImplied) {
       Refuse(path, "it lies behind something that is no folder");
     }
   }
-  const auto [known, fresh] = unpacked_.try_emplace(path, kind);
-  const bool spelled_out = known->second == Kind::kImplied && kind == Kind::kFolder;
+  const bool fresh = !unpacked_.contains(path);
+  Kind& known = Known(path, kind);
+  const bool spelled_out = known == Kind::kImplied && kind == Kind::kFolder;
   if (!fresh && !spelled_out) Refuse(path, "it is there twice");
-  known->second = kind;
+  known = kind;
 }
 
 // Hard links: only to a regular file that the same package has brought, and by its full path.

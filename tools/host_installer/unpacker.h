@@ -15,7 +15,8 @@
 
 namespace zenta::host_installer {
 
-// The most entries that one package may have, all payloads together.
+// The most entries that one package may have, all payloads together, with the folders that stand
+// only in the paths of others.
 inline constexpr std::size_t kMaxEntries = 200'000;
 
 class Unpacker {
@@ -23,7 +24,7 @@ class Unpacker {
   // Unpacks into `folder`, which is the working folder of the process for as long as this lives:
   // libarchive's guards want relative paths. Throws Failure if that fails. REQUIRES: it is
   // absolute, and empty.
-  explicit Unpacker(const std::string& folder);
+  explicit Unpacker(const std::string& folder, std::size_t max_entries = kMaxEntries);
   Unpacker(const Unpacker&) = delete;
   Unpacker& operator=(const Unpacker&) = delete;
   ~Unpacker();
@@ -42,7 +43,10 @@ class Unpacker {
   std::string Admit(const std::string& below, archive_entry* entry);
   void CheckLinks(const std::string& below, const std::string& path, archive_entry* entry) const;
   void Remember(const std::string& path, Kind kind);
+  // What is known to be at the path; if nothing is, that it is of this kind from now on.
+  Kind& Known(const std::string& path, Kind kind);
 
+  std::size_t max_entries_;
   int former_folder_;  // descriptor; negative if the working folder could not be opened
   std::unordered_map<std::string, Kind> unpacked_;  // path below the folder -> what is there
 };
