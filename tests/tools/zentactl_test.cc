@@ -417,6 +417,10 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
   };
   Out({"pack", with("Deep.app", deepest, nullptr), "--out", At("deep.pkg")});
   Out({"pack", with("Up.app", "Contents/l", "../../else"), "--out", At("up.pkg")});
+  const std::string big = with("Big.app", "Contents/big", nullptr);
+  for (const std::string name : {"a", "b", "c"}) {
+    fs::resize_file(Put("Big.app/Contents/big/" + name, ""), std::uintmax_t{6} << 30);
+  }
   Put("out/old.pkg", "old");
   const struct {
     std::string bundle;
@@ -436,6 +440,9 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
        {},
        "l -> ../../../else: the link leads out"},
       {with("Absolute.app", "l", "/etc"), {}, "Absolute.app/l -> /etc: the link"},
+      {with("Named.app", "Contents/.zenta-installer-x", nullptr), {}, "a name of the installer's"},
+      {with("Turned\u202E.app", "l", "/etc"), {}, "Turned\\u{202E}.app/l -> /etc"},
+      {big, {}, "17179869184 bytes"},
       {with("Long.app", "l", std::string(1025, 'x').c_str()), {}, "the link"},
       {ZENTA_EXAMPLE_APP, {"--version", "1\n2"}, "control character"},
       {ZENTA_EXAMPLE_APP, {"--install-location", "Library"}, "no absolute path"},

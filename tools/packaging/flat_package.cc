@@ -27,7 +27,11 @@ namespace zenta::packaging {
 namespace {
 
 namespace fs = std::filesystem;
+using host_installer::kMaxEntries;
+using host_installer::kMaxPathBytes;
+using host_installer::kMaxUnpackedBytes;
 using host_installer::LinkStaysInside;
+using host_installer::PathComponents;
 using host_installer::PayloadPath;
 using tools::Failure;
 using tools::NewFile;
@@ -66,7 +70,8 @@ std::optional<std::time_t> SourceDateEpoch() {
 // The rules by which the installer refuses an entry of a payload, asked while it can still be mended.
 void CheckEntry(const fs::path& path, const CpioEntry& entry) {
   const std::optional<std::string> inside = PayloadPath(entry.name);
-  const char* reason = !inside ? "its path or name is too long, or it lies too deep"
+  const char* reason = !inside
+                           ? "its path is too long or too deep, or has a name of the installer's"
                        : !entry.link_target.empty() && !LinkStaysInside(*inside, entry.link_target)
                            ? "the link leads out of the bundle or is absolute"
                            : nullptr;
@@ -117,6 +122,22 @@ Listing ListBundle(const fs::path& bundle, const std::string& name) {
   ListTree(bundle, "./" + name, SourceDateEpoch(), listing);
   listing.items.front().entry.modified = listing.newest;
   return listing;
+}
+
+// The same of all of them, and of the folders on the way to the location.
+void CheckLimits(const Listing& listing, std::string_view location) {
+  const std::size_t entries =
+      listing.items.size() - 1 + PathComponents(location).size();  // less "."
+  if (entries > kMaxEntries) {
+    throw Failure("the installer would refuse a bundle of more than " +
+                  std::to_string(kMaxEntries) + " files, folders and links");
+  }
+  std::uint64_t bytes = entries * kMaxPathBytes;  // more than the archive says of each
+  for (const Item& item : listing.items) bytes += item.entry.size;
+  if (bytes > kMaxUnpackedBytes) {
+    throw Failure("the installer would refuse a bundle of more than " +
+                  std::to_string(kMaxUnpackedBytes) + " bytes");
+  }
 }
 
 // The contents of a file, which was listed with `size` bytes.
@@ -179,11 +200,11 @@ std::string FirstOf(const char* what, std::initializer_list<std::string> candida
   throw Failure(std::string("the bundle's Info.plist states no ") + what + ": give one");
 }
 
-// The installer would refuse such a place too, but only at the user's.
-void CheckInstallLocation(const fs::path& location) {
-  if (!location.is_absolute()) throw Failure("the install location is no absolute path");
-  for (const fs::path& part : location) {
-    if (part == "..") throw Failure("the install location leads upwards (..)");
+void CheckInstallLocation(const std::string& location) {
+  if (!location.starts_with('/')) throw Failure("the install location is no absolute path");
+  if (!PayloadPath('.' + location)) {
+    throw Failure(
+        "the installer would refuse the install location: it leads upwards or is too long");
   }
 }
 
@@ -204,6 +225,7 @@ PackageSummary WriteFlatPackage(const PackageOptions& options) {
   // Listed before anything is created, so that a package made inside the bundle is not part of it.
   const std::string name = NameOf(options.bundle);
   const Listing listing = ListBundle(fs::canonical(options.bundle), name);
+  CheckLimits(listing, options.install_location);
   summary.entries = listing.items.size();
   summary.content_bytes = listing.content_bytes;
 

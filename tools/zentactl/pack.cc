@@ -1,6 +1,7 @@
 #include <iostream>
 #include <memory>
 
+#include "tools/common/terminal_text.h"
 #include "tools/packaging/flat_package.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/progress.h"
@@ -11,6 +12,7 @@ namespace {
 using packaging::PackageOptions;
 using packaging::PackageSummary;
 using packaging::WriteFlatPackage;
+using tools::ForTerminal;
 
 // The line of progress is gone when this returns, so that the result does not stand behind it.
 PackageSummary PackWithProgress(PackageOptions options) {
@@ -23,9 +25,10 @@ PackageSummary PackWithProgress(PackageOptions options) {
 
 void Pack(const PackageOptions& options) {
   const PackageSummary package = PackWithProgress(options);
-  std::cout << "packed      " << options.bundle.string() << "\nidentifier  " << package.identifier
-            << "\nversion     " << package.version << "\nplace       " << options.install_location
-            << "\nwritten     " << options.out.string() << "  (" << package.entries << " entries, "
+  std::cout << "packed      " << ForTerminal(options.bundle.string()) << "\nidentifier  "
+            << ForTerminal(package.identifier) << "\nversion     " << ForTerminal(package.version)
+            << "\nplace       " << options.install_location << "\nwritten     "
+            << options.out.string() << "  (" << package.entries << " entries, "
             << package.content_bytes << " bytes; package " << package.package_bytes << " bytes)\n";
 }
 
