@@ -54,6 +54,15 @@ std::string RenderedDigest(ByteView bytes, int digest_length) {
   return HexOf(buffer);
 }
 
+// Appends the character whose number the byte is, U+0000 to U+00FF, as UTF-8.
+void AppendCharacter(std::uint8_t byte, std::string& text) {
+  if (byte < 0x80) {
+    text.push_back(static_cast<char>(byte));
+  } else {
+    text += {static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))};
+  }
+}
+
 // The unreserved characters of RFC 3986, 2.3: everything else means something in some URL.
 bool IsUnreserved(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
@@ -128,11 +137,13 @@ Text ZTDHClass::ZTDHMethod020ZTDHMethod020Arg1(TextArg first, TextArg second) {
   if (!first || !second || first->size() < kMixedBytes || second->size() < kMixedBytes) {
     return std::nullopt;
   }
-  // Positions take turns: the even ones of the first text, then the odd ones of the second. They
-  // are bytes, so a longer UTF-8 character may be cut; that is part of the digest's definition.
+  // The bytes at the even positions of the first text, then those at the odd positions of the second.
+  // Each byte becomes a character of its own, also where it was part of a longer UTF-8 sequence: the
+  // mixed text always has 32 characters.
+  const ByteView even = BytesOf(*first), odd = BytesOf(*second);
   std::string mixed;
-  for (std::size_t i = 0; i != kMixedBytes; i += 2) mixed.push_back((*first)[i]);
-  for (std::size_t i = 1; i < kMixedBytes; i += 2) mixed.push_back((*second)[i]);
+  for (std::size_t i = 0; i != kMixedBytes; i += 2) AppendCharacter(even[i], mixed);
+  for (std::size_t i = 1; i < kMixedBytes; i += 2) AppendCharacter(odd[i], mixed);
   return ZTDHMethod002ZTDHMethod001Arg2(ZTDHMethod002ZTDHMethod001Arg2(mixed, kLongBytes),
                                         kLongBytes);
 }

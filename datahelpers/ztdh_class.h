@@ -55,8 +55,8 @@ class ZTDHClass {
                                                                     int digest_length);
   // The first half of a text's digest only: 16 digits, on purpose unlike calcMD5FromFile.
   [[nodiscard]] static signing::Text calcMD5(signing::TextArg text);
-  // A digest of two texts in 128 digits; nil if either has fewer than 32 bytes, and no more are
-  // used.
+  // A digest of two texts in 128 digits, made of 16 bytes of each; nil if either has fewer than 32
+  // bytes, and no more are used. A byte counts as the character of its value (U+0000 to U+00FF).
   [[nodiscard]] static signing::Text ZTDHMethod020ZTDHMethod020Arg1(signing::TextArg first,
                                                                     signing::TextArg second);
 

@@ -46,10 +46,20 @@ TEST(ZTDHClassTest, DigestsAreThoseOfRfc1321InEveryForm) {
       }
     }
   }
-  // The even letters of the first and the odd ones of the second; checked with another MD5.
-  EXPECT_EQ(H::ZTDHMethod020ZTDHMethod020Arg1("abcdefghijklmnopqrstuvwxyz012345XX",
-                                              "ABCDEFGHIJKLMNOPQRSTUVWXYZ6789-_"),
-            "e109a63abd9226297d7816e8540dda9e" + std::string(96, '0'));
+}
+
+// The digests were calculated with another MD5.
+TEST(ZTDHClassTest, MixedDigestTakesEachByteAsACharacter) {
+  const char* const chinese = "输入法输入法更新程序é";
+  const char* const latin = "é\xDF\xBF\xC2\x80zABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  const char* const rows[][3] = {
+      {"abcdefghijklmnopqrstuvwxyz012345XX", "ABCDEFGHIJKLMNOPQRSTUVWXYZ6789-_",
+       "e109a63abd9226297d7816e8540dda9e"},
+      {chinese, latin, "39cac0e1a037b98d1805799e66ab9c51"},
+      {latin, chinese, "0c7296711cb1df27608540f0af7dc4fc"}};
+  for (const auto& [first, second, digest] : rows) {
+    EXPECT_EQ(H::ZTDHMethod020ZTDHMethod020Arg1(first, second), digest + std::string(96, '0'));
+  }
 }
 
 TEST(ZTDHClassTest, FileDigestsAgreeWithMd5sumAroundTheChunkSize) {

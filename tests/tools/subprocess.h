@@ -19,12 +19,14 @@ struct Finished {
   int status = -1;  // exit status; 128 + signal if it was killed
   std::string out;
   std::string err;
+  long peak_kilobytes = 0;  // of memory, resident
 };
 
 struct RunOptions {
   std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
   rlim_t max_file_bytes = RLIM_INFINITY;      // writing more to one file fails, as on a full disk
   const char* out = nullptr;                  // file that takes standard output instead of Finished
+  const char* err = nullptr;                  // the same for standard error
   std::function<void(pid_t)> meanwhile = {};  // called with the program's id once it was started
 };
 
@@ -44,7 +46,7 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   const pid_t child = fork();
   if (child == 0) {
     dup2(options.out != nullptr ? open(options.out, O_WRONLY) : out[1], STDOUT_FILENO);
-    dup2(err[1], STDERR_FILENO);
+    dup2(options.err != nullptr ? open(options.err, O_WRONLY) : err[1], STDERR_FILENO);
     for (const int end : {out[0], out[1], err[0], err[1]}) close(end);
     for (const auto& [name, value] : options.environment) setenv(name.c_str(), value.c_str(), 1);
     const rlimit limit{options.max_file_bytes, options.max_file_bytes};
@@ -59,9 +61,15 @@ inline Finished RunProgram(std::vector<std::string> command, const RunOptions& o
   close(out[1]);
   close(err[1]);
   if (options.meanwhile) options.meanwhile(child);
-  Finished finished{.status = -1, .out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
+  Finished finished{.out = ReadToEnd(out[0]), .err = ReadToEnd(err[0])};
   int status = 0;
-  waitpid(child, &status, 0);
+  rusage used{};
+  wait4(child, &status, 0, &used);
+#ifdef __APPLE__
+  finished.peak_kilobytes = used.ru_maxrss / 1024;
+#else
+  finished.peak_kilobytes = used.ru_maxrss;
+#endif
   finished.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return finished;
 }

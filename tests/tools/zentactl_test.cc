@@ -1,9 +1,17 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
+#include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -15,6 +23,7 @@
 #include "tests/temp_folder.h"
 #include "tests/tools/flat_package_reader.h"
 #include "tests/tools/subprocess.h"
+#include "tools/packaging/gzip_writer.h"
 #include "tools/signing/signer.h"
 
 namespace zenta::zentactl {
@@ -35,10 +44,24 @@ using tools::ReadEntry;
 using tools::RunOptions;
 using tools::RunProgram;
 
+const RunOptions kDated{.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}};
+
 std::set<std::string> Names(const fs::path& folder) {
   std::set<std::string> names;
   for (const auto& entry : fs::directory_iterator(folder)) names.insert(entry.path().filename());
   return names;
+}
+
+// Sends the program a signal as soon as `due` holds, unless it ends before.
+std::function<void(pid_t)> SignalWhen(std::function<bool()> due, int signal) {
+  return [due = std::move(due), signal](pid_t program) {
+    siginfo_t ended{};
+    while (!due() && ended.si_pid == 0) {
+      usleep(100);
+      waitid(P_PID, static_cast<id_t>(program), &ended, WEXITED | WNOHANG | WNOWAIT);
+    }
+    if (ended.si_pid == 0) kill(program, signal);
+  };
 }
 
 class ZentactlTest : public testing::Test, protected TempFolder {
@@ -131,7 +154,6 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
       {{package, "--key", At("rubbish.pem")}, "not an unencrypted private key"},
       {{package, "--key", At("none.pem")}, "none.pem: No such file"},
       {{package, "--key", key, "--config", At("rubbish.pem")}, "rubbish.pem"},
-      {{package, "--key", key, "--config", config, "--out", package}, "is an input"},
       {{package, "--key", key, "--config", config, "--out", "/dev/null"},
        "/dev/null is not a regular file"},
       {{At("p/none.pkg"), "--key", key, "--config", config}, "No such file"},
@@ -147,6 +169,98 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
   EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
   EXPECT_EQ(Get("p/inputPkg.txt"), "old");
   EXPECT_EQ(Get("p/update.pkg"), "package");
+}
+
+TEST_F(ZentactlTest, NoCommandWritesOverItsInputs) {
+  Out({"keygen", "--out", At("keys")});
+  Put("p/update.pkg", "package");
+  Put("data", "data");
+  fs::copy(ZENTA_EXAMPLE_TRACE, At("trace.jsonl"));
+  fs::copy(ZENTA_EXAMPLE_APP, At("Z.app"), fs::copy_options::recursive);
+  fs::create_symlink("Contents/Resources/phrases.txt", At("Z.app/link"));
+  const std::string key = At("keys/private-key.pem"), config = At("keys/signing.conf");
+  const std::pair<std::vector<std::string>, std::vector<std::string>> rows[] = {
+      {{"sign", At("p/update.pkg"), "--key", key, "--config", config, "--out"},
+       {"p/update.pkg", "keys/private-key.pem", "keys/signing.conf"}},
+      {{"pack", At("Z.app"), "--out"},
+       {"Z.app/Contents/Info.plist", "Z.app/Contents/Resources/phrases.txt", "Z.app/link"}},
+      {{"dump", At("data"), "--name", "T", "--bits", "32", "--out"}, {"data"}},
+      {{"trace", At("trace.jsonl"), "--svg"}, {"trace.jsonl"}},
+  };
+  for (const auto& [command, inputs] : rows) {
+    for (const std::string& input : inputs) {
+      fs::create_symlink(At(input), At("soft"));
+      fs::create_hard_link(At(input), At("hard"));
+      const std::string before = Get(input);
+      for (const std::string& out :
+           {input, "p/../" + input, std::string("soft"), std::string("hard")}) {
+        std::vector<std::string> arguments = command;
+        arguments.push_back(At(out));
+        EXPECT_THAT(Error(arguments), HasSubstr(out + " is an input"));
+        EXPECT_EQ(Get(input), before);
+        EXPECT_EQ(fs::is_symlink(At(input)), input == "Z.app/link");
+      }
+      fs::remove(At("soft"));
+      fs::remove(At("hard"));
+    }
+  }
+  const std::string by_default = At("p/inputPkg.txt");
+  fs::rename(config, by_default);
+  EXPECT_THAT(Error({"sign", At("p/update.pkg"), "--key", key, "--config", by_default}),
+              HasSubstr("is an input"));
+}
+
+// The file whose name nobody gave is there while a command is at work.
+TEST_F(ZentactlTest, SignalThatEndsACommandIsItsStatusAndLeavesNothing) {
+  Out({"keygen", "--out", At("keys")});
+  const std::string big = Put("big", "");
+  fs::resize_file(big, 256 << 20);
+  fs::copy(ZENTA_EXAMPLE_APP, At("Z.app"), fs::copy_options::recursive);
+  fs::create_hard_link(big, At("Z.app/Contents/big"));
+  Put("out/file", "old");
+  const std::vector<std::string> rows[] = {
+      {"sign", big, "--key", At("keys/private-key.pem"), "--config", At("keys/signing.conf")},
+      {"pack", At("Z.app")},
+      {"dump", big, "--name", "T", "--bits", "32"},
+  };
+  for (const int signal : {SIGINT, SIGTERM}) {
+    for (std::vector<std::string> arguments : rows) {
+      SCOPED_TRACE(arguments[0]);
+      arguments.insert(arguments.end(), {"--out", At("out/file")});
+      const auto at_work = [&] { return Names(At("out")).size() > 1; };
+      EXPECT_EQ(Do(arguments, {.meanwhile = SignalWhen(at_work, signal)}).status, 128 + signal);
+      EXPECT_EQ(Names(At("out")), std::set<std::string>{"file"});
+      EXPECT_EQ(Get("out/file"), "old");
+    }
+    // A key takes no time to speak of: it may be there before the signal is.
+    const auto begun = [&] { return fs::exists(At("new/private-key.pem")); };
+    Do({"keygen", "--out", At("new")}, {.meanwhile = SignalWhen(begun, signal)});
+    EXPECT_NE(Names(At("new")).size(), 1u);
+    fs::remove_all(At("new"));
+  }
+}
+
+TEST_F(ZentactlTest, ProgressIsShownOnATerminal) {
+  Out({"keygen", "--out", At("keys")});
+  const std::string key = At("keys/private-key.pem"), config = At("keys/signing.conf");
+  const std::string package = At("p.pkg"), digest_file = At("inputPkg.txt");
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{"pack", ZENTA_EXAMPLE_APP, "--out", package}, "packing 100 %"},
+      {{"sign", package, "--key", key, "--config", config}, "signing 100 %"},
+      {{"verify", package, digest_file, "--config", config}, "verifying 100 %"},
+  };
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
+  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const std::string name = ptsname(terminal);
+  const int kept_open = open(name.c_str(), O_RDWR | O_NOCTTY);
+  for (const auto& [arguments, want] : rows) {
+    EXPECT_EQ(Do(arguments, {.err = name.c_str()}).status, 0);
+    std::array<char, 4096> shown{};
+    EXPECT_GT(read(terminal, shown.data(), shown.size() - 1), 0);
+    EXPECT_THAT(shown.data(), AllOf(HasSubstr(want), testing::EndsWith("\r\x1b[K")));
+  }
+  close(kept_open);
+  close(terminal);
 }
 
 TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
@@ -196,16 +310,12 @@ TEST_F(ZentactlTest, PackKeepsTheTree) {
   fs::create_symlink("../Resources/phrases.txt", app / "Contents/Frameworks/link");
   fs::permissions(app / "Contents/Resources/empty.txt", fs::perms::owner_read);
   Put("out.pkg", "old");
-  const RunOptions dated{.environment = {{"SOURCE_DATE_EPOCH", "1234567890"}}};
-  Out({"pack", app.string() + "/", "--out", At("out.pkg")}, dated);
-  Out({"pack", app.string(), "--out", At("later.pkg")}, dated);
+  Out({"pack", app.string() + "/", "--out", At("out.pkg")}, kDated);
 
   const auto parts = ReadArchive(Get("out.pkg"));
   std::string names;
   for (const ReadEntry& part : parts) names += part.name + " ";
   ASSERT_EQ(names, "Bom PackageInfo Payload ");
-  const auto later = ReadArchive(Get("later.pkg"));
-  for (const std::size_t part : {1u, 2u}) EXPECT_EQ(parts[part].contents, later[part].contents);
 
   std::map<std::string, ReadEntry> payload;
   for (const ReadEntry& entry : ReadArchive(parts[2].contents)) payload[entry.name] = entry;
@@ -235,6 +345,52 @@ TEST_F(ZentactlTest, PackKeepsTheTree) {
                     HasSubstr("numberOfFiles=\"" + std::to_string(found + 1) + "\"")));
 }
 
+// Whatever the folder, the times, the order in which the files were made, and the names they have.
+TEST_F(ZentactlTest, EqualBundlesMakeEqualPackages) {
+  for (const std::string folder : {"one", "another/deeper"}) {
+    std::vector<std::string> names = {"a", "B", "é", "c"};
+    if (folder == "one") std::reverse(names.begin(), names.end());
+    const std::string bundle = folder + "/ZentaIM.app", contents = bundle + "/Contents/";
+    for (const std::string& name : names) Put(fs::path(contents) / name, name);
+    fs::copy(ZENTA_EXAMPLE_APP, At(bundle), fs::copy_options::recursive);
+    fs::create_symlink("Contents/a", At(bundle + "/link"));
+  }
+  const fs::path file = At("one/ZentaIM.app/Contents/a");
+  fs::last_write_time(file, fs::file_time_type::clock::now() - std::chrono::hours(1));
+  fs::create_hard_link(file, At("elsewhere"));
+  fs::create_directory_symlink("another/deeper", At("way"));
+  Out({"pack", At("one/ZentaIM.app"), "--out", At("one.pkg")}, kDated);
+  Out({"pack", At("way/ZentaIM.app"), "--out", At("another.pkg")}, kDated);
+  const std::string package = Get("one.pkg");
+  EXPECT_TRUE(package == Get("another.pkg"));
+  EXPECT_THAT(package, HasSubstr("<creation-time>2009-02-13T23:31:30<"));
+}
+
+TEST_F(ZentactlTest, GzipIsReadByTheSystemsOwnAndIndependentOfThreads) {
+  constexpr std::size_t kBlock = packaging::GzipWriter::kBlockBytes;
+  std::string plain;
+  for (std::uint32_t i = 0; plain.size() < 3 * kBlock + 100; ++i) {
+    plain += i % 7 == 0 ? std::to_string(i * 2654435761u) : "the same ";
+  }
+  for (const std::size_t size : {std::size_t{0}, kBlock - 1, kBlock, kBlock + 1, plain.size()}) {
+    SCOPED_TRACE(size);
+    std::set<std::string> made;
+    for (const unsigned threads : {1u, 2u, 5u}) {
+      std::string bytes;
+      packaging::GzipWriter writer([&](std::string_view more) { bytes += more; }, threads);
+      writer.Write(plain.substr(0, size / 3));
+      writer.Write(plain.substr(size / 3, size - size / 3));
+      writer.Finish();
+      made.insert(bytes);
+    }
+    ASSERT_EQ(made.size(), 1u);
+    const std::string file = Put("file.gz", *made.begin());
+    const Finished unpacked = RunProgram({"/bin/sh", "-c", "gzip -dc <" + file});
+    EXPECT_EQ(unpacked.status, 0) << unpacked.err;
+    EXPECT_TRUE(unpacked.out == plain.substr(0, size));
+  }
+}
+
 TEST_F(ZentactlTest, PackTakesValuesFromTheCommandLineAndEscapesThem) {
   Out({"pack", ZENTA_EXAMPLE_APP, "--out", At("out.pkg"), "--identifier", "a&b", "--version",
        "<\"2\">", "--install-location", "/Applications"});
@@ -250,6 +406,21 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
   Put("Bare.app/" + info, "<plist version=\"1.0\"><dict/></plist>");
   fs::copy(ZENTA_EXAMPLE_APP, At("Pipe.app"), fs::copy_options::recursive);
   ASSERT_EQ(mkfifo(At("Pipe.app/Contents/pipe").c_str(), 0600), 0);
+  std::string deepest = "Contents";  // the bundle's own folder is the first of 64
+  for (int depth = 3; depth <= 64; ++depth) deepest += "/d";
+  const auto with = [&](const std::string& name, const std::string& path, const char* link) {
+    fs::copy(ZENTA_EXAMPLE_APP, At(name), fs::copy_options::recursive);
+    const fs::path whole = fs::path(At(name)) / path;
+    fs::create_directories(whole.parent_path());
+    link == nullptr ? (void)fs::create_directory(whole) : fs::create_symlink(link, whole);
+    return At(name);
+  };
+  Out({"pack", with("Deep.app", deepest, nullptr), "--out", At("deep.pkg")});
+  Out({"pack", with("Up.app", "Contents/l", "../../else"), "--out", At("up.pkg")});
+  const std::string big = with("Big.app", "Contents/big", nullptr);
+  for (const std::string name : {"a", "b", "c"}) {
+    fs::resize_file(Put("Big.app/Contents/big/" + name, ""), std::uintmax_t{6} << 30);
+  }
   Put("out/old.pkg", "old");
   const struct {
     std::string bundle;
@@ -264,6 +435,15 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
       {At("Bare.app"), {}, "states no identifier"},
       {At("Bare.app"), {"--identifier", "a"}, "states no version"},
       {At("Pipe.app"), {}, "pipe is neither a file nor a folder nor a symbolic link"},
+      {with("Deeper.app", deepest + "/d", nullptr), {}, "/d/d: its path"},
+      {with("Out.app", "Contents/l", "../../../else"),
+       {},
+       "l -> ../../../else: the link leads out"},
+      {with("Absolute.app", "l", "/etc"), {}, "Absolute.app/l -> /etc: the link"},
+      {with("Named.app", "Contents/.zenta-installer-x", nullptr), {}, "a name of the installer's"},
+      {with("Turned\u202E.app", "l", "/etc"), {}, "Turned\\u{202E}.app/l -> /etc"},
+      {big, {}, "17179869184 bytes"},
+      {with("Long.app", "l", std::string(1025, 'x').c_str()), {}, "the link"},
       {ZENTA_EXAMPLE_APP, {"--version", "1\n2"}, "control character"},
       {ZENTA_EXAMPLE_APP, {"--install-location", "Library"}, "no absolute path"},
       {ZENTA_EXAMPLE_APP, {"--install-location", "/a/../b"}, "leads upwards"},

@@ -26,9 +26,8 @@ using tools::Failure;
 using tools::ForTerminal;
 using tools::SystemFailure;
 
-// What an installation never takes of a disk's free space, and the most that it ever takes.
+// What an installation never takes of a disk's free space.
 constexpr std::uint64_t kReservedBytes = 16 << 20;
-constexpr std::uint64_t kMaxUnpackedBytes = std::uint64_t{16} << 30;
 
 // The folders that all install locations share.
 std::vector<std::string> SharedLocation(const std::vector<Component>& components) {

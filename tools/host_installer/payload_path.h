@@ -1,8 +1,9 @@
-// Which paths and link targets a package's payload may name. Pure text rules: nothing here looks at
-// a disk. They are what keeps every entry of a payload below the folder that it is unpacked into.
+// Which paths and link targets a package's payload may name, and how much it may hold: the installer
+// keeps to these rules, and so does whoever packs. Pure text rules: nothing here looks at a disk. They are what keeps every entry of a payload below the folder that it is unpacked into.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,11 @@ namespace zenta::host_installer {
 inline constexpr std::size_t kMaxNameBytes = 255;
 inline constexpr std::size_t kMaxPathBytes = 1024;
 inline constexpr std::size_t kMaxPathDepth = 64;
+
+// Limits of one package, all payloads together: entries, with the folders that stand only in the
+// paths of others, and bytes when decompressed.
+inline constexpr std::size_t kMaxEntries = 200'000;
+inline constexpr std::uint64_t kMaxUnpackedBytes = std::uint64_t{16} << 30;
 
 // What the names of the installer's own folders begin with; staging.h says what they are for. No
 // path of a package may have such a name in it: the next installation would take it for its own.

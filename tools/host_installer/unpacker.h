@@ -12,12 +12,9 @@
 #include <unordered_map>
 
 #include "tools/host_installer/package_reader.h"
+#include "tools/host_installer/payload_path.h"
 
 namespace zenta::host_installer {
-
-// The most entries that one package may have, all payloads together, with the folders that stand
-// only in the paths of others.
-inline constexpr std::size_t kMaxEntries = 200'000;
 
 // The most of them that may say that they have further names. libarchive compares each of these with
 // all before it.

@@ -13,28 +13,39 @@
 #include <vector>
 
 #include "tools/common/failure.h"
+#include "tools/common/inputs.h"
 #include "tools/common/new_file.h"
 #include "tools/common/read_file.h"
 #include "tools/common/xml_text.h"
-#include "tools/packaging/archive_writer.h"
+#include "tools/host_installer/payload_path.h"
 #include "tools/packaging/bundle_info.h"
+#include "tools/packaging/cpio_writer.h"
+#include "tools/packaging/gzip_writer.h"
+#include "tools/packaging/xar_writer.h"
 
 namespace zenta::packaging {
 namespace {
 
 namespace fs = std::filesystem;
+using host_installer::kMaxEntries;
+using host_installer::kMaxPathBytes;
+using host_installer::kMaxUnpackedBytes;
+using host_installer::LinkStaysInside;
+using host_installer::PathComponents;
+using host_installer::PayloadPath;
 using tools::Failure;
 using tools::NewFile;
+using tools::NoteInput;
 using tools::OpenFile;
 using tools::SystemFailure;
 using tools::XmlText;
 
-constexpr std::uint64_t kMaxEntryBytes = (std::uint64_t{1} << 33) - 1;  // 11 octal digits of odc
+constexpr auto kMaxTime = static_cast<std::time_t>(kMaxCpioNumber);
 constexpr std::size_t kCopyBytes = 256 << 10;
 
 struct Item {
-  fs::path path;       // where it is on disk
-  ArchiveEntry entry;  // what it becomes in the payload
+  fs::path path;    // where it is on disk
+  CpioEntry entry;  // what it becomes in the payload
 };
 
 struct Listing {
@@ -56,28 +67,44 @@ std::optional<std::time_t> SourceDateEpoch() {
   return seconds;
 }
 
+// The rules by which the installer refuses an entry of a payload, asked while it can still be mended.
+void CheckEntry(const fs::path& path, const CpioEntry& entry) {
+  const std::optional<std::string> inside = PayloadPath(entry.name);
+  const char* reason = !inside
+                           ? "its path is too long or too deep, or has a name of the installer's"
+                       : !entry.link_target.empty() && !LinkStaysInside(*inside, entry.link_target)
+                           ? "the link leads out of the bundle or is absolute"
+                           : nullptr;
+  if (reason == nullptr) return;
+  throw Failure("the installer would refuse " + path.string() +
+                (entry.link_target.empty() ? "" : " -> " + entry.link_target) + ": " + reason);
+}
+
 // What a file becomes in the payload. Links are not followed; `time` stands for the file's own.
-ArchiveEntry EntryOf(const fs::path& path, std::string name, std::optional<std::time_t> time) {
+CpioEntry EntryOf(const fs::path& path, std::string name, std::optional<std::time_t> time) {
   struct stat status;
   if (lstat(path.c_str(), &status) != 0) throw SystemFailure("cannot read " + path.string());
-  ArchiveEntry entry{.name = std::move(name),
-                     .mode = status.st_mode,
-                     .modified = time.value_or(std::max<std::time_t>(status.st_mtime, 0))};
+  NoteInput(status);
+  CpioEntry entry{.name = std::move(name),
+                  .mode = status.st_mode,
+                  .modified = time.value_or(std::clamp<std::time_t>(status.st_mtime, 0, kMaxTime))};
   if (S_ISREG(status.st_mode)) {
     entry.size = static_cast<std::uint64_t>(status.st_size);
-    if (entry.size > kMaxEntryBytes) throw Failure(path.string() + " is 8 GiB or longer");
+    if (entry.size > kMaxCpioNumber) throw Failure(path.string() + " is 8 GiB or longer");
   } else if (S_ISLNK(status.st_mode)) {
+    entry.mode = S_IFLNK | 0777;  // has no meaning, and differs from system to system
     entry.link_target = fs::read_symlink(path).string();
   } else if (!S_ISDIR(status.st_mode)) {
     throw Failure(path.string() + " is neither a file nor a folder nor a symbolic link");
   }
+  CheckEntry(path, entry);
   return entry;
 }
 
 // Appends `path` and, if it is a folder, everything below.
 void ListTree(const fs::path& path, const std::string& name, std::optional<std::time_t> time,
               Listing& listing) {
-  const ArchiveEntry entry = EntryOf(path, name, time);
+  const CpioEntry entry = EntryOf(path, name, time);
   listing.items.push_back({path, entry});
   listing.content_bytes += entry.size;
   listing.newest = std::max(listing.newest, entry.modified);
@@ -97,9 +124,24 @@ Listing ListBundle(const fs::path& bundle, const std::string& name) {
   return listing;
 }
 
-// Appends a file's bytes to the current entry, which was announced with `size` of them.
-void CopyToArchive(const fs::path& path, std::uint64_t size, ArchiveWriter& writer,
-                   const std::function<void(std::uint64_t)>& advanced) {
+// The same of all of them, and of the folders on the way to the location.
+void CheckLimits(const Listing& listing, std::string_view location) {
+  const std::size_t entries =
+      listing.items.size() - 1 + PathComponents(location).size();  // less "."
+  if (entries > kMaxEntries) {
+    throw Failure("the installer would refuse a bundle of more than " +
+                  std::to_string(kMaxEntries) + " files, folders and links");
+  }
+  std::uint64_t bytes = entries * kMaxPathBytes;  // more than the archive says of each
+  for (const Item& item : listing.items) bytes += item.entry.size;
+  if (bytes > kMaxUnpackedBytes) {
+    throw Failure("the installer would refuse a bundle of more than " +
+                  std::to_string(kMaxUnpackedBytes) + " bytes");
+  }
+}
+
+// The contents of a file, which was listed with `size` bytes.
+void CopyTo(const Sink& sink, const fs::path& path, std::uint64_t size) {
   std::vector<std::uint8_t> buffer(kCopyBytes);
   const auto file = OpenFile(path);
   std::uint64_t left = size;
@@ -108,43 +150,27 @@ void CopyToArchive(const fs::path& path, std::uint64_t size, ArchiveWriter& writ
     if (!count) throw Failure("cannot read " + path.string());
     if (*count > left) throw Failure(path.string() + " grew while it was packed");
     if (*count == 0) break;
-    writer.Write({reinterpret_cast<const char*>(buffer.data()), *count});
+    sink({reinterpret_cast<const char*>(buffer.data()), *count});
     left -= *count;
-    if (advanced) advanced(*count);
   }
   if (left != 0) throw Failure(path.string() + " shrank while it was packed");
 }
 
-void WritePayload(const Listing& listing, const PackageOptions& options, const NewFile& payload) {
-  ArchiveWriter writer(ArchiveWriter::Kind::kGzippedCpio, payload.descriptor(),
-                       payload.path().string());
+void WritePayload(const Listing& listing, const PackageOptions& options, XarWriter& package) {
+  GzipWriter gzip([&](std::string_view bytes) { package.Write(bytes); });
+  CpioWriter cpio([&](std::string_view bytes) { gzip.Write(bytes); });
   std::uint64_t done = 0;
-  const auto advanced = [&](std::uint64_t count) {
-    done += count;
+  const auto pack = [&](std::string_view bytes) {
+    cpio.Write(bytes);
+    done += bytes.size();
     if (options.progress) options.progress(done, listing.content_bytes);
   };
   for (const auto& [path, entry] : listing.items) {
-    writer.Begin(entry);
-    if (S_ISREG(entry.mode)) CopyToArchive(path, entry.size, writer, advanced);
+    cpio.Begin(entry);
+    if (S_ISREG(entry.mode)) CopyTo(pack, path, entry.size);
   }
-  writer.Finish();
-}
-
-// The payload's size stands in the archive's table of contents in front of it, which is why it was
-// written to a file of its own first.
-void WriteParts(const std::string& info, const fs::path& payload, std::time_t modified,
-                const NewFile& package) {
-  ArchiveWriter writer(ArchiveWriter::Kind::kXar, package.descriptor(), package.path().string());
-  const auto begin = [&](const char* name, std::uint64_t size) {
-    writer.Begin({.name = name, .mode = S_IFREG | 0644, .size = size, .modified = modified});
-  };
-  begin("Bom", 0);
-  begin("PackageInfo", info.size());
-  writer.Write(info);
-  const std::uint64_t size = fs::file_size(payload);
-  begin("Payload", size);
-  CopyToArchive(payload, size, writer, {});
-  writer.Finish();
+  cpio.Finish();
+  gzip.Finish();
 }
 
 std::string PackageInfo(const PackageSummary& package, const BundleInfo& info,
@@ -174,11 +200,11 @@ std::string FirstOf(const char* what, std::initializer_list<std::string> candida
   throw Failure(std::string("the bundle's Info.plist states no ") + what + ": give one");
 }
 
-// The installer would refuse such a place too, but only at the user's.
-void CheckInstallLocation(const fs::path& location) {
-  if (!location.is_absolute()) throw Failure("the install location is no absolute path");
-  for (const fs::path& part : location) {
-    if (part == "..") throw Failure("the install location leads upwards (..)");
+void CheckInstallLocation(const std::string& location) {
+  if (!location.starts_with('/')) throw Failure("the install location is no absolute path");
+  if (!PayloadPath('.' + location)) {
+    throw Failure(
+        "the installer would refuse the install location: it leads upwards or is too long");
   }
 }
 
@@ -199,16 +225,21 @@ PackageSummary WriteFlatPackage(const PackageOptions& options) {
   // Listed before anything is created, so that a package made inside the bundle is not part of it.
   const std::string name = NameOf(options.bundle);
   const Listing listing = ListBundle(fs::canonical(options.bundle), name);
+  CheckLimits(listing, options.install_location);
   summary.entries = listing.items.size();
   summary.content_bytes = listing.content_bytes;
 
   const std::string text = PackageInfo(summary, info, name, options.install_location);
-  const NewFile payload = NewFile::Beside(options.out, 0600);
-  WritePayload(listing, options, payload);
-  NewFile package = NewFile::Beside(options.out, 0666);
-  WriteParts(text, payload.path(), listing.newest, package);
-  summary.package_bytes = fs::file_size(package.path());
-  package.ReplaceAs(options.out);
+  NewFile file = NewFile::Beside(options.out, 0666);
+  XarWriter package(file, listing.newest);
+  package.Begin("Bom");
+  package.Begin("PackageInfo");
+  package.Write(text);
+  package.Begin("Payload");
+  WritePayload(listing, options, package);
+  package.Finish();
+  summary.package_bytes = fs::file_size(file.path());
+  file.ReplaceAs(options.out);
   return summary;
 }
 

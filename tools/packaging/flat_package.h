@@ -9,9 +9,9 @@
 //   root
 //
 // Entries are sorted by name and carry no inode numbers, owners or clock times of the packing
-// machine: the same files with the same times make the same PackageInfo and Payload, byte for byte.
-// The whole package still differs from one packing to the next, since libarchive writes the time of
-// packing into the archive's table of contents.
+// machine, and the archive is as old as its newest entry: the same files with the same permissions
+// and times make the same package, byte for byte. (A different version of zlib may deflate them
+// otherwise.)
 #pragma once
 
 #include <cstdint>
@@ -41,12 +41,13 @@ struct PackageSummary {
 
 // Packs. Symbolic links are kept as links, permissions as they are; of a file with several names
 // each name becomes a file. If SOURCE_DATE_EPOCH is set in the environment (whole seconds since
-// 1970), it stands for every modification time. The payload goes through a temporary file beside
-// `out`, never through memory.
+// 1970), it stands for every modification time. The payload streams into a temporary file beside
+// `out`; memory holds some blocks of it for each core.
 //
 // Throws Failure for a bundle without identifier or version, a value that has no place in a
-// package, a file that is neither file, folder nor symbolic link, is 8 GiB or longer, or changes
-// meanwhile, and for every error of the disk.
+// package, a file that is neither file, folder nor symbolic link, is 8 GiB or longer, changes
+// meanwhile, or is `out`, for every path and link that the installer would refuse, and for every
+// error of the disk.
 PackageSummary WriteFlatPackage(const PackageOptions& options);
 
 }  // namespace zenta::packaging

@@ -3,6 +3,7 @@
 #include <variant>
 
 #include "tools/common/failure.h"
+#include "tools/common/inputs.h"
 #include "tools/signing/signer.h"
 
 namespace zenta::zentactl {
@@ -12,6 +13,7 @@ using signing::Fingerprint;
 using signing::ReadSigningConfig;
 using signing::SigningConfig;
 using tools::Failure;
+using tools::NoteInput;
 
 void AddConfigOption(CLI::App& command, std::string& path) {
   command
@@ -25,6 +27,7 @@ SigningConfig LoadConfig(const std::string& path) {
   if (path.empty()) return BuiltInSigningConfig();
   auto read = ReadSigningConfig(path);
   if (const auto* error = std::get_if<std::string>(&read)) throw Failure(*error);
+  NoteInput(path);
   return std::get<SigningConfig>(read);
 }
 

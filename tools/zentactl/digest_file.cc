@@ -1,7 +1,10 @@
 #include "tools/zentactl/digest_file.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
+#include <memory>
+#include <span>
 
 #include "datahelpers/alphabet_codec.h"
 #include "datahelpers/crypto.h"
@@ -9,6 +12,7 @@
 #include "datahelpers/ztdh_class.h"
 #include "tools/common/failure.h"
 #include "tools/common/read_file.h"
+#include "tools/zentactl/progress.h"
 
 namespace zenta::zentactl {
 namespace {
@@ -17,6 +21,7 @@ using signing::AlphabetCodec;
 using signing::BytesOf;
 using signing::ByteView;
 using signing::Data;
+using signing::FileHandle;
 using signing::kSignatureBytes;
 using signing::OpenSignatureBlock;
 using signing::RsaPublicKey;
@@ -77,11 +82,31 @@ Data SignedPayload(ByteView block, const SigningConfig& config) {
   return OpenSignatureBlock(block, RsaPublicKey(config));
 }
 
+// A file that shows how much of it was read.
+class WatchedFile final : public FileHandle {
+ public:
+  WatchedFile(const std::filesystem::path& path, const char* doing)
+      : file_(OpenFile(path)), size_(std::filesystem::file_size(path)), progress_(doing) {}
+
+  std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
+    const auto count = file_->Read(into);
+    done_ += count.value_or(0);
+    progress_.Show(std::min(done_, size_), size_);  // it may have grown
+    return count;
+  }
+
+ private:
+  std::unique_ptr<FileHandle> file_;
+  std::uint64_t size_;
+  std::uint64_t done_ = 0;
+  Progress progress_;
+};
+
 }  // namespace
 
-std::string PackageDigest(const std::filesystem::path& package) {
-  const Text digest =
-      ZTDHClass::ZTDHMethod006(ZTDHClass::MD5DataWithFileHandle(OpenFile(package).get()));
+std::string PackageDigest(const std::filesystem::path& package, const char* doing) {
+  WatchedFile file(package, doing);
+  const Text digest = ZTDHClass::ZTDHMethod006(ZTDHClass::MD5DataWithFileHandle(&file));
   if (!digest) throw Failure("cannot digest " + package.string());
   return *digest;
 }

@@ -10,8 +10,9 @@
 
 namespace zenta::zentactl {
 
-// The package's digest: 32 hexadecimal digits. Reads the file once. Throws Failure.
-[[nodiscard]] std::string PackageDigest(const std::filesystem::path& package);
+// The package's digest: 32 hexadecimal digits. Reads the file once, and tells a person who watches
+// how far it is with `doing`, "digesting" say. Throws Failure.
+[[nodiscard]] std::string PackageDigest(const std::filesystem::path& package, const char* doing);
 
 // The text of a digest file; throws Failure if it is missing, unreadable or longer than the
 // 64 KiB that the updater reads.

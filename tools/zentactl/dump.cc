@@ -22,7 +22,6 @@ using data::WriteCArray;
 using tools::Failure;
 using tools::NewFile;
 using tools::ReadWholeFile;
-using tools::RefuseInputs;
 using Text = tstl::BufferRef<unsigned char>;
 
 constexpr std::size_t kMaxBytes = 0xFFFFFFFF;  // what a view counts
@@ -69,7 +68,6 @@ void DumpTo(const fs::path& path, const DumpOptions& options, Text data) {
 
 // A file takes its name when it is whole; what is there and no file, a device say, is written to.
 void DumpToFile(const DumpOptions& options, Text data) {
-  RefuseInputs(options.out, {options.file});
   std::error_code none;  // `out` usually does not exist yet
   if (fs::exists(options.out, none) && !fs::is_regular_file(options.out, none)) {
     DumpTo(options.out, options, data);

@@ -12,6 +12,7 @@
 
 #include "datahelpers/replace_file.h"
 #include "tools/common/failure.h"
+#include "tools/common/interruption.h"
 #include "tools/common/new_file.h"
 #include "tools/common/read_file.h"
 #include "tools/signing/signer.h"
@@ -32,6 +33,7 @@ using signing::SyncFolder;
 using tools::Failure;
 using tools::NewFile;
 using tools::ReadWholeFile;
+using tools::SignalsHeld;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;
 constexpr std::string_view kCharacters =
@@ -97,8 +99,11 @@ void Keygen(const fs::path& folder) {
   key_file.Sync();
   conf_file.Sync();
   CheckPair(key_path, conf_path);
-  key_file.Keep();
-  conf_file.Keep();
+  {
+    const SignalsHeld both;
+    key_file.Keep();
+    conf_file.Keep();
+  }
   SyncFolder(folder);
   std::cout << "private key    " << key_path << "  (only you can read it: keep it so)\n"
             << "configuration  " << conf_path << "\nfingerprint    " << fingerprint

@@ -1,8 +1,11 @@
 // zentactl: what a person who releases or examines this input method does from the command line.
 #include <exception>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 
+#include "tools/common/terminal_text.h"
 #include "tools/zentactl/commands.h"
 
 namespace {
@@ -63,6 +66,17 @@ int Run(CLI::App& app, int argc, char** argv) {
   return 0;
 }
 
+// A message may have several lines, and quotes names and texts that came from elsewhere.
+void Complain(const CLI::App& app, const std::string& message) {
+  std::cerr << "zentactl";
+  for (const CLI::App* chosen : app.get_subcommands()) std::cerr << ' ' << chosen->get_name();
+  std::cerr << ": ";
+  std::istringstream lines(message);
+  for (std::string line; std::getline(lines, line);) {
+    std::cerr << zenta::tools::ForTerminal(line) << '\n';
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -70,9 +84,7 @@ int main(int argc, char** argv) {
   try {
     return Run(app, argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << "zentactl";
-    for (const CLI::App* chosen : app.get_subcommands()) std::cerr << ' ' << chosen->get_name();
-    std::cerr << ": " << error.what() << '\n';
+    Complain(app, error.what());
     return kFailed;
   }
 }

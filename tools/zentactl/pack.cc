@@ -1,6 +1,7 @@
 #include <iostream>
 #include <memory>
 
+#include "tools/common/terminal_text.h"
 #include "tools/packaging/flat_package.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/progress.h"
@@ -11,6 +12,7 @@ namespace {
 using packaging::PackageOptions;
 using packaging::PackageSummary;
 using packaging::WriteFlatPackage;
+using tools::ForTerminal;
 
 // The line of progress is gone when this returns, so that the result does not stand behind it.
 PackageSummary PackWithProgress(PackageOptions options) {
@@ -23,9 +25,10 @@ PackageSummary PackWithProgress(PackageOptions options) {
 
 void Pack(const PackageOptions& options) {
   const PackageSummary package = PackWithProgress(options);
-  std::cout << "packed      " << options.bundle.string() << "\nidentifier  " << package.identifier
-            << "\nversion     " << package.version << "\nplace       " << options.install_location
-            << "\nwritten     " << options.out.string() << "  (" << package.entries << " entries, "
+  std::cout << "packed      " << ForTerminal(options.bundle.string()) << "\nidentifier  "
+            << ForTerminal(package.identifier) << "\nversion     " << ForTerminal(package.version)
+            << "\nplace       " << options.install_location << "\nwritten     "
+            << options.out.string() << "  (" << package.entries << " entries, "
             << package.content_bytes << " bytes; package " << package.package_bytes << " bytes)\n";
 }
 
@@ -48,13 +51,14 @@ void DefinePack(CLI::App& command) {
       ->capture_default_str();
   command.footer(
       "Makes a flat component package: an XAR archive with Bom, PackageInfo and Payload. Files\n"
-      "belong to root in it, links stay links, permissions stay. Equal files with equal times "
-      "make\n"
-      "equal packages; SOURCE_DATE_EPOCH, if set, stands for every time.\n"
+      "belong to root in it, links stay links, permissions stay. Equal files with equal "
+      "permissions\n"
+      "and times make equal packages, bit for bit; SOURCE_DATE_EPOCH, if set, stands for every\n"
+      "time. What the installer would refuse, a link that leads out of the bundle say, is refused\n"
+      "here.\n"
       "\n"
-      "The Bom is empty: the host installer does not read it, macOS's does. Packages for real "
-      "Macs\n"
-      "are made there, with pkgbuild, and signed with 'zentactl sign' like any other.\n"
+      "The Bom is empty: the host installer does not read it, macOS's does. Packages for real\n"
+      "Macs are made there, with pkgbuild, and signed with 'zentactl sign' like any other.\n"
       "\n"
       "Examples:\n"
       "  zentactl pack ZentaIM.app --out update.pkg\n"

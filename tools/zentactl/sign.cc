@@ -23,7 +23,6 @@ using signing::SigningConfig;
 using tools::Failure;
 using tools::NewFile;
 using tools::ReadWholeFile;
-using tools::RefuseInputs;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;  // a PEM file has about 900
 
@@ -59,15 +58,14 @@ void Sign(const SignOptions& options) {
   CheckMatch(key, config, options.key);
   const fs::path out =
       options.out.empty() ? options.package.parent_path() / "inputPkg.txt" : options.out;
-  RefuseInputs(out, {options.package, options.key});
 
-  const auto text = SignDigest(PackageDigest(options.package), config, key);
+  const auto text = SignDigest(PackageDigest(options.package, "signing"), config, key);
   if (!text) throw Failure("the key could not sign");
   NewFile file = NewFile::Beside(out, 0666);
   file.Write(*text);
   file.Sync();
   // Digested anew: a package that changed meanwhile shows here and not at the user's.
-  const std::string digest = PackageDigest(options.package);
+  const std::string digest = PackageDigest(options.package, "verifying");
   const auto refusal = WhyRefused(ReadDigestFile(file.path()), digest, config);
   if (refusal) throw Failure("what was written does not verify: " + *refusal);
   file.ReplaceAs(out);

@@ -12,6 +12,7 @@
 #include "engine/trace/pads.h"
 #include "engine/trace/trace_file.h"
 #include "tools/common/failure.h"
+#include "tools/common/inputs.h"
 #include "tools/common/new_file.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/trace_picture.h"
@@ -24,7 +25,7 @@ namespace {
 namespace fs = std::filesystem;
 using tools::Failure;
 using tools::NewFile;
-using tools::RefuseInputs;
+using tools::NoteInput;
 using tools::SystemFailure;
 using trace::action_name;
 using trace::pad_code;
@@ -127,6 +128,7 @@ std::string Describe(const TraceFault& fault) {
 // Puts every record of the file into both.
 void Read(TraceReader& reader, const fs::path& path, Tally& tally, TracePicture& picture) {
   if (reader.Open(path.c_str())) {
+    NoteInput(path);
     tstl::Chunk arena;
     for (TraceRecord record; reader.Next(record, arena); arena.rewind()) {
       tally.Add(record);
@@ -149,7 +151,6 @@ void WritePicture(const TracePicture& picture, const TraceOptions& options) {
 }
 
 void Trace(const TraceOptions& options) {
-  RefuseInputs(options.svg, {options.file});
   TraceReader reader;
   Tally tally;
   TracePicture picture;

@@ -4,16 +4,13 @@
 #include <cstdio>
 
 #include "corelib/text/utf.h"
+#include "tools/common/terminal_text.h"
 
 namespace zenta::zentactl {
 namespace {
 
-// What no one would see, or what would change how the text around it is seen.
-bool IsHidden(char32_t c) {
-  return c < 0x20 || (c >= 0x7F && c < 0xA0) || (c >= 0x200E && c <= 0x200F) ||
-         (c >= 0x2028 && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069) || c == 0xFEFF ||
-         (c & 0xFFFE) == 0xFFFE;
-}
+// The two last of each plane are no characters, and XML has no place for some of them.
+bool IsShown(char32_t c) { return !tools::IsHidden(c) && (c & 0xFFFE) != 0xFFFE; }
 
 }  // namespace
 
@@ -23,7 +20,7 @@ std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit) {
   for (std::size_t count = 0; rest; ++count) {
     if (count == limit) return shown + "…";
     const std::size_t length = tstl::utf8_sequence_length(rest.cstr(), rest.len());
-    const bool good = length != 0 && !IsHidden(tstl::decode_utf8(rest.cstr(), length));
+    const bool good = length != 0 && IsShown(tstl::decode_utf8(rest.cstr(), length));
     const auto taken = rest.fetch_head(static_cast<unsigned>(std::max<std::size_t>(length, 1)));
     shown += good ? taken.std_view() : "\uFFFD";
   }

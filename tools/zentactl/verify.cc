@@ -23,7 +23,7 @@ struct VerifyOptions {
 void Verify(const VerifyOptions& options) {
   const SigningConfig config = LoadConfig(options.config);
   const std::string text = ReadDigestFile(options.digest_file);
-  const std::string digest = PackageDigest(options.package);
+  const std::string digest = PackageDigest(options.package, "verifying");
   if (const auto refusal = WhyRefused(text, digest, config)) throw Failure(*refusal);
   std::cout << "good     " << options.package.string() << "\ndigest   " << digest << "\nkey      "
             << DescribeKey(config) << '\n';

@@ -85,8 +85,8 @@ TEST_F(ObjectiveCTest, DigestsAnswerToTheirSelectors) {
   }
   const char both[] = "ZTDHMethod020:ZTDHMethod020Arg1:";
   EXPECT_EQ(
-      TextFrom(both, @"abcdefghijklmnopqrstuvwxyz012345XX", @"ABCDEFGHIJKLMNOPQRSTUVWXYZ6789-_"),
-      "e109a63abd9226297d7816e8540dda9e" + kZeros);
+      TextFrom(both, @"输入法输入法更新程序é", @"é\u07FF\u0080zABCDEFGHIJKLMNOPQRSTUVWXYZ"),
+      "39cac0e1a037b98d1805799e66ab9c51" + kZeros);
   EXPECT_EQ(TextFrom(both, abc, abc), std::nullopt);
   const unichar half = 0xD800;  // of a pair
   EXPECT_EQ(TextFrom("calcMD5:", [NSString stringWithCharacters:&half length:1]), std::nullopt);

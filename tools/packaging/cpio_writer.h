@@ -1,0 +1,51 @@
+// Writes a cpio archive in the portable ASCII form (POSIX.1-1988, "odc"): for each entry a header of
+// octal digits, the name, the contents.
+//
+// Everything belongs to root (0:0). Device and inode numbers are 0 and link counts 1, so that equal
+// entries make equal bytes on every machine.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace zenta::packaging {
+
+// Takes the next bytes of an output.
+using Sink = std::function<void(std::string_view)>;
+
+// What 11 octal digits hold: sizes in bytes, and times.
+inline constexpr std::uint64_t kMaxCpioNumber = (std::uint64_t{1} << 33) - 1;
+
+// One file, folder or link.
+struct CpioEntry {
+  std::string name = {};
+  mode_t mode = 0;               // kind and permissions
+  std::uint64_t size = 0;        // bytes; 0 unless a regular file
+  std::time_t modified = 0;      // seconds since 1970, not before
+  std::string link_target = {};  // of a symbolic link
+};
+
+class CpioWriter {
+ public:
+  explicit CpioWriter(Sink sink) : sink_(std::move(sink)) {}
+
+  // Begins an entry; a link is complete with that. REQUIRES: size and time are at most
+  // kMaxCpioNumber, the name has fewer than 2^18 - 1 bytes, and the entry before is complete.
+  void Begin(const CpioEntry& entry);
+  // The next bytes of the entry's contents. REQUIRES: no more in all than its size.
+  void Write(std::string_view bytes);
+  // Ends the archive; the last call.
+  void Finish();
+
+ private:
+  Sink sink_;
+  std::uint64_t left_ = 0;  // bytes that the current entry still waits for
+};
+
+}  // namespace zenta::packaging
