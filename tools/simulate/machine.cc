@@ -62,6 +62,7 @@ std::uint64_t CountLines(const std::string& text, const std::string& ending) {
 void ReadCounter(const std::string& text, Snapshot& seen) {
   const std::size_t key = text.find("<key>install_fail_num</key>");
   seen.counter_is_readable = text.ends_with("</plist>\n") || text.ends_with("</plist>");
+  seen.has_leftover = text.find("<key>package_left_behind</key>") != std::string::npos;
   if (key == std::string::npos) return;
   const std::size_t value = text.find("<integer>", key);
   if (value != std::string::npos) seen.counter = std::atoll(text.c_str() + value + 9);

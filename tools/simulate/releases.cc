@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <filesystem>
 
 #include "tools/common/failure.h"
@@ -49,6 +50,12 @@ void MakeBundle(const std::string& bundle, int version) {
   if (version == 2) fs::remove(resources + "phrases.txt");
   if (version == 2) WriteFile(resources + "lexicon/noise.bin", Noise(70'000, 2));
   if (version == 3) WriteFile(resources + "empty.txt", "");
+  // Times go into packages, and a package is to have the same bytes each time.
+  const auto time =
+      fs::file_time_type::clock::from_sys(std::chrono::sys_days(std::chrono::year(2026) / 1 / 2));
+  fs::last_write_time(bundle, time);
+  for (const auto& entry : fs::recursive_directory_iterator(bundle))
+    fs::last_write_time(entry, time);
 }
 
 }  // namespace

@@ -17,6 +17,7 @@ namespace {
 using Kind = Event::Kind;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
+constexpr std::uint64_t kBlindCalls = 40;
 constexpr std::int64_t kLongestWait = 61 * kSecond;  // for somebody else's lock
 
 bool Contains(const std::string& text, const char* part) {
@@ -68,7 +69,8 @@ void Story::Play(Step step) {
   packages_seen_.clear();
   digests_seen_.clear();
   calls_.clear();
-  touched_ = counter_hit_ = journal_hit_ = faulty_ = ran_by_hand_ = false;
+  touched_ = user_acted_ = counter_hit_ = journal_hit_ = faulty_ = ran_by_hand_ = false;
+  brought_.reset();
   updaters_ = full_until_ = 0;
   disk_.Forget();
 
@@ -192,7 +194,9 @@ void Story::Act(Event& event) {
       Happened(event, "somebody installs " + releases_[step_.by_hand].name + " by hand");
       return StartByHand();
     case Kind::kHold:
-      hold_ = open(machine_.root().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+      // The installer's lock, or the updaters'.
+      hold_ = open((machine_.root() + (event.choice % 2 == 0 ? "" : "/Library/Caches")).c_str(),
+                   O_RDONLY | O_DIRECTORY | O_CLOEXEC);
       hold_until_ = scheduler_.now() + event.amount;
       if (flock(hold_, LOCK_EX | LOCK_NB) != 0) close(std::exchange(hold_, -1));
       return Happened(event, hold_ < 0 ? "somebody wants the lock and does not get it"
@@ -238,11 +242,15 @@ void Story::ActOn(Event& event, Who who) {
       {"writes over the digest file with that of", WriteOver, false, release.digest},
   };
   const Deed& deed = deeds[event.choice % 64 % deeds.size()];
-  // Between check and use of a package that was removed meanwhile anybody may put another: docs/security.md.
-  if (!user && (touched_ || updaters_ > 1)) return Happened(event, "a stranger comes too late");
+  // Where the user removes a package between check and use, anybody may put another: docs/security.md.
+  if (!user && user_acted_) return Happened(event, "a stranger comes too late");
   const bool done =
       As(who, deed.action, deed.on_package ? machine_.package() : machine_.digest(), deed.bytes);
   touched_ = touched_ || done;
+  user_acted_ = user_acted_ || (user && done);
+  if (done && deed.on_package) brought_.reset();
+  if (user && done && &deed == &deeds.front()) brought_ = number;
+  brought_at_ = scheduler_.calls();
   Observe();
   Happened(event, std::string(user ? "the user " : "a stranger ") + deed.words + " " +
                       release.name + (done ? "" : ": refused"));
@@ -317,6 +325,9 @@ bool Story::Hit(Event& event, Process& process, const Request& request, Reply& r
 Reply Story::Decide(Process& process, const Request& request, std::uint64_t call) {
   const std::uint64_t number = ++kind_counts_[static_cast<std::size_t>(request.call)];
   calls_.push_back(request);
+  // Between the updater's last look at the package and its removal a new one cannot be told from the old.
+  const bool removes = request.call == Call::kUnlink && Contains(request.text, "/update.pkg");
+  if (removes && call < brought_at_ + kBlindCalls) brought_.reset();
   Reply reply;
   for (Event& event : step_.events) {
     if (event.happened || event.kind > Kind::kDiskFull) continue;
@@ -390,17 +401,27 @@ void Story::CheckBundle(const Snapshot& before, const Snapshot& after) const {
                 NameOf(before.bundle)};
 }
 
-// Only while nobody else had a hand in it: whoever removes a package knows why.
+// A package that the updater could not remove was tried before; only one that arrived in this step was certainly not.
+bool Story::IsOld(const Snapshot& before) const {
+  return before.has_leftover && (step_.arrival == Arrival::kNothing || step_.by_stranger);
+}
+
+// Where somebody else had a hand in it only the last package that the user brought counts: whoever removes or damages
+// one knows why.
 void Story::CheckPackage(const Snapshot& before, const Snapshot& after) const {
+  const bool counted = after.counter != before.counter || after.failures != before.failures;
+  if (brought_ && !after.has_package && !counted && !ran_by_hand_ &&
+      after.bundle != releases_[*brought_].tree) {
+    throw Finding{"a newer download is lost, and no failure is counted"};
+  }
   if (touched_ || !before.has_package) return;
   if (after.has_package) {
     if (after.package != before.package) throw Finding{"the package was changed"};
     return;
   }
   if (!valid_at_start_) throw Finding{"a package that cannot have been verified was removed"};
-  const bool installed = after.bundle == releases_[*packages_seen_.begin()].tree || ran_by_hand_;
-  const bool counted =
-      after.counter != before.counter || after.failures != before.failures || counter_hit_;
+  const bool installed =
+      after.bundle == releases_[*packages_seen_.begin()].tree || ran_by_hand_ || IsOld(before);
   if (!installed && !counted) throw Finding{"the download is lost, and no failure is counted"};
 }
 
@@ -413,16 +434,21 @@ void Story::CheckCounter(const Snapshot& before, const Snapshot& after) const {
     throw Finding{"more runs are announced than there were"};
   if (after.failures > before.failures + updaters_)
     throw Finding{"more failures are announced than there were"};
-  if (journal_hit_ || counter_hit_ || updaters_ > 1) return;
-  const auto was = before.counter.value_or(0), is = after.counter.value_or(0);
-  const bool same = is == was && after.failures == before.failures;
-  const bool once = was < 2 ? is == was + 1 && after.failures == before.failures
-                            : is == 0 && after.failures == before.failures + 1;
+  if (journal_hit_ || counter_hit_) return;
   const bool killed = std::any_of(scheduler_.processes().begin(), scheduler_.processes().end(),
                                   [](const auto& process) { return process->was_killed; });
-  const bool between = killed && was == 2 && is == 2 && after.failures == before.failures + 1;
-  if (!same && !once && !between)
-    throw Finding{"the counter of failures and its notification do not fit together"};
+  std::int64_t counter = before.counter.value_or(0);
+  std::uint64_t failures = before.failures;
+  for (std::uint64_t counted = 0;; ++counted) {
+    const bool cleared =
+        counter != 2 || after.failures != failures + 1;  // or killed after telling and before that
+    if (killed && !cleared) return;
+    if (counter == after.counter.value_or(0) && failures == after.failures) return;
+    if (counted == updaters_) break;
+    failures += counter == 2 ? 1 : 0;
+    counter = counter == 2 ? 0 : counter + 1;
+  }
+  throw Finding{"the counter of failures and its notification do not fit together"};
 }
 
 // Nothing happened but the programs themselves, somebody who holds the lock for less than a minute, a closed log and a
@@ -450,7 +476,8 @@ void Story::CheckQuiet(const Snapshot& before, const Snapshot& after) const {
     return;
   }
   const Release& release = releases_[*packages_seen_.begin()];
-  if (after.bundle != release.tree && !by_hand) throw Finding{release.name + " was not installed"};
+  if (after.bundle != release.tree && !by_hand && !IsOld(before))
+    throw Finding{release.name + " was not installed"};
   if (after.has_package) throw Finding{"the package was left where it was"};
   if (after.has_staging) throw Finding{"an installation left something behind"};
 }

@@ -63,6 +63,7 @@ class Story final : public Director {
   void CheckPackage(const Snapshot& before, const Snapshot& after) const;
   void CheckCounter(const Snapshot& before, const Snapshot& after) const;
   void CheckQuiet(const Snapshot& before, const Snapshot& after) const;
+  [[nodiscard]] bool IsOld(const Snapshot& before) const;
   [[nodiscard]] std::string NameOf(std::uint64_t tree) const;
 
   const std::vector<Release>& releases_;
@@ -79,8 +80,11 @@ class Story final : public Director {
   std::array<std::uint64_t, kCalls> kind_counts_{};
   std::set<std::size_t> packages_seen_, digests_seen_;  // trusted, as indices of releases_
   bool valid_at_start_ = false;
-  bool touched_ = false;      // somebody acted in the caches folder
-  bool counter_hit_ = false;  // a fault met the counter's file
+  bool user_acted_ = false;
+  std::optional<std::size_t> brought_;  // the release whose package the user put there last
+  std::uint64_t brought_at_ = 0;        // before this call
+  bool touched_ = false;                // somebody acted in the caches folder
+  bool counter_hit_ = false;            // a fault met the counter's file
   bool journal_hit_ = false;
   bool faulty_ = false;  // some fault happened
   bool ran_by_hand_ = false;
