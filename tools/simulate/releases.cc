@@ -2,10 +2,10 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 
 #include "tools/common/failure.h"
@@ -51,11 +51,11 @@ void MakeBundle(const std::string& bundle, int version) {
   if (version == 2) WriteFile(resources + "lexicon/noise.bin", Noise(70'000, 2));
   if (version == 3) WriteFile(resources + "empty.txt", "");
   // Times go into packages, and a package is to have the same bytes each time.
-  const auto time =
-      fs::file_time_type::clock::from_sys(std::chrono::sys_days(std::chrono::year(2026) / 1 / 2));
-  fs::last_write_time(bundle, time);
-  for (const auto& entry : fs::recursive_directory_iterator(bundle))
-    fs::last_write_time(entry, time);
+  const timespec times[2] = {{1'767'323'045, 0}, {1'767'323'045, 0}};
+  utimensat(AT_FDCWD, bundle.c_str(), times, 0);
+  for (const auto& entry : fs::recursive_directory_iterator(bundle)) {
+    utimensat(AT_FDCWD, entry.path().c_str(), times, 0);
+  }
 }
 
 }  // namespace
