@@ -46,14 +46,18 @@ struct Snapshot {
 
 class Machine {
  public:
-  // `installer`: the program that the machine's installer is. REQUIRES: `work` exists.
-  Machine(std::string work, std::string installer)
-      : work_(std::move(work)), root_(work_ + "/machine"), installer_(std::move(installer)) {}
+  // `updater` and `installer`: the programs that run on it. REQUIRES: `work` exists.
+  Machine(std::string work, std::string updater, std::string installer)
+      : work_(std::move(work)),
+        root_(work_ + "/machine"),
+        updater_(std::move(updater)),
+        installer_(std::move(installer)) {}
 
   // A new machine; with `installed`, that release's bundle is in place.
   void Reset(const Release* installed);
 
   [[nodiscard]] const std::string& root() const { return root_; }
+  [[nodiscard]] const std::string& updater() const { return updater_; }
   [[nodiscard]] const std::string& installer() const { return installer_; }
   [[nodiscard]] std::string log() const { return work_ + "/log"; }
   [[nodiscard]] std::string package() const { return root_ + "/Library/Caches/update.pkg"; }
@@ -71,7 +75,7 @@ class Machine {
   [[nodiscard]] bool IsTrusted(const std::string& path) const;
 
  private:
-  std::string work_, root_, installer_;
+  std::string work_, root_, updater_, installer_;
 };
 
 // Runs `action` with that user's rights; false if the system said no. Only root can be a stranger to itself: for

@@ -36,7 +36,8 @@ Tells one story for each of SEEDS numbers from FIRST (1) on, and before them tho
 
   --each-call      a plain update, and in turn each of its calls fails in each way that it can
   --jobs N         so many stories at a time (the number of processors)
-  --installer PATH another host installer, which need not take turns
+  --updater PATH   another zenta-update than this build's, of the same name
+  --installer PATH another host installer; one of another name takes no turns
   --known FILE     former findings: a number a line, # begins a comment
   --trace          print each story with all of its calls
   --without KIND   leave out a kind of event (may come several times): )";
@@ -45,7 +46,7 @@ struct Options {
   std::uint64_t seeds = 0, first = 1;
   bool each_call = false, trace = false;
   long jobs = std::max(1L, sysconf(_SC_NPROCESSORS_ONLN));
-  std::string known, installer = ZENTA_SIMULATE_INSTALLER;
+  std::string known, updater = ZENTA_SIMULATE_UPDATER, installer = ZENTA_SIMULATE_INSTALLER;
   std::set<std::string> without;
 };
 
@@ -90,6 +91,8 @@ Options Parse(const std::vector<std::string>& words) {
       options.trace = true;
     } else if (word == "--jobs") {
       options.jobs = static_cast<long>(Number(value()));
+    } else if (word == "--updater") {
+      options.updater = value();
     } else if (word == "--installer") {
       options.installer = value();
     } else if (word == "--known") {
@@ -172,7 +175,7 @@ struct Worker {
          long number)
       : options(given),
         releases(made),
-        machine(folder, given.installer),
+        machine(folder, given.updater, given.installer),
         scheduler("zenta-simulate." + std::to_string(getppid()) + "." + std::to_string(number)) {}
 
   // Tells one story by `tell`; false when there have been findings enough. `title` and `again` are for people.

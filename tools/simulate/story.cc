@@ -143,7 +143,7 @@ void Story::Arrive(const Step& step) {
 
 void Story::StartUpdater() {
   ++updaters_;
-  scheduler_.Start(Program::kUpdater, {ZENTA_SIMULATE_UPDATER}, machine_.root(), updater_log_);
+  scheduler_.Start(Program::kUpdater, {machine_.updater()}, machine_.root(), updater_log_);
 }
 
 void Story::StartByHand() {
