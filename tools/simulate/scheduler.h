@@ -1,0 +1,114 @@
+// Runs the programs of a story one at a time: at every call that their preloaded library puts to it the scheduler
+// draws who goes on. The order, the time and the process IDs that the programs see follow from the random numbers
+// alone. Time passes a little with each call; when everybody waits it goes on to the next moment at which somebody
+// has something to do.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/simulate/protocol.h"
+#include "tools/simulate/random.h"
+
+namespace zenta::simulate {
+
+// A broken invariant.
+struct Finding {
+  std::string what;
+};
+
+enum class Program { kUpdater, kInstaller };
+
+struct Process {
+  enum class State { kReady, kBlocked, kSleeping, kOver };
+
+  std::string name;  // in the trace
+  Program program = Program::kUpdater;
+  int number = 0;
+  int socket = -1;
+  int handle = -1;          // pidfd
+  int starter_handle = -1;  // pidfd of the shell that became it, if that is another process
+  pid_t id = -1;
+  bool is_child = false;  // of this process, which hears of its exit status
+  State state = State::kReady;
+  Request request;          // what it waits with
+  std::int64_t until = -1;  // when a sleep or a blocked call is over; -1: never
+  bool may_retry = false;   // something happened since its call was blocked
+  std::size_t line = 0;     // of the trace, where its last call's outcome goes
+  bool was_hit = false;     // by a fault
+  bool was_killed = false;
+  std::optional<int> status;  // as waitpid tells it
+  std::int64_t began = 0, ended = 0;
+};
+
+// Decides what happens to the processes. `Turn` is told before each call that is let through.
+class Director {
+ public:
+  virtual ~Director() = default;
+  // Before call number `call` of this run. True if something in the machine changed.
+  virtual bool BeforeCall(std::uint64_t call) = 0;
+  virtual Reply Decide(Process& process, const Request& request, std::uint64_t call) = 0;
+  // The next moment at which the director does something by itself, -1 for none; and that moment has come.
+  [[nodiscard]] virtual std::int64_t NextMoment() const = 0;
+  virtual void AtMoment() = 0;
+  // Everybody waits for somebody, or has ended. True if that made a difference.
+  virtual bool StartNext() = 0;
+};
+
+class Scheduler {
+ public:
+  explicit Scheduler(std::string name);
+  Scheduler(const Scheduler&) = delete;
+  Scheduler& operator=(const Scheduler&) = delete;
+  ~Scheduler();
+
+  // Forgets the last run. `call_nanoseconds`: how long each call takes; `stickiness`: one in so many calls, the
+  // turn goes to another process.
+  void Begin(Director* director, Random* random, std::int64_t call_nanoseconds,
+             std::uint64_t stickiness);
+  // Starts a program, which waits for its first turn. `log` takes standard output and error.
+  void Start(Program program, const std::vector<std::string>& arguments, const std::string& machine,
+             int log);
+  // Until all processes have ended. Throws Finding if they do not, with all of them killed.
+  void Run();
+  void KillAll();
+
+  void Note(std::string line) { trace_.push_back(std::move(line)); }
+  [[nodiscard]] std::vector<std::string>& trace() { return trace_; }
+  [[nodiscard]] const std::vector<std::unique_ptr<Process>>& processes() const {
+    return processes_;
+  }
+  [[nodiscard]] std::int64_t now() const { return now_; }
+  [[nodiscard]] std::uint64_t calls() const { return calls_; }
+  void JumpClock(std::int64_t nanoseconds) { wall_ += nanoseconds; }
+
+ private:
+  Process* Choose();
+  void PassTime();
+  void Grant(Process& process);
+  void Hear(Process& process);
+  void TakeIn(Process& process, const Request& request);
+  void AdmitChildOf(Process& parent, pid_t child);
+  Process& Admit(pid_t expected);
+  void Over(Process& process);
+  void LetRetry(const Process* except);
+  void Answer(Process& process, Reply reply);
+
+  std::string name_;
+  int listener_ = -1;
+  Director* director_ = nullptr;
+  Random* random_ = nullptr;
+  std::int64_t call_nanoseconds_ = 0, now_ = 0, wall_ = 0;
+  std::uint64_t stickiness_ = 1, calls_ = 0;
+  int updaters_ = 0, installers_ = 0;
+  std::vector<std::unique_ptr<Process>> processes_;
+  Process* current_ = nullptr;
+  std::vector<std::string> trace_;
+};
+
+}  // namespace zenta::simulate
