@@ -58,7 +58,7 @@ class MachineTest : public testing::Test {
                 kind == "file" ? signing::Data({'o', 'k'}) : signing::Data());
       file.reset();
       EXPECT_EQ(opened(), before);
-      files.Remove(root + path);
+      EXPECT_EQ(files.Remove(root + path), kind != "stays");
       EXPECT_EQ(IsThere(path), kind == "stays");
     }
   }

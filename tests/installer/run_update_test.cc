@@ -152,10 +152,6 @@ TEST(RunUpdateTest, FailuresAreCountedAndTheThirdIsAnnounced) {
     EXPECT_EQ(AfterRun(ReadyMachine({.error_number = 1}, before)).effects,
               *set == '\0' ? third : counted);
   }
-  const FakeMachine busy = AfterRun(ReadyMachine({.error_number = kInstallerBusy}, "2"));
-  EXPECT_EQ(busy.effects,
-            (Effects{kRun, kScript,
-                     std::string("log another installation is running; ") + kPackage + " waits"}));
 }
 
 TEST(RunUpdateTest, PackageThatCannotBeRemovedIsTriedOnceAndEachRunIsAFailure) {
