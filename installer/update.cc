@@ -105,7 +105,8 @@ bool CountFailure(UserDefaults& defaults, Notifications& notifications) {
   return defaults.Remove(kFailureKey);
 }
 
-bool FailureIsCounted(Platform& platform) {
+// A failure that cannot be counted is told by the result alone.
+bool TryCountFailure(Platform& platform) {
   return AttemptOr(false,
                    [&] { return CountFailure(*platform.defaults, *platform.notifications); });
 }
@@ -123,7 +124,7 @@ Attempted RunInstaller(Platform& platform, const std::string& package) {
 }
 
 // Whether the package is gone. A newer one that has taken its name meanwhile stays.
-bool IsRemoved(Files& files, const Package& package) {
+bool TryRemove(Files& files, const Package& package) {
   return AttemptOr(false, [&] {
     const auto stamp = StampAt(files, package.path);
     return (stamp && *stamp != package.stamp) || files.Remove(package.path);
@@ -139,11 +140,11 @@ void NoteLeftover(Platform& platform, const Package& package) {
 // A leftover of an earlier run, which tried it. If it can be removed now, that run is complete;
 // another failure if not.
 void RemoveLeftover(Platform& platform, const Package& package) {
-  if (IsRemoved(*platform.files, package)) {
+  if (TryRemove(*platform.files, package)) {
     Attempt([&] { (void)platform.defaults->Remove(kLeftoverKey); });
   } else {
     LogLine(platform, "cannot remove " + package.path + ", which was tried before");
-    (void)FailureIsCounted(platform);
+    (void)TryCountFailure(platform);
   }
 }
 
@@ -156,11 +157,11 @@ void InstallPackage(Platform& platform, const Package& package) {
   }
   if (attempted == Attempted::kInstalled) {
     ZTActivateInputModel(*platform.input_sources, *platform.log).zt_activateInputSource();
-  } else if (!FailureIsCounted(platform)) {
+  } else if (!TryCountFailure(platform)) {
     return LogLine(platform, "cannot count a failure; " + package.path + " stays");
   }
-  if (IsRemoved(*platform.files, package)) return;
-  if (attempted == Attempted::kInstalled) (void)FailureIsCounted(platform);
+  if (TryRemove(*platform.files, package)) return;
+  if (attempted == Attempted::kInstalled) (void)TryCountFailure(platform);
   NoteLeftover(platform, package);
 }
 

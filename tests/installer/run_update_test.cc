@@ -61,8 +61,7 @@ bool StopsQuietly(const FakeMachine& before) {
 }
 
 TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
-  const char kSame[] = "untouched";
-  const char kRequired[] = "The administrator password is required to do this.";
+  const Text kSame = "untouched", kRequired = "The administrator password is required to do this.";
   const struct {
     ScriptOutcome outcome;
     Text output, error;  // what the places hold afterwards
@@ -72,21 +71,18 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
               {{.error_message = "no room"}, kSame, "no room"},
               {{.error_number = -128, .error_message = "no"}, kSame, kRequired},
               {{.error_number = -128}, kSame, kRequired}};
+  const std::string words[] = {"-x", "", "two \"words\""};
   for (const auto& row : rows) {
     FakeMachine machine;
     machine.script = row.outcome;
     Text output = kSame, error = kSame;
-    const Platform platform = machine.MakePlatform();
+    FakePart part(machine);
     const bool succeeded = row.outcome.succeeded;
-    EXPECT_EQ(RunAsAdministrator(*platform.scripts, "/a", {}, &output, &error), succeeded);
+    EXPECT_EQ(RunAsAdministrator(part, "/a b", words, &output, &error), succeeded);
     EXPECT_EQ(std::pair(output, error), std::pair(row.output, row.error));
-    const std::string words[] = {"-x", "", "two \"words\""};
-    EXPECT_EQ(RunAsAdministrator(*platform.scripts, "/a b", words), succeeded);
-    EXPECT_THAT(
-        machine.effects,
-        testing::ElementsAre(
-            "run do shell script \"'/a' \" with administrator privileges",
-            "run do shell script \"'/a b' -x  two \"words\"\" with administrator privileges"));
+    EXPECT_EQ(RunAsAdministrator(part, "/a b", words), succeeded);
+    EXPECT_THAT(machine.effects, testing::Each("run do shell script \"'/a b' -x  two \"words\"\" "
+                                               "with administrator privileges"));
   }
 }
 
@@ -152,10 +148,6 @@ TEST(RunUpdateTest, FailuresAreCountedAndTheThirdIsAnnounced) {
     EXPECT_EQ(AfterRun(ReadyMachine({.error_number = 1}, before)).effects,
               *set == '\0' ? third : counted);
   }
-  const FakeMachine busy = AfterRun(ReadyMachine({.error_number = kInstallerBusy}, "2"));
-  EXPECT_EQ(busy.effects,
-            (Effects{kRun, kScript,
-                     std::string("log another installation is running; ") + kPackage + " waits"}));
 }
 
 TEST(RunUpdateTest, PackageThatCannotBeRemovedIsTriedOnceAndEachRunIsAFailure) {

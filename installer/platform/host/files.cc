@@ -34,7 +34,7 @@ class MachineFiles final : public Files {
 
   bool Remove(const std::string& path) override {
     // unlink(2) leaves folders alone.
-    return unlink(NameOf(path).c_str()) == 0 || errno == ENOENT;
+    return unlink(NameOf(path).c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
   }
 
  private:
