@@ -143,7 +143,7 @@ class HostInstallerTest : public MachineTest {
     std::ostringstream report;
     try {
       const PackageFile package(At(kPackage), kPackage);
-      Install({package, "update", root_, std::chrono::milliseconds(50)}, renamer, report);
+      Install({package, "update", root_}, renamer, report);
     } catch (const std::exception&) {
       return false;
     }
@@ -293,14 +293,26 @@ TEST_F(HostInstallerTest, BoundsAreWhereTheyAreSaidToBe) {
   }
   const std::pair<const char*, const char*> entries[] = {
       {"a b c", "a b c d"}, {"a/b/c", "a/b/c/d"}, {"a/b a/ a/c", "a/b a/ a/c a/d"}};
+  const TempFolder folder;
+  int number = 0;
+  const auto unpacks_three_entries = [&] {
+    const std::string fresh = folder.At(std::to_string(number++));
+    fs::create_directory(fresh);
+    return Reads(UINT64_MAX, [&](archive* cpio) { Unpacker(fresh, 3).Unpack("", cpio); });
+  };
   for (const auto& [good, bad] : entries) {
-    for (const char* payload : {good, bad}) {
-      StagePayload(payload);
-      const TempFolder folder;
-      const auto unpack = [&](archive* cpio) { Unpacker(folder.At(""), 3).Unpack("", cpio); };
-      EXPECT_EQ(Reads(UINT64_MAX, unpack), payload == good) << payload;
-    }
+    StagePayload(good);
+    EXPECT_TRUE(unpacks_three_entries()) << good;
+    StagePayload(bad);
+    EXPECT_FALSE(unpacks_three_entries()) << bad;
   }
+  Entries linked(kMaxLinkedEntries, {".", 040755, "", 1});
+  for (std::size_t i = 0; i != linked.size(); ++i) linked[i].inode = 1 + static_cast<unsigned>(i);
+  Stage(ComponentPackage(linked));
+  EXPECT_TRUE(unpacks_three_entries());
+  linked.push_back({".", 040755, "", 0777777});
+  Stage(ComponentPackage(linked));
+  EXPECT_FALSE(unpacks_three_entries());
   const Entries one = VersionTwoAnd({});
   Stage(ComponentPackage(one));
   EXPECT_TRUE(Reads(Cpio(one).size()));
@@ -470,7 +482,9 @@ TEST_F(HostInstallerTest, WaitsForAnotherInstallation) {
   Stage(ComponentPackage(VersionTwoAnd({})));
   const int lock = open(root_.c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
-  EXPECT_FALSE(InstallHere());
+  const Finished busy = Run({}, "-wait 0 -pkg " + kPackage + " -target /");
+  EXPECT_EQ(busy.status, 75);
+  EXPECT_EQ(busy.err, "installer: Error - another installation is still running\n");
   EXPECT_EQ(Contents(kInfo), "one");
   const auto wait_until_it_waits = [&](pid_t id) {
     const fs::path program = "/proc/" + std::to_string(id);
@@ -520,6 +534,9 @@ TEST_F(HostInstallerTest, SaysHowToBeCalled) {
        {std::pair("-help", std::string("0 usage")),
         {"-pkg /x", error + "bad arguments"},
         {"-pkg /x -target / -more", error + "bad arguments"},
+        {"-pkg /x -target / -wait", error + "bad arguments"},
+        {"-pkg /x -target / -wait 10000", error + "bad arguments"},
+        {"-pkg /x -target / -wait 9999", error + "the package path"},
         {"-pkg /x -target /Volumes/B", error + "the target is not /"},
         {"-pkg /x -target /", error + "the package path"}}) {
     const Finished done = Run({}, arguments);

@@ -1,9 +1,12 @@
 // zenta-host-installer: what /usr/sbin/installer is on a Mac, for a machine in a folder.
 
 #include <sys/resource.h>
+#include <sysexits.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
+#include <chrono>
 #include <clocale>
 #include <csignal>
 #include <exception>
@@ -26,7 +29,10 @@ Installs a flat installer package as a Mac's installer does.
 
   -pkg PATH    the package, a path of the machine
   -target /    the volume to install on; there is only this one
+  -wait N      seconds to wait for another installation to end, 60 unless given
   -help        this text
+
+Exit status: 0 if everything is in place, 75 if another installation did not end in time, else 1.
 
 The machine is the folder named by the environment variable ZENTA_MACHINE, or else the whole system.
 )";
@@ -34,8 +40,19 @@ The machine is the folder named by the environment variable ZENTA_MACHINE, or el
 struct Arguments {
   std::string package;
   std::string target;
+  std::chrono::seconds wait = zenta::host_installer::kPatience;
   bool help = false;
 };
+
+// At most four digits.
+std::optional<std::chrono::seconds> SecondsIn(std::string_view text) {
+  unsigned seconds = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  if (error != std::errc() || end != text.data() + text.size() || seconds > 9999) {
+    return std::nullopt;
+  }
+  return std::chrono::seconds(seconds);
+}
 
 // nullopt if they make no sense.
 std::optional<Arguments> Parse(int count, char** values) {
@@ -46,6 +63,10 @@ std::optional<Arguments> Parse(int count, char** values) {
       arguments.help = true;
     } else if ((name == "-pkg" || name == "-target") && i + 1 < count) {
       (name == "-pkg" ? arguments.package : arguments.target) = values[++i];
+    } else if (name == "-wait" && i + 1 < count) {
+      const auto seconds = SecondsIn(values[++i]);
+      if (!seconds) return std::nullopt;
+      arguments.wait = *seconds;
     } else {
       return std::nullopt;
     }
@@ -54,9 +75,9 @@ std::optional<Arguments> Parse(int count, char** values) {
   return std::nullopt;
 }
 
-int Fail(const std::string& reason) {
+int Fail(const std::string& reason, int status = 1) {
   std::cerr << "installer: Error - " << zenta::tools::ForTerminal(reason) << std::endl;
-  return 1;
+  return status;
 }
 
 // Bounds of a whole run, beside those of each part of a package. An input method's package takes a
@@ -101,7 +122,8 @@ int Run(const Arguments& arguments) {
   zenta::host_installer::Renamer renamer;
   zenta::host_installer::Install({.package = package,
                                   .name = std::filesystem::path(arguments.package).stem().string(),
-                                  .target = machine.HostPath("/")},
+                                  .target = machine.HostPath("/"),
+                                  .patience = arguments.wait},
                                  renamer, std::cout);
   std::cout << "installer: The install was successful." << std::endl;
   return 0;
@@ -122,6 +144,8 @@ int main(int count, char** values) try {
   }
   LimitRun();
   return Run(*arguments);
+} catch (const zenta::host_installer::StillBusy& failure) {
+  return Fail(failure.what(), EX_TEMPFAIL);
 } catch (const std::exception& failure) {
   return Fail(failure.what());
 }

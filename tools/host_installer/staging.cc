@@ -20,7 +20,6 @@ namespace zenta::host_installer {
 namespace {
 
 namespace fs = std::filesystem;
-using tools::Failure;
 using tools::SystemFailure;
 
 // Beside full access for the owner, the sticky bit. It does nothing on a folder that is its owner's
@@ -60,7 +59,7 @@ InstallLock::InstallLock(const std::string& folder, std::chrono::milliseconds pa
   }
   if (error == 0) return;
   close(descriptor_);
-  if (error == EWOULDBLOCK) throw Failure("another installation is still running");
+  if (error == EWOULDBLOCK) throw StillBusy();
   throw SystemFailure("cannot lock " + folder, error);
 }
 

@@ -14,15 +14,23 @@
 #include <chrono>
 #include <string>
 
+#include "tools/common/failure.h"
 #include "tools/host_installer/replacement.h"
 
 namespace zenta::host_installer {
 
 // How long an installation waits for another one to end.
-inline constexpr std::chrono::milliseconds kPatience = std::chrono::minutes(1);
+inline constexpr std::chrono::seconds kPatience = std::chrono::minutes(1);
 
-// Held from construction to destruction; the system releases it when its holder dies. Throws Failure
-// if the folder cannot be opened, or if somebody else holds the lock for longer than `patience`.
+// Another installation kept this one waiting for too long; nothing was done.
+class StillBusy : public tools::Failure {
+ public:
+  StillBusy() : Failure("another installation is still running") {}
+};
+
+// Held from construction to destruction; the system releases it when its holder dies. Throws
+// StillBusy if somebody else holds the lock for longer than `patience`, Failure if the folder cannot
+// be opened.
 class InstallLock {
  public:
   InstallLock(const std::string& folder, std::chrono::milliseconds patience);

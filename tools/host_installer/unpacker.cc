@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "tools/common/failure.h"
+#include "tools/host_installer/payload_path.h"
 
 namespace zenta::host_installer {
 namespace {
@@ -109,6 +110,9 @@ void Unpacker::CheckLinks(const std::string& below, const std::string& path,
 }
 
 std::string Unpacker::Admit(const std::string& below, archive_entry* entry) {
+  if (archive_entry_nlink(entry) > 1 && ++linked_entries_ > kMaxLinkedEntries) {
+    throw Failure("the package has too many hard links");
+  }
   const std::string path = CheckedPath(archive_entry_pathname(entry));
   const auto type = archive_entry_filetype(entry);
   if (type != AE_IFREG && type != AE_IFDIR && type != AE_IFLNK) {

@@ -16,6 +16,10 @@
 
 namespace zenta::host_installer {
 
+// The most entries of one package that may say that they have further names. libarchive compares each
+// of these with all before it.
+inline constexpr std::size_t kMaxLinkedEntries = 20'000;
+
 class Unpacker {
  public:
   // Unpacks into `folder`, which is the working folder of the process for as long as this lives:
@@ -45,6 +49,7 @@ class Unpacker {
 
   std::size_t max_entries_;
   int former_folder_;  // descriptor; negative if the working folder could not be opened
+  std::size_t linked_entries_ = 0;
   std::unordered_map<std::string, Kind> unpacked_;  // path below the folder -> what is there
 };
 
