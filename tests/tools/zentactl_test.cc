@@ -204,7 +204,9 @@ TEST_F(ZentactlTest, NoCommandWritesOverItsInputs) {
       fs::remove(At("hard"));
     }
   }
-  const std::string by_default = At("p/inputPkg.txt");
+  const std::string dangling = At("Z.app/dangling"), by_default = At("p/inputPkg.txt");
+  fs::create_symlink("nowhere", dangling);
+  EXPECT_THAT(Error({"pack", At("Z.app"), "--out", dangling}), HasSubstr("is an input"));
   fs::rename(config, by_default);
   EXPECT_THAT(Error({"sign", At("p/update.pkg"), "--key", key, "--config", by_default}),
               HasSubstr("is an input"));

@@ -1,7 +1,5 @@
 #include "tools/common/inputs.h"
 
-#include <array>
-#include <optional>
 #include <set>
 #include <utility>
 
@@ -17,28 +15,19 @@ std::set<Identity>& Noted() {
   return noted;
 }
 
-// Of the file that the path leads to, and of what lies at the path itself.
-std::array<std::optional<struct stat>, 2> StatusesOf(const std::filesystem::path& path) {
-  std::array<std::optional<struct stat>, 2> found;
-  struct stat status;
-  if (stat(path.c_str(), &status) == 0) found[0] = status;
-  if (lstat(path.c_str(), &status) == 0) found[1] = status;
-  return found;
-}
-
 }  // namespace
 
 void NoteInput(const std::filesystem::path& path) {
-  for (const auto& status : StatusesOf(path)) {
-    if (status) NoteInput(*status);
-  }
+  struct stat status;
+  if (stat(path.c_str(), &status) == 0) NoteInput(status);
 }
 
 void NoteInput(const struct stat& status) { Noted().emplace(status.st_dev, status.st_ino); }
 
 void RefuseInput(const std::filesystem::path& out) {
-  for (const auto& status : StatusesOf(out)) {
-    if (status && Noted().contains({status->st_dev, status->st_ino})) {
+  for (const auto& look : {stat, lstat}) {
+    struct stat status;
+    if (look(out.c_str(), &status) == 0 && Noted().contains({status.st_dev, status.st_ino})) {
       throw Failure(out.string() + " is an input, not replaced");
     }
   }

@@ -12,7 +12,7 @@
 
 namespace zenta::tools {
 
-// Notes the file at `path`, and the link if `path` is one. Nothing is noted if there is none.
+// Notes the file at `path`, links followed. Nothing is noted if there is none.
 void NoteInput(const std::filesystem::path& path);
 // Notes what this is the status of.
 void NoteInput(const struct stat& status);

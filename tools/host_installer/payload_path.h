@@ -1,5 +1,6 @@
 // Which paths and link targets a package's payload may name, and how much it may hold: the installer
-// keeps to these rules, and so does whoever packs. Pure text rules: nothing here looks at a disk. They are what keeps every entry of a payload below the folder that it is unpacked into.
+// keeps to these rules, and so does whoever packs. Pure text rules: nothing here looks at a disk. They
+// are what keeps every entry of a payload below the folder that it is unpacked into.
 #pragma once
 
 #include <cstddef>

@@ -9,6 +9,7 @@
 #include <optional>
 
 #include "tools/common/failure.h"
+#include "tools/host_installer/payload_path.h"
 
 namespace zenta::host_installer {
 namespace {

@@ -16,8 +16,8 @@
 
 namespace zenta::host_installer {
 
-// The most of them that may say that they have further names. libarchive compares each of these with
-// all before it.
+// The most entries of one package that may say that they have further names. libarchive compares each
+// of these with all before it.
 inline constexpr std::size_t kMaxLinkedEntries = 20'000;
 
 class Unpacker {
