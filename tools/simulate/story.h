@@ -63,6 +63,7 @@ class Story final : public Director {
   void CheckPackage(const Snapshot& before, const Snapshot& after) const;
   void CheckCounter(const Snapshot& before, const Snapshot& after) const;
   void CheckQuiet(const Snapshot& before, const Snapshot& after) const;
+  [[nodiscard]] bool IsInTime() const;
   [[nodiscard]] bool IsOld(const Snapshot& before) const;
   [[nodiscard]] std::string NameOf(std::uint64_t tree) const;
 
@@ -81,6 +82,7 @@ class Story final : public Director {
   std::set<std::size_t> packages_seen_, digests_seen_;  // trusted, as indices of releases_
   bool valid_at_start_ = false;
   bool user_acted_ = false;
+  bool is_whole_ = true;                // every file that was put there took its name in one step
   std::optional<std::size_t> brought_;  // the release whose package the user put there last
   std::uint64_t brought_at_ = 0;        // before this call
   bool touched_ = false;                // somebody acted in the caches folder
