@@ -7,18 +7,8 @@
 #include <string_view>
 
 #include "corelib/containers/chunk.h"
-#include "engine/cloud/cloud_request.h"
-#include "engine/cloud/cloud_response.h"
+#include "engine/cloud/exchange.h"
 #include "engine/cloud/recorded_transport.h"
-
-namespace {
-
-int Fail(const char* step, const char* reason) {
-  std::fprintf(stderr, "cloud_exchange: %s: %s\n", step, reason);
-  return 1;
-}
-
-}  // namespace
 
 int main(int argc, char** argv) {
   const bool json = argc > 1 && std::string_view(argv[1]) == "json";
@@ -32,27 +22,16 @@ int main(int argc, char** argv) {
   picked.input_inline = u"nihao";
   request.attach.suglogs = {&picked, 1};
 
-  tstl::Buffer<unsigned char> message;
-  if (!(json ? write_json(request, message) : write_binary(request, message))) {
-    return Fail("the request", "no memory");
-  }
-
+  tstl::Chunk arena;          // everything that the response points to
+  arena.set_limit(1U << 20);  // and no more than 1 MiB, whatever the service sends
+  zenta::cloud::CloudResponse response;
   zenta::cloud::RecordedTransport service(ZENTA_RECORDINGS);
   const auto encoding =
       json ? zenta::cloud::CloudEncoding::kJson : zenta::cloud::CloudEncoding::kBinary;
-  tstl::Buffer<unsigned char> answer;
-  const zenta::cloud::ExchangeFault fault = service.Exchange(encoding, message, answer);
-  if (fault != zenta::cloud::ExchangeFault::kNone)
-    return Fail("the exchange", ExchangeFaultText(fault));
-
-  tstl::Chunk arena;  // everything that the response points to
-  zenta::cloud::CloudResponse response;
-  if (json) {
-    const auto read = read_json(response, answer, arena);
-    if (!read) return Fail("the response", read.text());
-  } else {
-    const auto read = read_binary(response, answer, arena);
-    if (!read) return Fail("the response", read.text());
+  const auto result = Ask(service, encoding, request, response, arena);
+  if (!result) {
+    std::fprintf(stderr, "cloud_exchange: %s: %s\n", result.step(), result.reason);
+    return 1;
   }
   for (const zenta::cloud::CandItem& candidate : response.cand_list) {
     const tstl::Buffer<unsigned char> text(candidate.unis);  // as UTF-8

@@ -19,6 +19,7 @@ void Chunk::swap(Chunk& other) noexcept {
   std::swap(block_pages_, other.block_pages_);
   std::swap(block_cnt_, other.block_cnt_);
   std::swap(alloc_cnt_, other.alloc_cnt_);
+  std::swap(unlimited_pages_, other.unlimited_pages_);
 }
 
 void Chunk::reset() {
@@ -32,7 +33,7 @@ void Chunk::reset() {
 }
 
 void Chunk::rewind() {
-  const std::uint64_t keep = std::min(total_, kMaxBlock);
+  const std::uint64_t keep = std::min({total_, kMaxBlock, limit()});
   if (blocks_ == nullptr || blocks_->prev != nullptr || blocks_->size != keep) {
     reset();
     if (keep != 0) make_current(obtain(keep));
@@ -40,7 +41,9 @@ void Chunk::rewind() {
   }
   // One block of the right size: either the current one, used up to the cursor, or a lone block
   // that a single request took whole.
+  detail::unpoison(blocks_->data(), keep);
   std::memset(blocks_->data(), 0, keep - left_);
+  detail::poison(blocks_->data(), keep);
   alloc_cnt_ = 0;
   make_current(blocks_);
 }
@@ -50,10 +53,12 @@ void Chunk::rewind() {
 void* Chunk::alloc_from_new_block(std::uint64_t n) {
   if (n > std::numeric_limits<std::ptrdiff_t>::max() - sizeof(Block) - 3) return nullptr;
   n = (n + 3) & ~std::uint64_t{3};
-  const std::uint64_t size = next_block_size();
+  const std::uint64_t size = std::min(next_block_size(), allowed());
   const bool shared = left_ < kWorthKeeping && n <= size;
   Block* const block = obtain(shared ? size : n);
-  if (block == nullptr || !shared) return block == nullptr ? nullptr : block->data();
+  if (block == nullptr) return nullptr;
+  detail::unpoison(block->data(), n);
+  if (!shared) return block->data();
   make_current(block);
   cursor_ += n;
   left_ -= static_cast<std::uint32_t>(n);
@@ -66,10 +71,13 @@ std::uint64_t Chunk::next_block_size() const {
   return std::min(std::max(base, grown), kMaxBlock);
 }
 
-// A zero-filled block at the head of the chain, or null.
+// A zero-filled block at the head of the chain, none of it handed out; null when memory is short and
+// past the limit.
 Chunk::Block* Chunk::obtain(std::uint64_t size) {
+  if (size > allowed()) return nullptr;
   auto* const block = static_cast<Block*>(std::calloc(1, sizeof(Block) + size));
   if (block == nullptr) return nullptr;
+  detail::poison(block->data(), size);
   block->prev = blocks_;
   block->size = size;
   blocks_ = block;
@@ -86,7 +94,11 @@ void Chunk::make_current(Block* block) {
 }
 
 void Chunk::release_blocks() {
-  while (blocks_ != nullptr) std::free(std::exchange(blocks_, blocks_->prev));
+  while (blocks_ != nullptr) {
+    Block* const block = std::exchange(blocks_, blocks_->prev);
+    detail::unpoison(block->data(), block->size);
+    std::free(block);
+  }
 }
 
 }  // namespace tstl

@@ -7,6 +7,12 @@
 // only trivially destructible types may live in it. A request that cannot be served gives null and
 // leaves the arena as it was. One thread at a time.
 //
+// A limit bounds what all blocks take together, for arenas that are filled from messages of others:
+// what would pass it is refused as if memory were short.
+//
+// The address sanitizer is told which bytes are not handed out, those that reset() and rewind() took
+// back among them, and stops a program that touches one.
+//
 //   block:  link to the block obtained before it | usable bytes (64-bit) | the usable bytes ...
 //
 // Blocks grow with their number, from the standard size to 16 times that, never beyond 4 MiB. A
@@ -24,6 +30,7 @@
 #include <utility>
 
 #include "corelib/base/types.h"
+#include "corelib/containers/detail/poison.h"
 #include "corelib/text/buffer_ref.h"
 
 namespace tstl {
@@ -37,6 +44,7 @@ class Chunk {
   static constexpr std::uint32_t kWorthKeeping = 2048;
   // Every block starts at such an address, so no request may ask for a stricter alignment.
   static constexpr std::size_t kMaxAlign = alignof(std::max_align_t);
+  static constexpr std::uint64_t kNoLimit = UINT64_MAX;
 
   // Takes no memory before the first request.
   Chunk() = default;
@@ -70,7 +78,8 @@ class Chunk {
   template <Unit T>
   [[nodiscard]] BufferRef<T> copy(BufferRef<T> text);
 
-  // Releases every block and zeroes all counts. The standard block size stays, cut to kMaxBlock.
+  // Releases every block and zeroes all counts. The standard block size stays, cut to kMaxBlock, and
+  // so does the limit.
   void reset();
 
   // Empties the arena for the next message: as reset(), but one block stays, as large as all were
@@ -82,6 +91,18 @@ class Chunk {
 
   // The standard block size from the next block on, in pages of 4096 bytes minus one.
   void set_block_pages(std::uint16_t pages) { block_pages_ = pages; }
+
+  // From the next block on, all blocks together have at most `bytes` usable bytes, rounded up to whole
+  // pages; blocks that are there already stay. kNoLimit, and all that 32 bits of pages cannot count,
+  // is no limit.
+  void set_limit(std::uint64_t bytes) {
+    const std::uint64_t pages = bytes / kPage + (bytes % kPage != 0);
+    unlimited_pages_ = pages < FAILURE ? ~static_cast<std::uint32_t>(pages) : 0;
+  }
+  // The limit in bytes; kNoLimit where there is none.
+  std::uint64_t limit() const {
+    return unlimited_pages_ == 0 ? kNoLimit : std::uint64_t{~unlimited_pages_} * kPage;
+  }
 
   std::uint16_t block_pages() const { return block_pages_; }
   // Sum of the usable bytes of all blocks.
@@ -104,6 +125,13 @@ class Chunk {
 
   void* alloc_from_new_block(std::uint64_t n);
   std::uint64_t next_block_size() const;
+  // Bytes that blocks may still take.
+  std::uint64_t allowed() const { return limit() - std::min(limit(), total_); }
+  // `n` bytes of a block, which are handed out.
+  static void* hand_out(void* memory, std::uint64_t n) {
+    detail::unpoison(memory, n);
+    return memory;
+  }
   Block* obtain(std::uint64_t size);
   void make_current(Block* block);
   void release_blocks();
@@ -115,6 +143,7 @@ class Chunk {
   std::uint16_t block_pages_ = 0;
   std::uint16_t block_cnt_ = 0;
   std::uint32_t alloc_cnt_ = 0;
+  std::uint32_t unlimited_pages_ = 0;  // the limit's complement, so that all bits zero is no limit
 };
 static_assert(sizeof(Chunk) == 40 && std::is_standard_layout_v<Chunk>);
 
@@ -126,7 +155,7 @@ inline void* Chunk::alloc(std::uint64_t n) {
   if (n > left_) return alloc_from_new_block(n);
   const auto taken = static_cast<std::uint32_t>((n + 3) & ~std::uint64_t{3});
   left_ -= taken;
-  return std::exchange(cursor_, cursor_ + taken);
+  return hand_out(std::exchange(cursor_, cursor_ + taken), n);
 }
 
 inline void* Chunk::alloc_aligned(std::uint64_t n, std::size_t align) {
@@ -138,7 +167,7 @@ inline void* Chunk::alloc_aligned(std::uint64_t n, std::size_t align) {
   unsigned char* const place = cursor_ + gap;
   cursor_ += taken;
   left_ -= static_cast<std::uint32_t>(taken);
-  return place;
+  return hand_out(place, n);
 }
 
 template <class T>

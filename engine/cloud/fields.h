@@ -23,6 +23,8 @@ using records::read_binary;
 using records::read_binary_field;
 using records::read_json;
 using records::read_json_member;
+using records::replace_binary;
+using records::replace_json;
 using records::write_binary;
 using records::write_json;
 using records::write_message;

@@ -1,4 +1,5 @@
-// Transport: how a request reaches the cloud service and its response comes back.
+// Transport: how a request reaches the cloud service and its response comes back. exchange.h has the
+// whole way from record to record.
 //
 // The messages know nothing of the way they take: whoever embeds the engine brings a Transport of
 // its own. An exchange is bytes for bytes; what is in them is the business of cloud_request.h and

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "corelib/base/bytes.h"
+#include "corelib/io/wire/wire_format.h"
 #include "corelib/text/utf.h"
 
 namespace zenta::records {
@@ -67,6 +68,13 @@ Text16 ReadState::keep_units(Bytes payload) {
   return end_text<unsigned short>(n);
 }
 
+bool ReadState::refuse_integer(const tstl::JsonNode& node) noexcept {
+  if (listener_ == nullptr) return false;
+  return refuse(node.type() != tstl::JsonType::kNumber ? IgnoredReason::kOtherType
+                : node.is_integer()                    ? IgnoredReason::kOutOfRange
+                                                       : IgnoredReason::kNoInteger);
+}
+
 Bytes ReadState::keep_string(tstl::JsonNode& node, unsigned char) {
   const bool is_whole_message = block_size_ != 0;
   if (is_whole_message && !node.has_escapes()) return keep_bytes(node.raw());
@@ -84,6 +92,60 @@ Text16 ReadState::keep_string(tstl::JsonNode& node, unsigned short) {
   const Text16 text = node.str16(arena_);
   if (text.cstr() == nullptr) stop_for_memory();
   return text;
+}
+
+namespace detail {
+
+// A varint ends with its first byte below 0x80.
+std::uint32_t packed_count(Bytes packed, tstl::WireType type) noexcept {
+  if (type == tstl::WireType::kFixed32) return packed.len() / 4;
+  if (type == tstl::WireType::kFixed64) return packed.len() / 8;
+  return static_cast<std::uint32_t>(std::count_if(packed.cbegin(), packed.cend(),
+                                                  [](unsigned char byte) { return byte < 0x80; }));
+}
+
+bool PackedReader::next(std::uint64_t& bits) noexcept {
+  if (at_ == end_) return false;
+  if (type_ == tstl::WireType::kVarint) {
+    const tstl::Varint number = tstl::get_varint(at_, end_);
+    if (number.after == nullptr) {
+      fault_ = end_ - at_ >= tstl::kMaxVarint64 ? tstl::WireFault::kOverlong
+                                                : tstl::WireFault::kTruncated;
+      return false;
+    }
+    bits = number.value;
+    at_ = number.after;
+    return true;
+  }
+  const bool is_long = type_ == tstl::WireType::kFixed64;
+  if (end_ - at_ < (is_long ? 8 : 4)) {
+    fault_ = tstl::WireFault::kTruncated;
+    return false;
+  }
+  bits =
+      is_long ? tstl::base::load_le<std::uint64_t>(at_) : tstl::base::load_le<std::uint32_t>(at_);
+  at_ += is_long ? 8 : 4;
+  return true;
+}
+
+}  // namespace detail
+
+const char* ignored_reason_text(IgnoredReason reason) noexcept {
+  switch (reason) {
+    case IgnoredReason::kUnknownKey:
+      return "an unknown key";
+    case IgnoredReason::kOtherType:
+      return "a value of another type";
+    case IgnoredReason::kNoInteger:
+      return "a number that is no integer";
+    case IgnoredReason::kOutOfRange:
+      return "a number out of range";
+    case IgnoredReason::kCount:
+      return "an array of another length";
+    case IgnoredReason::kDepth:
+      return "records nested too deep";
+  }
+  return "unknown reason";
 }
 
 }  // namespace zenta::records

@@ -3,13 +3,16 @@
 //   type                      binary                                  JSON
 //   integer                   varint, cut to the type's width         number
 //   bool                      varint; any non-zero is true            true or false
+//   float, double             4 and 8 bytes                           number; null for what is none
+//   enumeration               as the integers of its underlying type, which is named
 //   Bytes                     the bytes                               string
 //   Text16                    UTF-8                                   string
 //   Text16 with As<RawUnits>  its units, little-endian                string
 //   a record                  nested message; left out if it has no   object, written even if empty
 //                             field to write
-//   List<T>, T not a number   one field for each element              array
-//   List<number>              -                                       array
+//   List<T>, T one of the     packed: one field with all elements;    array
+//   first four                read also as one field for each
+//   List<T>, others           one field for each element              array
 //   std::array<number, n>     -                                       array of exactly n numbers
 //
 // A codec is a structure of static members. The members for a form that a type does not have are
@@ -17,13 +20,15 @@
 //
 //   kJsonType, kWireType     what a value looks like; a reader takes nothing else
 //   kAlwaysInJson = true     optional: written in JSON although it is empty
+//   kOtherWireType           optional: another wire type that read_binary() takes
 //   is_empty(value)          whether it is left out (but in a list everything is written)
 //   read_json(value, node, state) -> bool      REQUIRES: node.type() == kJsonType. False when the
-//                            node is no such value after all, with `value` as it was
+//                            node is no such value after all, with `value` as it was; then the
+//                            codec has told the state why: state.refuse(reason)
 //   write_json(value, out)
-//   read_binary(value, field, state)           REQUIRES: field.type() == kWireType. For a List one
-//                            argument more, as below
-//   write_binary(value, number, out) -> out    `out` is either pass of a ProtoWrite, by value
+//   read_binary(value, field, state)           REQUIRES: field.type() is one of the two. For a List
+//                            whose elements are fields of their own one argument more, as below
+//   write_binary(value, number, out) -> out    `out` is any pass of a ProtoWrite, by value
 //
 // A type of one's own gets its codec by a specialization of Codec, or, for single fields, by the
 // trait As<>.
@@ -33,9 +38,13 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <type_traits>
+#include <utility>
 
 #include "corelib/base/arena_ref.h"
 #include "corelib/io/json/json_node.h"
@@ -43,36 +52,71 @@
 #include "corelib/io/wire/proto_write.h"
 #include "corelib/io/wire/wire_read.h"
 #include "engine/records/field.h"
+#include "engine/records/ignored.h"
 #include "engine/records/list.h"
 
 namespace zenta::records {
 
-// What the codecs of one message share while it is read. A reader stops at the first fault and
-// keeps what it has.
+// So deep may the records of a message be nested in one another; as in other decoders.
+inline constexpr unsigned kMaxRecordDepth = 100;
+
+// What the codecs of one message share while it is read. A reader goes on behind what is broken, and
+// stops when the arena gives no more.
 class ReadState {
  public:
-  // `message_size`: bytes of the whole message, 0 for a single field or member.
-  explicit ReadState(tstl::ArenaRef arena, std::uint32_t message_size = 0) noexcept
-      : arena_(arena), block_size_(std::min(std::uint64_t{message_size} * 2, kMaxBlock)) {}
+  // `message_size`: bytes of the whole message, 0 for a single field or member. `listener`, which may
+  // be null, is told what readers of JSON ignore.
+  explicit ReadState(tstl::ArenaRef arena, std::uint32_t message_size = 0,
+                     IgnoredListener* listener = nullptr) noexcept
+      : arena_(arena),
+        block_size_(std::min(std::uint64_t{message_size} * 2, kMaxBlock)),
+        listener_(listener) {}
 
   [[nodiscard]] tstl::ArenaRef arena() const noexcept { return arena_; }
-  [[nodiscard]] bool stopped() const noexcept { return stopped_; }
-  // The place, in the message, of the field whose value could not be read; null for JSON.
-  [[nodiscard]] const unsigned char* place() const noexcept { return place_; }
-  [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
   // The arena gave no more.
-  [[nodiscard]] bool out_of_memory() const noexcept {
-    return stopped_ && fault_ == tstl::WireFault::kNone;
-  }
+  [[nodiscard]] bool stopped() const noexcept { return stopped_; }
+  // The first fault, and its place in the message; null when there was none. Where memory was short
+  // first, the place is that of the field which found none, and null in JSON.
+  [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
+  [[nodiscard]] const unsigned char* place() const noexcept { return place_; }
 
-  void stop(tstl::WireFault fault, const unsigned char* place) noexcept {
-    stopped_ = true;
+  void note(tstl::WireFault fault, const unsigned char* place) noexcept {
+    if (fault_ != tstl::WireFault::kNone || stopped_) return;
     fault_ = fault;
     place_ = place;
   }
   void stop_for_memory(const unsigned char* place = nullptr) noexcept {
-    stop(tstl::WireFault::kNone, place);
+    if (place_ == nullptr) place_ = place;
+    stopped_ = true;
   }
+
+  // Called around what is read into a nested record. enter() is false, with the fault noted, when the
+  // record is nested too deep; then it is not read, and there is no leave().
+  [[nodiscard]] bool enter(const unsigned char* place) noexcept {
+    if (depth_ == kMaxRecordDepth) {
+      note(tstl::WireFault::kDepth, place);
+      return false;
+    }
+    ++depth_;
+    return true;
+  }
+  void leave() noexcept { --depth_; }
+
+  // For read_json(), to be returned: why the value is no value of the member. Always false. The
+  // second finds out what is wrong with a value that should be an integer.
+  bool refuse(IgnoredReason reason) noexcept {
+    reason_ = reason;
+    return false;
+  }
+  bool refuse_integer(const tstl::JsonNode& node) noexcept;
+  // Tells the listener, if there is one, that this member, or an element of its array, is ignored:
+  // for this reason, or for the one that the codec gave.
+  void tell(const tstl::JsonNode& member, IgnoredReason reason) noexcept {
+    if (listener_ != nullptr) [[unlikely]]
+      listener_->ignored({member.raw_key(), reason});
+  }
+  void tell(const tstl::JsonNode& member) noexcept { tell(member, reason_); }
+  [[nodiscard]] bool has_listener() const noexcept { return listener_ != nullptr; }
 
   // Copies of what a field of the binary form has, with a zero after them: its bytes, its UTF-8 as
   // 16-bit text, its bytes as 16-bit units (a last byte that is no unit is dropped). Empty, and the
@@ -104,12 +148,34 @@ class ReadState {
   unsigned char* text_ = nullptr;
   std::uint64_t text_left_ = 0;  // even
   std::uint64_t block_size_;
+  IgnoredListener* listener_;
   const unsigned char* place_ = nullptr;
+  unsigned depth_ = 0;  // records that are being read, the outermost not counted
   tstl::WireFault fault_ = tstl::WireFault::kNone;
+  IgnoredReason reason_ = IgnoredReason::kOtherType;
   bool stopped_ = false;
 };
 
-// ---- Numbers
+// What a type without a codec has instead, so that the compiler says this and nothing else.
+template <class T>
+struct Codec {
+  static_assert(
+      sizeof(T) == 0,
+      "a member of this type has no codec: specialize zenta::records::Codec for it, or name "
+      "one in the table with As<>");
+  static constexpr auto kJsonType = tstl::JsonType::kNull;
+  static constexpr auto kWireType = tstl::WireType::kBytes;
+  static constexpr bool is_empty(const T&) noexcept { return true; }
+  static bool read_json(T&, tstl::JsonNode&, ReadState&) noexcept { return false; }
+  static void write_json(const T&, tstl::JsonWrite&) noexcept {}
+  static void read_binary(T&, const tstl::WireField&, ReadState&) noexcept {}
+  template <class Pass>
+  static Pass write_binary(const T&, std::uint32_t, Pass out) noexcept {
+    return out;
+  }
+};
+
+// ---- Numbers. from_wire(bits): the value of a varint or a value of fixed size; lists need it.
 
 template <std::integral T>
 struct Codec<T> {
@@ -117,12 +183,13 @@ struct Codec<T> {
   static constexpr auto kWireType = tstl::WireType::kVarint;
 
   static constexpr bool is_empty(T value) noexcept { return value == 0; }
-  static bool read_json(T& value, tstl::JsonNode& node, ReadState&) noexcept {
-    return node.integer(value);
+  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
+    return node.integer(value) || state.refuse_integer(node);
   }
   static void write_json(T value, tstl::JsonWrite& out) noexcept { out.num(value); }
+  static constexpr T from_wire(std::uint64_t bits) noexcept { return static_cast<T>(bits); }
   static void read_binary(T& value, const tstl::WireField& field, ReadState&) noexcept {
-    value = static_cast<T>(field.varint());
+    value = from_wire(field.varint());
   }
   template <class Pass>
   [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number,
@@ -143,8 +210,9 @@ struct Codec<bool> {
     return true;
   }
   static void write_json(bool value, tstl::JsonWrite& out) noexcept { out.boolean(value); }
+  static constexpr bool from_wire(std::uint64_t bits) noexcept { return bits != 0; }
   static void read_binary(bool& value, const tstl::WireField& field, ReadState&) noexcept {
-    value = field.varint() != 0;
+    value = from_wire(field.varint());
   }
   template <class Pass>
   [[gnu::always_inline]] static Pass write_binary(bool value, std::uint32_t number,
@@ -153,6 +221,81 @@ struct Codec<bool> {
     return out;
   }
 };
+
+// Left out is zero alone, and not -0.0, which other bits stand for.
+template <std::floating_point T>
+requires tstl::WireFixed<T>
+struct Codec<T> {
+  using Bits = std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>;
+  static constexpr auto kJsonType = tstl::JsonType::kNumber;
+  static constexpr auto kWireType = tstl::kFixedType<T>;
+
+  static constexpr bool is_empty(T value) noexcept { return std::bit_cast<Bits>(value) == 0; }
+  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
+    const double read = node.real();
+    constexpr double kMax = std::numeric_limits<T>::max();
+    if (read > kMax || read < -kMax) return state.refuse(IgnoredReason::kOutOfRange);
+    value = static_cast<T>(read);
+    return true;
+  }
+  static void write_json(T value, tstl::JsonWrite& out) noexcept { out.real(value); }
+  static constexpr T from_wire(std::uint64_t bits) noexcept {
+    return std::bit_cast<T>(static_cast<Bits>(bits));
+  }
+  static void read_binary(T& value, const tstl::WireField& field, ReadState&) noexcept {
+    value = from_wire(field.fixed());
+  }
+  template <class Pass>
+  [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number,
+                                                  Pass out) noexcept {
+    out.template bsc_write_kfixed<T>(number, value);
+    return out;
+  }
+};
+
+// An enumeration whose underlying type is named, so that any number of that type is one of its values.
+template <class T>
+concept Enumeration = std::is_enum_v<T> && requires {
+  T{0};
+};
+
+template <Enumeration T>
+struct Codec<T> {
+  using Underlying = std::underlying_type_t<T>;
+  using NumberCodec = Codec<Underlying>;
+  static constexpr auto kJsonType = NumberCodec::kJsonType;
+  static constexpr auto kWireType = NumberCodec::kWireType;
+
+  static constexpr bool is_empty(T value) noexcept {
+    return NumberCodec::is_empty(static_cast<Underlying>(value));
+  }
+  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
+    auto number = Underlying();
+    if (!NumberCodec::read_json(number, node, state)) return false;
+    value = static_cast<T>(number);
+    return true;
+  }
+  static void write_json(T value, tstl::JsonWrite& out) noexcept {
+    NumberCodec::write_json(static_cast<Underlying>(value), out);
+  }
+  static constexpr T from_wire(std::uint64_t bits) noexcept {
+    return static_cast<T>(NumberCodec::from_wire(bits));
+  }
+  static void read_binary(T& value, const tstl::WireField& field, ReadState& state) noexcept {
+    auto number = Underlying();
+    NumberCodec::read_binary(number, field, state);
+    value = static_cast<T>(number);
+  }
+  template <class Pass>
+  [[gnu::always_inline]] static Pass write_binary(T value, std::uint32_t number,
+                                                  Pass out) noexcept {
+    return NumberCodec::write_binary(static_cast<Underlying>(value), number, out);
+  }
+};
+
+// Whose lists are packed.
+template <class T>
+concept Number = std::integral<T> || std::floating_point<T> || Enumeration<T>;
 
 // ---- Texts
 
@@ -222,7 +365,44 @@ struct RawUnits : detail::TextCodec<unsigned short> {
 
 // ---- Records and lists
 
-// record.h has these: all the fields or members of a record, read into it up to the first fault.
+namespace detail {
+
+// The bytes of elements that are sent as they lie in memory. So many that 32 bits cannot count them
+// make the message too long, whatever their length is said to be.
+template <class T>
+Bytes bytes_of(const T* elements, std::uint32_t count) noexcept {
+  const std::uint64_t size = std::uint64_t{count} * sizeof(T);
+  return {reinterpret_cast<const unsigned char*>(elements),
+          size < tstl::FAILURE ? static_cast<std::uint32_t>(size) : tstl::FAILURE};
+}
+
+// How many elements, of this wire type, a packed field that is well formed has; another has as many
+// before its fault, or fewer.
+[[nodiscard]] std::uint32_t packed_count(Bytes packed, tstl::WireType type) noexcept;
+
+// Hands out the elements of a packed field.
+class PackedReader {
+ public:
+  PackedReader(Bytes packed, tstl::WireType type) noexcept
+      : at_(packed.cbegin()), end_(packed.cend()), type_(type) {}
+
+  // False at the end of the field and at its first fault.
+  bool next(std::uint64_t& bits) noexcept;
+  [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
+  // Where the element at fault begins.
+  [[nodiscard]] const unsigned char* place() const noexcept { return at_; }
+
+ private:
+  const unsigned char* at_;
+  const unsigned char* end_;
+  tstl::WireType type_;
+  tstl::WireFault fault_ = tstl::WireFault::kNone;
+};
+
+}  // namespace detail
+
+// record.h has these: all the fields or members of a record, read into it up to the fault of its own
+// bytes.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state);
 template <Record R>
@@ -242,14 +422,18 @@ struct Codec<R> {
 
   static constexpr bool is_empty(const R& record) noexcept { return !has_binary(record); }
   static bool read_json(R& record, tstl::JsonNode& node, ReadState& state) {
+    if (!state.enter(node.raw_key().cstr())) return state.refuse(IgnoredReason::kDepth);
     read_members(record, node, state);
+    state.leave();
     return true;
   }
   static void write_json(const R& record, tstl::JsonWrite& out) noexcept {
     write_object(record, out);
   }
   static void read_binary(R& record, const tstl::WireField& field, ReadState& state) {
+    if (!state.enter(field.bytes().cstr())) return;
     read_fields(record, field.bytes(), state);
+    state.leave();
   }
   template <class Pass>
   static Pass write_binary(const R& record, std::uint32_t number, Pass out) noexcept {
@@ -261,33 +445,34 @@ struct Codec<R> {
 };
 
 // Lists, and what else is a JSON array.
+
+namespace detail {
+
+// The JSON form of a list.
 template <class T>
-struct Codec<List<T>> {
+struct ListCodec {
   using Element = Codec<T>;
   static constexpr auto kJsonType = tstl::JsonType::kArray;
   static constexpr auto kWireType = tstl::WireType::kBytes;
 
   static constexpr bool is_empty(const List<T>& list) noexcept { return list.is_empty(); }
 
-  // Appends the elements; those that are no values of T are left out. A list that has elements makes
-  // room only for what is added to it, or arrays of other values, coming again and again, would
-  // move it each time.
+  // Appends the elements; those that are no values of T are left out.
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
-    const bool reserved = list.is_empty();
-    if (reserved && !list.reserve(count_of(array), state.arena())) {
+    if (!list.reserve(count_of(array), state.arena())) {
       state.stop_for_memory();
       return false;
     }
     for (auto* node = array.first_child(); node != nullptr && !state.stopped();
          node = node->next()) {
       T value = T();
-      if (node->type() != Element::kJsonType || !Element::read_json(value, *node, state)) continue;
-      T* const element = list.append(state.arena(), reserved);
-      if (element == nullptr) {
-        state.stop_for_memory();
-        return false;
+      if (node->type() != Element::kJsonType) {
+        state.tell(array, IgnoredReason::kOtherType);
+      } else if (Element::read_json(value, *node, state)) {
+        *list.append(state.arena(), true) = std::move(value);
+      } else if (!state.stopped()) {
+        state.tell(array);
       }
-      *element = value;
     }
     return !state.stopped();
   }
@@ -295,21 +480,6 @@ struct Codec<List<T>> {
     out.begin_array();
     for (const T& element : list) Element::write_json(element, out);
     out.end_array();
-  }
-
-  // Appends one element. `reserved`: the list has room for it.
-  static void read_binary(List<T>& list, const tstl::WireField& field, ReadState& state,
-                          bool reserved = false) {
-    static_assert(Element::kWireType == tstl::WireType::kBytes, "no lists of numbers");
-    T* const element = list.append(state.arena(), reserved);
-    if (element == nullptr) return state.stop_for_memory(field.bytes().cstr());
-    Element::read_binary(*element, field, state);
-  }
-  template <class Pass>
-  static Pass write_binary(const List<T>& list, std::uint32_t number, Pass out) noexcept {
-    static_assert(Element::kWireType == tstl::WireType::kBytes, "no lists of numbers");
-    for (const T& element : list) out = Element::write_binary(element, number, out);
-    return out;
   }
 
  private:
@@ -322,6 +492,63 @@ struct Codec<List<T>> {
   }
 };
 
+}  // namespace detail
+
+template <class T>
+struct Codec<List<T>> : detail::ListCodec<T> {
+  using Element = Codec<T>;
+
+  // Appends one element. `reserved`: the list has room for it.
+  static void read_binary(List<T>& list, const tstl::WireField& field, ReadState& state,
+                          bool reserved = false) {
+    T* const element = list.append(state.arena(), reserved);
+    if (element == nullptr) return state.stop_for_memory(field.bytes().cstr());
+    Element::read_binary(*element, field, state);
+  }
+  template <class Pass>
+  static Pass write_binary(const List<T>& list, std::uint32_t number, Pass out) noexcept {
+    for (const T& element : list) out = Element::write_binary(element, number, out);
+    return out;
+  }
+};
+
+template <Number T>
+struct Codec<List<T>> : detail::ListCodec<T> {
+  using Element = Codec<T>;
+  static constexpr auto kOtherWireType = Element::kWireType;
+
+  // Appends the elements of a packed field, up to its first fault, or a single one.
+  static void read_binary(List<T>& list, const tstl::WireField& field, ReadState& state) {
+    const Bytes packed = field.bytes();
+    const bool is_packed = field.type() == tstl::WireType::kBytes;
+    const std::uint32_t count = is_packed ? detail::packed_count(packed, Element::kWireType) : 1;
+    if (!list.reserve(count, state.arena())) return state.stop_for_memory(packed.cstr());
+    if (!is_packed) {
+      Element::read_binary(*list.append(state.arena(), true), field, state);
+      return;
+    }
+    detail::PackedReader reader(packed, Element::kWireType);
+    for (std::uint64_t bits; reader.next(bits);) {
+      *list.append(state.arena(), true) = Element::from_wire(bits);
+    }
+    if (reader.fault() != tstl::WireFault::kNone) state.note(reader.fault(), reader.place());
+  }
+  template <class Pass>
+  static Pass write_binary(const List<T>& list, std::uint32_t number, Pass out) noexcept {
+    if constexpr (std::is_enum_v<T>) {
+      using Underlying = std::underlying_type_t<T>;
+      out.bsc_write_karrpack(
+          number, tstl::VectorRef<Underlying>(reinterpret_cast<const Underlying*>(list.data()),
+                                              list.size()));
+    } else if constexpr (std::floating_point<T>) {
+      out.bsc_write_kbytes(number, detail::bytes_of(list.data(), list.size()));
+    } else {
+      out.bsc_write_karrpack(number, tstl::VectorRef<T>(list));
+    }
+    return out;
+  }
+};
+
 template <std::integral T, std::size_t kCount>
 struct Codec<std::array<T, kCount>> {
   static constexpr auto kJsonType = tstl::JsonType::kArray;
@@ -329,14 +556,15 @@ struct Codec<std::array<T, kCount>> {
   static constexpr bool is_empty(const std::array<T, kCount>& numbers) noexcept {
     return std::ranges::all_of(numbers, [](T number) { return number == 0; });
   }
-  static bool read_json(std::array<T, kCount>& numbers, tstl::JsonNode& array, ReadState&) {
+  static bool read_json(std::array<T, kCount>& numbers, tstl::JsonNode& array, ReadState& state) {
     std::array<T, kCount> read;
     tstl::JsonNode* node = array.first_child();
     for (T& number : read) {
-      if (node == nullptr || !node->integer(number)) return false;
+      if (node == nullptr) return state.refuse(IgnoredReason::kCount);
+      if (!node->integer(number)) return state.refuse_integer(*node);
       node = node->next();
     }
-    if (node != nullptr) return false;
+    if (node != nullptr) return state.refuse(IgnoredReason::kCount);
     numbers = read;
     return true;
   }

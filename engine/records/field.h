@@ -24,9 +24,11 @@
 //   Codec                                another codec than that of the member's type
 //   is_absent(member) -> bool            the value that stands for "not there", if not 0 or empty
 //   applies(record) -> bool              whether the record has this field at all when it is written
+//   written_value(record) -> value       what is written, if not the member's own value
 //   after_read(record)                   runs when a reader has taken the field in
 //
-// Everything here is known at compile time; a table takes no memory.
+// Everything here is known at compile time; a table takes no memory. Whoever reads or writes a record
+// has its table checked: what is wrong with it is one error of the compiler, in words.
 #pragma once
 
 #include <algorithm>
@@ -84,6 +86,8 @@ struct AbsentIs {
 // in any record, since members come in any order.
 template <auto kSelector, auto kValue>
 struct OnlyWhen {
+  using Selector = std::integral_constant<decltype(kSelector), kSelector>;
+  using Value = std::integral_constant<decltype(kValue), kValue>;
   static constexpr bool applies(const auto& record) noexcept { return record.*kSelector == kValue; }
 };
 // Written only when the flag `kFlag` of the record is set, and then whatever its value; reading the
@@ -130,6 +134,63 @@ concept NamesCodec = requires {
   typename Trait::Codec;
 };
 
+// Whether the trait says anything that a table knows: a name that is misspelt says nothing.
+template <class Trait, class Record, class Member>
+concept KnownTrait = NamesKey<Trait> || NamesCodec<Trait> || requires {
+  Trait::kAlwaysInJson;
+} || requires {
+  Trait::kNeverInBinary;
+} || requires(const Member& member) {
+  Trait::is_absent(member);
+} || requires(const Record& record) {
+  Trait::applies(record);
+} || requires(const Record& record) {
+  Trait::written_value(record);
+} || requires(Record& record) {
+  Trait::after_read(record);
+};
+
+// Whether two OnlyWhen ask the same member for different values.
+template <class A, class B>
+inline constexpr bool kExclude = false;
+template <class A, class B>
+requires requires {
+  typename A::Selector;
+  typename B::Selector;
+}
+inline constexpr bool kExclude<A, B> = std::is_same_v<typename A::Selector, typename B::Selector> &&
+                                       !std::is_same_v<typename A::Value, typename B::Value>;
+
+template <class... Traits>
+struct TraitList {
+  // Whether no record has both a field with these traits and one with the others.
+  template <class... Others>
+  static consteval bool exclude(TraitList<Others...>) {
+    return (any_excluded<Traits, Others...>() || ...);
+  }
+
+ private:
+  template <class Trait, class... Others>
+  static consteval bool any_excluded() {
+    return (kExclude<Trait, Others> || ...);
+  }
+};
+
+// Printable ASCII without quote and backslash: what a key may have so that it is written as it is.
+consteval bool is_plain(std::string_view key) {
+  return std::ranges::all_of(key,
+                             [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
+}
+
+template <class A, class B>
+consteval bool same_member(A a, B b) {
+  if constexpr (std::is_same_v<A, B>) {
+    return a == b;
+  } else {
+    return false;
+  }
+}
+
 template <class Trait>
 constexpr std::string_view written_key(std::string_view otherwise) {
   if constexpr (NamesKey<Trait>) return Trait::kWrittenKey;
@@ -161,8 +222,13 @@ struct Field {
   using Record = decltype(detail::record_of(kMember));
   using Member = decltype(detail::member_of(kMember));
   using FieldCodec = typename detail::CodecOf<Member, Traits...>::Type;
+  using TraitList = detail::TraitList<Traits...>;
+  static_assert(
+      (detail::KnownTrait<Traits, Record, Member> && ...),
+      "a trait of this field has no member that a table knows: see field.h for the names");
 
   static constexpr std::uint32_t kNumber = kFieldNumber;
+  static constexpr auto kPointer = kMember;
   static constexpr bool kNeverInBinary = kNumber == 0 || (detail::BarsBinary<Traits> || ...);
   static constexpr std::string_view kKey = kName.view();
   static constexpr std::string_view kWrittenKey = [] {
@@ -170,6 +236,8 @@ struct Field {
     ((key = detail::written_key<Traits>(key)), ...);
     return key;
   }();
+  static_assert(detail::is_plain(kKey) && detail::is_plain(kWrittenKey),
+                "a key is printable ASCII without quote and backslash");
   static constexpr bool kAlwaysInJson = AlwaysWritten<FieldCodec> || (AlwaysWritten<Traits> || ...);
 
   [[nodiscard]] static constexpr Member& of(Record& record) noexcept { return record.*kMember; }
@@ -179,10 +247,20 @@ struct Field {
 
   [[nodiscard]] static constexpr bool in_binary(const Record& record) noexcept {
     if constexpr (kNeverInBinary) return false;
-    return applies(record) && !is_absent(of(record));
+    return applies(record) && !is_absent(written(record));
   }
   [[nodiscard]] static constexpr bool in_json(const Record& record) noexcept {
-    return applies(record) && (kAlwaysInJson || !is_absent(of(record)));
+    return applies(record) && (kAlwaysInJson || !is_absent(written(record)));
+  }
+  // What is written: the member, unless a trait gives another value.
+  [[nodiscard]] static constexpr decltype(auto) written(const Record& record) noexcept {
+    if constexpr ((kGivesValue<Traits> || ...)) {
+      Member value = of(record);
+      (take_value<Traits>(record, value), ...);
+      return value;
+    } else {
+      return of(record);
+    }
   }
   static constexpr void after_read(Record& record) noexcept {
     (after_read_by<Traits>(record), ...);
@@ -192,6 +270,11 @@ struct Field {
   template <class Trait>
   static constexpr bool kHasAbsent = requires(const Member& member) {
     Trait::is_absent(member);
+  };
+
+  template <class Trait>
+  static constexpr bool kGivesValue = requires(const Record& record) {
+    Trait::written_value(record);
   };
 
   static constexpr bool applies(const Record& record) noexcept {
@@ -215,13 +298,18 @@ struct Field {
     return false;
   }
   template <class Trait>
+  static constexpr void take_value(const Record& record, Member& value) noexcept {
+    if constexpr (kGivesValue<Trait>) value = Trait::written_value(record);
+  }
+  template <class Trait>
   static constexpr void after_read_by(Record& record) noexcept {
     if constexpr (requires { Trait::after_read(record); }) Trait::after_read(record);
   }
 };
 
-// A table. Numbers rise; a key stands twice only where the types of the two JSON values differ, as
-// these tell the fields apart then.
+// A table. Numbers rise and no member stands twice. A key stands twice only where the types of the two
+// JSON values differ, as these tell the fields apart then; and is written twice only where no record
+// has both fields (OnlyWhen).
 template <class... F>
 struct Fields {
   static constexpr std::size_t kCount = sizeof...(F);
@@ -247,8 +335,24 @@ struct Fields {
   [[nodiscard]] static consteval bool keys_differ() {
     return (times_in_table<F>() + ... + 0) == sizeof...(F);
   }
+  [[nodiscard]] static consteval bool written_keys_differ() {
+    return (times_written<F>() + ... + 0) == sizeof...(F);
+  }
+  [[nodiscard]] static consteval bool members_differ() {
+    return (times_pointed<F>() + ... + 0) == sizeof...(F);
+  }
 
  private:
+  template <class G>
+  static consteval std::size_t times_written() {
+    return ((F::kWrittenKey == G::kWrittenKey &&
+             !typename F::TraitList().exclude(typename G::TraitList())) +
+            ... + std::size_t{0});
+  }
+  template <class G>
+  static consteval std::size_t times_pointed() {
+    return (detail::same_member(F::kPointer, G::kPointer) + ... + std::size_t{0});
+  }
   template <class G>
   static consteval std::size_t times_in_table() {
     return ((F::kKey == G::kKey && F::FieldCodec::kJsonType == G::FieldCodec::kJsonType) + ... +

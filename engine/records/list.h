@@ -1,32 +1,39 @@
-// List: the lists inside records. A pointer and a 32-bit count of consecutive elements, copied by
-// value like a view.
+// List: the lists inside records. A pointer and a 32-bit count of consecutive elements.
 //
-// A list owns nothing. The readers of records make it grow in the arena of the message that is
-// being read; a caller who builds a record points it at elements of his own, which must outlive it.
+//   list:  elements (64-bit pointer) | count (32-bit) | room (32-bit)
 //
-// There is no field for the capacity: a list that grows has room for the next power of two
-// elements, so the count tells when the room is used up, and an element is copied once or twice on
-// the average, however long the list becomes. An arena takes no memory back: what a list leaves
-// behind while it grows element by element is less than it has in the end.
+// The elements lie in the arena of the message that was read, or with a caller who builds a record and
+// points the list at elements of his own; they must outlive the list, which destroys nothing. `room`
+// tells how many elements the memory has space for that this list took from an arena, and is 0 where
+// the elements are somebody else's. A copy of a list is a view of the same elements without room of
+// its own, like a list of the caller's: it takes memory of its own before it grows, so that nobody
+// else's elements are written to. A list that is moved takes its room along.
+//
+// Room doubles, so an element is copied once or twice on the average, however long the list becomes.
+// An arena takes no memory back: what a list leaves behind while it grows element by element is less
+// than it has in the end.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <concepts>
 #include <cstdint>
-#include <cstring>
+#include <memory>
 #include <new>
 #include <type_traits>
+#include <utility>
 
 #include "corelib/base/arena_ref.h"
+#include "corelib/base/types.h"
 #include "corelib/base/vector_ref.h"
 
 namespace zenta::records {
 
 // The most bytes of an arena that a byte of a message costs, where readers of records make lists
-// from it. An element of a list takes two bytes or more of a message; and it takes four times its
-// size or less: the list has less than twice the room that it needs and has left less than that
-// behind.
+// from it. An element of a list takes two bytes or more of a message (a number one or more); and it
+// takes four times its size or less: the list has less than twice the room that it needs and has left
+// less than that behind.
 inline constexpr std::uint32_t kMaxGrowth = 256;
 
 template <class T>
@@ -42,6 +49,17 @@ class List {
   template <std::uint32_t kCount>
   constexpr List(T (&elements)[kCount]) noexcept  // NOLINT(google-explicit-constructor): a view
       : List(elements, kCount) {}
+  constexpr List(const List& other) noexcept : elements_(other.elements_), count_(other.count_) {}
+  constexpr List(List&& other) noexcept
+      : elements_(other.elements_), count_(other.count_), room_(std::exchange(other.room_, 0)) {}
+  constexpr List& operator=(const List& other) noexcept { return *this = List(other); }
+  constexpr List& operator=(List&& other) noexcept {
+    elements_ = other.elements_;
+    count_ = other.count_;
+    room_ = std::exchange(other.room_, 0);
+    return *this;
+  }
+  ~List() = default;
 
   [[nodiscard]] constexpr T* data() const noexcept { return elements_; }
   [[nodiscard]] constexpr std::uint32_t size() const noexcept { return count_; }
@@ -55,47 +73,49 @@ class List {
   [[nodiscard]] constexpr T* end() const noexcept { return elements_ + count_; }
   operator tstl::VectorRef<T>() const noexcept { return {elements_, count_}; }
 
-  // ---- For readers. REQUIRES: the list is empty or was made by these operations alone.
+  // ---- Growing. The elements are moved to memory of the list's own first if they are not there yet.
 
   // Makes room in `arena` for `more` elements beyond those it has, so that adding them takes no
-  // further memory. False, and nothing changed, when memory is short.
+  // further memory. False, and nothing changed, when memory is short or there were 2^32 elements.
   [[nodiscard]] bool reserve(std::uint32_t more, tstl::ArenaRef arena);
-  // Adds an element as its type makes it. Null, and nothing added, when memory is short. `reserved`:
+  // Adds an element as its type makes it. Null, and nothing added, as for reserve(). `reserved`:
   // reserve() has made room for it.
   [[nodiscard]] T* append(tstl::ArenaRef arena, bool reserved = false);
 
  private:
-  bool move_to(std::uint64_t capacity, tstl::ArenaRef arena);
-
   T* elements_ = nullptr;
   std::uint32_t count_ = 0;
+  std::uint32_t room_ = 0;
 };
+static_assert(sizeof(List<int>) == 16);
 
 // ---------------------------------------------------------------------------------------------------------------------
 
+// Elements are copied, so lists inside them lose their room; that costs a copy if they ever grow.
 template <class T>
-bool List<T>::move_to(std::uint64_t capacity, tstl::ArenaRef arena) {
-  static_assert(std::is_trivially_copyable_v<T>, "elements are moved as bytes");
-  static_assert(4 * sizeof(T) <= 2 * kMaxGrowth);
+bool List<T>::reserve(std::uint32_t more, tstl::ArenaRef arena) {
+  static_assert(std::is_trivially_destructible_v<T>, "nothing in an arena is destroyed");
+  static_assert(
+      sizeof(T) <= kMaxGrowth / 2,
+      "an element of a list takes at most 128 bytes, so that a short message cannot ask for "
+      "much memory: move members into a record of their own, and hold that in a List");
+  const std::uint64_t need = std::uint64_t{count_} + more;
+  if (need <= room_ || more == 0) return true;
+  if (need > tstl::FAILURE) return false;
+  const std::uint64_t room = std::min<std::uint64_t>(std::bit_ceil(need), tstl::FAILURE);
   constexpr std::size_t kAlign = alignof(T) < 4 ? 4 : alignof(T);
-  void* const memory = arena.alloc(capacity * sizeof(T), kAlign);
+  auto* const memory = static_cast<T*>(arena.alloc(room * sizeof(T), kAlign));
   if (memory == nullptr) return false;
-  if (count_ != 0) std::memcpy(memory, elements_, std::size_t{count_} * sizeof(T));
-  elements_ = static_cast<T*>(memory);
+  std::uninitialized_copy_n(elements_, count_, memory);
+  elements_ = memory;
+  room_ = static_cast<std::uint32_t>(room);
   return true;
 }
 
 template <class T>
-bool List<T>::reserve(std::uint32_t more, tstl::ArenaRef arena) {
-  const std::uint64_t need = std::uint64_t{count_} + more;
-  const std::uint64_t capacity = count_ == 0 ? 0 : std::bit_ceil(std::uint64_t{count_});
-  return need <= capacity || move_to(std::bit_ceil(need), arena);
-}
-
-template <class T>
 T* List<T>::append(tstl::ArenaRef arena, bool reserved) {
-  const bool is_full = (count_ & (count_ - 1)) == 0;
-  if (!reserved && is_full && !reserve(1, arena)) return nullptr;
+  if (!reserved && count_ >= room_ && !reserve(1, arena)) return nullptr;
+  assert(count_ < room_);
   return new (elements_ + count_++) T();
 }
 

@@ -5,16 +5,20 @@
 //   if (!write_binary(request, buffer)) ...        // a message too long, or memory short
 //
 //   tstl::Chunk arena;
+//   arena.set_limit(4 << 20);                       // where messages come from others
 //   CloudResponse response;
-//   const BinaryResult read = read_binary(response, bytes, arena);
-//   if (!read) log(read.text(), read.position);     // response has what stood before that place
+//   const BinaryResult read = replace_binary(response, bytes, arena);
+//   if (!read) log(read.text(), read.position);     // response has all that was good
 //
 // What is read is copied into the arena, so the message may go away afterwards; what is no part of
-// any record is skipped.
+// any record is skipped. Before an arena is rewound or reset for the next message, the records that
+// lie in it have to go: replace_binary() and replace_json() begin with a fresh one, read_binary() and
+// read_json() add to what a record holds.
 //
 // Memory from the arena is bounded: kMaxGrowth bytes for each byte of the message (list.h), whoever
 // made it, and for JSON one block of nodes more. That is for lists of empty elements; a real message
-// takes two or three times its length.
+// takes two or three times its length. An arena with a limit (Chunk::set_limit) bounds it further.
+// Lists that a record has already are copied besides, when they grow and are not its own.
 #pragma once
 
 #include <cstdint>
@@ -30,24 +34,28 @@
 
 namespace zenta::records {
 
-// What became of reading a message: true when all of it was well formed. If not, everything that
-// stood before the fault is in the record.
+// What became of reading a message: true when all of it was well formed. If not, the record has what
+// was good: of a nested record that is broken what stands before its fault, and all that follows it;
+// of the message itself what stands before its own.
 struct BinaryResult {
-  tstl::WireFault fault = tstl::WireFault::kNone;
-  bool out_of_memory = false;  // the arena gave no more; `fault` is none then
+  tstl::WireFault fault = tstl::WireFault::kNone;  // the first
+  bool out_of_memory = false;  // the arena gave no more, and reading ended there
   // Bytes read; after a fault, the offset of the key, value, length or payload at fault, counted
-  // from the start of the message however deep it lies.
+  // from the start of the message however deep it lies. Where memory was short and nothing else
+  // wrong before, the offset of what found none.
   std::uint32_t position = 0;
 
   explicit operator bool() const noexcept {
     return fault == tstl::WireFault::kNone && !out_of_memory;
   }
-  // The fault in words, for people.
+  // In words, for people, what is wrong at `position`.
   [[nodiscard]] const char* text() const noexcept;
 };
 
 struct JsonResult {
-  tstl::JsonFault fault = tstl::JsonFault::kNone;  // kUnexpected also for a value that is no object
+  // kUnexpected also for a value that is no object; kDepth also for records that are nested too deep,
+  // the place of which is the first of them.
+  tstl::JsonFault fault = tstl::JsonFault::kNone;
   // Bytes read; after a fault, the offset of the first byte with which no message could go on. When
   // memory is short: how far the text was parsed.
   std::uint32_t position = 0;
@@ -63,7 +71,8 @@ struct MessageCodec {
   static bool write_binary(const R& record, tstl::ProtoWrite& out);
   static bool write_json(const R& record, tstl::JsonWrite& out);
   static BinaryResult read_binary(R& record, Bytes message, tstl::ArenaRef arena);
-  static JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena);
+  static JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena,
+                              IgnoredListener* listener);
 };
 
 // Writes the message; out.output() has it. For many messages: the writer keeps its memory from one
@@ -84,16 +93,29 @@ template <Record R>
 [[nodiscard]] bool write_json(const R& record, tstl::Buffer<unsigned char>& text);
 
 // Reads a message into `record`, in addition to what is there. Everything that is read lies in the
-// arena, which must outlive the record; the message may go away. REQUIRES: as for the readers of
-// record.h; a fresh record always does.
+// arena, which must outlive the record; the message may go away.
 template <Record R>
 [[nodiscard]] BinaryResult read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
   return MessageCodec<R>::read_binary(record, message, arena);
 }
-// As read_binary.
+// As read_binary. `listener`, which may be null, is told what no record takes in (ignored.h).
 template <Record R>
-[[nodiscard]] JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena) {
-  return MessageCodec<R>::read_json(record, text, arena);
+[[nodiscard]] JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena,
+                                   IgnoredListener* listener = nullptr) {
+  return MessageCodec<R>::read_json(record, text, arena, listener);
+}
+
+// The same in place of what `record` holds, which is not looked at.
+template <Record R>
+[[nodiscard]] BinaryResult replace_binary(R& record, Bytes message, tstl::ArenaRef arena) {
+  record = R();
+  return read_binary(record, message, arena);
+}
+template <Record R>
+[[nodiscard]] JsonResult replace_json(R& record, Bytes text, tstl::ArenaRef arena,
+                                      IgnoredListener* listener = nullptr) {
+  record = R();
+  return read_json(record, text, arena, listener);
 }
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -138,20 +160,25 @@ template <Record R>
 BinaryResult MessageCodec<R>::read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
   ReadState state(arena, message.len());
   read_fields(record, message, state);
-  if (!state.stopped()) return {.position = message.len()};
+  const unsigned char* const place = state.place() == nullptr ? message.cend() : state.place();
   return {.fault = state.fault(),
-          .out_of_memory = state.out_of_memory(),
-          .position = static_cast<std::uint32_t>(state.place() - message.cstr())};
+          .out_of_memory = state.stopped(),
+          .position = static_cast<std::uint32_t>(place - message.cbegin())};
 }
 
 template <Record R>
-JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef arena) {
+JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef arena,
+                                      IgnoredListener* listener) {
   const tstl::JsonParse parse = tstl::json_parse(text, arena);
   if (parse.root != nullptr && parse.root->type() != tstl::JsonType::kObject) {
     return {.fault = tstl::JsonFault::kUnexpected, .position = tstl::json_value_start(text)};
   }
-  ReadState state(arena, text.len());
+  ReadState state(arena, text.len(), listener);
   if (parse.root != nullptr) read_members(record, *parse.root, state);
+  if (state.fault() == tstl::WireFault::kDepth) {
+    return {.fault = tstl::JsonFault::kDepth,
+            .position = static_cast<std::uint32_t>(state.place() - text.cbegin())};
+  }
   const bool is_short = state.stopped() && parse;
   return {.fault = is_short ? tstl::JsonFault::kMemory : parse.fault, .position = parse.position};
 }

@@ -5,9 +5,12 @@
 // record owns nothing. A field that occurs again replaces the value; a list's grows the list; a
 // nested record takes in the fields that are there and keeps the others, as the wire format's own
 // decoders do. Nothing fails a message for one bad field: what a record does not know, or is of
-// another type than the member, is not taken in and the member stays as it was.
+// another type than the member, is not taken in and the member stays as it was. A nested record that
+// is broken has the fields up to its fault, and what follows it is read. Records may be nested
+// kMaxRecordDepth deep; what is deeper is not taken in.
 //
-// REQUIRES of the readers: a record's lists are empty or were made by these readers (list.h).
+// A record that was read may be copied and both read into further: neither changes the other's
+// lists, nor those that a caller has put into a record (list.h).
 #pragma once
 
 #include <cstdint>
@@ -52,18 +55,50 @@ void write_json(const R& record, tstl::JsonWrite& out) noexcept {
 
 namespace detail {
 
+// Whether the field has a number, and a codec without a binary form.
+template <class F>
+consteval bool lacks_binary() {
+  return F::kNumber != 0 && !requires { F::FieldCodec::kWireType; };
+}
+
+// What is wrong with a record's table, in words.
+template <Record R>
+struct CheckedTable {
+  static_assert(kFields<R>.numbers_rise(),
+                "the numbers of a table's fields rise, and are below 2^29 (0: no binary form)");
+  static_assert(kFields<R>.keys_differ(),
+                "two fields of a table have one key and the same type of JSON value");
+  static_assert(
+      !kFields<R>.keys_differ() || kFields<R>.written_keys_differ(),
+      "two fields of a table are written under one key, and no OnlyWhen keeps them apart");
+  static_assert(kFields<R>.members_differ(), "a member stands twice in a table");
+  static_assert(!kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); }),
+                "this member has no binary form: give its field the number 0");
+};
+
+// Lists whose elements are fields of their own.
 template <class Member>
 inline constexpr bool kIsList = false;
 template <class T>
-inline constexpr bool kIsList<List<T>> = true;
+inline constexpr bool kIsList<List<T>> = !Number<T>;
 
 // Field number and wire type in one; 0, which no field has, for a field without a binary form.
 template <class F>
 consteval std::uint32_t wire_key_of() {
-  if constexpr (F::kNumber == 0) {
+  if constexpr (F::kNumber == 0 || lacks_binary<F>()) {
     return 0;
   } else {
     return tstl::wire_key(F::kNumber, F::FieldCodec::kWireType);
+  }
+}
+
+// The same for the other wire type that the codec takes; 0 where there is none.
+template <class F>
+consteval std::uint32_t other_wire_key_of() {
+  if constexpr (F::kNumber != 0 && requires { F::FieldCodec::kOtherWireType; }) {
+    return tstl::wire_key(F::kNumber, F::FieldCodec::kOtherWireType);
+  } else {
+    return 0;
   }
 }
 
@@ -83,9 +118,19 @@ void read_field(typename F::Record& record, const tstl::WireField& field, ReadSt
 // REQUIRES: member_is<F>(node).
 template <class F>
 bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& state) {
-  if (!F::FieldCodec::read_json(F::of(record), node, state)) return false;
+  if (!F::FieldCodec::read_json(F::of(record), node, state)) {
+    if (!state.stopped()) state.tell(node);
+    return false;
+  }
   F::after_read(record);
   return true;
+}
+
+// For who asks what was ignored: a member that is none of the record's.
+template <Record R>
+[[gnu::noinline]] void tell_unknown(const tstl::JsonNode& node, ReadState& state) {
+  const bool has_key = kFields<R>.any([&](auto f) { return node.key_is(f.kKey); });
+  state.tell(node, has_key ? IgnoredReason::kOtherType : IgnoredReason::kUnknownKey);
 }
 
 // Takes in the field F, or all the elements that follow one another of a list, if that is what comes
@@ -93,8 +138,8 @@ bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& st
 template <class F>
 [[gnu::always_inline]] inline bool read_next(typename F::Record& record, tstl::WireReader& reader,
                                              ReadState& state) {
-  if constexpr (F::kNumber != 0) {
-    constexpr std::uint32_t kKey = wire_key_of<F>();
+  constexpr std::uint32_t kKey = wire_key_of<F>();
+  if constexpr (kKey != 0) {
     tstl::WireField field;
     if constexpr (kIsList<typename F::Member>) {
       tstl::WireReader ahead = reader;
@@ -122,10 +167,13 @@ template <Record R>
 [[gnu::noinline]] bool read_any(R& record, const tstl::WireField& field, ReadState& state) {
   return kFields<R>.any([&](auto f) {
     using F = decltype(f);
-    if constexpr (F::kNumber == 0) return false;
-    if (field.key() != wire_key_of<F>()) return false;
-    read_field<F>(record, field, state);
-    return true;
+    if constexpr (wire_key_of<F>() == 0) {
+      return false;
+    } else {
+      if (field.key() != wire_key_of<F>() && field.key() != other_wire_key_of<F>()) return false;
+      read_field<F>(record, field, state);
+      return true;
+    }
   });
 }
 
@@ -151,7 +199,7 @@ bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena) {
 // copy of the reader, so that the reader itself stays in registers.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state) {
-  static_assert(kFields<R>.numbers_rise());
+  static_assert(sizeof(detail::CheckedTable<R>) != 0);
   tstl::WireReader reader(message);
   while (!reader.at_end() && !state.stopped()) {
     bool found = false;
@@ -167,13 +215,13 @@ void read_fields(R& record, Bytes message, ReadState& state) {
     reader = slow;
   }
   if (reader.fault() != tstl::WireFault::kNone) {
-    state.stop(reader.fault(), message.cstr() + reader.position());
+    state.note(reader.fault(), message.cstr() + reader.position());
   }
 }
 
 template <Record R>
 void read_members(R& record, tstl::JsonNode& object, ReadState& state) {
-  static_assert(kFields<R>.keys_differ());
+  static_assert(sizeof(detail::CheckedTable<R>) != 0);
   tstl::JsonNode* node = object.first_child();
   while (node != nullptr && !state.stopped()) {
     const tstl::JsonNode* const first = node;
@@ -183,7 +231,10 @@ void read_members(R& record, tstl::JsonNode& object, ReadState& state) {
       detail::read_member<F>(record, *node, state);
       node = state.stopped() ? nullptr : node->next();
     });
-    if (node == first) node = node->next();
+    if (node != first) continue;
+    if (state.has_listener()) [[unlikely]]
+      detail::tell_unknown<R>(*node, state);
+    node = node->next();
   }
 }
 
@@ -195,11 +246,12 @@ constexpr bool has_binary(const R& record) noexcept {
 // Inlined as a whole, so that the pass stays in registers from field to field.
 template <Record R, class Pass>
 Pass write_fields(const R& record, Pass out) noexcept {
+  static_assert(sizeof(detail::CheckedTable<R>) != 0);
   kFields<R>.each([&](auto f) __attribute__((always_inline)) {
     using F = decltype(f);
-    if constexpr (!F::kNeverInBinary) {
+    if constexpr (!F::kNeverInBinary && !detail::lacks_binary<F>()) {
       if (F::in_binary(record)) {
-        out = F::FieldCodec::write_binary(F::of(record), F::kNumber, out);
+        out = F::FieldCodec::write_binary(F::written(record), F::kNumber, out);
       }
     }
   });
@@ -213,12 +265,13 @@ void write_binary(const R& record, tstl::ProtoWrite& out) noexcept {
 
 template <Record R>
 void write_object(const R& record, tstl::JsonWrite& out) noexcept {
+  static_assert(sizeof(detail::CheckedTable<R>) != 0);
   out.begin_object();
   kFields<R>.each([&](auto f) {
     using F = decltype(f);
     if (!F::in_json(record)) return;
     out.plain_key(F::kWrittenKey);
-    F::FieldCodec::write_json(F::of(record), out);
+    F::FieldCodec::write_json(F::written(record), out);
   });
   out.end_object();
 }

@@ -27,10 +27,18 @@ bool EndsInsideLine(const char* path) {
   return last != EOF && last != '\n';
 }
 
+// "time" is a number in a pad and an array in an input. What came first in a line is not known to be
+// the wrong one of the two before the type is.
+void TellWrongTime(const TraceRecord& record, records::IgnoredListener& listener) {
+  const bool wrong = (record.kind == TraceKind::kInput && record.pad_time != 0) ||
+                     (record.kind == TraceKind::kPad && !record.times.is_empty());
+  if (wrong) listener.ignored({Bytes("time"), records::IgnoredReason::kOtherType});
+}
+
 }  // namespace
 
 JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, tstl::ArenaRef nodes,
-                        std::uint32_t& position) {
+                        std::uint32_t& position, records::IgnoredListener* listener) {
   record = TraceRecord();
   const tstl::JsonParse parse = tstl::json_parse(line, nodes);
   position = parse.position;
@@ -39,9 +47,12 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
     position = tstl::json_value_start(line);
     return JsonFault::kUnexpected;
   }
-  ReadState state(arena);
+  ReadState state(arena, 0, listener);
   read_members(record, *parse.root, state);
-  if (!state.stopped()) return JsonFault::kNone;
+  if (!state.stopped()) {
+    if (listener != nullptr) TellWrongTime(record, *listener);
+    return JsonFault::kNone;
+  }
   record = TraceRecord();
   return JsonFault::kMemory;
 }
@@ -57,7 +68,7 @@ bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
     ++lines_;
     if (tstl::json_value_start(line) == line.len()) continue;
     std::uint32_t position;
-    const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position);
+    const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position, listener_);
     nodes_.rewind();
     if (fault == JsonFault::kNone) return true;
     if (bad_lines_++ == 0) first_fault_ = {fault, lines_, position};

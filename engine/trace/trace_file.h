@@ -13,7 +13,8 @@
 //
 // A line ends with LF or CR LF (and, when it is read, with CR alone); blank lines mean nothing. A line
 // that holds no JSON object is bad: it costs itself alone, reading goes on behind it. Members that a
-// record does not have are passed over.
+// record does not have, and values that are none of theirs, are ignored; the reader can be asked which
+// (TraceReader::Listen).
 //
 // A writer that died may leave the beginning of a line behind. The next one begins a line of its own
 // after it, and the reader reports one bad line.
@@ -28,6 +29,7 @@
 #include "corelib/io/json/json_read.h"
 #include "corelib/io/json/json_write.h"
 #include "engine/records/field.h"
+#include "engine/records/ignored.h"
 #include "engine/trace/trace_record.h"
 
 namespace zenta::trace {
@@ -44,8 +46,11 @@ struct TraceFault {
 // made on the way in `nodes`, which may be emptied then. Each of them gives at most 16 bytes for each
 // byte of the line, and 64 KiB. On a fault `record` is empty, `position` has its place, and unless
 // memory was short `arena` gave nothing.
+// `listener`, which may be null, is told what the record does not take in. That is also the number
+// "time" of an input and the array "time" of a pad, since each of them has the other.
 [[nodiscard]] tstl::JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena,
-                                            tstl::ArenaRef nodes, std::uint32_t& position);
+                                            tstl::ArenaRef nodes, std::uint32_t& position,
+                                            records::IgnoredListener* listener = nullptr);
 
 // Reads a file record by record. However long it is, memory follows its longest line: twice for the
 // text, and the tree of ReadTraceLine. Not to be copied; one thread at a time.
@@ -56,6 +61,9 @@ class TraceReader {
   // Reads the next record, in place of what `record` holds. Its memory is in `arena` alone. False,
   // with an empty record, at the end of the file, and when the file cannot be read on.
   [[nodiscard]] bool Next(TraceRecord& record, tstl::ArenaRef arena);
+  // Has `listener` told what is ignored from here on, each time in the line that lines() counted
+  // last; null: nobody is told. It must outlive the reading.
+  void Listen(records::IgnoredListener* listener) noexcept { listener_ = listener; }
 
   // The errno value of what kept Open() or Next() from going on; 0 at the end of the file.
   [[nodiscard]] int error() const noexcept { return text_.error(); }
@@ -70,6 +78,7 @@ class TraceReader {
   std::uint64_t lines_ = 0;
   std::uint64_t bad_lines_ = 0;
   TraceFault first_fault_;
+  records::IgnoredListener* listener_ = nullptr;
 };
 
 // Appends records to a file. Up to 4 KiB of what was appended are in memory only, until Close(). Not

@@ -6,7 +6,12 @@ namespace zenta::trace {
 
 void TraceRecord::SetKind(TraceKind new_kind) noexcept {
   kind = new_kind;
-  type = new_kind == TraceKind::kOther ? Bytes() : action_name(static_cast<std::uint32_t>(kind));
+  type = Bytes();
+  type = WrittenType();
+}
+
+Bytes TraceRecord::WrittenType() const noexcept {
+  return kind == TraceKind::kOther ? type : action_name(static_cast<std::uint32_t>(kind));
 }
 
 void TraceRecord::FindKind() noexcept {

@@ -58,7 +58,8 @@ enum class TraceKind : std::uint32_t {
 };
 
 struct TraceRecord {
-  // Kind and type follow from each other: set both by SetKind(), or the type and then FindKind().
+  // Kind and type follow from each other: set both by SetKind(), or the type and then FindKind(). What
+  // is written is the type that goes with the kind; `type` itself only for kOther.
   TraceKind kind = TraceKind::kOther;
   Bytes type;
 
@@ -89,6 +90,8 @@ struct TraceRecord {
   void SetKind(TraceKind new_kind) noexcept;
   // Sets the kind that goes with the type.
   void FindKind() noexcept;
+  // The type that is written.
+  [[nodiscard]] Bytes WrittenType() const noexcept;
 };
 
 // A list whose elements belong one to one to those of another list: taken in whole or, when a single
@@ -98,7 +101,9 @@ struct WholeList : Codec<List<T>> {
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
     for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
       T element;
-      if (node->type() != Codec<T>::kJsonType) return false;
+      if (node->type() != Codec<T>::kJsonType) {
+        return state.refuse(records::IgnoredReason::kOtherType);
+      }
       if (!Codec<T>::read_json(element, *node, state)) return false;
     }
     return Codec<List<T>>::read_json(list, array, state);
@@ -117,12 +122,17 @@ using OfPad = OnlyWhen<&TraceRecord::kind, TraceKind::kPad>;
 using OfLayout = OnlyWhen<&TraceRecord::kind, TraceKind::kLayout>;
 using OfInput = OnlyWhen<&TraceRecord::kind, TraceKind::kInput>;
 inline void FindKind(TraceRecord& record) noexcept { record.FindKind(); }
+// A record is written with its kind's type, whether it was set or not: it would be lost without.
+struct TypeOfKind {
+  static Bytes written_value(const TraceRecord& record) noexcept { return record.WrittenType(); }
+};
 }  // namespace detail
 
 // "time" is one number for a pad and a list of them for an input.
 constexpr auto fields_of(std::type_identity<TraceRecord>) {
   return Fields<
-      Field<0, "type", &TraceRecord::type, AlwaysInJson, AfterRead<detail::FindKind>>,
+      Field<0, "type", &TraceRecord::type, AlwaysInJson, AfterRead<detail::FindKind>,
+            detail::TypeOfKind>,
       Field<0, "pad_name", &TraceRecord::pad_name, detail::OfPad, AlwaysInJson>,
       Field<0, "time", &TraceRecord::pad_time, detail::OfPad, AlwaysInJson>,
       Field<0, "pad_rect", &TraceRecord::pad_rect, detail::OfLayout, AlwaysInJson>,

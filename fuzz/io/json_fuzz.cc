@@ -7,7 +7,8 @@
 // 3. What was read, also of a broken text, is written as valid UTF-8 that reads back as the same
 // tree, in bytes and in
 //    16-bit units.
-// 4. The tree, with every string in both forms, takes at most 48 bytes of arena for each byte of
+// 4. Numbers are integers, and fit 64 bits or not, as moving their point by hand says.
+// 5. The tree, with every string in both forms, takes at most 48 bytes of arena for each byte of
 // text, and a block more.
 #include <cstddef>
 #include <cstdint>
@@ -46,9 +47,25 @@ void CheckFaultPlace(std::string_view text, const JsonParse& parse) {
   Check(with.fault == parse.fault && with.position == parse.position);
 }
 
+// Integers are what moving the decimal point by hand makes of them, and fit or do not.
+template <class T>
+void CheckInteger(const JsonNode* node) {
+  if (node->type() != tstl::JsonType::kNumber) return;
+  const std::string plain = tstl::oracle::PlainInteger(node->raw().std_view());
+  T value;
+  const bool fits = node->integer(value);
+  if (plain == "?") return;
+  Check(node->is_integer() == !plain.empty() && (!fits || std::to_string(value) == plain));
+  constexpr bool kSigned = std::is_signed_v<T>;
+  if (!fits && !plain.empty())
+    Check(plain.size() >= (kSigned ? 19 : 20) || (!kSigned && plain[0] == '-'));
+}
+
 // Asks for both forms of every string; a second asking gives the same memory, and units come back
 // by way of the writer.
 void CheckStrings(JsonNode* node, Chunk& arena) {
+  CheckInteger<std::int64_t>(node);
+  CheckInteger<std::uint64_t>(node);
   const auto bytes = node->str8(arena);
   const auto units = node->str16(arena);
   Check(node->str8(arena).cstr() == bytes.cstr() && node->str16(arena).cstr() == units.cstr());

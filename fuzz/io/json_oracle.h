@@ -12,6 +12,7 @@
 #pragma clang attribute pop
 #endif
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -128,6 +129,27 @@ inline void Rewrite(JsonNode* node, Chunk& arena, JsonWrite& out) {
   for (JsonNode* child = node->first_child(); child != nullptr; child = child->next())
     Rewrite(child, arena, out);
   is_object ? out.end_object() : out.end_array();
+}
+
+// The integer that a number is, in decimal, found by moving its point: "-0" is 0. Empty when it is
+// none, and "?" where the exponent is out of sight.
+inline std::string PlainInteger(std::string_view number) {
+  const std::size_t e = std::min(number.find_first_of("eE"), number.size());
+  std::string digits(number.substr(0, e));
+  const bool minus = digits[0] == '-';
+  if (minus) digits.erase(0, 1);
+  const std::string exponent(number.substr(std::min(e + 1, number.size())));
+  if (exponent.size() > 6) return "?";
+  const std::size_t point = std::min(digits.find('.'), digits.size());
+  if (point != digits.size()) digits.erase(point, 1);
+  const long whole = long(point) + (exponent.empty() ? 0 : std::stol(exponent));
+  if (whole < 0) digits.insert(0, std::size_t(-whole), '0');
+  const std::size_t count = whole < 0 ? 0 : std::size_t(whole);
+  if (digits.size() < count) digits.resize(count, '0');
+  if (digits.find_first_not_of('0', count) != digits.npos) return "";
+  digits.erase(count);
+  digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size()));
+  return digits.empty() ? "0" : (minus ? "-" : "") + digits;
 }
 
 // The plain form of a tree of ours.

@@ -27,6 +27,11 @@ inline std::string PlainField(std::uint32_t number, std::string_view payload) {
 inline std::string PlainField(std::uint32_t number, std::uint64_t value) {
   return PlainVarint(number * 8u) + PlainVarint(value);
 }
+inline std::string PlainFixedField(std::uint32_t number, std::uint64_t value, unsigned size) {
+  std::string bytes = PlainVarint(number * 8u + (size == 4 ? 5 : 1));
+  for (; size-- != 0; value /= 256) bytes += static_cast<char>(value % 256);
+  return bytes;
+}
 
 struct Field {
   std::uint32_t key;
@@ -53,24 +58,27 @@ class PlainWireReader {
   explicit PlainWireReader(std::span<const std::uint8_t> message) : message_(message) {}
 
   Walk read() {
-    while (walk_.fault == WireFault::kNone && walk_.position < message_.size()) field();
+    while (walk_.fault == WireFault::kNone && walk_.position < message_.size()) field(0, 0);
     return walk_;
   }
 
  private:
-  void field() {
+  // Reads a field, in as many open groups, the innermost of that number; in a group it is not kept.
+  // True at the end of that group.
+  bool field(unsigned groups, std::uint64_t group) {
     const std::size_t start = walk_.position;
     const auto key = varint();
-    if (!key) return;
+    if (!key) return false;
     const auto wire = static_cast<unsigned>(*key % 8);
     const std::uint64_t number = *key / 8;
     if (number == 0 || number > 0x1FFFFFFF) return fail(WireFault::kFieldNumber, start);
-    if (wire == 3 || wire == 4) return fail(WireFault::kGroup, start);
     if (wire > 5) return fail(WireFault::kWireType, start);
+    if (wire == 4) return groups != 0 && number == group ? true : fail(WireFault::kGroup, start);
+    if (wire == 3) return skip_group(groups + 1, number, start);
     Field found{static_cast<std::uint32_t>(*key), 0, {}};
     std::optional<std::uint64_t> value = wire == 5 ? 4 : 8;
     if (wire == 0 || wire == 2) value = varint();
-    if (!value) return;
+    if (!value) return false;
     if (wire == 0) {
       found.varint = *value;
     } else {
@@ -79,7 +87,23 @@ class PlainWireReader {
       for (std::uint64_t i = 0; i < *value; ++i)
         found.bytes += static_cast<char>(message_[walk_.position++]);
     }
-    if (wire == 0 || wire == 2) walk_.fields.push_back(found);
+    if (wire == 1 || wire == 5) {
+      for (std::size_t i = found.bytes.size(); i-- != 0;)
+        found.varint = found.varint * 256 + static_cast<unsigned char>(found.bytes[i]);
+      found.bytes.clear();
+    }
+    if (groups == 0) walk_.fields.push_back(found);
+    return false;
+  }
+
+  bool skip_group(unsigned depth, std::uint64_t number, std::size_t start) {
+    if (depth > 100) return fail(WireFault::kDepth, start);
+    if (depth == 1) outermost_ = start;
+    for (bool ended = false; !ended && walk_.fault == WireFault::kNone;) {
+      if (walk_.position == message_.size()) return fail(WireFault::kTruncated, outermost_);
+      ended = field(depth, number);
+    }
+    return false;
   }
 
   std::optional<std::uint64_t> varint() {
@@ -96,13 +120,15 @@ class PlainWireReader {
     return fail(WireFault::kOverlong, walk_.position), std::nullopt;
   }
 
-  void fail(WireFault fault, std::size_t position) {
+  bool fail(WireFault fault, std::size_t position) {
     walk_.fault = fault;
     walk_.position = position;
+    return false;
   }
 
   std::span<const std::uint8_t> message_;
   Walk walk_;
+  std::size_t outermost_ = 0;  // where the outermost open group begins
 };
 
 // What WireReader makes of the message, in the same form. `guess`: fields are asked for by the key
@@ -111,7 +137,8 @@ inline Walk ReadWithWireReader(std::span<const std::uint8_t> message, bool guess
   WireReader reader({message.data(), static_cast<unsigned>(message.size())});
   const auto guessed = [&](WireField& field) {
     const unsigned key = reader.at_end() ? 0 : message[reader.position()];
-    return guess && key >= 8 && (key % 8 == 0 || key % 8 == 2) && reader.next_if(key, field);
+    return guess && key >= 8 && key % 8 < 6 && key % 8 != 3 && key % 8 != 4 &&
+           reader.next_if(key, field);
   };
   Walk walk;
   for (WireField field; guessed(field) || reader.next(field);) {

@@ -60,7 +60,13 @@ void CheckLine(Bytes line) {
   Chunk arena, nodes, check;
   TraceRecord record;
   std::uint32_t position;
-  const JsonFault fault = zenta::trace::ReadTraceLine(line, record, arena, nodes, position);
+  struct : zenta::records::IgnoredListener {
+    void ignored(const zenta::records::Ignored& value) override { keys += value.key.len(); }
+    std::uint64_t keys = 0;
+  } listener;
+  const JsonFault fault =
+      zenta::trace::ReadTraceLine(line, record, arena, nodes, position, &listener);
+  Check(listener.keys <= 16 * std::uint64_t{line.len()} * line.len());
   Check(arena.total() <= 16 * std::uint64_t{line.len()} + 65536);
   Check(nodes.total() <= 16 * std::uint64_t{line.len()} + 65536);
 

@@ -6,6 +6,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 #include <random>
 #include <string>
@@ -21,10 +22,19 @@ using records::kFields;
 using records::List;
 using records::Record;
 
+// An arena that gives `left` blocks.
+struct ShortArena {
+  void* alloc_aligned(std::uint64_t n, std::size_t align) {
+    return left-- == 0 ? (left = 0, nullptr) : arena.alloc_aligned(n, align);
+  }
+  unsigned left;
+  tstl::Chunk arena{};
+};
+
 // The first member in which two values differ, as a path of keys; empty when there is none.
-template <std::integral T>
-std::string Difference(T a, T b) {
-  return a == b ? "" : ": " + std::to_string(a) + " and " + std::to_string(b);
+template <class T>
+requires records::Number<T> std::string Difference(T a, T b) {
+  return std::memcmp(&a, &b, sizeof a) == 0 ? "" : ": numbers";
 }
 template <tstl::Unit T>
 std::string Difference(tstl::BufferRef<T> a, tstl::BufferRef<T> b) {
@@ -72,6 +82,18 @@ class RecordFiller {
  private:
   std::uint32_t Below(std::uint32_t n) { return static_cast<std::uint32_t>(random_() % n); }
 
+  template <std::floating_point T>
+  void Fill(T& value) {
+    const T values[] = {0, -T{0}, T{1} / 3, std::numeric_limits<T>::max(),
+                        std::numeric_limits<T>::denorm_min()};
+    value = values[Below(5)];
+  }
+  template <records::Enumeration T>
+  void Fill(T& value) {
+    std::underlying_type_t<T> number{};
+    Fill(number);
+    value = static_cast<T>(number);
+  }
   template <std::integral T>
   void Fill(T& value) {
     using Limits = std::numeric_limits<T>;

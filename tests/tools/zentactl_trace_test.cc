@@ -58,6 +58,7 @@ keys       34 in 1 layout
 touches    47 in 5 inputs
 times      47, from 51205660 to 51217945 ms: 12.29 s
 bad lines  0
+ignored    0 values
 )"));
   const std::pair<const char*, const char*> rows[] = {
       {"count(//s:rect[@class='key'])", "34"},
@@ -110,14 +111,19 @@ TEST_F(ZentactlTraceTest, BoundsAndEscapesWhatIsNotMeantToBeDrawn) {
     text += R"({"type":"setLayout","pad_rect":[0,0,1,)" + std::to_string(i) + "]}\n" +
             R"({"type":"inputSelection","expect":"]]>\udc00","point":[)" + points + "]}\n";
   }
+  text += R"({"type":"setLayout","key_array":[{"id":4294967296}]})";
   const Finished done = Do({Put("t", text), "--svg", At("out.svg")});
   EXPECT_THAT(done.out, AllOf(HasSubstr("<b>&\"\uFFFD[31m\uFFFD\uFFFD (no known pad)"),
                               HasSubstr("bad lines  2, the first: line 1, byte 1: ")));
+  EXPECT_THAT(done.out, HasSubstr(R"(
+ignored    1 value
+           1 of "id": a number out of range, first in line 605
+)"));
   const std::string svg = At("out.svg");
   EXPECT_LT(fs::file_size(svg), 2000000u);
   EXPECT_EQ(Ask(svg, "count(//s:svg/s:svg)"), "12");
   EXPECT_EQ(Ask(svg, "//s:text[@class='label'][1]"), "&");
-  EXPECT_EQ(Ask(svg, "count(//s:text[contains(., '289 layouts more than')])"), "1");
+  EXPECT_EQ(Ask(svg, "count(//s:text[contains(., '290 layouts more than')])"), "1");
   EXPECT_EQ(Ask(svg, "count(//s:text[.='#55296' or .='#4294967295'])"), "2");
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "engine/records/ignored.h"
 #include "engine/trace/actions.h"
 #include "engine/trace/pads.h"
 #include "engine/trace/trace_file.h"
@@ -23,6 +24,7 @@ namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
+using records::Ignored;
 using tools::Failure;
 using tools::NewFile;
 using tools::NoteInput;
@@ -34,7 +36,7 @@ using trace::TraceKind;
 using trace::TraceReader;
 using trace::TraceRecord;
 
-constexpr std::size_t kMaxPadsNamed = 20;
+constexpr std::size_t kMaxPadsNamed = 20, kMaxIgnoredNamed = 20;
 
 struct TraceOptions {
   fs::path file;
@@ -119,6 +121,53 @@ void Tally::Print(std::ostream& out) const {
   PrintTimes(out);
 }
 
+// What the reader ignored: which members for which reason, how often, and where first.
+class IgnoredTally final : public records::IgnoredListener {
+ public:
+  explicit IgnoredTally(TraceReader& reader) : reader_(reader) { reader.Listen(this); }
+  IgnoredTally(const IgnoredTally&) = delete;
+  IgnoredTally& operator=(const IgnoredTally&) = delete;
+  ~IgnoredTally() { reader_.Listen(nullptr); }
+
+  void ignored(const Ignored& value) override;
+  void Print(std::ostream& out) const;
+
+ private:
+  struct Row {
+    std::string key;
+    records::IgnoredReason reason;
+    std::uint64_t count, first_line;
+  };
+
+  TraceReader& reader_;
+  std::uint64_t count_ = 0, unnamed_ = 0;
+  std::vector<Row> rows_;
+};
+
+void IgnoredTally::ignored(const Ignored& value) {
+  ++count_;
+  const std::string key = Shown(value.key, 40);
+  const auto row = std::ranges::find_if(
+      rows_, [&](const Row& other) { return other.reason == value.reason && other.key == key; });
+  if (row != rows_.end()) {
+    ++row->count;
+  } else if (rows_.size() < kMaxIgnoredNamed) {
+    rows_.push_back({key, value.reason, 1, reader_.lines()});
+  } else {
+    ++unnamed_;
+  }
+}
+
+void IgnoredTally::Print(std::ostream& out) const {
+  out << "ignored    " << Counted(count_, "value", "values") << '\n';
+  for (const Row& row : rows_) {
+    out << "           " << row.count << " of \"" << row.key
+        << "\": " << records::ignored_reason_text(row.reason) << ", first in line "
+        << row.first_line << '\n';
+  }
+  if (unnamed_ != 0) out << "           " << unnamed_ << " of other members\n";
+}
+
 std::string Describe(const TraceFault& fault) {
   return "line " + std::to_string(fault.line) + ", byte " +
          std::to_string(std::uint64_t{fault.position} + 1) + ": " +
@@ -153,6 +202,7 @@ void WritePicture(const TracePicture& picture, const TraceOptions& options) {
 void Trace(const TraceOptions& options) {
   TraceReader reader;
   Tally tally;
+  IgnoredTally ignored(reader);
   TracePicture picture;
   Read(reader, options.file, tally, picture);
   if (!options.svg.empty()) WritePicture(picture, options);
@@ -163,6 +213,7 @@ void Trace(const TraceOptions& options) {
   std::cout << "bad lines  " << reader.bad_lines();
   if (reader.bad_lines() != 0) std::cout << ", the first: " << Describe(reader.first_fault());
   std::cout << '\n';
+  ignored.Print(std::cout);
   if (!options.svg.empty()) std::cout << "picture    " << options.svg.string() << '\n';
 }
 
@@ -177,7 +228,9 @@ void DefineTrace(CLI::App& command) {
       ->type_name("OUT");
   command.footer(
       "Tells what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
-      "touches, times. A line that is no record is counted, and the first of them explained.\n"
+      "touches, times. A line that is no record is counted, and the first of them explained. So "
+      "are\n"
+      "members that are unknown, of another type or out of range, which a reader ignores.\n"
       "\n"
       "The picture opens in a browser: each pad with its keys, to scale, and on them the touches\n"
       "that came after its layout, numbered and coloured from the first to the last. A very long\n"

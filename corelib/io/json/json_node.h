@@ -43,16 +43,20 @@ class JsonNode {
   // The key as bytes: a part of the text, unless it holds escapes; then each call decodes it into
   // the arena anew. Empty when memory is short.
   [[nodiscard]] BufferRef<unsigned char> key(ArenaRef arena) const;
+  // The key as it stands in the text, escapes and all.
+  [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
 
   // ---- Scalars
 
   [[nodiscard]] bool boolean() const noexcept { return flags_ & kTrue; }
-  // Gives an integer that fits T: true, and `value` holds it. Anything else is false and leaves
-  // `value` alone: a number too great or too small, a negative one for an unsigned T, and every
-  // number with a fraction or an exponent, 1.0 and 1e3 too: whoever writes those does not mean an
-  // integer member.
+  // Gives an integer that fits T: true, and `value` holds it. What counts is the value, exactly, and
+  // not how it is written: 5, 5.0, 50e-1 and 0.5e1 are the same. Anything else is false and leaves
+  // `value` alone: a number too great or too small, a negative one for an unsigned T, and one that
+  // is no integer.
   template <Integer T>
   [[nodiscard]] bool integer(T& value) const noexcept;
+  // Whether the value is a number and an integer, however great.
+  [[nodiscard]] bool is_integer() const noexcept;
   // The number as the nearest double; past the greatest double it is that one. 0 for other values.
   [[nodiscard]] double real() const noexcept;
 
@@ -103,12 +107,13 @@ class JsonNode {
     return flags_ & kKept ? kept_ : nullptr;
   }
   [[nodiscard]] Raw kept_raw_place() const noexcept;
-  [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
   [[nodiscard]] bool escaped_key_is(BufferRef<unsigned char> name) const noexcept;
   template <class T>
   BufferRef<T> kept_string(ArenaRef arena);
   // The integer as magnitude and sign; false when it is none or passes 64 bits.
   bool magnitude(std::uint64_t& value, bool& negative) const noexcept;
+  // The same for a number with a fraction or an exponent.
+  bool fraction_magnitude(std::uint64_t& value, bool& negative) const noexcept;
 
   const unsigned char* text_;  // the key's first byte; the value's where there is no key
   JsonNode* next_;             // while a container is being read: the container around it

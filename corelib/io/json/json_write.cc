@@ -72,7 +72,9 @@ unsigned char* put_text(detail::Output& out, unsigned char* at, BufferRef<unsign
 
 void JsonWrite::clear() noexcept {
   out_.clear(std::exchange(at_, nullptr));
-  comma_ = false;
+  comma_ = keyed_ = false;
+  deep_ = 0;
+  levels_ = 1;
 }
 
 Buffer<unsigned char>& JsonWrite::output() noexcept {
@@ -80,8 +82,7 @@ Buffer<unsigned char>& JsonWrite::output() noexcept {
 }
 
 template <Unit T>
-unsigned char* JsonWrite::quoted(BufferRef<T> text) noexcept {
-  unsigned char* at = start(1 + kAfterText);
+unsigned char* JsonWrite::quoted(unsigned char* at, BufferRef<T> text) noexcept {
   if (at == nullptr) return nullptr;
   *at = '"';
   at = put_text(out_, at + 1, text);
@@ -94,24 +95,23 @@ unsigned char* JsonWrite::quoted(BufferRef<T> text) noexcept {
 }
 
 void JsonWrite::key(BufferRef<unsigned char> name) noexcept {
-  unsigned char* const at = quoted(name);
+  unsigned char* const at = quoted(start_key(1 + kAfterText), name);
   if (at == nullptr) return;
   *at = ':';
-  at_ = at + 1;
-  comma_ = false;
+  done_key(at + 1);
 }
 
 void JsonWrite::str(BufferRef<unsigned char> bytes) noexcept {
-  if (unsigned char* const at = quoted(bytes)) done(at);
+  if (unsigned char* const at = quoted(start_value(1 + kAfterText), bytes)) done(at);
 }
 
 void JsonWrite::str(BufferRef<unsigned short> text) noexcept {
-  if (unsigned char* const at = quoted(text)) done(at);
+  if (unsigned char* const at = quoted(start_value(1 + kAfterText), text)) done(at);
 }
 
 void JsonWrite::real(double value) noexcept {
   if (!std::isfinite(value)) return null();
-  unsigned char* const at = start(NUM::kRealRoom);
+  unsigned char* const at = start_value(NUM::kRealRoom);
   if (at != nullptr) done(at + NUM::zz_toreal(at, value));
 }
 

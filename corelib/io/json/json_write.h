@@ -8,10 +8,11 @@
 //   if (!out.good()) ...
 //   send(out.output());
 //
-// The writer keeps the comma state; it does not check the order of calls further: a key before each
-// member, an end for each begin. It owns the output, which keeps its memory from text to text. When
-// memory cannot be had the output is empty, all further operations do nothing, and good() says so.
-// One thread uses a writer at a time.
+// The writer keeps the comma state. The order of calls is the caller's business: a key before each
+// member and nowhere else, an end of the right kind for each begin, one value for each text. Debug
+// builds assert it. The writer owns the output, which keeps its memory from text to text. When memory
+// cannot be had the output is empty, all further operations do nothing, and good() says so. One
+// thread uses a writer at a time.
 //
 // Escaped is what has to be: the quote, the backslash, control characters (\b \t \n \f \r, the
 // others as \u00XX). A byte that is not part of valid UTF-8 is written as the escape of the lone
@@ -73,17 +74,34 @@ class JsonWrite {
   // The comma before a value or a key, if one is due, and the start of `n` bytes that the caller
   // will write after it; null when memory is short.
   unsigned char* start(std::uint64_t n) noexcept;
+  // The same for a value and for a key.
+  unsigned char* start_value(std::uint64_t n) noexcept;
+  unsigned char* start_key(std::uint64_t n) noexcept;
   void done(unsigned char* at) noexcept;
+  void done_key(unsigned char* at) noexcept;
   void open(char bracket) noexcept;
   void close(char bracket) noexcept;
   void word(BufferRef<unsigned char> json) noexcept;
-  // Writes the string; returns the place after it, with room for one byte more, or null.
+  // Writes the string, which begins at `at`; returns the place after it, with room for one byte
+  // more, or null. `at` may be null.
   template <Unit T>
-  unsigned char* quoted(BufferRef<T> text) noexcept;
+  unsigned char* quoted(unsigned char* at, BufferRef<T> text) noexcept;
+
+  // Whether the innermost open container is an object, an array, or not known (kept are 63 levels).
+  [[nodiscard]] bool in_object() const noexcept {
+    return deep_ == 0 && (levels_ & 1) && levels_ != 1;
+  }
+  [[nodiscard]] bool in_array() const noexcept { return deep_ == 0 && !(levels_ & 1); }
 
   detail::Output out_;
   unsigned char* at_ = nullptr;  // where the text goes on; null while there is no memory
   bool comma_ = false;           // the next value or key is not the first of its container
+  // What only the assertions ask for. It is kept in all builds, so that code that was compiled with
+  // assertions and without can use one writer.
+  bool keyed_ = false;        // a key waits for its value
+  std::uint32_t deep_ = 0;    // open containers beyond the 63 outermost
+  std::uint64_t levels_ = 1;  // a one, then a bit for each open container, the innermost lowest:
+                              // whether it is an object
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -95,48 +113,80 @@ inline unsigned char* JsonWrite::start(std::uint64_t n) noexcept {
   return at_ + comma_;
 }
 
+inline unsigned char* JsonWrite::start_value(std::uint64_t n) noexcept {
+  unsigned char* const at = start(n);
+  assert((at == nullptr || !in_object() || keyed_) && "a member without its key");
+  assert((at == nullptr || levels_ != 1 || !comma_) && "a second value; clear() begins a new text");
+  return at;
+}
+
+inline unsigned char* JsonWrite::start_key(std::uint64_t n) noexcept {
+  unsigned char* const at = start(n);
+  assert((at == nullptr || deep_ != 0 || in_object()) && "a key outside of an object");
+  assert((at == nullptr || !keyed_) && "a key after a key");
+  return at;
+}
+
 inline void JsonWrite::done(unsigned char* at) noexcept {
   at_ = at;
   comma_ = true;
+  keyed_ = false;
+}
+
+inline void JsonWrite::done_key(unsigned char* at) noexcept {
+  at_ = at;
+  comma_ = false;
+  keyed_ = true;
 }
 
 inline void JsonWrite::open(char bracket) noexcept {
-  unsigned char* const at = start(1);
+  unsigned char* const at = start_value(1);
   if (at == nullptr) return;
   *at = static_cast<unsigned char>(bracket);
   at_ = at + 1;
-  comma_ = false;
+  comma_ = keyed_ = false;
+  if (levels_ >> 63) [[unlikely]] {
+    ++deep_;
+  } else {
+    levels_ = levels_ << 1 | (bracket == '{');
+  }
 }
 
 inline void JsonWrite::close(char bracket) noexcept {
   comma_ = false;
   unsigned char* const at = start(1);
   if (at == nullptr) return;
+  assert((deep_ != 0 || (bracket == '}' ? in_object() : in_array())) && "an end without its begin");
+  assert(!keyed_ && "a key without its value");
   *at = static_cast<unsigned char>(bracket);
   done(at + 1);
+  if (deep_ != 0) [[unlikely]] {
+    --deep_;
+  } else {
+    levels_ >>= 1;
+  }
 }
 
 inline void JsonWrite::plain_key(BufferRef<unsigned char> name) noexcept {
   assert(detail::plain_json_run<detail::Plain::kAscii>(name.cstr(), name.len()) == name.len());
-  unsigned char* at = start(name.len() + std::uint64_t{3});
+  unsigned char* at = start_key(name.len() + std::uint64_t{3});
   if (at == nullptr) return;
   *at++ = '"';
   base::copy_bytes(at, name.cstr(), name.len());
   at += name.len();
   *at++ = '"';
   *at++ = ':';
-  at_ = at;
-  comma_ = false;
+  done_key(at);
 }
 
 template <Integer V>
 void JsonWrite::num(V value) noexcept {
-  unsigned char* const at = start(NUM::kDecimalRoom);
+  unsigned char* const at = start_value(NUM::kDecimalRoom);
   if (at != nullptr) done(at + NUM::zz_tostr(at, value));
 }
 
 inline void JsonWrite::raw(BufferRef<unsigned char> json) noexcept {
-  unsigned char* const at = start(json.len());
+  unsigned char* const at = start_value(json.len());
   if (at == nullptr) return;
   base::copy_bytes(at, json.cstr(), json.len());
   done(at + json.len());

@@ -4,7 +4,15 @@
 
 namespace tstl {
 
+bool ProtoWrite::can_patch(std::uint32_t slot) const noexcept {
+  if (at_ == nullptr || slot >= out_.position(at_)) return false;
+  const unsigned reserved = *out_.place(slot) & 15;
+  return reserved != 0 && reserved <= kMaxVarint32 && out_.position(at_) - slot >= reserved;
+}
+
 Buffer<unsigned char>& ProtoWrite::output() noexcept {
+  assert(open_ == 0 && "a nested message has no end");
+  if (mode_ == Mode::kWriting) mode_ = Mode::kAppending;
   return out_.give_back(std::exchange(at_, nullptr));
 }
 
@@ -12,11 +20,13 @@ void ProtoWrite::begin_measuring() noexcept {
   out_.clear(std::exchange(at_, nullptr));
   lengths_.clear();
   measured_ = 0;
-  measuring_ = true;
+  open_ = 0;
+  mode_ = Mode::kMeasuring;
 }
 
 bool ProtoWrite::begin_writing() noexcept {
-  measuring_ = false;
+  assert(open_ == 0 && "a nested message has no end");
+  mode_ = Mode::kWriting;
   lengths_.rewind();
   if (measured_ > kMaxMessage || lengths_.lost()) {
     out_.fail();

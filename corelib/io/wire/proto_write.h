@@ -24,9 +24,11 @@
 // moves the content. Messages with the same key are alike, so most guesses are right.
 //
 // The operations write every value that they are given, zeros and empty texts too; leaving those
-// out is the encoder's task. They also work without write(): a new writer is in a writing pass and
-// grows its output as it goes, but has no lengths for nested messages and for arrays of 11 elements
-// and more.
+// out is the encoder's task. They also work without either: a new writer, and one that has finished
+// a message, appends to its output as write_once() does, and patches lengths in as it goes.
+//
+// Nested messages end in the reverse of the order in which they began, all of them before the output
+// is taken. Debug builds assert it.
 //
 // When memory is short, or a message would pass 32 bits, the output is emptied, all further
 // operations do nothing, and write() returns false. One thread uses a writer at a time.
@@ -76,6 +78,7 @@ class ProtoWrite : private detail::PassState {
 
   // The steps of write(), for callers that run the passes themselves. begin_measuring() forgets the
   // last message. begin_writing() reserves what was measured, and returns false when it cannot.
+  // output() ends the writing pass.
   void begin_measuring() noexcept;
   [[nodiscard]] bool begin_writing() noexcept;
 
@@ -85,10 +88,11 @@ class ProtoWrite : private detail::PassState {
   void pass(Encoder&& encode);
 
   // The bytes written so far, zero-terminated where there is any storage. The caller may change the
-  // buffer or move from it; the next operation appends to what it finds there.
+  // buffer or move from it; the next operation appends to what it finds there. REQUIRES: no nested
+  // message is open.
   [[nodiscard]] Buffer<unsigned char>& output() noexcept;
 
-  [[nodiscard]] bool measuring() const noexcept { return measuring_; }
+  [[nodiscard]] bool measuring() const noexcept { return mode_ == Mode::kMeasuring; }
   // Bytes that the measuring pass has counted; FAILURE when a message cannot have so many.
   [[nodiscard]] std::uint32_t measured_size() const noexcept {
     return measured_ <= kMaxMessage ? static_cast<std::uint32_t>(measured_) : FAILURE;
@@ -101,6 +105,12 @@ class ProtoWrite : private detail::PassState {
   template <WireScalar T>
   void bsc_write_kvarint(std::uint32_t key, std::type_identity_t<T> value) noexcept {
     in_pass([&](auto& out) { out.template bsc_write_kvarint<T>(key, value); });
+  }
+
+  // A single value of four or eight bytes, integer or floating-point.
+  template <WireFixed T>
+  void bsc_write_kfixed(std::uint32_t key, std::type_identity_t<T> value) noexcept {
+    in_pass([&](auto& out) { out.template bsc_write_kfixed<T>(key, value); });
   }
 
   // A packed array; an empty one is present, with an empty payload.
@@ -128,6 +138,7 @@ class ProtoWrite : private detail::PassState {
     return slot;
   }
   void bsc_end_kmsg(std::uint32_t slot) noexcept {
+    if (mode_ == Mode::kAppending && !can_patch(slot)) slot = FAILURE;
     in_pass([&](auto& out) { out.bsc_end_kmsg(slot); });
   }
 
@@ -139,6 +150,11 @@ class ProtoWrite : private detail::PassState {
   static constexpr std::uint32_t kSlack = kMaxVarint32 + kMaxVarint64;
   static constexpr std::uint64_t kMaxMessage = Buffer<unsigned char>::kGreatestCapacity - kSlack;
 
+  enum class Mode : std::uint8_t { kAppending, kMeasuring, kWriting };
+
+  // Whether a length was reserved in the output at `slot`, where begin_message() did it if nobody
+  // has changed the output since.
+  [[nodiscard]] bool can_patch(std::uint32_t slot) const noexcept;
   // Runs `encode` with the pass itself if it takes one, else with the writer.
   template <class Encoder>
   void run(Encoder& encode);
@@ -153,17 +169,19 @@ class ProtoWrite : private detail::PassState {
 
   unsigned char* at_ = nullptr;  // where the next byte goes; null while the writer has no memory
   std::uint64_t measured_ = 0;   // 64 bits wide, so that a message that is too long is noticed
-  bool measuring_ = false;
+  Mode mode_ = Mode::kAppending;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
 
 template <class Encoder>
 void ProtoWrite::pass(Encoder&& encode) {
-  if (measuring_) {
+  if (mode_ == Mode::kMeasuring) {
     measured_ = encode(MeasuringPass(this, measured_)).position();
-  } else {
+  } else if (mode_ == Mode::kWriting) {
     stop_at(encode(WritingPass(this, at_)).position());
+  } else {
+    stop_at(encode(PatchingPass(this, at_)).position());
   }
 }
 
@@ -178,7 +196,8 @@ void ProtoWrite::in_pass(Encoder&& encode) {
 template <class Encoder>
 void ProtoWrite::run(Encoder& encode) {
   if constexpr (std::is_invocable_v<Encoder&, MeasuringPass&> &&
-                std::is_invocable_v<Encoder&, WritingPass&>) {
+                std::is_invocable_v<Encoder&, WritingPass&> &&
+                std::is_invocable_v<Encoder&, PatchingPass&>) {
     in_pass(encode);
   } else {
     encode(*this);
@@ -191,6 +210,7 @@ bool ProtoWrite::write(Encoder&& encode) {
   run(encode);
   if (!begin_writing()) return false;
   run(encode);
+  mode_ = Mode::kAppending;
   assert((out_.failed() || output().len() == measured_) && "the two passes differ");
   return !out_.failed();
 }
@@ -199,8 +219,9 @@ template <class Encoder>
 bool ProtoWrite::write_once(Encoder&& encode) {
   constexpr std::uint64_t kFirstRoom = 1000;  // bytes to begin with, where there is no memory yet
   begin_measuring();
-  measuring_ = false;
+  mode_ = Mode::kAppending;
   stop_at(encode(PatchingPass(this, out_.room(nullptr, kFirstRoom))).position());
+  assert(open_ == 0 && "a nested message has no end");
   return !out_.failed();
 }
 

@@ -65,9 +65,17 @@ namespace detail {
   return detail::get_long_varint(at, end);
 }
 
-// The low three bits of a field's key: how what follows is laid out. Groups (3 and 4) are not
-// supported; 6 and 7 mean nothing.
-enum class WireType : unsigned char { kVarint = 0, kFixed64 = 1, kBytes = 2, kFixed32 = 5 };
+// The low three bits of a field's key: how what follows is laid out. A group is the fields between
+// its start and its end, which have the same number; other decoders gave it up long ago. 6 and 7 mean
+// nothing.
+enum class WireType : unsigned char {
+  kVarint = 0,
+  kFixed64 = 1,  // eight bytes, little-endian
+  kBytes = 2,
+  kGroupStart = 3,
+  kGroupEnd = 4,
+  kFixed32 = 5,  // four bytes, little-endian
+};
 
 // Key of a field, computed in 32 bits.
 [[nodiscard]] constexpr std::uint32_t wire_key(std::uint32_t number, WireType type) noexcept {
@@ -77,6 +85,13 @@ enum class WireType : unsigned char { kVarint = 0, kFixed64 = 1, kBytes = 2, kFi
 // The element types: bool and the integers.
 template <class T>
 concept WireScalar = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t>;
+
+// What is sent as four or eight bytes.
+template <class T>
+concept WireFixed = (std::integral<T> || std::floating_point<T>)&&(sizeof(T) == 4 ||
+                                                                   sizeof(T) == 8);
+template <WireFixed T>
+inline constexpr WireType kFixedType = sizeof(T) == 4 ? WireType::kFixed32 : WireType::kFixed64;
 
 // What goes into the varint. Signed types are sign-extended to 64 bits, so a negative value takes
 // ten bytes; the others are zero-extended. A plain char is signed, also where the machine's is not.

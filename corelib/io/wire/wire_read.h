@@ -6,15 +6,16 @@
 //   if (reader.fault() != WireFault::kNone) ...      // reader.position() tells where
 //
 // The reader owns nothing and copies nothing: a field's bytes are a view into the message, which
-// must outlive it. Only varints and length-delimited fields are handed out; fields of 64 and 32
-// fixed bits are stepped over. A message that is malformed ends at its first fault; what was handed
-// out before remains good. No byte outside the message is read, whatever its bytes say, and every
-// call of next() consumes something, so the walk ends.
+// must outlive it. Groups are skipped with all that is in them, up to kMaxGroupDepth in one another.
+// A message that is malformed ends at its first fault; what was handed out before remains good. No
+// byte outside the message is read, whatever its bytes say, and every call of next() consumes
+// something, so the walk ends.
 #pragma once
 
 #include <cassert>
 #include <cstdint>
 
+#include "corelib/base/bytes.h"
 #include "corelib/io/wire/wire_format.h"
 #include "corelib/text/buffer_ref.h"
 
@@ -22,17 +23,21 @@ namespace tstl {
 
 enum class WireFault : unsigned char {
   kNone,
-  kTruncated,    // a varint, a fixed value or a payload goes on past the end of the message
+  kTruncated,    // a varint, a fixed value, a payload or a group goes on past the message's end
   kOverlong,     // a varint of more than ten bytes
-  kGroup,        // a field of the wire types 3 and 4, which nothing here writes
+  kGroup,        // the end of a group that is not the one to end here
   kWireType,     // a field of the wire types 6 and 7, which do not exist
   kFieldNumber,  // a field number of 0 or above 2^29 - 1
+  kDepth,        // groups, or the records of a message, are nested too deep
 };
+
+// So deep may groups be nested; as in other decoders.
+inline constexpr unsigned kMaxGroupDepth = 100;
 
 // The fault in words, for people: a zero-terminated text that lives for ever.
 [[nodiscard]] const char* wire_fault_text(WireFault fault) noexcept;
 
-// One decoded field. Its type decides which of the two values counts; the other is 0 or empty.
+// One decoded field. Its type decides which of its values counts.
 class WireField {
  public:
   WireField() = default;
@@ -41,13 +46,15 @@ class WireField {
   [[nodiscard]] std::uint32_t number() const noexcept { return key_ >> 3; }
   [[nodiscard]] WireType type() const noexcept { return static_cast<WireType>(key_ & 7); }
   [[nodiscard]] std::uint64_t varint() const noexcept { return varint_; }
-  // A part of the message.
+  // The bits of a value of fixed size, 64 or the lower 32.
+  [[nodiscard]] std::uint64_t fixed() const noexcept { return varint_; }
+  // A part of the message; for other types an empty one at the field.
   [[nodiscard]] BufferRef<unsigned char> bytes() const noexcept { return {bytes_, length_}; }
 
  private:
   friend class WireReader;
-  WireField(std::uint64_t key, std::uint64_t varint) noexcept
-      : key_(static_cast<std::uint32_t>(key)), varint_(varint) {}
+  WireField(std::uint64_t key, std::uint64_t value, const unsigned char* place) noexcept
+      : key_(static_cast<std::uint32_t>(key)), varint_(value), bytes_(place) {}
   WireField(std::uint64_t key, const unsigned char* bytes, std::uint64_t length) noexcept
       : key_(static_cast<std::uint32_t>(key)),
         length_(static_cast<std::uint32_t>(length)),
@@ -70,8 +77,8 @@ class WireReader {
   // it was; it stays false then.
   [[nodiscard]] bool next(WireField& field) noexcept;
 
-  // The same, but only for a field with this key, of a varint or of bytes, in a single byte: for
-  // readers who know what comes next as a rule. False, with nothing read, when something else comes,
+  // The same, but only for a field with this key in a single byte, and not for groups: for readers
+  // who know what comes next as a rule. False, with nothing read, when something else comes,
   // a fault too; next() reads that. With a constant key it is several times as quick as next().
   [[nodiscard]] bool next_if(std::uint32_t key, WireField& field) noexcept;
 
@@ -89,6 +96,28 @@ class WireReader {
 
   bool varint(std::uint64_t& value) noexcept;
   bool skip(std::uint64_t n) noexcept;
+  // What next() makes of a field that is neither a varint nor bytes: the place after it, or that of
+  // its fault; and for a value of fixed size the value, with its size in bytes (0 for a group).
+  struct Other {
+    const unsigned char* at;
+    WireFault fault = WireFault::kNone;
+    std::uint32_t size = 0;
+    std::uint64_t value = 0;
+  };
+  // Reads such a field, whose key begins at `start` and ends at `at`. Not inlined and no member, so
+  // that next() is short and a reader stays in registers where it is inlined.
+  static Other read_other(const unsigned char* start, const unsigned char* at,
+                          const unsigned char* end, std::uint64_t key) noexcept;
+  static Other skip_group(const unsigned char* start, const unsigned char* at,
+                          const unsigned char* end, std::uint32_t number) noexcept;
+  // The value of a fixed type at `at`.
+  static std::uint64_t load_fixed(WireType type, const unsigned char* at) noexcept {
+    return type == WireType::kFixed32 ? base::load_le<std::uint32_t>(at)
+                                      : base::load_le<std::uint64_t>(at);
+  }
+  static std::uint32_t fixed_size(WireType type) noexcept {
+    return type == WireType::kFixed32 ? 4 : 8;
+  }
   bool fail(WireFault fault) noexcept;
   bool fail_at(const unsigned char* place, WireFault fault) noexcept {
     at_ = place;
@@ -128,12 +157,19 @@ inline bool WireReader::skip(std::uint64_t n) noexcept {
 [[gnu::always_inline]] inline bool WireReader::next_if(std::uint32_t key,
                                                        WireField& field) noexcept {
   if (at_ == end_ || *at_ != key || key >= 0x80) return false;
+  const auto type = static_cast<WireType>(key & 7);
+  if (type == WireType::kFixed32 || type == WireType::kFixed64) {
+    if (end_ - at_ <= static_cast<std::ptrdiff_t>(fixed_size(type))) return false;
+    field = WireField(key, load_fixed(type, at_ + 1), at_);
+    at_ += 1 + fixed_size(type);
+    return true;
+  }
   const Varint number = get_varint(at_ + 1, end_);
-  const bool is_number = static_cast<WireType>(key & 7) == WireType::kVarint;
-  assert(is_number || static_cast<WireType>(key & 7) == WireType::kBytes);
+  const bool is_number = type == WireType::kVarint;
+  assert(is_number || type == WireType::kBytes);
   if (number.after == nullptr) return false;
   if (is_number) {
-    field = WireField(key, number.value);
+    field = WireField(key, number.value, at_);
     at_ = number.after;
     return true;
   }
@@ -149,27 +185,25 @@ inline bool WireReader::next(WireField& field) noexcept {
     std::uint64_t key, number;
     if (!varint(key)) return false;
     if (key > kMaxKey || key < 8) return fail_at(start, WireFault::kFieldNumber);
-    switch (static_cast<WireType>(key & 7)) {
-      case WireType::kVarint:
-        if (!varint(number)) return false;
-        field = WireField(key, number);
-        return true;
-      case WireType::kBytes: {
-        if (!varint(number)) return false;
-        const unsigned char* const bytes = at_;
-        if (!skip(number)) return false;
-        field = WireField(key, bytes, number);
-        return true;
-      }
-      case WireType::kFixed64:
-        if (!skip(8)) return false;
-        break;
-      case WireType::kFixed32:
-        if (!skip(4)) return false;
-        break;
-      default:
-        return fail_at(start, (key & 7) < 5 ? WireFault::kGroup : WireFault::kWireType);
+    const auto type = static_cast<WireType>(key & 7);
+    if (type == WireType::kVarint) {
+      if (!varint(number)) return false;
+      field = WireField(key, number, start);
+      return true;
     }
+    if (type == WireType::kBytes) {
+      if (!varint(number)) return false;
+      const unsigned char* const bytes = at_;
+      if (!skip(number)) return false;
+      field = WireField(key, bytes, number);
+      return true;
+    }
+    const Other other = read_other(start, at_, end_, key);
+    at_ = other.at;
+    if (other.fault != WireFault::kNone) return fail(other.fault);
+    if (other.size == 0) continue;
+    field = WireField(key, other.value, start);
+    return true;
   }
   return false;
 }

@@ -103,5 +103,44 @@ TEST(ChunkTest, RewoundArenaServesTheSameMessageFromOneZeroedBlockOfFourMebibyte
   }
 }
 
+TEST(ChunkTest, LimitIsFilledToItsLastBytesAndNeverPassed) {
+  Chunk arena;
+  EXPECT_EQ(arena.limit(), Chunk::kNoLimit);
+  arena.set_limit(5 * Chunk::kPage - 1);  // rounded up
+  EXPECT_EQ(arena.limit(), 5 * Chunk::kPage);
+  for (int message = 0; message < 2; ++message, arena.rewind()) {
+    std::uint64_t served = 0;
+    while (arena.alloc(1000) != nullptr) served += 1000;
+    EXPECT_GT(served, 4 * Chunk::kPage);
+    EXPECT_LE(arena.total(), arena.limit());
+    EXPECT_EQ(arena.alloc(1 << 20), nullptr);
+  }
+  Chunk taken = std::move(arena);
+  taken.reset();
+  EXPECT_EQ(taken.alloc(5 * Chunk::kPage + 1), nullptr);  // the limit stays
+  EXPECT_NE(taken.alloc(5 * Chunk::kPage), nullptr);
+  EXPECT_EQ(taken.alloc(1), nullptr);
+  for (const std::uint64_t none : {Chunk::kNoLimit, std::uint64_t{1} << 60}) {
+    taken.set_limit(none);
+    EXPECT_EQ(taken.limit(), Chunk::kNoLimit);
+  }
+  EXPECT_NE(taken.alloc(1), nullptr);
+}
+
+#ifdef ZENTA_ADDRESS_SANITIZER
+TEST(ChunkDeathTest, MemoryThatIsNotHandedOutIsPoisoned) {
+  const auto write = [](void* at) { *static_cast<volatile char*>(at) = 1; };
+  Chunk arena;
+  auto* const first = static_cast<char*>(arena.alloc(24));
+  auto* const large = static_cast<char*>(arena.alloc(100000));
+  write(first + 23), write(large + 99999);
+  EXPECT_DEATH(write(first + 24), "use-after-poison");
+  arena.rewind();
+  void* const again = arena.alloc(8);
+  write(again);
+  EXPECT_DEATH(write(static_cast<char*>(again) + 8), "use-after-poison");
+}
+#endif
+
 }  // namespace
 }  // namespace tstl

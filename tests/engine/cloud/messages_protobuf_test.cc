@@ -92,31 +92,5 @@ TEST(ProtobufTest, ResponsesGoThereAndBackAsDeclared) {
   ExpectExchange<CloudResponse, proto::CloudResponse>();
 }
 
-TEST(ProtobufTest, ValuesAreTheSameOnBothSides) {
-  proto::CloudRequest request;
-  auto& log = *request.mutable_attach()->add_suglogs();
-  log.set_sug_word("中文\U0001F600"), log.set_input_inline(std::string("\x2D\x4E\x41\0", 4));
-  request.mutable_attach()->mutable_json()->mutable_report()->set_cost(-7);
-  request.mutable_attach()->mutable_json()->mutable_report()->set_status(0);
-  tstl::Chunk arena;
-  CloudRequest read;
-  EXPECT_TRUE(read_binary(read, request.SerializeAsString(), arena));
-  EXPECT_EQ(read.attach.suglogs[0].sug_word.std_view(), u"中文\U0001F600");
-  EXPECT_EQ(read.attach.suglogs[0].input_inline.std_view(), u"中A");
-  EXPECT_EQ(read.attach.json.report.cost, -7);
-  EXPECT_EQ(read.attach.json.report.status, 0);
-  EXPECT_EQ(read.attach.json.report.cpn, SkinReport::kNotSet);
-
-  ServItem item[1];
-  item[0].img_rect = ~0ull - 1, item[0].max_show_num = -3;
-  CloudResponse response;
-  response.serv_list = item;
-  tstl::Buffer<unsigned char> bytes;
-  proto::CloudResponse peer;
-  EXPECT_TRUE(write_binary(response, bytes) && peer.ParseFromString(std::string(bytes.std_view())));
-  EXPECT_EQ(peer.serv_list(0).img_rect(), ~0ull - 1);
-  EXPECT_EQ(peer.serv_list(0).max_show_num(), -3);
-}
-
 }  // namespace
 }  // namespace zenta::cloud

@@ -1,4 +1,4 @@
-// RecordedTransport on folders made for the purpose.
+// RecordedTransport on folders made for the purpose, and whole exchanges.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -8,7 +8,10 @@
 #include <string>
 #include <string_view>
 
+#include "engine/cloud/exchange.h"
 #include "engine/cloud/recorded_transport.h"
+#include "fuzz/io/wire_oracle.h"
+#include "tests/temp_folder.h"
 
 namespace zenta::cloud {
 namespace {
@@ -17,14 +20,8 @@ namespace fs = std::filesystem;
 using tstl::Buffer;
 using tstl::BufferRef;
 
-class RecordedTransportTest : public testing::Test {
+class RecordedTransportTest : public testing::Test, protected TempFolder {
  protected:
-  RecordedTransportTest() { fs::create_directories(folder_); }
-  ~RecordedTransportTest() override { fs::remove_all(folder_); }
-
-  void Put(const std::string& name, std::string_view bytes) const {
-    std::ofstream(folder_ / name, std::ios::binary) << bytes;
-  }
   // What comes back: the response, or the fault in brackets.
   static std::string Ask(const fs::path& folder, CloudEncoding encoding, std::string_view request) {
     RecordedTransport recorded(folder.string());
@@ -39,7 +36,7 @@ class RecordedTransportTest : public testing::Test {
     return Ask(folder_, CloudEncoding::kBinary, request);
   }
 
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("recorded_" + std::to_string(getpid()));
+  const fs::path folder_ = At("");
 };
 
 constexpr char kNoAnswer[] = "[the service has no answer to this request]";
@@ -86,6 +83,69 @@ TEST_F(RecordedTransportTest, SaysWhatIsWrong) {
   EXPECT_EQ(AskBinary("most").size(), RecordedTransport::kMaxResponse);
   EXPECT_EQ(Ask(folder_ / "missing", CloudEncoding::kBinary, "none"), kUnreachable);
   EXPECT_EQ(Ask(folder_ / "none.request.bin", CloudEncoding::kBinary, "none"), kUnreachable);
+}
+
+// Answers with what it is given.
+struct FixedTransport final : Transport {
+  ExchangeFault Exchange(CloudEncoding, BufferRef<unsigned char> asked,
+                         Buffer<unsigned char>& response) override {
+    request = asked.std_view();
+    response = BufferRef<unsigned char>(answer);
+    return fault;
+  }
+  std::string request, answer;
+  ExchangeFault fault = ExchangeFault::kNone;
+};
+
+TEST(AskTest, ReadsTheAnswerOrTellsTheStepThatFailed) {
+  CloudRequest request;
+  request.ipt.context_id = 5;
+  const struct {
+    CloudEncoding encoding;
+    const char *answer, *request, *step, *reason;
+    std::uint32_t check_id, position;
+    ExchangeFault fault = ExchangeFault::kNone;
+  } rows[] = {
+      {CloudEncoding::kBinary, "\x0A\x02\x08\x07", "\x12\x02\x18\x05", "nothing", "no fault", 7, 0},
+      {CloudEncoding::kBinary, "\x0A\x03\x08\x07\x10", "\x12\x02\x18\x05", "the response",
+       "the message ends inside a field", 7, 5},
+      {CloudEncoding::kJson, R"({"serv_info":{"check_id":7}})", nullptr, "nothing", "no fault", 7,
+       0},
+      {CloudEncoding::kJson, R"({"serv_info":{"check_id":7)", nullptr, "the response",
+       "the text ends before its value does", 7, 26},
+      {CloudEncoding::kBinary, "", "\x12\x02\x18\x05", "the exchange",
+       "the service has no answer to this request", 0, 0, ExchangeFault::kNoAnswer},
+  };
+  for (const auto& row : rows) {
+    FixedTransport service;
+    service.answer = row.answer, service.fault = row.fault;
+    tstl::Chunk arena;
+    CloudResponse response;
+    response.serv_info.check_id = 9;
+    const ExchangeResult result = Ask(service, row.encoding, request, response, arena);
+    EXPECT_EQ(result.step() + std::string(": ") + result.reason,
+              row.step + std::string(": ") + row.reason);
+    EXPECT_EQ(bool(result), row.step == std::string("nothing"));
+    EXPECT_EQ(result.position, row.position);
+    EXPECT_EQ(response.serv_info.check_id, row.check_id);
+    if (row.request != nullptr) {
+      EXPECT_EQ(service.request, row.request);
+    }
+  }
+}
+
+TEST(AskTest, MemoryStaysInsideTheLimit) {
+  FixedTransport service;
+  for (int i = 0; i < 600000; ++i) service.answer += std::string("\x32\0\x3A\0", 4);
+  for (const std::uint64_t limit : {tstl::Chunk::kNoLimit, std::uint64_t{1} << 20}) {
+    tstl::Chunk arena;
+    arena.set_limit(limit);
+    CloudResponse response;
+    const ExchangeResult result = Ask(service, CloudEncoding::kBinary, {}, response, arena);
+    EXPECT_STREQ(result.reason, "no memory for what was read");
+    EXPECT_LE(arena.total(), std::min(limit, kMaxResponseMemory));
+    EXPECT_EQ(arena.limit(), limit);
+  }
 }
 
 }  // namespace

@@ -1,8 +1,12 @@
 // Trace records to JSON and back, and whole files of them.
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <initializer_list>
 #include <sstream>
 #include <string>
@@ -14,6 +18,17 @@
 #include "engine/trace/trace_record.h"
 #include "tests/reference/record_reference.h"
 #include "tests/temp_folder.h"
+
+// Larger requests than this fail (the linker sends all of them here).
+std::size_t g_largest = SIZE_MAX;
+extern "C" {
+void* __real_malloc(std::size_t n);
+void* __real_realloc(void* memory, std::size_t n);
+void* __wrap_malloc(std::size_t n) { return n > g_largest ? nullptr : __real_malloc(n); }
+void* __wrap_realloc(void* memory, std::size_t n) {
+  return n > g_largest ? nullptr : __real_realloc(memory, n);
+}
+}
 
 namespace zenta::trace {
 namespace {
@@ -77,18 +92,24 @@ TEST(TraceRecordTest, WritesTheMembersOfItsKindInOrder) {
       {R"({"type":"setLayout","type":"setLayouts"})", R"({"type":"setLayouts"})"},
       {R"({"type":"noused_xx0","type":5})", R"({"type":"noused_xx0"})"},
       {"{}", R"({"type":""})"},
+      // Integers, however they are written.
+      {R"({"type":"inputSelection","time":[1e2,5.0],"point":[[-1.0,0.2e1]]})",
+       kBareInput + R"(,"time":[100,5],"point":[[-1,2]]})"},
   };
   for (const auto& [read, written] : rows) EXPECT_EQ(Rewritten(read), written) << read;
+  TraceRecord record;  // a kind goes with its type, which nobody has to set
+  record.kind = TraceKind::kLayout;
+  EXPECT_EQ(Written(record), kBareLayout);
 }
 
 TEST(TraceRecordTest, IgnoresWhatIsNoValueOfAMember) {
   std::istringstream members(R"(
       "pad_rect":[1,2,3] "pad_rect":[1,2,3,4,5] "pad_rect":[1,2,3,32768] "pad_rect":[1,2,3,"4"]
-      "pad_rect":[1,2,3,4.0] "pad_rect":[1,2,3,-32769] "pad_rect":{"a":1} "pad_rect":"1234"
+      "pad_rect":[1,2,3,4.5] "pad_rect":[1,2,3,-32769] "pad_rect":{"a":1} "pad_rect":"1234"
       "key_array":{} "key_array":[5,"x",[]] "KEY_ARRAY":[{}] "":1 "time":[1,-1]
       "time":[4294967296] "time":["1"] "time":5 "point":[[1,2],[3]] "point":[[1,2],3]
       "point":[[1,40000]] "point":[[1,2,3]] "expect":null "code":[1] "need_iec":1
-      "del_tail":-1 "del_tail":1e2 "attribute":true)");
+      "del_tail":-1 "del_tail":1e-2 "attribute":true)");
   for (std::string member; members >> member;) {
     EXPECT_EQ(Rewritten(R"({"type":"setLayout",)" + member + "}"), kBareLayout) << member;
     EXPECT_EQ(Rewritten(R"({"type":"inputSelection",)" + member + "}"), kBareInput + "}") << member;
@@ -109,6 +130,32 @@ TEST(TraceRecordTest, ComesBackAsItWas) {
       if (!field.in_json(record)) return;
       EXPECT_EQ(reference::Difference(field.of(read.record), field.of(record)), "") << field.kKey;
     });
+  }
+}
+
+// At any k-th call the arenas may give no more: then the record is empty, and the fault says why.
+TEST(TraceRecordTest, ShortMemoryIsAFaultAndLeavesNothing) {
+  reference::RecordFiller filler(9, false);
+  for (unsigned kind = 0; kind < 4; ++kind) {
+    auto made = filler.Make<TraceRecord>();
+    made.SetKind(static_cast<TraceKind>(kind));
+    const std::string line = Written(made);
+    unsigned served = 0;
+    for (unsigned k = 0; served < 2; ++k) {
+      for (const bool tree : {false, true}) {
+        reference::ShortArena arena{tree ? ~0u : k}, nodes{tree ? k : ~0u};
+        auto record = filler.Make<TraceRecord>();
+        std::uint32_t position = ~0u;
+        const JsonFault fault = ReadTraceLine(line, record, arena, nodes, position);
+        EXPECT_LE(position, line.size());
+        if (fault != JsonFault::kNone) {
+          EXPECT_EQ(fault, JsonFault::kMemory);
+          EXPECT_EQ(reference::Difference(record, TraceRecord()), "");
+        }
+        EXPECT_EQ(Written(record), Written(fault == JsonFault::kNone ? made : TraceRecord()));
+        served += fault == JsonFault::kNone;
+      }
+    }
   }
 }
 
@@ -145,13 +192,14 @@ TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
       {"\n \r\n\t\n", "", 3, 0, {}},
       {"\xEF\xBB\xBF{\"type\":\"a\"}\r\n\r\n  {\"type\":\"b\"}  ", "a b ", 3, 0, {}},
       {"{\"type\":\"a\"}\n{\"type\":\"b\" \n{}\n", "a  ", 3, 1, {JsonFault::kEnds, 2, 12}},
-      {"\n[1]\nnull\n{\"type\":\"a\"}\n", "a ", 4, 2, {JsonFault::kUnexpected, 2, 0}},
+      {"\n  [1]\nnull\n{\"type\":\"a\"}\n", "a ", 4, 2, {JsonFault::kUnexpected, 2, 2}},
       {"{}{}\n{\"type\":\"a\"}", "a ", 2, 1, {JsonFault::kTrailing, 1, 2}},
       {" {\"a\":01}\r\n\x01\xFF\n", "", 2, 2, {JsonFault::kUnexpected, 1, 7}},
       {std::string(513, '[') + "\n{\"type\":\"a\"}\n", "a ", 2, 1, {JsonFault::kDepth, 1, 512}},
   };
   TraceReader reader;
-  for (const auto& [text, types, lines, bad, first] : rows) {
+  for (std::size_t i = 0; i < 2 * std::size(rows); ++i) {  // twice: good ones after bad ones, too
+    const auto& [text, types, lines, bad, first] = rows[i % std::size(rows)];
     SCOPED_TRACE(text);
     Put("trace", text);
     EXPECT_EQ(Types(reader), types);
@@ -161,6 +209,46 @@ TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
     EXPECT_EQ(std::tie(got.fault, got.line, got.position),
               std::tie(first.fault, first.line, first.position));
   }
+  reference::ShortArena none{0};  // a line without memory is a bad line, and the next is read
+  Put("trace", "{\"type\":\"a\"}\n{}\n");
+  TraceRecord record;
+  ASSERT_TRUE(reader.Open(path_.c_str()) && reader.Next(record, none));
+  EXPECT_TRUE(reader.lines() == 2 && record.type.is_empty());
+  EXPECT_EQ(reader.first_fault().fault, JsonFault::kMemory);
+}
+
+TEST_F(TraceFileTest, ListenerIsToldWhatIsIgnoredAndInWhichLine) {
+  Put("trace", R"({"type":"inputSelection","time":[1,1700000000000],"del_tail":7.5}
+
+{"bad
+{"type":"switchPad","time":[5],"x":{"time":-1}}
+{"time":5,"point":[[1,2],[1.5,2]],"type":"inputSelection"}
+{"type":"setLayout","key_array":[{"id":-1},3],"pad_rect":[1,2,3]}
+)");
+  struct Log : records::IgnoredListener {
+    void ignored(const records::Ignored& value) override {
+      text += std::to_string(reader.lines()) + " " + std::string(value.key.std_view()) + ": " +
+              records::ignored_reason_text(value.reason) + "\n";
+    }
+    TraceReader reader;
+    std::string text;
+  } log;
+  log.reader.Listen(&log);
+  EXPECT_EQ(Types(log.reader), "inputSelection switchPad inputSelection setLayout ");
+  EXPECT_EQ(log.text, R"(1 time: a number out of range
+1 del_tail: a number that is no integer
+4 x: an unknown key
+4 time: a value of another type
+5 point: a number that is no integer
+5 time: a value of another type
+6 id: a number out of range
+6 key_array: a value of another type
+6 pad_rect: an array of another length
+)");
+  log.reader.Listen(nullptr);
+  log.text.clear();
+  Types(log.reader);
+  EXPECT_EQ(log.text, "");
 }
 
 TEST_F(TraceFileTest, WriterGoesOnBehindWhatIsThere) {
@@ -174,6 +262,25 @@ TEST_F(TraceFileTest, WriterGoesOnBehindWhatIsThere) {
   EXPECT_EQ(Types(reader), "setLayout ");
   EXPECT_EQ(reader.bad_lines(), 1u);
   EXPECT_EQ(reader.lines(), 2u);
+  Put("trace", "");
+  Write({TraceKind::kPad});
+  EXPECT_EQ(Types(reader), "switchPad ");
+  EXPECT_EQ(reader.lines(), 1u);
+
+  // A pipe has no last line to look for; who opens it for that waits until the alarm.
+  const std::string pipe = At("pipe");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const int end = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  alarm(60);
+  TraceWriter writer;
+  ASSERT_TRUE(writer.Open(pipe.c_str()));
+  writer.Append(TraceRecord());
+  EXPECT_TRUE(writer.Close());
+  alarm(0);
+  char text[20] = {};
+  EXPECT_EQ(read(end, text, sizeof text), 12);
+  EXPECT_STREQ(text, "{\"type\":\"\"}\n");
+  close(end);
 }
 
 TEST_F(TraceFileTest, FailuresAreTold) {
@@ -189,6 +296,19 @@ TEST_F(TraceFileTest, FailuresAreTold) {
   writer.Append(record);
   EXPECT_FALSE(writer.Close());
   EXPECT_EQ(writer.error(), ENOSPC);
+
+  const std::string text(3 << 20, 'x');
+  ASSERT_TRUE(writer.Open(path_.c_str()));
+  record.type = text;
+  g_largest = 1 << 20;
+  writer.Append(record), record.type = "a", writer.Append(record);
+  g_largest = SIZE_MAX;
+  EXPECT_FALSE(writer.Close());
+  EXPECT_EQ(writer.error(), ENOMEM);
+  ASSERT_TRUE(writer.Open(path_.c_str()));
+  writer.Append(record);
+  EXPECT_TRUE(writer.Close());
+  EXPECT_EQ(Types(reader), "a ") << "nothing behind the failure, and all after the next opening";
 }
 
 TEST_F(TraceFileTest, MemoryIsBoundedByTheLine) {

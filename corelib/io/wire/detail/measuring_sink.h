@@ -43,8 +43,10 @@ class MeasuringSink {
     put(*length);
   }
 
- private:
+ protected:
   PassState* state_;
+
+ private:
   std::uint64_t size_;
 };
 

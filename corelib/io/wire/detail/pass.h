@@ -18,7 +18,10 @@
 //                          where there is nothing to end
 #pragma once
 
+#include <bit>
+#include <cassert>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 #include "corelib/base/types.h"
@@ -52,6 +55,18 @@ class Pass : private Sink {
       return;
     Sink::put(wire_key(key, WireType::kVarint));
     Sink::put(wire_value<T>(value));
+  }
+
+  template <WireFixed T>
+  [[gnu::always_inline]] void bsc_write_kfixed(std::uint32_t key,
+                                               std::type_identity_t<T> value) noexcept {
+    static_assert(std::endian::native == std::endian::little, "sent as it lies in memory");
+    if (!Sink::room(kMaxVarint32 + sizeof value)) [[unlikely]]
+      return;
+    Sink::put(wire_key(key, kFixedType<T>));
+    unsigned char bytes[sizeof value];
+    std::memcpy(bytes, &value, sizeof value);
+    Sink::put_bytes({bytes, sizeof value});
   }
 
   template <WireScalar T>
@@ -89,13 +104,19 @@ class Pass : private Sink {
 
   [[nodiscard, gnu::always_inline]] std::uint32_t bsc_begin_kmsg(bool sized,
                                                                  std::uint32_t key) noexcept {
-    if (!sized || !Sink::room(kMaxKeyAndLength)) [[unlikely]]
-      return FAILURE;
-    Sink::put(wire_key(key, WireType::kBytes));
-    return Sink::begin_message(key);
+    std::uint32_t slot = FAILURE;
+    if (sized && Sink::room(kMaxKeyAndLength)) [[likely]] {
+      Sink::put(wire_key(key, WireType::kBytes));
+      slot = Sink::begin_message(key);
+    }
+    assert(Sink::state_->note_begin(slot));
+    return slot;
   }
 
-  [[gnu::always_inline]] void bsc_end_kmsg(std::uint32_t slot) noexcept { Sink::end_message(slot); }
+  [[gnu::always_inline]] void bsc_end_kmsg(std::uint32_t slot) noexcept {
+    assert(Sink::state_->note_end(slot) && "nested messages end in another order than they began");
+    Sink::end_message(slot);
+  }
 
  private:
   friend class tstl::ProtoWrite;

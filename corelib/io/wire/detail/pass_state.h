@@ -16,6 +16,18 @@ class PassState {
   friend class MeasuringSink;
   friend class WritingSink;
   friend class PatchingSink;
+  template <class Sink>
+  friend class Pass;
+
+  // What the assertions about the order of nested messages ask: always true, and whether `slot` is
+  // that of the message which began last.
+  bool note_begin(std::uint32_t slot) noexcept {
+    if (open_ < kTracked) open_slots_[open_] = slot;
+    return ++open_ != 0;
+  }
+  bool note_end(std::uint32_t slot) noexcept {
+    return open_ != 0 && (--open_ >= kTracked || open_slots_[open_] == slot);
+  }
 
   // For a payload [payload_at, at) that has one byte reserved before it for its length, and needs
   // more: moves the payload up and writes the length before it. Returns the payload's new end.
@@ -29,6 +41,9 @@ class PassState {
   LengthList lengths_;
   // The width in bytes of the last nested message's length, indexed by the low bits of its key.
   static constexpr std::uint32_t kWidths = 16;
+  static constexpr std::uint32_t kTracked = 8;
+  std::uint32_t open_slots_[kTracked] = {};  // of the outermost open messages, for assertions only
+  std::uint32_t open_ = 0;                   // messages that began and did not end; the same
   unsigned char widths_[kWidths] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 };
 

@@ -75,7 +75,8 @@ TEST(JsonReadTest, FaultsAreNamedAndPlacedAtTheFirstByteThatCannotFollow) {
 // something.
 TEST(JsonReadTest, GoodTextsAndBrokenOnesAreReadAsByThePeer) {
   const std::string_view texts[] = {
-      " { \"a\" : [ 1 , -0 , 0.5 , 1E9 , -12.25e-3 ] , \"\" : { } , \"b\\n\\u0062\" : [ ] }\r\n",
+      " { \"a\" : [ 1 , -0 , 0.5 , 1E9 , 1.5E3 , -12.25e-3 ] , \"\" : { } , \"b\\n\\u0062\" : [ ] "
+      "}\r\n",
       "[true,false,null,\"\\\"\\\\\\/\\b\\f\\n\\r\\t\\u0041\\u00e9\\u4F60\\ud83d\\uDE00\\u0000\"]",
       "{\"k\":1,\"k\":\"\xE4\xBD\xA0\xE5\xA5\xBD\xF0\x9F\x98\x80\",\"a key that leaves the first "
       "64 bytes\":[[],{}]}",
@@ -122,16 +123,31 @@ void ExpectLimits() {
   // The last digits of the limits have one above them.
   const auto next = [](std::string number) { return ++number.back(), number; };
   T value = 42;
-  for (const std::string& other : {std::is_signed_v<T> ? next(least) : "-1", next(most), "1.0"s,
-                                   "1e3"s, "\"1\""s, "true"s, "[1]"s, "123456789012345678901"s}) {
+  for (const std::string& other :
+       {std::is_signed_v<T> ? next(least) : "-1", next(most), next(most) + ".0", "1.5"s, "15e-1"s,
+        "0.1"s, "1e20"s, "1e-400000000000000000000"s, "1E99999999999999999999"s, "\"1\""s, "true"s,
+        "[1]"s, "123456789012345678901"s, "0.100e3000"s}) {
     EXPECT_FALSE(Parsed(other).parse.root->integer(value)) << other;
     EXPECT_EQ(value, 42);
   }
-  for (const auto& [text, want] : {std::pair(least, std::numeric_limits<T>::min()),
-                                   {most, std::numeric_limits<T>::max()},
-                                   {"-0", T{0}}}) {
-    EXPECT_TRUE(Parsed(text).parse.root->integer(value));
-    EXPECT_EQ(value, want);
+  const std::string zeros(3000, '0');
+  for (const auto& [text, want] :
+       {std::pair(least, std::numeric_limits<T>::min()),
+        {most, std::numeric_limits<T>::max()},
+        {most + ".0", std::numeric_limits<T>::max()},
+        {"0." + most + "E+" + std::to_string(most.size()), std::numeric_limits<T>::max()},
+        {"-0", 0},
+        {"-0.0e5", 0},
+        {"0e99999999999999999999", 0},
+        {"5.0", 5},
+        {"5e0", 5},
+        {"1e2", 100},
+        {"120.0e-1", 12},
+        {"0.05E+2", 5},
+        {"1" + zeros + "e-3000", 1},
+        {"0." + zeros + "7e3001", 7}}) {
+    EXPECT_TRUE(Parsed(text).parse.root->integer(value)) << text;
+    EXPECT_EQ(value, want) << text;
   }
 }
 
@@ -147,6 +163,14 @@ TEST(JsonReadTest, NumbersAreExactAndFitOrAreLeftAlone) {
   expect.operator()<std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
                     std::uint16_t, std::uint32_t, std::uint64_t>();
   EXPECT_EQ(Parsed("-12.5e-1").parse.root->real(), -1.25);
+  for (const auto& [text, whole] : {std::pair("1.5E3", true),
+                                    {"1e400", true},
+                                    {"7", true},
+                                    {"1.5", false},
+                                    {"1e-400", false},
+                                    {"\"1\"", false},
+                                    {"0.0e-9", true}})
+    EXPECT_EQ(Parsed(text).parse.root->is_integer(), whole) << text;
   EXPECT_EQ(Parsed("\"1\"").parse.root->real(), 0);
 }
 
@@ -183,6 +207,7 @@ TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
     EXPECT_EQ(bytes.cstr()[bytes.len()] + units.cstr()[units.len()], 0);
     EXPECT_EQ(node->raw().std_view(), text);
     EXPECT_EQ(node->key(parsed.arena).std_view(), row.bytes);
+    EXPECT_EQ(node->raw_key().std_view(), text);
     EXPECT_TRUE(node->key_is(row.bytes));
     EXPECT_FALSE(node->key_is(std::string(row.bytes) + "x") || node->key_is("y"));
   }

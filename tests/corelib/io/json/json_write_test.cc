@@ -80,6 +80,8 @@ TEST(JsonWriteTest, StringsAreEscapedAndReadBackTheSame) {
   }
   EXPECT_EQ(Written<unsigned short>(u"\xDE00\xD83D\xD83D\xDE00\xD83D"),
             "\"\\ude00\\ud83d\xF0\x9F\x98\x80\\ud83d\"");
+  // The pair's other half stands behind the view.
+  EXPECT_EQ(Written<unsigned short>(std::u16string_view(u"x\xD83D\xDE00", 2)), "\"x\\ud83d\"");
 
   std::mt19937 random(7);
   for (int round = 0; round < 5000; ++round) {
@@ -108,6 +110,35 @@ TEST(JsonWriteTest, ATextThatFindsNoRoomIsGivenUpWhole) {
   out.num(3);
   EXPECT_TRUE(out.good());
   EXPECT_EQ(out.output().std_view(), "3");
+}
+
+TEST(JsonWriteDeathTest, CallsOutOfOrderAreAsserted) {
+  const std::pair<const char*, void (*)(JsonWrite&)> rows[] = {
+      {"without its key", [](JsonWrite& out) { out.begin_object(), out.num(1); }},
+      {"without its key", [](JsonWrite& out) { out.begin_object(), out.begin_array(); }},
+      {"outside of an object", [](JsonWrite& out) { out.key("a"); }},
+      {"outside of an object", [](JsonWrite& out) { out.begin_array(), out.plain_key("a"); }},
+      {"a key after a key", [](JsonWrite& out) { out.begin_object(), out.key("a"), out.key("b"); }},
+      {"without its value",
+       [](JsonWrite& out) { out.begin_object(), out.key("a"), out.end_object(); }},
+      {"without its begin", [](JsonWrite& out) { out.begin_object(), out.end_array(); }},
+      {"without its begin", [](JsonWrite& out) { out.begin_array(), out.end_object(); }},
+      {"without its begin", [](JsonWrite& out) { out.end_array(); }},
+      {"a second value",
+       [](JsonWrite& out) { out.null(), out.str(BufferRef<unsigned char>("x")); }},
+  };
+  for (const auto& [what, calls] : rows) {
+    const auto write = [&c = calls] {
+      JsonWrite out;
+      c(out);
+    };
+    EXPECT_DEBUG_DEATH(write(), what);
+  }
+  JsonWrite deep;  // kinds are kept for 63 levels, and what is deeper is counted
+  for (int i = 0; i < 100; ++i) deep.begin_array(), deep.begin_object(), deep.key("k");
+  deep.null();
+  for (int i = 0; i < 100; ++i) deep.end_object(), deep.end_array();
+  EXPECT_DEBUG_DEATH(deep.end_array(), "without its begin");
 }
 
 }  // namespace

@@ -40,14 +40,31 @@ TEST(WireReadTest, FaultsAreNamedAndPlaced) {
   };
   const Row rows[] = {
       {kNone, 0, 0, {}},
-      {kNone, 5, kMessage.size(), kMessage},  // those of fixed size are stepped over
+      {kNone, 7, kMessage.size(), kMessage},
       {kTruncated, 0, 1, {0x08, 0x80}},
       {kTruncated, 1, 4, {0x08, 1, 0x12, 3, 'a', 'b'}},
       {kTruncated, 0, 11, {0x12, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x01}},
       {kTruncated, 0, 1, {0x09, 1, 2, 3, 4, 5, 6, 7}},
       {kOverlong, 0, 1, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0}},
       {kNone, 1, 11, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x7F}},
-      {kGroup, 1, 2, {0x08, 1, 0x0B}},
+      {kOverlong, 0, 1, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}},
+      {kTruncated, 0, 1, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}},
+      {kOverlong, 0, 1, {0x12, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0}},
+      // Groups: skipped with all that is in them; not closed, closed as another, closed unopened.
+      {kNone, 1, 8, {0x7B, 0x08, 1, 0x7C, 0x22, 2, 'a', 'b'}},
+      {kNone, 0, 24, {0x7B, 0x12, 2, 0x7C, 0x7C, 0x83, 1, 0x09, 1, 2,    3, 4,
+                      5,    6,    7, 8,    0x15, 1,    2, 3,    4, 0x84, 1, 0x7C}},
+      {kTruncated, 1, 2, {0x08, 1, 0x7B, 0x0B, 0x0C, 0x08, 1}},
+      {kTruncated, 1, 4, {0x08, 1, 0x7B, 0x09, 1, 2}},
+      {kTruncated, 1, 5, {0x08, 1, 0x7B, 0x12, 9, 1}},
+      {kGroup, 1, 5, {0x08, 1, 0x7B, 0x83, 0x01, 0x7C}},
+      {kGroup, 1, 2, {0x08, 1, 0x0C}},
+      {kWireType, 0, 1, {0x7B, 0x0E, 0x7C}},
+      {kFieldNumber, 0, 1, {0x7B, 0x02, 0x7C}},
+      {kOverlong,
+       0,
+       2,
+       {0x7B, 0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0}},
       {kWireType, 1, 2, {0x08, 1, 0x0E, 0}},
       {kFieldNumber, 1, 2, {0x08, 1, 0x00, 0}},
       {kFieldNumber, 0, 0, {0x02, 0}},
@@ -60,6 +77,16 @@ TEST(WireReadTest, FaultsAreNamedAndPlaced) {
     EXPECT_EQ(walk.fault, row.fault);
     EXPECT_EQ(walk.fields.size(), row.fields);
     EXPECT_EQ(walk.position, row.position);
+  }
+}
+
+TEST(WireReadTest, GroupsAreSkippedUpToADepthOfOneHundred) {
+  for (const std::size_t depth : {100u, 101u, 1000000u}) {
+    Bytes message(depth, 0x7B);
+    message.insert(message.end(), depth, 0x7C);
+    const oracle::Walk walk = Read(message);
+    EXPECT_EQ(walk.fault, depth == 100 ? WireFault::kNone : WireFault::kDepth);
+    EXPECT_EQ(walk.position, depth == 100 ? 200 : 100);
   }
 }
 
