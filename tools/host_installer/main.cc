@@ -83,7 +83,11 @@ int Fail(const std::string& reason, int status = 1) {
 // Bounds of a whole run, beside those of each part of a package. An input method's package takes a
 // few seconds and megabytes.
 constexpr rlim_t kMaxProcessorSeconds = 600;
+#ifndef ZENTA_SANITIZED  // the address sanitizer reserves terabytes
 constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
+#else
+constexpr rlim_t kMaxMemoryBytes = RLIM_INFINITY;
+#endif
 
 // Ends the program as a crash would: the next installation cleans up. Only calls that a signal
 // handler may make.
@@ -108,9 +112,7 @@ void LimitRun() {
   std::signal(SIGXFSZ, SIG_IGN);
   std::signal(SIGXCPU, EndRun);
   Limit(RLIMIT_CPU, kMaxProcessorSeconds);
-#ifndef ZENTA_SANITIZED  // the address sanitizer reserves terabytes
   Limit(RLIMIT_AS, kMaxMemoryBytes);
-#endif
 }
 
 int Run(const Arguments& arguments) {

@@ -84,9 +84,8 @@ TEST_F(ObjectiveCTest, DigestsAnswerToTheirSelectors) {
     EXPECT_EQ([text isKindOfClass:[NSMutableString class]], name[0] == 'g') << name;
   }
   const char both[] = "ZTDHMethod020:ZTDHMethod020Arg1:";
-  EXPECT_EQ(
-      TextFrom(both, @"输入法输入法更新程序é", @"é\u07FF\u0080zABCDEFGHIJKLMNOPQRSTUVWXYZ"),
-      "39cac0e1a037b98d1805799e66ab9c51" + kZeros);
+  EXPECT_EQ(TextFrom(both, @"输入法输入法更新程序é", @"é\u07FF\u0080zABCDEFGHIJKLMNOPQRSTUVWXYZ"),
+            "39cac0e1a037b98d1805799e66ab9c51" + kZeros);
   EXPECT_EQ(TextFrom(both, abc, abc), std::nullopt);
   const unichar half = 0xD800;  // of a pair
   EXPECT_EQ(TextFrom("calcMD5:", [NSString stringWithCharacters:&half length:1]), std::nullopt);
