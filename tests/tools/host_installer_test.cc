@@ -134,7 +134,8 @@ class HostInstallerTest : public MachineTest {
                const std::string& arguments = "-pkg " + kPackage + " -target /") {
     options.environment.emplace_back("ZENTA_MACHINE", root_);
     std::vector<std::string> command = Words(arguments);
-    command.insert(command.begin(), ZENTA_HOST_INSTALLER);
+    command.insert(command.begin(),
+                   {"/usr/bin/env", "--default-signal=XFSZ", ZENTA_HOST_INSTALLER});
     return RunProgram(command, options);
   }
 
@@ -193,7 +194,8 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   }
   packages[0].emplace_back("Distribution",
                            "<installer-gui-script><title>Zenta\n2</title><pkg-ref id='x'/>"
-                           "<pkg-ref>#My%20IM.pkg</pkg-ref></installer-gui-script>");
+                           "<pkg-ref>#My%20IM.pkg</pkg-ref><pkg-ref>#My%20IM.pkg</pkg-ref>"
+                           "</installer-gui-script>");
   packages[1].emplace_back("Scripts", "#!");
   Snapshot want = Installed();
   want.erase(kStale);
@@ -221,17 +223,24 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   }
 }
 
+// Also with standard output closed at the other end.
 TEST_F(HostInstallerTest, MergesPlainFoldersAndInstallsWhereNothingIsYet) {
+  const std::string unread = std::string("{ sleep 0.1; ") + ZENTA_HOST_INSTALLER + " -pkg " +
+                             kPackage + " -target /; echo $? >&2; } | :";
+  fs::create_directory_symlink("Other.app", At(kMethods + "/Third.app"));  // gives way to a bundle
   for (const std::string location : {"/", "", "/opt/new/place"}) {
     Put(location + "/share/list", "old");
     const Entries entries = {{"share/list", 0100644, "new"},
                              {"share/more/deep", 0100644, "deep"},
                              {"Library/Input Methods/Third.app/x", 0100644, "third"}};
     Stage(ComponentPackage(entries, location));
-    EXPECT_EQ(Run().status, 0) << location;
+    EXPECT_EQ(
+        RunProgram({"/bin/sh", "-c", unread}, {.environment = {{"ZENTA_MACHINE", root_}}}).err,
+        "0\n");
     for (const auto& entry : entries) EXPECT_EQ(Contents(location + "/" + entry.path), entry.data);
   }
   EXPECT_TRUE(HasOneWholeVersion());
+  EXPECT_EQ(Contents(kMethods + "/Other.app/x"), "other");
 }
 
 TEST_F(HostInstallerTest, RefusesHostilePayloads) {
@@ -380,6 +389,12 @@ TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
     Put(kPackage, XarOf({std::regex_replace(good.table, std::regex(from), to), good.files}));
     ExpectRefused(reason);
   }
+  // What follows the end of a payload's compression is read, too.
+  const std::string tail = Compressed(payload, ARCHIVE_FILTER_BZIP2) + std::string(200'000, 'x');
+  XarParts longer = PartsOf(Xar({{"PackageInfo", info}, {"Payload", tail}}));
+  longer.table.insert(longer.table.rfind("</archived-checksum>"), "0");
+  Put(kPackage, XarOf(longer));
+  ExpectRefused("checksum of Payload does not match");
   Put(kPackage, "not an archive");
   ExpectRefused("cannot be read");
   fs::remove(At(kPackage));
