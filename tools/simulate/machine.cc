@@ -58,10 +58,9 @@ std::uint64_t CountLines(const std::string& text, const std::string& ending) {
   return count;
 }
 
-// The counter's file as the updater writes it; it is small XML, and whatever else it might be is a finding.
+// The counter's file as the updater writes it, which is XML.
 void ReadCounter(const std::string& text, Snapshot& seen) {
   const std::size_t key = text.find("<key>install_fail_num</key>");
-  seen.counter_is_readable = text.ends_with("</plist>\n") || text.ends_with("</plist>");
   seen.has_leftover = text.find("<key>package_left_behind</key>") != std::string::npos;
   if (key == std::string::npos) return;
   const std::size_t value = text.find("<integer>", key);
@@ -125,6 +124,11 @@ Snapshot Machine::Look() const {
   for (const auto& entry :
        fs::recursive_directory_iterator(root_, fs::directory_options::skip_permission_denied)) {
     const std::string name = entry.path().filename();
+    if (entry.path().parent_path().filename() == "Preferences" && !name.starts_with(".")) {
+      const std::string text = ReadFile(entry.path());
+      seen.state_is_whole =
+          seen.state_is_whole && (text.ends_with("</plist>\n") || text.ends_with("</plist>"));
+    }
     if (name == kCounterName) ReadCounter(ReadFile(entry.path()), seen);
     if (name.starts_with(".zenta-installer-")) seen.has_staging = true;
   }

@@ -39,7 +39,7 @@ struct Snapshot {
   std::string package;                   // contents, if it is a file
   std::optional<std::int64_t> counter;   // of failures
   bool has_leftover = false;             // the updater has noted a package that it could not remove
-  bool counter_is_readable = true;       // false: there is a file, but not as the updater writes it
+  bool state_is_whole = true;            // no file of the preferences is cut short
   std::uint64_t runs = 0, failures = 0;  // notifications posted
   bool has_staging = false;              // something that an installation left behind
 };

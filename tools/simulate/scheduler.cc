@@ -230,7 +230,7 @@ void Scheduler::Grant(Process& process) {
   }
   now_ += call_nanoseconds_;
   if (++calls_ > kMostCalls) throw Finding{"the programs go on for ever"};
-  if (director_->BeforeCall(calls_)) LetRetry(&process);
+  if (director_->BeforeCall(process.request, calls_)) LetRetry(&process);
   if (process.state == Process::State::kOver) return;  // by what happened just now
   Reply reply = director_->Decide(process, process.request, calls_);
   if (process.state == Process::State::kOver) return;

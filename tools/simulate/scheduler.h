@@ -51,7 +51,7 @@ class Director {
  public:
   virtual ~Director() = default;
   // Before call number `call` of this run. True if something in the machine changed.
-  virtual bool BeforeCall(std::uint64_t call) = 0;
+  virtual bool BeforeCall(const Request& request, std::uint64_t call) = 0;
   virtual Reply Decide(Process& process, const Request& request, std::uint64_t call) = 0;
   // The next moment at which the director does something by itself, -1 for none; and that moment has come.
   [[nodiscard]] virtual std::int64_t NextMoment() const = 0;

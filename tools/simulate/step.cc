@@ -46,7 +46,7 @@ std::uint64_t DrawCall(Random& random) {
 Event DrawFault(Random& random) {
   Event fault;
   fault.kind = random.OneOf({Kind::kError, Kind::kError, Kind::kError, Kind::kCut, Kind::kDeath,
-                             Kind::kDeath, Kind::kPower, Kind::kDiskFull});
+                             Kind::kDeath, Kind::kPower, Kind::kPower, Kind::kDiskFull});
   fault.at = DrawCall(random);
   fault.amount =
       static_cast<std::int64_t>(1 + random.Below(random.OneOf<std::uint64_t>({5, 50, 500})));
@@ -67,6 +67,14 @@ void Add(Step& step, Random& random, Kind kind, std::int64_t amount = 0) {
   event.kind = kind;
   event.at = DrawCall(random);
   event.amount = amount;
+  // Half of them at a turning point, where it matters.
+  const Call only = random.OneOf({Call::kOpen, Call::kSpawn, Call::kLock, Call::kSpace,
+                                  Call::kMakeFolder, Call::kExchange, Call::kUnlink, Call::kWrite});
+  const std::uint64_t number = 1 + random.Below(3);
+  if (random.OneIn(2)) {
+    event.only = only;
+    event.at = number;
+  }
   event.choice = random.Next();
   step.events.push_back(event);
 }

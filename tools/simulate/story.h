@@ -35,7 +35,7 @@ class Story final : public Director {
   [[nodiscard]] std::uint64_t call_count() const { return call_count_; }
   [[nodiscard]] std::uint64_t event_count() const { return event_count_; }
 
-  bool BeforeCall(std::uint64_t call) override;
+  bool BeforeCall(const Request& request, std::uint64_t call) override;
   Reply Decide(Process& process, const Request& request, std::uint64_t call) override;
   [[nodiscard]] std::int64_t NextMoment() const override { return hold_ < 0 ? -1 : hold_until_; }
   void AtMoment() override;
