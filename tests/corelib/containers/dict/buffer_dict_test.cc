@@ -95,9 +95,10 @@ TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit
   ASSERT_EQ(this->dict.open(other), 0u);
   EXPECT_EQ(this->image(), image);
   Buffer<unsigned char> buffer;
-  EXPECT_FALSE(detail::build_dict_image(table, buffer, image.size() - 1));
+  std::uint32_t cut = 0;
+  EXPECT_FALSE(detail::build_dict_image(table, buffer, cut, image.size() - 1));
   EXPECT_EQ(buffer.len(), 0u);
-  EXPECT_TRUE(detail::build_dict_image(table, buffer, image.size()));
+  EXPECT_TRUE(detail::build_dict_image(table, buffer, cut, image.size()));
 }
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
@@ -194,7 +195,8 @@ TEST(BufferDictImageTest, TheWorkedExampleOfTheFormat) {
   for (const auto& [key, value] : {std::pair{"中国", 9u}, {"中", 5u}, {"a", 1u}})
     table[key]->set_value(value);
   Buffer<unsigned char> image;
-  ASSERT_TRUE(detail::build_dict_image(table, image));
+  std::uint32_t cut;
+  ASSERT_TRUE(detail::build_dict_image(table, image, cut));
   EXPECT_EQ(Bytes(image.begin(), image.end()),
             Image({5, 3, 72, 0, 0, 0x2C, 0x24, 0, 0x38, 0x80000001, 0x00610001, 0x80000005,
                    0xB8E40003, 0x000000AD, 0x80000009, 0xB8E40006, 0xBD9BE5AD, 0}));
