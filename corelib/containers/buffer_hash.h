@@ -1,12 +1,12 @@
 // BufferHash: a table from a key of text units to a 64-bit value.
 //
-// Size it: as many buckets as there will be keys. The number of buckets is the caller's choice and never
-// changes by itself, so a table of 32, the least, searches long chains: with
-// 10,000 keys a look-up in it takes 3,000 ns, and 30 ns in a table of 10,000.
+// Size it: as many buckets as there will be keys. Their number is the caller's choice and never changes
+// by itself, so the least table, of 32, searches long chains: with 10,000 keys a look-up in it takes
+// 3,000 ns, and 30 ns in a table of 10,000.
 //
-// It is a chained table whose nodes lie packed in an arena that the table owns. Nodes never move, and live until reset() or the
-// table's end. Growing fails with a null node when memory is short, and leaves the table as it was.
-// One thread at a time.
+// It is a chained table whose nodes lie packed in an arena that the table owns. Nodes never move, and
+// live until reset() or the table's end. Growing fails with a null node when memory is short, and
+// leaves the table as it was. One thread at a time.
 //
 // set_tabsize() on a table that has keys moves every node to the head of its new chain. Chains are
 // in key order before that and no longer after it, on purpose, while an insertion still looks no

@@ -29,10 +29,11 @@ std::size_t lossless_room(BufferRef<unsigned short> text) {
 }
 std::size_t lossless_room(BufferRef<unsigned char> text) { return text.len(); }
 
-std::size_t transcode_lossless(BufferRef<unsigned short> text, unsigned char* dst) {
-  return utf16_to_utf8_lossless(text.cstr(), text.len(), dst);
+std::size_t transcode_lossless(BufferRef<unsigned short> text, unsigned char* dst,
+                               std::size_t room) {
+  return utf16_to_utf8_lossless(text.cstr(), text.len(), dst, room);
 }
-std::size_t transcode_lossless(BufferRef<unsigned char> text, unsigned short* dst) {
+std::size_t transcode_lossless(BufferRef<unsigned char> text, unsigned short* dst, std::size_t) {
   return utf8_to_utf16_lossless(text.cstr(), text.len(), dst);
 }
 
@@ -174,8 +175,9 @@ Buffer<T>& Buffer<T>::append_str(OtherView text) noexcept {
 
 template <Unit T>
 Buffer<T>& Buffer<T>::append_lossless(OtherView text) noexcept {
-  if (text && make_room(std::uint64_t{len_} + lossless_room(text), text)) {
-    len_ += static_cast<unsigned>(transcode_lossless(text, str_ + len_));
+  const std::size_t room = lossless_room(text);
+  if (text && make_room(std::uint64_t{len_} + room, text)) {
+    len_ += static_cast<unsigned>(transcode_lossless(text, str_ + len_, room));
     str_[len_] = 0;
   }
   return *this;

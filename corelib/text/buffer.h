@@ -135,7 +135,7 @@ class Buffer : public BufferMemOwner<T> {
   // else the encoding of a UTF-16 unit or of a code point. A lone surrogate and what is no code point
   // append nothing, though room for the longest encoding of such a character is reserved beforehand.
   // An integer that is no unit appends nothing, too; a constant one is an error where the compiler
-  // optimizes. A wchar_t is always one: whether it is a unit or a code point differs by system.
+  // optimizes. A wchar_t is refused: whether it is a unit or a code point differs by system.
   template <std::integral C>
   requires(!std::same_as<C, wchar_t> && !std::same_as<C, bool>) Buffer& append_chr(C c) noexcept {
     if constexpr (std::same_as<C, char32_t> ||

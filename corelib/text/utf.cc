@@ -226,13 +226,13 @@ std::size_t utf8_to_utf16_lossless(const unsigned char* src, std::size_t n,
   }
 }
 
-std::size_t utf16_to_utf8_lossless(const unsigned short* src, std::size_t n,
-                                   unsigned char* dst) noexcept {
+std::size_t utf16_to_utf8_lossless(const unsigned short* src, std::size_t n, unsigned char* dst,
+                                   std::size_t room) noexcept {
   unsigned char* to = dst;
   std::size_t done = 0;
   const auto convert_up_to = [&](std::size_t end) {
-    const std::size_t room = 3 * (end - done);
-    to += utf16_to_utf8(src + done, end - done, to, room, LoneSurrogate::kKeep);
+    const std::size_t left = room - static_cast<std::size_t>(to - dst);
+    to += utf16_to_utf8(src + done, end - done, to, left, LoneSurrogate::kKeep);
     done = end;
   };
   for (std::size_t i = 0; i < n; ++i) {
