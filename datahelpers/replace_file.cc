@@ -17,6 +17,37 @@ fs::path FolderOf(const fs::path& path) {
   return path.has_parent_path() ? path.parent_path() : ".";
 }
 
+// Repeats a call that a signal interrupted.
+template <class Call>
+int Uninterrupted(Call call) {
+  int result;
+  do {
+    result = call();
+  } while (result < 0 && errno == EINTR);
+  return result;
+}
+
+// The descriptor is closed by exec and is never 0, 1 or 2: in a process without standard streams, what
+// is printed must not end up in the file.
+int OpenFile(const fs::path& path, int flags, mode_t mode) {
+  const int descriptor = Uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
+  if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
+  const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int error = errno;
+  close(descriptor);
+  errno = error;
+  return other;
+}
+
+// To the disk itself where the system can ask for that (macOS), not only to its cache.
+int Sync(int descriptor) {
+#ifdef F_FULLFSYNC
+  if (Uninterrupted([=] { return fcntl(descriptor, F_FULLFSYNC); }) == 0) return 0;
+    // Not every file system has it.
+#endif
+  return Uninterrupted([=] { return fsync(descriptor); });
+}
+
 }  // namespace
 
 fs::path FreshNameBeside(const fs::path& target) {
@@ -36,14 +67,14 @@ int WriteBytes(int descriptor, std::string_view bytes) {
 }
 
 int MoveInto(const fs::path& target, const fs::path& fresh, int descriptor) {
-  if (fsync(descriptor) != 0 || rename(fresh.c_str(), target.c_str()) != 0) return errno;
+  if (Sync(descriptor) != 0 || rename(fresh.c_str(), target.c_str()) != 0) return errno;
   SyncFolder(FolderOf(target));
   return 0;
 }
 
 int ReplaceContents(const fs::path& target, std::string_view bytes, mode_t mode) {
   const fs::path fresh = FreshNameBeside(target);
-  const int descriptor = open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+  const int descriptor = OpenFile(fresh, O_WRONLY | O_CREAT | O_EXCL, mode);
   if (descriptor < 0) return errno;
   int error = WriteBytes(descriptor, bytes);
   if (error == 0) error = MoveInto(target, fresh, descriptor);
@@ -54,9 +85,9 @@ int ReplaceContents(const fs::path& target, std::string_view bytes, mode_t mode)
 
 // A folder that cannot be opened or synced is no reason to give up a file that is whole.
 void SyncFolder(const fs::path& folder) {
-  const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int descriptor = OpenFile(folder, O_RDONLY | O_DIRECTORY, 0);
   if (descriptor < 0) return;
-  fsync(descriptor);
+  (void)Sync(descriptor);
   close(descriptor);
 }
 

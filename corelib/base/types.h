@@ -6,6 +6,13 @@
 #include <concepts>
 #include <cstdint>
 
+// After a parameter: the object made or returned must not outlive it. Clang warns where it would.
+#if defined(__clang__)
+#define ZENTA_LIFETIMEBOUND [[clang::lifetimebound]]
+#else
+#define ZENTA_LIFETIMEBOUND
+#endif
+
 namespace tstl {
 
 // 64-bit little-endian machines only: packed structures hold 8-byte pointers, and what lies in files

@@ -62,6 +62,20 @@ bool PairBatch<T>::insert() {
   return complete;
 }
 
+// Of a table's nodes those that find() gives.
+template <Unit T>
+struct FoundNodes {
+  const BufferHash<T>& table;
+
+  template <class Fn>
+  bool for_each_bk(Fn fn) const {
+    return table.for_each_bk([&](BufferRef<T> key, std::uint64_t value) {
+      const auto* const found = table.find(key);
+      return found == nullptr || found->str() != key.cstr() || fn(key, value);
+    });
+  }
+};
+
 #if defined(ZENTA_TARGET_SHORT_KEY)
 // The searches of short keys, apart from those of all others because their functions are compiled for
 // other processors.
@@ -260,17 +274,23 @@ void BufferHash<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
 }
 
 template <Unit T>
-bool BufferHash<T>::read_kvfile(const char* path, T separator) {
+bool BufferHash<T>::read_kvfile(const char* path, T separator, PairFaults* faults) {
   reset();
   PairBatch<T> batch(*this);
   const bool read = detail::read_kvfile<T>(
-      path, separator, [&batch](View key, std::uint64_t value) { return batch.add(key, value); });
+      path, separator, faults,
+      [&batch](View key, std::uint64_t value) { return batch.add(key, value); });
   return batch.insert() && read;
 }
 
 template <Unit T>
 bool BufferHash<T>::write_kvfile(const char* path, T separator, bool crlf) const {
   return detail::write_kvfile(*this, path, separator, crlf);
+}
+
+template <Unit T>
+bool BufferHash<T>::write_found_kvfile(const char* path, T separator, bool crlf) const {
+  return detail::write_kvfile(FoundNodes<T>{*this}, path, separator, crlf);
 }
 
 template class BufferHash<unsigned char>;

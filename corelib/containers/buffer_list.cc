@@ -34,7 +34,7 @@ void sort_by_byte(const Entry<Node>* from, Entry<Node>* to, std::uint32_t n, int
 // is no memory for two lists of entries.
 template <class Node>
 bool sort_by_bytes(Node** slots, std::uint32_t n) {
-  auto* const entries = static_cast<Entry<Node>*>(std::malloc(n * 2 * sizeof(Entry<Node>)));
+  auto* const entries = static_cast<Entry<Node>*>(std::malloc(2 * sizeof(Entry<Node>) * n));
   if (entries == nullptr) return false;
   auto* from = entries;
   auto* to = entries + n;
@@ -51,6 +51,13 @@ bool sort_by_bytes(Node** slots, std::uint32_t n) {
   for (std::uint32_t i = 0; i < n; ++i) slots[i] = from[i].node;
   std::free(entries);
   return true;
+}
+
+void append_path(Buffer<unsigned char>& key, BufferRef<unsigned char> path) {
+  key.append_str(path);
+}
+void append_path(Buffer<unsigned short>& key, BufferRef<unsigned char> path) {
+  key.append_lossless(path);
 }
 
 // Up to this length a heap is quicker.
@@ -146,11 +153,11 @@ std::uint32_t BufferList<T>::find_index(View key) const {
 }
 
 template <Unit T>
-bool BufferList<T>::read_kvfile(const char* path, T separator) {
+bool BufferList<T>::read_kvfile(const char* path, T separator, PairFaults* faults) {
   reset();
   // Inlined: the call takes a good part of the time of such a short append.
   return detail::read_kvfile<T>(
-      path, separator, [this](View key, std::uint64_t value) __attribute__((flatten)) {
+      path, separator, faults, [this](View key, std::uint64_t value) __attribute__((flatten)) {
         return emplace_back(key, value) != nullptr;
       });
 }
@@ -186,7 +193,7 @@ bool BufferList<T>::get_file_list(const char* path, bool recursive,
     if (walker.is_directory()) {
       if (recursive) walker.enter();
     } else {
-      key.clear().append_str(walker.path());
+      append_path(key.clear(), walker.path());
       if (key.is_empty() || emplace_back(key, 0) == nullptr) return false;
     }
   }

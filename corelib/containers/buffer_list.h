@@ -26,6 +26,7 @@
 #include "corelib/containers/keyed_traversal.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
+#include "corelib/io/files/pair_faults.h"
 #include "corelib/text/buffer_ref.h"
 
 namespace tstl {
@@ -96,8 +97,10 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   // Replace the contents by the pairs of a key-value file, in its order; by the lines of a text file
   // with value 0, empty ones too if `empty_lines`. False when the file cannot be opened: the list is
   // empty then; or when reading or memory ends before the file: the first elements are there then.
-  // 8-bit and 16-bit files are told apart by their byte-order mark: see text_read.h.
-  bool read_kvfile(const char* path, T separator);
+  // 8-bit and 16-bit files are told apart by their byte-order mark: see text_read.h. A line that is no
+  // pair is no failure: `faults`, if not null, receives how many there were. Look at it where a file
+  // might have another separator, which would make every line a key with value 0.
+  bool read_kvfile(const char* path, T separator, PairFaults* faults = nullptr);
   bool read_txtfile(const char* path, bool empty_lines);
   // Write the keys that are not empty, each on a line, with its value behind the separator or without;
   // the line ends with "\r\n" if `crlf`, else "\n". A file that is there is replaced. False when it
@@ -106,8 +109,9 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   bool write_txtfile(const char* path, bool crlf) const;
 
   // Replaces the contents by the paths, as the walker gives them, of all files of a directory whose
-  // names end with `suffix`, in a 16-bit list decoded from UTF-8; with those in the directories below
-  // it, each where it stands, if `recursive`. False when the directory cannot be read: the list is
+  // names end with `suffix`; with those in the directories below it, each where it stands, if
+  // `recursive`. A 16-bit list has them decoded from UTF-8 without loss, whatever bytes they are:
+  // Buffer<unsigned char>().append_lossless(key) gives the path to be opened. False when the directory cannot be read: the list is
   // empty then; or when one below it cannot, or memory is short: the rest is there then.
   bool get_file_list(const char* path, bool recursive, BufferRef<unsigned char> suffix = {});
 

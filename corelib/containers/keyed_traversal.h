@@ -15,10 +15,10 @@ namespace tstl {
 template <class Container>
 class KeyedTraversal {
  public:
-  // Call fn(BufferRef const& key, u64& value) for every node. `fn` may change the value, and of a
-  // container that is not const the change stays; it must not add or remove nodes, or resize the
-  // container. for_each_bk stops at the first call that returns false and returns false then, else
-  // true.
+  // Call fn(BufferRef const& key, u64& value) for every node. If `fn` changes `value`, a container that
+  // is not const keeps the change; otherwise the node keeps what it has, also what `fn` stored there
+  // by another way. `fn` must not add or remove nodes, or resize the container. for_each_bk stops at
+  // the first call that returns false and returns false then, else true.
   template <class Fn>
   void for_each(Fn&& fn) {
     self().walk([&](auto& node) { return visit(node, fn), true; });
@@ -39,19 +39,20 @@ class KeyedTraversal {
  private:
   const Container& self() const { return static_cast<const Container&>(*this); }
 
-  // A node is packed, so its value is handed over in an aligned copy, which is stored back when `fn`
-  // has changed it; a const node keeps its value.
+  // A node is packed, so its value is handed over in an aligned copy. A copy that `fn` changed is stored
+  // back, unless the node is const.
   template <class Node, class Fn>
   static decltype(auto) visit(Node& node, Fn& fn) {
     struct Copy {
       Node& node;
-      std::uint64_t value;
+      const std::uint64_t before = node.value();
+      std::uint64_t value = before;
       ~Copy() {
         if constexpr (!std::is_const_v<Node>) {
-          if (value != node.value()) node.set_value(value);
+          if (value != before) node.set_value(value);
         }
       }
-    } copy{node, node.value()};
+    } copy{node};
     const auto key = node.key();
     return fn(key, copy.value);
   }

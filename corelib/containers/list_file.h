@@ -33,7 +33,7 @@ T* put_line_end(T* at, bool crlf) {
 
 // Writes a new file with a line for every element whose key is not empty: the key, and what
 // put_tail(at, value) puts behind it, of which it returns the end. False when the file could not be
-// opened, or not written whole, or memory is short.
+// opened, or not written whole, or memory is short, or the container could not be traversed whole.
 template <Unit T, class Container, class PutTail>
 bool write_list(const Container& container, const char* path, PutTail put_tail) {
   Chunk arena;
@@ -45,17 +45,18 @@ bool write_list(const Container& container, const char* path, PutTail put_tail) 
     out.write(BufferRef<T>(lines, static_cast<unsigned>(at - lines)));
     at = lines;
   };
-  container.for_each([&](BufferRef<T> key, std::uint64_t value) {
-    if (key.is_empty()) return;
+  const bool whole = container.for_each_bk([&](BufferRef<T> key, std::uint64_t value) {
+    if (key.is_empty()) return true;
     assert(key.len() <= kLongestKey);
     base::copy_bytes(reinterpret_cast<unsigned char*>(at),
                      reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
     at = put_tail(at + key.len(), value);
     if (at - lines >= kManyUnits) write();
+    return true;
   });
   write();
   out.close();
-  return out.error() == 0;
+  return out.error() == 0 && whole;
 }
 
 template <Unit T, class Container>
@@ -68,14 +69,16 @@ bool write_kvfile(const Container& container, const char* path, T separator, boo
 }
 
 // Calls add(key, value) for every pair of a file, until it returns false. False then, and when the
-// file could not be opened, or not read to its end.
+// file could not be opened, or not read to its end. `faults`, if not null, receives what was odd.
 template <Unit T, class Add>
-bool read_kvfile(const char* path, T separator, Add add) {
+bool read_kvfile(const char* path, T separator, PairFaults* faults, Add add) {
   TextRead<T> in;
-  return in.open(path, kReadBuffer) != FAILURE &&
-         in.for_each_pair(separator, [&](BufferRef<T> key, long long value) {
-           return add(key, static_cast<std::uint64_t>(value));
-         });
+  const bool read = in.open(path, kReadBuffer) != FAILURE &&
+                    in.for_each_pair(separator, [&](BufferRef<T> key, long long value) {
+                      return add(key, static_cast<std::uint64_t>(value));
+                    });
+  if (faults != nullptr) *faults = in.pair_faults();
+  return read;
 }
 
 }  // namespace tstl::detail

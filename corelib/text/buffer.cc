@@ -24,6 +24,19 @@ void transcode(BufferRef<unsigned char> text, unsigned short* dst, std::size_t r
   utf8_to_utf16(text.cstr(), text.len(), dst, room);
 }
 
+std::size_t lossless_room(BufferRef<unsigned short> text) {
+  return utf8_size(text.cstr(), text.len(), LoneSurrogate::kKeep);
+}
+std::size_t lossless_room(BufferRef<unsigned char> text) { return text.len(); }
+
+std::size_t transcode_lossless(BufferRef<unsigned short> text, unsigned char* dst,
+                               std::size_t room) {
+  return utf16_to_utf8_lossless(text.cstr(), text.len(), dst, room);
+}
+std::size_t transcode_lossless(BufferRef<unsigned char> text, unsigned short* dst, std::size_t) {
+  return utf8_to_utf16_lossless(text.cstr(), text.len(), dst);
+}
+
 // Writes one character and returns its units, 0 for what is no character.
 std::size_t encode(char32_t c, unsigned char* dst) { return encode_utf8(c, dst); }
 std::size_t encode(char32_t c, unsigned short* dst) {
@@ -155,6 +168,16 @@ Buffer<T>& Buffer<T>::append_str(OtherView text) noexcept {
   if (added != 0 && make_room(std::uint64_t{len_} + added, text)) {
     transcode(text, str_ + len_, added);
     len_ += static_cast<unsigned>(added);
+    str_[len_] = 0;
+  }
+  return *this;
+}
+
+template <Unit T>
+Buffer<T>& Buffer<T>::append_lossless(OtherView text) noexcept {
+  const std::size_t room = lossless_room(text);
+  if (text && make_room(std::uint64_t{len_} + room, text)) {
+    len_ += static_cast<unsigned>(transcode_lossless(text, str_ + len_, room));
     str_[len_] = 0;
   }
   return *this;

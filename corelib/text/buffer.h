@@ -1,6 +1,17 @@
 // Buffer: the owning, growable text, always with a zero one unit past its length.
 //
-// All of TextOps reads it, and a BufferRef is made from it wherever a function takes one. Growth,
+// The buffers are one chain of classes without virtual functions. Each adds operations, none but the
+// last adds data:
+//
+//   TextOps<T>              reading: search, compare, cut, split, parse      text_ops.h
+//     BufferFixBase<T>      the header (pointer, length, capacity, flags);
+//                           access to units; writes that never grow          buffer_fix_base.h
+//       BufferMemOwner<T>   where the memory comes from, who frees it,
+//                           how it grows                                     buffer_memory.h
+//         Buffer<T>         growing operations, transcoding, formatting      this header
+//           BufferInline<T, N>  room for N units in the object itself        buffer_inline.h
+//
+// All of TextOps reads a buffer, and a BufferRef is made from it wherever a function takes one. Growth,
 // states of storage and what happens when memory cannot be had are told in buffer_memory.h; in
 // short: an operation that gets no memory leaves a null pointer and an empty text, writes nothing,
 // and the next operation starts anew.
@@ -29,6 +40,14 @@
 #include "corelib/text/num.h"
 
 namespace tstl {
+
+namespace detail {
+// Never defined: a call that is left after optimization is the error.
+#if defined(__has_attribute) && __has_attribute(error)
+__attribute__((error("append_chr: no unit of this buffer has this value; write u'...' or U'...'")))
+#endif
+void append_chr_of_no_unit();
+}  // namespace detail
 
 template <Unit T>
 class Buffer : public BufferMemOwner<T> {
@@ -108,22 +127,32 @@ class Buffer : public BufferMemOwner<T> {
     return *this;
   }
   Buffer& append_str(OtherView text) noexcept;
+  // The same without loss, for names of files and the like: bytes that are not well-formed UTF-8 become
+  // units of their own, and these become the bytes again. See utf8_to_utf16_lossless.
+  Buffer& append_lossless(OtherView text) noexcept;
 
-  // Appends one character: a unit of the buffer's own width (a `char` or an integer counts as one;
-  // REQUIRES that it fits), or else the encoding of a UTF-16 unit or of a code point. A lone
-  // surrogate and what is no code point append nothing, though room for the longest encoding of
-  // such a character is reserved beforehand.
+  // Appends one character: a unit of the buffer's own width (a `char` or an integer counts as one), or
+  // else the encoding of a UTF-16 unit or of a code point. A lone surrogate and what is no code point
+  // append nothing, though room for the longest encoding of such a character is reserved beforehand.
+  // An integer that is no unit appends nothing, too; a constant one is an error where the compiler
+  // optimizes. A wchar_t is refused: whether it is a unit or a code point differs by system.
   template <std::integral C>
-  Buffer& append_chr(C c) noexcept {
+  requires(!std::same_as<C, wchar_t> && !std::same_as<C, bool>) Buffer& append_chr(C c) noexcept {
     if constexpr (std::same_as<C, char32_t> ||
                   (sizeof(T) == 1 &&
                    (std::same_as<C, char16_t> || std::same_as<C, unsigned short>))) {
       return append_encoded(c, sizeof(C) == 2 ? 3 : 4 / sizeof(T));
     } else if constexpr (std::same_as<C, char>) {
       return append_unit(static_cast<unsigned char>(c));
+    } else if constexpr (sizeof(C) == 1 && !std::is_signed_v<C>) {
+      return append_unit(c);
     } else {
-      assert(std::in_range<T>(static_cast<long long>(c)));
-      return append_unit(static_cast<T>(c));
+      const bool is_unit = std::in_range<T>(static_cast<long long>(c));
+#if defined(__OPTIMIZE__)
+      if (__builtin_constant_p(c) && !is_unit) detail::append_chr_of_no_unit();
+#endif
+      assert(is_unit);
+      return is_unit ? append_unit(static_cast<T>(c)) : *this;
     }
   }
   Buffer& append_chr_repeat(T c, unsigned count) noexcept;
@@ -243,3 +272,7 @@ extern template class Buffer<unsigned char>;
 extern template class Buffer<unsigned short>;
 
 }  // namespace tstl
+
+// That of a view of the text.
+template <tstl::Unit T>
+struct std::hash<tstl::Buffer<T>> : std::hash<tstl::BufferRef<T>> {};

@@ -43,7 +43,6 @@ void BufferFixBase<T>::replace_in_place(unsigned pos, unsigned n, View text) noe
 
 template <Unit T>
 unsigned BufferFixBase<T>::replace_fix(unsigned pos, unsigned n, View text, unsigned cap) noexcept {
-  assert(cap >= len_);
   if (!is_writable()) return 0;
   pos = std::min(pos, len_);
   n = std::min(n, len_ - pos);

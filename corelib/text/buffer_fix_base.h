@@ -1,14 +1,7 @@
 // BufferFixBase: the contents of an owning buffer, seen without its memory handling. It reads (all
 // of TextOps), gives access to the units, and writes without ever growing.
 //
-// The buffer family is one chain without virtual functions, each link adding operations to the same
-// 20-byte header:
-//
-//   TextOps<T>            reading
-//     BufferFixBase<T>    the header; access; writes within a limit         (this header)
-//       BufferMemOwner<T> where the memory comes from and who frees it      buffer_memory.h
-//         Buffer<T>       growing operations, transcoding, formatting       buffer.h
-//           BufferInline<T, N>  room for N units in the object itself       buffer_inline.h
+// It is the first link of the chain that buffer.h draws. Each link has the same 20-byte header:
 //
 //   offset   0      8     12     16      20 (on a 64-bit machine)
 //          +------+-----+-----+-------+ - - - - - - - - - - - - - +
@@ -88,9 +81,9 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   operator StdView() const noexcept { return std_view(); }
 
   // ---- Writes that never grow. `cap` is the greatest length that the text may get, at most the
-  // buffer's own capacity; what does not fit is cut off the added text, never off what is kept.
-  // `text` may be a part of this very buffer's contents. A const text is left alone. REQUIRES: cap
-  // >= len().
+  // buffer's own capacity; what does not fit is cut off the added text, never off what is kept. Where
+  // what is kept is longer than `cap`, nothing is added. `text` may be a part of this very buffer's
+  // contents. A const text is left alone.
 
   // Adds at the end; before the unit at `pos` (at the end when `pos` is past it); or over the units
   // from `pos` on, past the end where the text reaches so far. Return the units taken of `text`.

@@ -51,3 +51,6 @@ class BufferInline : public Buffer<T> {
 };
 
 }  // namespace tstl
+
+template <tstl::Unit T, unsigned N>
+struct std::hash<tstl::BufferInline<T, N>> : std::hash<tstl::BufferRef<T>> {};

@@ -76,8 +76,10 @@ void BufferMemOwner<T>::reset() noexcept {
 
 template <Unit T>
 bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
-  // In 64 bits throughout: `need` may be a sum of lengths that 32 bits do not hold.
-  const std::uint64_t doubled = std::min<std::uint64_t>(std::uint64_t{cap_} * 2, kGreatestCapacity);
+  // In 64 bits throughout: `need` may be a sum of lengths that 32 bits do not hold. A capacity without
+  // memory is no capacity.
+  const std::uint64_t old = str_ == nullptr ? 0 : cap_;
+  const std::uint64_t doubled = std::min<std::uint64_t>(old * 2, kGreatestCapacity);
   const std::uint64_t cap = std::max({doubled, need, std::uint64_t{kLeastCapacity}});
   const bool owned = is_owner();
   void* memory = nullptr;

@@ -9,7 +9,7 @@
 //                                                        release_the_ownership
 //   const     caller's text  its length    no     yes    set_data_const
 //
-//   (*) set_data_empty leaves `cap` as it was; without memory it means nothing.
+//   (*) set_data_empty leaves `cap` as it was. Without memory it means nothing: growth starts from 0.
 //
 // Memory comes from malloc and realloc and is freed with free; an allocation is always cap + 1
 // units. When memory cannot be had, or a length passes 32 bits, the buffer lets go of what it had:

@@ -43,6 +43,12 @@ namespace tstl {
 template <Unit T>
 using CharOf = std::conditional_t<sizeof(T) == 1, char, char16_t>;
 
+// What a forwarding reference to Text got: an object that nobody keeps and that owns its text.
+template <class Text, class T>
+concept TemporaryText = !std::is_reference_v<Text> &&
+                        (std::same_as<std::remove_cv_t<Text>, std::basic_string<CharOf<T>>> ||
+                         (TextLike<Text> && !std::derived_from<Text, BufferRef<T>>));
+
 // Packed so that an array of views holds pointer and length back to back, without gaps.
 #pragma pack(push, 4)
 template <Unit T>
@@ -64,15 +70,21 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   // A buffer or any other owner of text with units of T.
   template <TextLike V>
   requires(std::same_as<typename V::unit_type, T> &&
-           !std::derived_from<V, BufferRef>) constexpr BufferRef(const V& text) noexcept
+           !std::derived_from<V, BufferRef>) constexpr BufferRef(const V& text
+                                                                     ZENTA_LIFETIMEBOUND) noexcept
       : BufferRef(text.ref_internal_data(), text.len()) {}
   // Standard strings of the unit's character type. A text of 2^32 units or more is cut to 2^32 - 1.
   BufferRef(StdView text) noexcept
       : BufferRef(reinterpret_cast<const T*>(text.data()), cut_length(text.size())) {}
-  BufferRef(const std::basic_string<Char>& text) noexcept : BufferRef(StdView(text)) {}
+  BufferRef(const std::basic_string<Char>& text ZENTA_LIFETIMEBOUND) noexcept
+      : BufferRef(StdView(text)) {}
   template <std::same_as<Char> C>
   BufferRef(const C* str, unsigned len) noexcept
       : BufferRef(reinterpret_cast<const T*>(str), len) {}
+
+  // A buffer or string that ends with the statement cannot be viewed after it. It may be an argument.
+  template <class Owner>
+  requires TemporaryText<Owner, T> BufferRef& operator=(Owner&&) = delete;
 
   // ---- Access. None of these checks bounds; a position counts from 0.
 
@@ -163,6 +175,8 @@ class BufferRefMutable : public BufferRef<T> {
   using View = BufferRef<T>;
   using View::View;
   constexpr BufferRefMutable(View view) noexcept : View(view) {}
+  template <class Owner>
+  requires TemporaryText<Owner, T> BufferRefMutable& operator=(Owner&&) = delete;
 
   constexpr void reset() noexcept { *this = BufferRefMutable(); }
 
@@ -180,6 +194,11 @@ class BufferRefMutable : public BufferRef<T> {
   constexpr View fetch_before_chr(T c) noexcept { return fetch_before(this->find_chr(c), 1); }
   constexpr View fetch_before_str(View s) noexcept {
     return fetch_before(this->find_str(s), s.len());
+  }
+  // The same for 16-bit text and an ASCII literal.
+  template <std::size_t N>
+  requires(sizeof(T) == 2) constexpr View fetch_before_str(const char (&s)[N]) noexcept {
+    return fetch_before_str(View(detail::WideLiteral(s)));
   }
   constexpr View fetch_before_crlf() noexcept {
     unsigned brk_len = 0;
@@ -212,6 +231,11 @@ void BufferRef<T>::append_str(BufferRef other) noexcept {
   if (std::uint64_t{len_} + other.len_ > NOT_FOUND) return;
   write(len_, other);
   len_ += other.len_;
+}
+
+template <std::size_t N>
+constexpr detail::WideLiteral<N>::operator BufferRef<unsigned short>() const {
+  return BufferRef<unsigned short>(units_, len_);
 }
 
 extern template class BufferRef<unsigned char>;

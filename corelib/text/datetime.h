@@ -61,8 +61,8 @@ struct Time {
   friend constexpr auto operator<=>(const Time&, const Time&) noexcept = default;
 };
 
-// A date, a time of that day, and the unit that stands between the two in the text. Values are
-// ordered by time.
+// A date, a time of that day, and the unit that stands between the two in the text. Values compare by
+// time; the separator has no part in it.
 struct DateTime {
   static constexpr unsigned kLength = Date::kLength + 1 + Time::kLength;
 
@@ -83,7 +83,13 @@ struct DateTime {
     return kLength;
   }
 
-  friend constexpr auto operator<=>(const DateTime&, const DateTime&) noexcept = default;
+  friend constexpr std::strong_ordering operator<=>(const DateTime& a, const DateTime& b) noexcept {
+    const auto order = a.date <=> b.date;
+    return order != 0 ? order : a.time() <=> b.time();
+  }
+  friend constexpr bool operator==(const DateTime& a, const DateTime& b) noexcept {
+    return a <=> b == 0;
+  }
 };
 
 static_assert(sizeof(Date) == 3 && sizeof(Time) == 3 && sizeof(DateTime) == 8);

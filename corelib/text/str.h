@@ -40,22 +40,22 @@ struct STR {
 
   // ---- Zero-terminated text
 
-  // Units before the first zero; 0 for a null pointer. With `max`: at most `max`, and nothing is
-  // read from p[max] on.
+  // Units before the first zero, 2^32 - 1 when there are more; 0 for a null pointer. With `max`: at most
+  // `max`, and nothing is read from p[max] on.
   template <Unit T>
   [[nodiscard]] static constexpr unsigned zz_len(const T* p) noexcept {
     if (sizeof(T) == 1 && p != nullptr && !std::is_constant_evaluated()) {
-      return static_cast<unsigned>(std::strlen(reinterpret_cast<const char*>(p)));
+      const Length n = std::strlen(reinterpret_cast<const char*>(p));
+      return static_cast<unsigned>(std::min<Length>(n, kMostUnits));
     }
-    unsigned n = 0;
-    while (p != nullptr && p[n] != 0) ++n;
-    return n;
+    return zz_len(p, kMostUnits);
   }
   template <Unit T>
   [[nodiscard]] static constexpr unsigned zz_len(const T* p, Length max) noexcept {
-    unsigned n = 0;
-    while (p != nullptr && n < max && p[n] != 0) ++n;
-    return n;
+    const Length most = std::min<Length>(max, kMostUnits);
+    Length n = 0;
+    while (p != nullptr && n < most && p[n] != 0) ++n;
+    return static_cast<unsigned>(n);
   }
 
   // Copies `src` and its zero; with `max`, at most `max` units of it and a zero, so that "abc" with
@@ -68,11 +68,12 @@ struct STR {
   static unsigned zz_cpy(T* dst, const T* src, Length max) noexcept {
     return copy_terminated(dst, src, zz_len(src, max));
   }
-  // Appends `src` and a zero to the text in `dst`; returns the new length.
+  // Appends `src` and a zero to the text in `dst`; returns the new length. As for all texts here, what
+  // would pass 2^32 - 1 units is cut.
   template <Unit T>
   static unsigned zz_cat(T* dst, const T* src) noexcept {
     const unsigned len = zz_len(dst);
-    return len + zz_cpy(dst + len, src);
+    return len + zz_cpy(dst + len, src, kMostUnits - len);
   }
 
   // Difference of the first units that differ (a's minus b's), 0 when the texts are equal. A text's
@@ -89,9 +90,9 @@ struct STR {
   // such text can come in.
   template <Unit A, Unit B>
   static constexpr unsigned zz_cast(A* dst, const B* src) noexcept {
-    unsigned n = 0;
+    Length n = 0;
     while ((dst[n] = static_cast<A>(src[n])) != 0) ++n;
-    return n;
+    return static_cast<unsigned>(std::min<Length>(n, kMostUnits));
   }
 
   // ---- Counted text: copying and changing in place
@@ -355,6 +356,9 @@ struct STR {
   }
 
  private:
+  // As many as a length of 32 bits and a position hold.
+  static constexpr Length kMostUnits = NOT_FOUND;
+
   template <Unit T>
   static constexpr bool is_between(T unit, char low, char high) {
     return static_cast<T>(unit - low) <= high - low;

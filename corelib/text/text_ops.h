@@ -20,6 +20,7 @@
 #include <cassert>
 #include <compare>
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <type_traits>
 
@@ -33,11 +34,33 @@ class BufferRef;
 template <Unit T>
 class BufferRefMutable;
 
+namespace detail {
+
+// The characters of an ASCII literal, up to its first zero, as 16-bit units.
+template <std::size_t N>
+class WideLiteral {
+ public:
+  constexpr explicit WideLiteral(const char (&text)[N]) {
+    while (len_ < N && text[len_] != 0) {
+      units_[len_] = static_cast<unsigned char>(text[len_]);
+      ++len_;
+    }
+  }
+  constexpr operator BufferRef<unsigned short>() const;
+
+ private:
+  unsigned short units_[N] = {};
+  unsigned len_ = 0;
+};
+
+}  // namespace detail
+
 template <Unit T, class Derived>
 class TextOps {
  public:
   using unit_type = T;
   using View = BufferRef<T>;
+  static constexpr bool kIsWide = sizeof(T) == 2;
 
   // ---- Sub-views. Of "abcd": sub_str(1, 100) is "bcd", sub_head(2) "ab", sub_tail(1) "bcd",
   // sub_head_rev(1) "abc", sub_tail_rev(1) "d".
@@ -97,6 +120,9 @@ class TextOps {
   [[nodiscard]] constexpr unsigned find_chr(T c1, T c2) const noexcept {
     return position(STR::zz_findchr(data(), size(), c1, c2));
   }
+  // A number is no unit: to search from a position on is find_chr_bypos.
+  template <std::integral C>
+  requires(sizeof(C) > 2 && !std::same_as<C, char32_t>) unsigned find_chr(T, C) const = delete;
   [[nodiscard]] constexpr unsigned find_chr_bypos(T c, unsigned pos) const noexcept {
     return position(STR::zz_findchr_bypos(data(), size(), c, pos));
   }
@@ -199,6 +225,53 @@ class TextOps {
   }
   [[nodiscard]] constexpr bool is_endwith(View suffix) const noexcept {
     return STR::zz_edwith<T>(data(), size(), suffix.ref_internal_data(), suffix.len());
+  }
+
+  // ---- The same for 16-bit text and an ASCII literal, which 8-bit text takes as a view
+
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr unsigned find_str(
+      const char (&needle)[N]) const noexcept {
+    return find_str(View(detail::WideLiteral(needle)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr unsigned findback_str(
+      const char (&needle)[N]) const noexcept {
+    return findback_str(View(detail::WideLiteral(needle)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr unsigned find_chrlist(
+      const char (&set)[N], unsigned* which = nullptr) const noexcept {
+    return find_chrlist(View(detail::WideLiteral(set)), which);
+  }
+  template <std::size_t N, std::size_t M>
+  requires kIsWide [[nodiscard]] constexpr unsigned find_between(
+      unsigned& inner_len, const char (&open)[N], const char (&close)[M]) const noexcept {
+    return find_between(inner_len, View(detail::WideLiteral(open)),
+                        View(detail::WideLiteral(close)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr unsigned match_str(
+      const char (&other)[N]) const noexcept {
+    return match_str(View(detail::WideLiteral(other)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr bool is_greater(const char (&other)[N]) const noexcept {
+    return compare(other) > 0;
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr std::strong_ordering compare(
+      const char (&other)[N]) const noexcept {
+    return compare(View(detail::WideLiteral(other)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr bool is_startwith(
+      const char (&prefix)[N]) const noexcept {
+    return is_startwith(View(detail::WideLiteral(prefix)));
+  }
+  template <std::size_t N>
+  requires kIsWide [[nodiscard]] constexpr bool is_endwith(const char (&suffix)[N]) const noexcept {
+    return is_endwith(View(detail::WideLiteral(suffix)));
   }
 
   // ---- Classification: true for an empty text unless it says otherwise
@@ -373,11 +446,15 @@ template <TextLike A, ComparableWith<A> B>
 [[nodiscard]] constexpr std::strong_ordering operator<=>(const A& a, const B& b) noexcept {
   return a.compare(BufferRef<typename A::unit_type>(b));
 }
-// 16-bit text with the ASCII characters of a C string.
+// 16-bit text with the ASCII characters of a C string, or of a literal.
 template <TextLike A>
-requires(sizeof(typename A::unit_type) == 2) [[nodiscard]] constexpr bool operator==(
-    const A& a, const char* b) noexcept {
+requires A::kIsWide [[nodiscard]] constexpr bool operator==(const A& a, const char* b) noexcept {
   return a.is_equal(b);
+}
+template <TextLike A, std::size_t N>
+requires A::kIsWide [[nodiscard]] constexpr std::strong_ordering operator<=>(
+    const A& a, const char (&b)[N]) noexcept {
+  return a.compare(b);
 }
 
 }  // namespace tstl

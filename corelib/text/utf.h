@@ -54,6 +54,16 @@ std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n, unsigned cha
 std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n, unsigned short* dst,
                           std::size_t room) noexcept;
 
+// The two conversions without loss, for names of files and other bytes that are mostly UTF-8: each byte
+// that is not part of well-formed UTF-8 becomes the unit DC00 + byte, a surrogate without a partner,
+// and such a unit becomes the byte again. So all bytes come back as they were, and different ones stay
+// different. Any other surrogate without a partner becomes three bytes. They return the units written.
+// REQUIRES: room for n units; `room` is utf8_size(src, n, LoneSurrogate::kKeep) at least.
+std::size_t utf8_to_utf16_lossless(const unsigned char* src, std::size_t n,
+                                   unsigned short* dst) noexcept;
+std::size_t utf16_to_utf8_lossless(const unsigned short* src, std::size_t n, unsigned char* dst,
+                                   std::size_t room) noexcept;
+
 // The number of bytes at the start of `src[0, n)` that are well-formed UTF-8 by RFC 3629, up to the
 // first byte that is not part of a whole, shortest-form sequence for a character other than a
 // surrogate. `n` when all of it is.

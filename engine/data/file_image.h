@@ -47,8 +47,9 @@ namespace zenta::data {
 // target is the old file or the whole new one. (An empty folder, which no file can be put over in
 // one step, is removed before.)
 //
-// 0 when the target is the new file. FAILURE, with nothing changed, when the new file cannot be
-// opened or brought to disk. FAILURE, with the target as it was and the new file removed, when the
+// 0 when the target is the new file, and its other name is gone. That holds for two names of one file,
+// too; one name given twice stays. FAILURE, with nothing changed, when the new file cannot be opened,
+// is a folder, or cannot be brought to disk. FAILURE, with the target as it was and the new file removed, when the
 // step is impossible (another file system, no permission): on purpose, it never stays behind.
 [[nodiscard]] std::uint32_t ReplaceFile(const char* new_path, const char* target_path);
 

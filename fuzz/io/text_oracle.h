@@ -2,6 +2,7 @@
 // once, a unit after the other, a line and a pair by their definition.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -115,6 +116,30 @@ std::vector<Pair<T>> FilePairs(std::string_view bytes, std::type_identity_t<T> s
     pairs.emplace_back(line.substr(0, at), static_cast<long long>(value));
   }
   return pairs;
+}
+
+// What is odd in the pairs of a file.
+template <class T>
+PairFaults FileFaults(std::string_view bytes, std::type_identity_t<T> separator) {
+  const auto units = [](std::string_view text) { return String<T>(text.begin(), text.end()); };
+  PairFaults faults;
+  for (const auto& line : FileLines<T>(bytes, false)) {
+    const auto at = line.rfind(static_cast<CharOf<T>>(separator));
+    const auto number = at == line.npos ? String<T>() : line.substr(at + 1);
+    const bool negative = number.starts_with('-');
+    const auto digits = number.substr(negative);
+    const auto significant = digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+    const auto limit = units(negative ? "9223372036854775808" : "18446744073709551615");
+    if (at == line.npos) {
+      ++faults.no_separator;
+    } else if (digits.empty() || digits.find_first_not_of(units("0123456789")) != digits.npos) {
+      ++faults.no_number;
+    } else if (significant.size() != limit.size() ? significant.size() > limit.size()
+                                                  : significant > limit) {
+      ++faults.not_fit;
+    }
+  }
+  return faults;
 }
 
 // What is left of a reader's file.

@@ -1,13 +1,16 @@
 #include "corelib/containers/dict/buffer_dict.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <cstdio>
+#include <cstring>
 
 #include "corelib/base/bytes.h"
 #include "corelib/containers/dict/image_builder.h"
 #include "corelib/containers/group.h"
 #include "corelib/containers/list_file.h"
 #include "corelib/containers/short_key.h"
+#include "corelib/io/files/descriptor.h"
 #include "corelib/io/files/read_file.h"
 
 namespace tstl {
@@ -78,6 +81,31 @@ template <Unit T, class Same>
   return nullptr;
 }
 
+bool is_header_of(const Header& header, std::uint64_t length) {
+  return header.length.get() == length && header.bucket_cnt.get() != 0 && header.key_cnt.get() != 0;
+}
+
+bool read_exactly(int fd, void* to, std::uint64_t n) {
+  const std::int64_t got = detail::read_up_to(fd, to, n);
+  return got >= 0 && static_cast<std::uint64_t>(got) == n;
+}
+
+// Reads a file whose header agrees with its size, and fails on any other before it takes memory for it.
+bool read_image(const char* path, Buffer<unsigned char>& image) {
+  const detail::Descriptor file(detail::open_file(path, O_RDONLY | O_NONBLOCK));
+  std::uint64_t size = 0;
+  Header header;
+  if (!file || !detail::regular_file_size(file.fd(), size) || size < dict_format::kLeastImage ||
+      !read_exactly(file.fd(), &header, sizeof header) || !is_header_of(header, size) ||
+      !image.recapacity(size)) {
+    return false;
+  }
+  std::memcpy(image.str(), &header, sizeof header);
+  if (!read_exactly(file.fd(), image.str(sizeof header), size - sizeof header)) return false;
+  image.set_len(static_cast<unsigned>(size));
+  return true;
+}
+
 #if defined(ZENTA_TARGET_SHORT_KEY)
 template <Unit T>
 ZENTA_TARGET_SHORT_KEY const BufferDictNode<T>* find_short(Image image, std::uint32_t bucket_cnt,
@@ -115,7 +143,9 @@ void BufferDict<T>::close() {
 template <Unit T>
 std::uint32_t BufferDict<T>::open(const char* path) {
   close();
-  return detail::read_file(path, image_) ? itn_open() : FAILURE;
+  if (read_image(path, image_)) return itn_open();
+  close();
+  return FAILURE;
 }
 
 template <Unit T>
@@ -126,9 +156,11 @@ std::uint32_t BufferDict<T>::open(Buffer<unsigned char>&& image) {
 }
 
 template <Unit T>
-std::uint32_t BufferDict<T>::open(const BufferHash<T>& table) {
+std::uint32_t BufferDict<T>::open(const BufferHash<T>& table, std::uint32_t* cut) {
   close();
-  return detail::build_dict_image(table, image_) ? itn_open() : FAILURE;
+  std::uint32_t unasked;
+  return detail::build_dict_image(table, image_, cut == nullptr ? unasked : *cut) ? itn_open()
+                                                                                  : FAILURE;
 }
 
 // Only the header is looked at. An image may end inside its table, even before the first entry.
@@ -136,8 +168,7 @@ template <Unit T>
 std::uint32_t BufferDict<T>::itn_open() {
   const std::uint32_t length = image_.len();
   const auto* const header = reinterpret_cast<const Header*>(image_.cstr());
-  if (length < dict_format::kLeastImage || header->length.get() != length ||
-      header->bucket_cnt.get() == 0 || header->key_cnt.get() == 0) {
+  if (length < dict_format::kLeastImage || !is_header_of(*header, length)) {
     close();
     return FAILURE;
   }
@@ -150,10 +181,10 @@ std::uint32_t BufferDict<T>::itn_open() {
 
 template <Unit T>
 std::uint32_t BufferDict<T>::save(const char* path) const {
-  std::FILE* const file = is_empty() || path == nullptr ? nullptr : std::fopen(path, "wb");
-  if (file == nullptr) return FAILURE;
-  const bool written = std::fwrite(image_.cstr(), 1, image_.len(), file) == image_.len();
-  return (std::fclose(file) == 0 && written) ? 0 : FAILURE;
+  detail::Descriptor file(is_empty() ? -1 : detail::open_file(path, O_WRONLY | O_CREAT | O_TRUNC));
+  if (!file) return FAILURE;
+  const bool written = detail::write_all(file.fd(), image_.cstr(), image_.len()) == 0;
+  return file.close() == 0 && written ? 0 : FAILURE;
 }
 
 template <Unit T>
@@ -168,7 +199,7 @@ const BufferDictNode<T>* BufferDict<T>::find_in(std::uint32_t bucket, View key) 
 
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::find_any(View key) const {
-  return find_in(hash_id(key), key);
+  return find_in(dict_format::bucket_of(key, bucket_cnt_), key);
 }
 
 template <Unit T>
@@ -190,7 +221,7 @@ void BufferDict<T>::find_all(const View* keys, std::uint32_t n, const Node** nod
   detail::for_each_group(n, [&](std::uint32_t start, std::uint32_t cnt) {
     std::uint32_t buckets[detail::kGroup];
     for (std::uint32_t i = 0; i < cnt; ++i) {
-      buckets[i] = hash_id(keys[start + i]);
+      buckets[i] = dict_format::bucket_of(keys[start + i], bucket_cnt_);
       __builtin_prefetch(table_ + buckets[i]);
     }
     for (std::uint32_t i = 0; i < cnt; ++i) prefetch(first_offset(buckets[i]));

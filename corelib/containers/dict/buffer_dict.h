@@ -36,21 +36,23 @@ class BufferDict {
 
   // Each lets go of the present image first. 0, or FAILURE and an empty dictionary.
   //
-  // Reads a regular file whole.
+  // Reads a regular file whole; of one whose header does not agree with its size, the header only.
   std::uint32_t open(const char* path);
   // Takes the buffer over, also when it turns out to be no image.
   std::uint32_t open(Buffer<unsigned char>&& image);
-  // Builds the image of a table: each key once, with the value of the node that find() gives, of
-  // which the low 31 bits are kept. Fails when memory is short or the image would pass 2^32 bytes.
-  // An image depends on the table's contents only, not on the order in which they came.
-  std::uint32_t open(const BufferHash<T>& table);
+  // Builds the image of a table: each key once, with the value of the node that find() gives (when it
+  // gives none, because the recorded length wrapped, the least value), of which the low 31 bits are
+  // kept. `cut` receives the number of values that have more. Fails when memory is short or the image
+  // would pass 2^32 bytes. An image depends on the table's contents only, not on the order in which
+  // they came.
+  std::uint32_t open(const BufferHash<T>& table, std::uint32_t* cut = nullptr);
 
   // Writes the image to a file, replacing what is there. 0, or FAILURE when there is no image or it
   // could not be written whole; what was written by then stays.
   std::uint32_t save(const char* path) const;
 
-  // As that of BufferList, in the order of for_each. An image that is not whole gives what a
-  // traversal meets.
+  // As that of BufferList, in the order of for_each. Of an image that is not whole it writes what a
+  // traversal meets, no more bytes of keys than the image has, and returns false if that was cut short.
   bool write_kvfile(const char* path, T separator, bool crlf) const;
 
   void close();
@@ -65,8 +67,10 @@ class BufferDict {
 
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }
-  // The bucket of a key: its CRC-32 modulo the number of usable buckets. REQUIRES: there are any.
-  std::uint32_t hash_id(View key) const { return dict_format::bucket_of(key, bucket_cnt_); }
+  // The bucket of a key: its CRC-32 modulo the number of usable buckets; 0 when there are none.
+  std::uint32_t hash_id(View key) const {
+    return bucket_cnt_ == 0 ? 0 : dict_format::bucket_of(key, bucket_cnt_);
+  }
 
   // The record of the key, or null; and whether there is one.
   const Node* find(View key) const { return bucket_cnt_ == 0 ? nullptr : find_key(key); }
@@ -78,9 +82,9 @@ class BufferDict {
 
   // Call fn(BufferRef const& key, u64& value), or fn(Node const&) if it takes that, for every
   // record, bucket by bucket. The value is a copy. for_each_bk stops at the first call that returns
-  // false and returns false then, else true. Buckets of an image that is not whole may share
-  // records: after as many records as would fit into the image the traversal ends, as if the call
-  // had returned false.
+  // false and returns false then, else true. An image that is not whole may cut a traversal short:
+  // a chain that leaves the image ends there, and because buckets may share records, all ends when the
+  // records would pass the image's length. for_each_bk returns false then, too.
   template <class Fn>
   void for_each(Fn&& fn) const {
     for_each_node([&](const Node& node) { return visit(node, fn), true; });
@@ -108,6 +112,8 @@ class BufferDict {
   void prefetch_ahead(std::uint32_t bucket) const {
     if (bucket_cnt_ - bucket > kAhead) prefetch(first_offset(bucket + kAhead));
   }
+  // False when the image ends inside its table.
+  bool has_whole_table() const { return is_empty() || bucket_cnt_ == header_->bucket_cnt.get(); }
   const Node* find_key(View key) const;
   // Not inlined: it would make a look-up of a short key save registers.
   [[gnu::noinline]] const Node* find_any(View key) const;
@@ -167,14 +173,20 @@ decltype(auto) BufferDict<T>::visit(const Node& node, Fn& fn) {
 template <Unit T>
 template <class Fn>
 bool BufferDict<T>::for_each_node(Fn&& fn) const {
-  std::uint64_t most = image_.len() / dict_format::kLeastRecord;
+  std::uint64_t left = image_.len();  // for the bytes of all records
+  bool whole = has_whole_table();
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
     prefetch_ahead(bucket);
+    bool ended = first_offset(bucket) == dict_format::kEmptyBucket;
     for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
-      if (most-- == 0 || !fn(*node)) return false;
+      const std::uint64_t size = node->node_size();
+      if (size > left || !fn(*node)) return false;
+      left -= size;
+      ended = node->is_lastnode();
     }
+    whole = whole && ended;
   }
-  return true;
+  return whole;
 }
 
 extern template class BufferDict<unsigned char>;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <span>
+#include <utility>
 
 #include "corelib/containers/chunk.h"
 #include "corelib/containers/dict/format.h"
@@ -57,8 +58,8 @@ class Builder {
   bool sort(const BufferHash<T>& table);
   bool group();
   std::uint64_t size() const;
-  // REQUIRES: `image` has size() zero bytes.
-  void write(unsigned char* image) const;
+  // Returns how many values were cut. REQUIRES: `image` has size() zero bytes.
+  std::uint32_t write(unsigned char* image) const;
 
  private:
   std::uint32_t bucket_cnt() const { return static_cast<std::uint32_t>(buckets_.size()); }
@@ -68,8 +69,32 @@ class Builder {
   std::span<std::uint32_t> buckets_;  // the first entry of each bucket
 };
 
-// Nodes with one key stand in one chain of the table, and sorting keeps their order: so the one
-// that the table finds comes first.
+// Which of the nodes with one key gives its value: the one that find() gives. Nodes whose recorded
+// length wrapped may all stand in buckets of other keys, where find() does not look; of these the one
+// with the least value, so that the order in which they came does not matter.
+template <Unit T>
+const Entry<T>& chosen(const BufferHash<T>& table, std::span<const Entry<T>> same) {
+  if (same.size() == 1) return same.front();
+  const auto* const found = table.find(same.front().node->key());
+  return *std::ranges::min_element(same, {}, [found](const Entry<T>& entry) {
+    return std::pair(entry.node != found, entry.node->value());
+  });
+}
+
+// Keeps one of all entries with the same key. Returns the end of what is kept. REQUIRES: sorted.
+template <Unit T>
+Entry<T>* keep_each_key_once(const BufferHash<T>& table, Entry<T>* first, Entry<T>* end) {
+  Entry<T>* kept = first;
+  while (first != end) {
+    Entry<T>* const next = std::find_if(first + 1, end, [first](const Entry<T>& entry) {
+      return entry.rank != first->rank || entry.node->key() != first->node->key();
+    });
+    *kept++ = chosen<T>(table, {first, next});
+    first = next;
+  }
+  return kept;
+}
+
 template <Unit T>
 bool Builder<T>::sort(const BufferHash<T>& table) {
   std::uint64_t n = 0;
@@ -83,10 +108,7 @@ bool Builder<T>::sort(const BufferHash<T>& table) {
   std::stable_sort(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
     return a.rank != b.rank ? a.rank < b.rank : a.node->key() < b.node->key();
   });
-  end = std::unique(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
-    return a.rank == b.rank && a.node->key() == b.node->key();
-  });
-  entries_ = {entries, end};
+  entries_ = {entries, keep_each_key_once(table, entries, end)};
   return true;
 }
 
@@ -114,10 +136,11 @@ std::uint64_t Builder<T>::size() const {
 // Buckets stand in the order of their first keys, so that the records of keys with a common start,
 // which are often looked up one after another, are near each other.
 template <Unit T>
-void Builder<T>::write(unsigned char* image) const {
+std::uint32_t Builder<T>::write(unsigned char* image) const {
   auto* const header = reinterpret_cast<Header*>(image);
   auto* const table = reinterpret_cast<Bucket*>(header + 1);
   std::uint64_t offset = dict_format::records_offset(buckets_.size());
+  std::uint32_t cut = 0;
   for (std::size_t i = 0; i < entries_.size(); ++i) {
     const std::uint32_t bucket = dict_format::bucket_of(entries_[i].node->key(), bucket_cnt());
     if (buckets_[bucket] != i) continue;
@@ -127,6 +150,7 @@ void Builder<T>::write(unsigned char* image) const {
       auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
       record->init_key(node->key());
       record->set_value(static_cast<std::uint32_t>(node->value()));
+      cut += record->value() != node->value();
       record->set_lastnode(entries_[at].next == kNone);
       offset += record->node_size();
     }
@@ -135,26 +159,28 @@ void Builder<T>::write(unsigned char* image) const {
   // The number of keys; but a reader wants it not to be zero.
   header->key_cnt.set(std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
   header->length.set(static_cast<std::uint32_t>(offset));
+  return cut;
 }
 
 }  // namespace
 
 template <Unit T>
-bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image,
+bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image, std::uint32_t& cut,
                       std::uint64_t limit) {
+  cut = 0;
   Builder<T> builder;
   if (!builder.sort(table) || !builder.group()) return false;
   const std::uint64_t size = builder.size();
   if (size > limit || !image.recapacity(size)) return false;
   image.set_len(static_cast<unsigned>(size));
   std::memset(image.str(), 0, size);
-  builder.write(image.str());
+  cut = builder.write(image.str());
   return true;
 }
 
 template bool build_dict_image(const BufferHash<unsigned char>&, Buffer<unsigned char>&,
-                               std::uint64_t);
+                               std::uint32_t&, std::uint64_t);
 template bool build_dict_image(const BufferHash<unsigned short>&, Buffer<unsigned char>&,
-                               std::uint64_t);
+                               std::uint32_t&, std::uint64_t);
 
 }  // namespace tstl::detail

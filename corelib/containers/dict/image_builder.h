@@ -10,10 +10,11 @@
 
 namespace tstl::detail {
 
-// Makes `image`, which is empty, the image of a table: see BufferDict::open. False, and `image`
-// empty, when memory is short or the image would be longer than `limit` bytes.
+// Makes `image`, which is empty, the image of a table: see BufferDict::open. `cut` receives the number of
+// values that do not fit. False, and `image` empty, when memory is short or the image would be longer
+// than `limit` bytes.
 template <Unit T>
-bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image,
+bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image, std::uint32_t& cut,
                       std::uint64_t limit = dict_format::kGreatestImage);
 
 }  // namespace tstl::detail

@@ -4,15 +4,19 @@
 
 #include "corelib/base/types.h"
 #include "corelib/containers/shared/mapping.h"
+#include "corelib/io/files/descriptor.h"
 
 namespace tstl {
 namespace {
 
 // Maps a file whose size was `old` before it was set to `length`. A growth that cannot be mapped is
-// taken back: such a file could not be opened again.
+// taken back, because such a file could not be opened again; but not when the file has another length
+// by now: somebody else has changed it then, and may use what is behind `old`.
 unsigned char* map_resized(int descriptor, std::uint64_t length, std::uint64_t old) {
   void* const data = map_file(descriptor, length, true);
-  if (data == nullptr && length > old) (void)set_file_size(descriptor, old);
+  if (data == nullptr && length > old && file_size(descriptor) == length) {
+    (void)set_file_size(descriptor, old);
+  }
   return static_cast<unsigned char*>(data);
 }
 
@@ -56,7 +60,12 @@ std::uint64_t MappedStore::resize_exact(std::uint64_t n) noexcept {
 }
 
 std::uint32_t MappedStore::sync() const noexcept {
-  return fields_.mapped_length == 0 ? FAILURE : sync_mapping(fields_.data, fields_.mapped_length);
+  if (fields_.mapped_length == 0) return FAILURE;
+  std::uint32_t result = sync_mapping(fields_.data, fields_.mapped_length);
+#ifdef __APPLE__  // where msync() leaves it in the drive's cache
+  if (result == 0 && detail::sync_file(fields_.descriptor) != 0) result = FAILURE;
+#endif
+  return result;
 }
 
 void MappedStore::close() noexcept {

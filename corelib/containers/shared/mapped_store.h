@@ -40,7 +40,8 @@ class MappedStore {
   //
   // When the file's size cannot be changed (or the store is closed), data() stays where it was.
   // When the new size cannot be mapped, data() is null; a file that had grown for it gets its old
-  // size again. Either way resize() may be tried again, and close() releases everything.
+  // size again, unless it has another size by then because a process that shares it changed that: what
+  // others may use is not cut off. Either way resize() may be tried again, and close() releases everything.
   // Exactly 0 bytes empties the file and counts as a failure, since nothing can be mapped then.
   [[nodiscard]] std::uint64_t resize(std::uint64_t n) noexcept;
   [[nodiscard]] std::uint64_t resize_exact(std::uint64_t n) noexcept;

@@ -9,7 +9,10 @@ namespace tstl {
 std::uint32_t NamedSemaphore::open(const char* name) noexcept {
   close();
   if (name == nullptr) return FAILURE;
-  sem_t* const handle = ::sem_open(name, 0, 0777, 0);
+  sem_t* handle;
+  do {
+    handle = ::sem_open(name, 0, 0777, 0);
+  } while (handle == SEM_FAILED && errno == EINTR);
   if (handle == SEM_FAILED) return FAILURE;
   handle_ = handle;
   // Where the constant is: a copy could fail for want of memory, and close() would do nothing then.

@@ -1,5 +1,6 @@
 #include "corelib/io/files/buffer_write.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -15,9 +16,11 @@ unsigned BufferWriteBase<Storage>::open(const char* path, bool append) noexcept 
   close();
   error_ = path == nullptr ? EINVAL : 0;
   if (path == nullptr || !reserve()) return FAILURE;
-  file_ = std::fopen(path, append ? "ab" : "wb");
+  const int fd = detail::open_file(path, O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC));
+  file_ = fd < 0 ? nullptr : ::fdopen(fd, append ? "ab" : "wb");
   if (file_ == nullptr) {
     error_ = errno;
+    (void)detail::close_file(fd);
     close();
     return FAILURE;
   }

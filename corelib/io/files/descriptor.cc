@@ -77,6 +77,14 @@ std::int64_t read_up_to(int fd, void* to, std::uint64_t n) noexcept {
   return static_cast<std::int64_t>(done);
 }
 
+int sync_file(int fd) noexcept {
+#ifdef F_FULLFSYNC
+  if (uninterrupted([=] { return ::fcntl(fd, F_FULLFSYNC); }) == 0) return 0;
+    // Not every file system has it.
+#endif
+  return uninterrupted([=] { return ::fsync(fd); }) == 0 ? 0 : errno;
+}
+
 int close_file(int fd) noexcept { return fd < 0 || ::close(fd) == 0 ? 0 : errno; }
 
 }  // namespace tstl::detail

@@ -1,5 +1,5 @@
 // File descriptors: opening, reading, writing and closing, with interrupted calls repeated and partial
-// transfers carried on.
+// transfers carried on. Every file of the library is opened here.
 #pragma once
 
 #include <sys/types.h>
@@ -29,6 +29,10 @@ std::int64_t read_some(int fd, void* to, std::uint64_t n) noexcept;
 
 // Reads `n` bytes, fewer only at the file's end. Returns how many; or -1 with errno set.
 std::int64_t read_up_to(int fd, void* to, std::uint64_t n) noexcept;
+
+// Returns when the file's contents are on disk, past the drive's own cache where the system can ask for
+// that (macOS): 0, or the errno value of the failure.
+int sync_file(int fd) noexcept;
 
 // Returns 0, or the errno value of the failure: some file systems tell only here that the disk is
 // full. Never repeated, because the descriptor is gone in any case. Does nothing for -1.

@@ -11,9 +11,8 @@ namespace tstl::detail {
 namespace {
 
 bool read_from(int fd, Buffer<unsigned char>& bytes, std::uint64_t limit, IfLonger if_longer) {
-  struct stat info;
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return false;
-  const auto size = static_cast<std::uint64_t>(info.st_size);
+  std::uint64_t size = 0;
+  if (!regular_file_size(fd, size)) return false;
   if (size > limit && if_longer == IfLonger::kRefuse) return false;
   const std::uint64_t length = std::min(size, limit);
   if (length > bytes.kGreatestCapacity || !bytes.recapacity(length)) return false;
@@ -23,6 +22,13 @@ bool read_from(int fd, Buffer<unsigned char>& bytes, std::uint64_t limit, IfLong
 }
 
 }  // namespace
+
+bool regular_file_size(int fd, std::uint64_t& size) {
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode)) return false;
+  size = static_cast<std::uint64_t>(info.st_size);
+  return true;
+}
 
 bool read_file(const char* path, Buffer<unsigned char>& bytes, std::uint64_t limit,
                IfLonger if_longer) {

@@ -18,4 +18,7 @@ enum class IfLonger { kRefuse, kCut };
 bool read_file(const char* path, Buffer<unsigned char>& bytes, std::uint64_t limit = UINT64_MAX,
                IfLonger if_longer = IfLonger::kRefuse);
 
+// The size in bytes of the open file. False when it is no regular file.
+bool regular_file_size(int fd, std::uint64_t& size);
+
 }  // namespace tstl::detail

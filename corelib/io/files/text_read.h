@@ -31,6 +31,7 @@
 #include "corelib/base/types.h"
 #include "corelib/io/files/detail/line_buffer.h"
 #include "corelib/io/files/detail/pair_line.h"
+#include "corelib/io/files/pair_faults.h"
 #include "corelib/text/buffer.h"
 #include "corelib/text/buffer_ref.h"
 
@@ -50,6 +51,7 @@ class TextRead {
   // `buffer_size` bytes. Returns 0; or FAILURE, with the reader closed and error() telling why, when
   // the path is null or the file's first bytes cannot be read.
   [[nodiscard]] unsigned open(const char* path, unsigned buffer_size = kBufferSize) noexcept {
+    faults_ = {};
     return lines_.open(path, buffer_size, sizeof(T)) == 0 ? 0 : FAILURE;
   }
   // Frees everything. error() stays.
@@ -74,8 +76,10 @@ class TextRead {
   // that a key may hold separators and a value cannot. The value is read by the rule of View's
   // to_uint64, or to_int64 when it starts with '-': "12 " is 12, " 12", "x" and nothing are 0. Values
   // from 2^63 on, up to 2^64 - 1, come as the negative number with the same 64 bits. A line without
-  // a separator is a key with value 0. The key may be empty, that of "\t5" is.
+  // a separator is a key with value 0. The key may be empty, that of "\t5" is. pair_faults() counts,
+  // since open(), the lines that were not just a key, a separator and a number.
   [[nodiscard]] bool read_pair(T separator, View& key, long long& value) noexcept;
+  [[nodiscard]] const PairFaults& pair_faults() const noexcept { return faults_; }
 
   // Calls fn(line), or fn(key, value), for what is left of the file, until it returns false. Returns
   // whether the file's end was reached: false when `fn` stopped it or the file cannot be read on.
@@ -104,6 +108,7 @@ class TextRead {
   // The last line, when the file's units are of the other width; behind some units that split_pair
   // may look at.
   Buffer<T> decoded_;
+  PairFaults faults_;
 };
 
 // ---------------------------------------------------------------------------------------------------------------------
@@ -111,7 +116,7 @@ class TextRead {
 template <Unit T>
 inline bool TextRead<T>::read_pair(T separator, View& key, long long& value) noexcept {
   if (!read_line(key)) return false;
-  value = detail::split_pair(key, separator);
+  value = detail::split_pair(key, separator, faults_);
   return true;
 }
 

@@ -45,13 +45,5 @@ TEST(BytesTest, EqualSeesADifferenceAtEveryPlaceOfEveryLength) {
   }
 }
 
-TEST(BytesTest, WordsOfFilesAreLittleEndianAtAnyAddress) {
-  unsigned char bytes[9] = {};
-  store_le(bytes + 1, std::uint64_t{0x0807060504030201});
-  for (unsigned char i = 0; i < 9; ++i) EXPECT_EQ(bytes[i], i);
-  EXPECT_EQ(load_le<std::uint32_t>(bytes + 3), 0x06050403u);
-  EXPECT_EQ(load_le<std::uint16_t>(bytes + 7), 0x0807u);
-}
-
 }  // namespace
 }  // namespace tstl::base

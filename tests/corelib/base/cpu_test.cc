@@ -24,13 +24,5 @@ TEST(CpuTest, TheEnvironmentIsReadAtTheStart) {
   EXPECT_EQ(cpu_level(), cpu_level_named(std::getenv("ZENTA_CPU")));
 }
 
-TEST(CpuTest, ALevelIsSetForTestsUpToTheMachines) {
-  const CpuLevel before = set_cpu_level(CpuLevel::kBaseline);
-  EXPECT_EQ(cpu_level(), CpuLevel::kBaseline);
-  EXPECT_EQ(set_cpu_level(CpuLevel(100)), CpuLevel::kBaseline);
-  EXPECT_EQ(cpu_level(), cpu_level_of_machine());
-  set_cpu_level(before);
-}
-
 }  // namespace
 }  // namespace tstl::base

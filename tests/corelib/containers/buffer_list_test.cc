@@ -81,6 +81,9 @@ TYPED_TEST(BufferListTest, RunsBothWaysStopsWhenToldAndComparesPlaceByPlace) {
     const auto until_b = [](const auto&, std::uint64_t& value) { return value++ != 'b'; };
     EXPECT_EQ(list.for_each_bk(until_b), keys != "abc");
     EXPECT_EQ(list == Letters<TypeParam>(keys), keys.empty());  // the values have changed
+    // What is stored in the node stays, where the value that was handed over does not change.
+    list.for_each([&](const auto&, const std::uint64_t&) { list[0]->set_value(5); });
+    EXPECT_TRUE(keys.empty() || list[0]->value() == 5);
   }
   EXPECT_EQ(seen, "xcba");
 }

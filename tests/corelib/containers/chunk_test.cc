@@ -86,7 +86,7 @@ TEST(ChunkTest, RequestsAreAlignedAsAskedZeroedAndNeverOverlap) {
 
 TEST(ChunkTest, RewoundArenaServesTheSameMessageFromOneZeroedBlockOfFourMebibytesAtMost) {
   for (const std::vector<std::size_t>& sizes :
-       {std::vector<std::size_t>{700, 3000, 9000, 40}, {20000}, {9 << 20, 100}}) {
+       {std::vector<std::size_t>{700, 3000, 9000, 40}, {20000}, {9 << 20, 100}, {9 << 20}}) {
     Chunk arena;
     std::uint64_t total = 0;
     for (int message = 0; message < 3; ++message) {

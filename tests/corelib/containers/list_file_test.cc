@@ -72,7 +72,13 @@ TYPED_TEST(ListFileTest, RecordsAreKeySeparatorDigitsAndLineEndAndEmptyKeysAreLe
   ASSERT_TRUE(this->table.read_kvfile(path, '\t') && this->dict.open(this->table) == 0);
   ASSERT_TRUE(this->back.write_kvfile(path, '\t', true));
   this->ExpectFile("");
-  ASSERT_TRUE(this->dict.write_kvfile(path, '=', true) && this->back.read_kvfile(path, '='));
+  PairFaults faults;
+  ASSERT_TRUE(this->dict.write_kvfile(path, '=', true) &&
+              this->table.read_kvfile(path, ';', &faults) &&
+              this->back.read_kvfile(path, ';', &faults));
+  EXPECT_EQ(faults.no_separator, 2u);
+  ASSERT_TRUE(this->back.read_kvfile(path, '=', &faults));
+  EXPECT_EQ(faults.sum(), 0u);
   EXPECT_EQ(Sorted<T>(Contents<T>(this->back)),
             (Pairs<T>{{Widen<T>("\t b"), 0x7FFFFFFF}, {Widen<T>("a"), 0}}));
   this->Add("line\n\nends", 1);
@@ -103,6 +109,22 @@ TYPED_TEST(ListFileTest, WhatIsWrittenComesBackAlsoKeysWithSeparatorsAndFromARea
   }
   this->ExpectComesBack(' ');
   EXPECT_EQ(this->table.itemcnt(), 349045u);
+}
+
+TYPED_TEST(ListFileTest, ATableWithSeveralNodesOfAKeyComesBackAsItFinds) {
+  using T = TypeParam;
+  for (unsigned i = 0; i < 1000; ++i) {
+    if (i == 500) this->table.set_tabsize(33);
+    this->table.insert(Widen<T>(std::to_string(i % 500)))->set_value(i);
+  }
+  ASSERT_GT(this->table.itemcnt(), 500u);
+  BufferHash<T> read(500);
+  ASSERT_TRUE(this->table.write_found_kvfile(this->file.path(), '=', false) &&
+              read.read_kvfile(this->file.path(), '='));
+  EXPECT_EQ(read.itemcnt(), 500u);
+  read.for_each([&](BufferRef<T> key, std::uint64_t value) {
+    EXPECT_EQ(this->table.find(key)->value(), value);
+  });
 }
 
 TYPED_TEST(ListFileTest, AFileThatIsNotThereLeavesNothingAndAFullDiskIsReported) {

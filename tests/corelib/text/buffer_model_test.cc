@@ -1,6 +1,9 @@
 // Long random sequences of operations on a buffer and on a plain model of it, with an allocator
 // that works and with one that fails at the k-th call. The program is linked with --wrap for
 // malloc, realloc and free.
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <deque>
@@ -17,8 +20,12 @@ struct Allocator {
   int calls = 0;
   int live = 0;
   bool fired = false;
+  std::size_t asked = 0;
 
-  bool Refuses() { return calls++ == fail_at && (fired = true); }
+  bool Refuses(std::size_t size) {
+    asked = size;
+    return calls++ == fail_at && (fired = true);
+  }
 };
 Allocator* allocator = nullptr;  // watches while it is set
 
@@ -30,12 +37,12 @@ void* __real_realloc(void* memory, std::size_t size);
 void __real_free(void* memory);
 
 void* __wrap_malloc(std::size_t size) {
-  if (allocator != nullptr && allocator->Refuses()) return nullptr;
+  if (allocator != nullptr && allocator->Refuses(size)) return nullptr;
   if (allocator != nullptr) ++allocator->live;
   return __real_malloc(size);
 }
 void* __wrap_realloc(void* memory, std::size_t size) {
-  return allocator != nullptr && allocator->Refuses() ? nullptr : __real_realloc(memory, size);
+  return allocator != nullptr && allocator->Refuses(size) ? nullptr : __real_realloc(memory, size);
 }
 void __wrap_free(void* memory) {
   if (allocator != nullptr && memory != nullptr) --allocator->live;
@@ -66,9 +73,9 @@ struct Model {
     Set(inline_cap != 0 ? State::kInline : State::kEmpty, inline_cap, kept);
   }
   void Clear() { writable() ? text.clear() : Reset(); }
-  void Grow(unsigned need) {
-    if (state != State::kEmpty && need <= cap) return;
-    Set(State::kOwned, std::max({2 * cap, need, 32u}), text);
+  void Grow(unsigned need, bool copy_out = false) {
+    if (state != State::kEmpty && need <= cap && !(copy_out && state == State::kConst)) return;
+    Set(State::kOwned, std::max({state == State::kEmpty ? 0 : 2 * cap, need, 32u}), text);
   }
   // Puts `units` in the place of [pos, pos + n); with a limit, as many of them as it leaves room
   // for.
@@ -79,10 +86,15 @@ struct Model {
     if (limit != kEnd)
       units.resize(std::min<std::size_t>(units.size(), std::min(limit, cap) - kept));
     if (kept == size() && units.empty()) return;
-    if (state == State::kConst) state = State::kEmpty;  // is copied out
-    Grow(kept + static_cast<unsigned>(units.size()));
+    Grow(kept + static_cast<unsigned>(units.size()), true);
     const auto at = text.erase(text.begin() + pos, text.begin() + pos + (size() - kept));
     text.insert(at, units.begin(), units.end());
+  }
+  void EnsureSlashEnd() {
+    const bool ends = !text.empty() && (text.back() == '/' || text.back() == '\\');
+    Grow(size() + !ends, true);
+    if (!ends) text.push_back('/');
+    std::replace(text.begin(), text.end(), T{'\\'}, T{'/'});
   }
   void Append(std::string_view bytes) { Put(size(), 0, {bytes.begin(), bytes.end()}); }
   void Shrink() {
@@ -171,6 +183,8 @@ const std::vector<void (*)(S&)> kOperations = {
       s.b.reverse(), s.m.Put(0, kEnd, {s.m.text.rbegin(), s.m.text.rend()});
     },
     [](S& s) { s.b.assign(s.text), s.units.empty() ? s.m.Clear() : s.m.Put(0, kEnd, s.units); },
+    [](S& s) { s.b.ensure_slash_end(), s.m.EnsureSlashEnd(); },
+    [](S& s) { s.b.set_data_empty(), s.m.Set(State::kEmpty, s.m.cap, {}); },
     [](S& s) { s.b.clear(), s.m.Clear(); },
     [](S& s) { s.b.reset(), s.m.Reset(); },
     [](S& s) { s.b.recapacity(s.cap), s.m.Grow(s.cap); },
@@ -236,6 +250,51 @@ TYPED_TEST(BufferModelTest, AFailedAllocationLeavesAnEmptyBufferThatWorksOn) {
   }
   EXPECT_GT(failures, 200);
 }
+
+// Memory is refused, and not even asked for where the length passes 32 bits, before any unit is read.
+TYPED_TEST(BufferModelTest, GrowthStopsAtTheGreatestCapacity) {
+  using T = typename TypeParam::unit_type;
+  constexpr std::size_t kMost = 0xFFFFFFFF * sizeof(T);
+  const T unit = 'c';
+  for (const auto& [len, added, asked] : {std::tuple{0x90000000u, 1u, kMost},
+                                          {0xFFFFFFEF, 15, kMost},
+                                          {0xFFFFFFEF, 16, 0},
+                                          {0xFFFFFFEF, ~0u, 0}}) {
+    TypeParam buffer;
+    buffer.set_data_const(&unit, len);
+    Allocator watching{0};
+    allocator = &watching;
+    buffer.append_chr_repeat('x', added);
+    allocator = nullptr;
+    EXPECT_EQ(watching.asked, asked);
+    EXPECT_EQ(buffer.ref_internal_data(), nullptr);
+    EXPECT_EQ(buffer.append_chr('y').len(), 1u);
+  }
+}
+
+#if defined(__linux__) && defined(NDEBUG)
+// The same two mebibytes of 'x' all over, and a zero after 2^32 units of them and more.
+template <class T>
+unsigned LengthOfEndlessText() {
+  constexpr std::size_t kPiece = 2 << 20, kSize = (std::size_t{1} << 32) * sizeof(T) + kPiece;
+  const int memory = ::memfd_create("text", 0);
+  const std::vector<T> piece(kPiece / sizeof(T), 'x');
+  EXPECT_EQ(::write(memory, piece.data(), kPiece), ssize_t{kPiece});
+  auto* const start = static_cast<char*>(
+      ::mmap(nullptr, kSize + 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  EXPECT_NE(start, MAP_FAILED);
+  for (std::size_t at = 0; at < kSize; at += kPiece)
+    ::mmap(start + at, kPiece, PROT_READ, MAP_SHARED | MAP_FIXED, memory, 0);
+  const BufferRef<T> view(reinterpret_cast<const CharOf<T>*>(start));
+  ::munmap(start, kSize + 4096);
+  ::close(memory);
+  return view.len();
+}
+TEST(EndlessTextTest, ATerminatedTextIsCutToWhatAViewHolds) {
+  EXPECT_EQ(LengthOfEndlessText<unsigned char>(), 0xFFFFFFFF);
+  EXPECT_EQ(LengthOfEndlessText<unsigned short>(), 0xFFFFFFFF);
+}
+#endif
 
 }  // namespace
 }  // namespace tstl

@@ -19,6 +19,16 @@ template <class View, class... From>
 constexpr bool kRefuses = (!std::is_constructible_v<View, From> && ...);
 static_assert(kRefuses<View16, const char*, std::string, View8> &&
               kRefuses<View8, std::u16string, View16>);
+// Nor may what ends with the statement be viewed after it, nor a position pass for a unit.
+static_assert(!std::is_assignable_v<View8&, std::string> &&
+              !std::is_assignable_v<View8&, Buffer<unsigned char>> &&
+              !std::is_assignable_v<BufferRefMutable<unsigned char>&, std::string> &&
+              std::is_assignable_v<View8&, std::string&>);
+template <class C>
+concept IsUnit = requires(View8 view, C c) {
+  view.find_chr('l', c);
+};
+static_assert(IsUnit<char> && IsUnit<unsigned char> && !IsUnit<int> && !IsUnit<unsigned>);
 static_assert(!std::is_convertible_v<View8, bool> && sizeof(View8[3]) == 3 * (sizeof(void*) + 4));
 
 // Everything that only reads works in constant expressions.
@@ -32,6 +42,19 @@ static_assert([] {
   BufferRefMutable<unsigned char> all = kView, rest = all.fetch_before_crlf(), fields[2];
   return all.is_empty() && rest.split(fields, ',', 2) == 2 &&
          rest.fetch_before_chr(',') == kView.sub_head(6) && fields[1] == rest;
+}());
+
+constexpr unsigned short kWide[] = {'h', 'e', 'l', 'l', 'o'};
+constexpr View16 kHello(kWide, 5);
+static_assert(kHello.find_str("l") == 2 && kHello.findback_str("l") == 3 &&
+              kHello.find_chrlist("xl") == 2 && kHello.match_str("help") == 3);
+static_assert(kHello.is_startwith("he") && !kHello.is_startwith("el") && kHello.is_endwith("lo") &&
+              !kHello.is_endwith("ll") && kHello.is_greater("hell") && kHello > "hell" &&
+              kHello < "help" && kHello.compare("hello") == 0 && kHello != "hell");
+static_assert([] {
+  unsigned len = 0;
+  BufferRefMutable<unsigned short> rest = kHello;
+  return kHello.find_between(len, "e", "o") == 2 && len == 2 && rest.fetch_before_str("ll") == "he";
 }());
 
 unsigned Number(const std::string& text) { return static_cast<unsigned>(std::stoi(text)); }
@@ -223,13 +246,17 @@ TYPED_TEST(ViewTest, ChangesInPlaceAgreeWithAString) {
     const auto c = random.unit<TypeParam>("ab\xE1");
     const auto set = foreign.view().std_view();
     const auto in_set = [set](auto unit) { return set.find(unit) != set.npos; };
-    // The same change in place and on a string, with a foreign text and with a part of itself.
+    // The same change in place and on a string, with a foreign text, with a part of itself, and with
+    // one that lies in the room behind it.
     const auto check = [&](auto change, auto change_string) {
-      for (const bool itself : {false, true}) {
+      for (const int itself : {0, 1, 2}) {
         const HeapText<TypeParam> room(std::string(2 * n + 10, '#'));  // what the longest needs
         std::copy(start.view().begin(), start.view().end(), room.view().begin());
+        std::copy(foreign.view().begin(), foreign.view().end(), room.view().begin() + n);
         BufferRef<TypeParam> view = room.view().sub_head(n);
-        const auto other = itself ? view.sub_str(from, count) : foreign.view();
+        const auto other = itself == 0   ? foreign.view()
+                           : itself == 1 ? view.sub_str(from, count)
+                                         : room.view().sub_str(n, foreign.view().len());
         StdString<TypeParam> want(view), text(other);
         change(view, other);
         change_string(want, text);
@@ -256,6 +283,9 @@ TYPED_TEST(ViewTest, StandardLibraryAndViewsMeet) {
   const StdString<TypeParam> text = Widen<TypeParam>("Mixed Case");
   std::unordered_set<BufferRef<TypeParam>> set{text};
   EXPECT_EQ(set.count(BufferRefMutable<TypeParam>(text)), 1);
+  std::unordered_set<Buffer<TypeParam>> buffers;
+  buffers.emplace(text);
+  EXPECT_EQ(buffers.count(Buffer<TypeParam>(text)), 1);
   EXPECT_EQ(std::hash<BufferRef<TypeParam>>()(text), std::hash<StdString<TypeParam>>()(text));
   const HeapText<TypeParam> copy(std::string(11, '#'));
   EXPECT_EQ(BufferRef<TypeParam>(text).read_zend(copy.view().str()), 10);

@@ -1,7 +1,6 @@
 #include "corelib/text/utf.h"
 
 #include <gtest/gtest.h>
-#include <unicode/ustring.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
@@ -114,28 +113,6 @@ INSTANTIATE_TEST_SUITE_P(, UtfTest,
                                          std::pair("Vector", detail::utf::kVectorKernels)),
                          [](const auto& instance) { return instance.param.first; });
 
-TEST(UtfConversionTest, WellFormedTextConvertsAsIcuDoes) {
-  RandomText random;
-  for (std::size_t n = 0; n < 3000; n += n < 300 ? 1 : 97) {
-    const Units16 text = random.next(n, true);
-    Units8 utf8(3 * n + 1);
-    std::int32_t size = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strToUTF8(reinterpret_cast<char*>(utf8.data()), static_cast<std::int32_t>(utf8.size()), &size,
-                reinterpret_cast<const UChar*>(text.data()), static_cast<std::int32_t>(n), &error);
-    ASSERT_TRUE(U_SUCCESS(error));
-    utf8.resize(static_cast<std::size_t>(size));
-    ASSERT_EQ(valid_utf8_prefix(utf8.data(), utf8.size()), utf8.size());
-    Units8 bytes(utf8_size(text.data(), n));
-    ASSERT_EQ(utf16_to_utf8(text.data(), n, bytes.data(), bytes.size()), bytes.size());
-    ASSERT_EQ(bytes, utf8);
-    Units16 units(utf16_size(utf8.data(), utf8.size()));
-    ASSERT_EQ(utf8_to_utf16(utf8.data(), utf8.size(), units.data(), units.size()), n);
-    ASSERT_EQ(units, text);
-  }
-  EXPECT_EQ(utf16_to_utf8(nullptr, 0, nullptr, 0) + utf8_to_utf16(nullptr, 0, nullptr, 0), 0u);
-}
-
 TEST_P(UtfTest, IllFormedAndCutTextConvertsAsTheReferenceIntoWhateverRoom) {
   static constexpr unsigned char kOdd[] = {0x00, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0, 0xC1, 0xC2,
                                            0xDF, 0xE0, 0xED, 0xEF, 0xF0, 0xF4, 0xF7, 0xF8, 0xFF};
@@ -172,26 +149,6 @@ TEST_P(UtfTest, EveryUnitAndEveryPairOfEdgesConvertsWhereverItStands) {
   }
 }
 
-TEST_P(UtfTest, SequencesDecodeByTheirLeadByteAlone) {
-  struct Row {
-    Units8 bytes;
-    Units16 units;
-  };
-  for (const Row& row : {
-           Row{{0x41, 0x80, 0xBF, 0xF8, 0xFF, 0x42}, {0x41, 0x42}},  // stray bytes give nothing
-           Row{{0xE4, 0x41, 0x42, 0x43}, {0x4042, 0x43}},            // a lead swallows what follows
-           Row{{0xC1, 0x81}, {0x41}},                                // longer than need be
-           Row{{0xED, 0xA0, 0xBD}, {0xD83D}},                        // a kept surrogate comes back
-           Row{{0xF0, 0x80, 0x80, 0x80}, {0xDBC0, 0xDC00}},          // below 10000
-           Row{{0xF7, 0xBF, 0xBF, 0xBF}, {0xDBBF, 0xDFFF}},          // above 10FFFF
-           Row{{0x41, 0xE4, 0xBD}, {0x41}},                          // cut short
-           Row{{0xF0, 0x9F, 0x98}, {}},
-       }) {
-    EXPECT_EQ(reference::ToUtf16(row.bytes, ~0u), row.units);
-    ExpectAsReference(row.bytes);
-  }
-}
-
 TEST(UtfCharacterTest, EveryCharacterEncodesAndDecodesAsIcuDoes) {
   for (char32_t c = 0; c < 0x110010; ++c) {
     unsigned char ours[4] = {};
@@ -203,18 +160,6 @@ TEST(UtfCharacterTest, EveryCharacterEncodesAndDecodesAsIcuDoes) {
     if (error) continue;
     ASSERT_TRUE(std::equal(icu, icu + 4, ours)) << unsigned(c);
     ASSERT_EQ(decode_utf8(ours, static_cast<std::size_t>(length)), c);
-  }
-}
-
-TEST(UtfCharacterTest, WellFormedSequencesAreThoseOfTheStandardsTable) {
-  static constexpr unsigned char kEdges[] = {0x00, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF,
-                                             0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED,
-                                             0xEE, 0xEF, 0xF0, 0xF1, 0xF3, 0xF4, 0xF5, 0xFF};
-  for (unsigned i = 0; i != 24 * 24 * 24 * 24; ++i) {
-    Units8 text = {kEdges[i % 24], kEdges[i / 24 % 24], kEdges[i / 576 % 24], kEdges[i / 13824]};
-    for (; !text.empty(); text.pop_back()) {
-      ASSERT_EQ(utf8_sequence_length(text.data(), text.size()), reference::SequenceLength(text, 0));
-    }
   }
 }
 

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <random>
 
 #include "corelib/base/types.h"
 #include "tests/child.h"
+#include "tests/corelib/io/files/system_calls.h"
 #include "tests/temp_folder.h"
 
 namespace zenta::data {
@@ -58,6 +60,18 @@ TEST_F(FileImageTest, WhatCannotBeOpenedOrWrittenFailsAndIsNotCreated) {
   }
 }
 
+TEST_F(FileImageTest, WhatTheDiskFailsOnIsReported) {
+  char byte = 'x';
+  ASSERT_EQ(WriteFileImage(path, &byte, 1), 0u);
+  {
+    const tstl::Answering failing(tstl::reads, [](std::uint64_t) { return -EIO; });
+    EXPECT_EQ(ReadFileInto(&byte, 1, path), 0u);
+    EXPECT_TRUE(ReadFileImage(path).is_empty());
+  }
+  const tstl::Answering failing(tstl::closes, [](std::uint64_t) { return -EIO; });
+  EXPECT_EQ(WriteFileImage(path, &byte, 1), FAILURE);
+}
+
 TEST_F(FileImageTest, PatchChangesOnlyItsBytesAtAnyOffset) {
   folder.Put("data", "0123456789");
   for (const auto& [offset, data] : {std::pair{3u, "abc"}, {9u, "yz"}, {13u, "!"}, {0u, ""}}) {
@@ -78,7 +92,8 @@ TEST_F(FileImageTest, ReplacedFileIsTheNewOneOrWhatItWas) {
   folder.Put("target", "old");
   fs::create_directories(folder.At("full/inside"));
   fs::create_directory(folder.At("empty"));
-  for (const char* const target : {"target", "absent", "empty"}) {
+  mkfifo(folder.At("pipe").c_str(), 0600);
+  for (const char* const target : {"target", "absent", "empty", "pipe"}) {
     EXPECT_EQ(replace(folder.Put("new", "new"), target), 0u) << target;
     EXPECT_EQ(replace(folder.At(target), target), 0u) << target;
     EXPECT_EQ(Image(target), "new");
@@ -87,8 +102,29 @@ TEST_F(FileImageTest, ReplacedFileIsTheNewOneOrWhatItWas) {
     EXPECT_EQ(replace(folder.Put("new", "newer"), target), FAILURE) << target;
     EXPECT_FALSE(FileExists(folder.At("new").c_str()));
   }
+  EXPECT_EQ(replace(folder.At("full"), "target"), FAILURE);  // a folder is no new file
+  EXPECT_TRUE(fs::exists(folder.At("full/inside")) && Image("target") == "new");
   replace(other.Put("new", "new"), "target");  // succeeds unless that is another file system
   EXPECT_EQ(Image("target"), "new");
+}
+
+// Of two names the new one goes; two spellings of one name are no two names.
+TEST_F(FileImageTest, AFileReplacedByItselfKeepsTheTargetsNameOnly) {
+  folder.Put("data", "kept");
+  fs::create_directory(folder.At("sub"));
+  fs::create_symlink("data", folder.At("link"));
+  fs::create_hard_link(file, folder.At("hard"));
+  fs::create_hard_link(file, folder.At("sub/data"));
+  const std::pair<const char*, bool> rows[] = {{"./data", true},
+                                               {"link", false},
+                                               {"hard", false},
+                                               {"sub/data", false},
+                                               {"sub/../data", true}};
+  for (const auto& [name, stays] : rows) {
+    EXPECT_EQ(ReplaceFile(folder.At(name).c_str(), path), 0u) << name;
+    EXPECT_EQ(fs::exists(fs::symlink_status(folder.At(name))), stays) << name;
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(file)) && Image("data") == "kept");
+  }
 }
 
 TEST_F(FileImageTest, ProcessKilledAtAnyMomentLeavesTheOldOrTheNewFile) {

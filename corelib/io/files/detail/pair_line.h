@@ -2,21 +2,43 @@
 // lengths of keys and numbers, which are hard to foresee.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstdint>
 
 #include "corelib/base/block.h"
 #include "corelib/base/types.h"
+#include "corelib/io/files/pair_faults.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/parse.h"
 
 namespace tstl::detail {
 
+template <Unit T>
+bool all_digits(BufferRef<T> text) noexcept {
+  if (text.len() < 8) return text && text.is_range('0', '9');
+  const unsigned last = text.len() - 8;
+  for (unsigned at = 0;; at = std::min(at + 8, last)) {
+    if (DigitWord::load(text.cstr(at), 8).count() != 8) return false;
+    if (at == last) return true;
+  }
+}
+
 // The value of the text behind a key's separator, see TextRead::read_pair.
 template <Unit T>
-[[gnu::noinline]] long long pair_value(BufferRef<T> text) noexcept {
+[[gnu::noinline]] long long pair_value(BufferRef<T> text, PairFaults& faults) noexcept {
   const bool negative = text && text.front() == '-';
-  return negative ? text.to_int64() : static_cast<long long>(text.to_uint64());
+  const BufferRef<T> digits = text.sub_tail(negative);
+  const long long value = negative ? text.to_int64() : static_cast<long long>(text.to_uint64());
+  const bool at_limit = value == (negative ? INT64_MIN : -1);  // -1: the greatest of 64 bits
+  if (!all_digits(digits)) {
+    ++faults.no_number;
+  } else if (at_limit &&
+             !digits.sub_tail(digits.cnt_consecutive_chr('0'))
+                  .is_equal(negative ? "9223372036854775808" : "18446744073709551615")) {
+    ++faults.not_fit;
+  }
+  return value;
 }
 
 // The last `c` of [begin, end); null when there is none. REQUIRES: a block of units before any place
@@ -34,17 +56,20 @@ const T* find_last(const T* begin, const T* end, T c) noexcept {
 // Splits a line at its last separator and returns the value behind it; `line` becomes the key.
 // REQUIRES: as for find_last.
 template <Unit T>
-inline long long split_pair(BufferRef<T>& line, T separator) noexcept {
+inline long long split_pair(BufferRef<T>& line, T separator, PairFaults& faults) noexcept {
   const T* const end = line.cend();
   const T* const found = find_last(line.cbegin(), end, separator);
-  if (found == nullptr) return 0;
+  if (found == nullptr) {
+    ++faults.no_separator;
+    return 0;
+  }
   line.relen(static_cast<unsigned>(found - line.cbegin()));
   const auto n = static_cast<unsigned>(end - found - 1);
   if (n - 1 < 8) {
     const auto digits = DigitWord::load_before(end, n);
-    if (digits.count() != 0) return static_cast<long long>(digits.value());
+    if (digits.count() == n) return static_cast<long long>(digits.value());
   }
-  return pair_value(BufferRef<T>(found + 1, n));
+  return pair_value(BufferRef<T>(found + 1, n), faults);
 }
 
 }  // namespace tstl::detail

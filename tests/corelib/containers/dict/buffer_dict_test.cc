@@ -63,7 +63,11 @@ TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
     if (keys == 2000) table.set_tabsize(33);
     for (const auto& pair : pairs) table.insert(pair.first)->set_value(1);
     ASSERT_EQ(table.itemcnt() > keys, keys == 2000);
-    ASSERT_EQ(this->dict.open(table), 0u);
+    std::uint32_t cut = 9;
+    ASSERT_EQ(this->dict.open(table, &cut), 0u);
+    EXPECT_EQ(cut, std::ranges::count_if(pairs, [&table](const auto& pair) {
+                return table.find(pair.first)->value() > 0x7FFFFFFF;
+              }));
     EXPECT_TRUE(this->ExpectSafe());
     const BufferDict<T> moved = std::move(this->dict);
     EXPECT_TRUE(this->dict.is_empty());
@@ -84,20 +88,35 @@ TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
   }
 }
 
+// Among the keys are two whose recorded length wraps, so that they stand under a name that a third one
+// really has, or none.
 TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit) {
+  using T = TypeParam;
   const auto table = this->RandomTable(500, 1);
-  BufferHash<TypeParam> other(1000);
-  for (const auto& [key, value] : Sorted<TypeParam>(Contents<TypeParam>(table))) {
-    other[key]->set_value(value);
+  const std::string rest(65536, 'x');
+  const std::pair<std::string, unsigned> more[] = {
+      {"w" + rest, 1}, {"w", 2}, {"v" + rest, 7}, {"v" + std::string(65536, 'y'), 3}};
+  Bytes image;
+  for (const unsigned size : {64u, 1000u, 333u, 90u, 32u}) {
+    BufferHash<T> other(size);
+    Pairs<T> pairs = Sorted<T>(Contents<T>(table));
+    for (const auto& [key, value] : more) pairs.emplace_back(Widen<T>(key), value);
+    if (size % 2 != 0) std::ranges::reverse(pairs);
+    for (const auto& [key, value] : pairs) other[key]->set_value(value);
+    ASSERT_EQ(other.find(Widen<T>("v")), nullptr);
+    ASSERT_EQ(this->dict.open(other), 0u);
+    if (image.empty()) image = this->image();
+    EXPECT_EQ(this->image(), image);
+    EXPECT_EQ(this->dict.find(Widen<T>("w"))->value(), 2u);
+    EXPECT_EQ(this->dict.find(Widen<T>("v"))->value(), 3u);
   }
   ASSERT_EQ(this->dict.open(table), 0u);
-  const Bytes image = this->image();
-  ASSERT_EQ(this->dict.open(other), 0u);
-  EXPECT_EQ(this->image(), image);
+  image = this->image();
   Buffer<unsigned char> buffer;
-  EXPECT_FALSE(detail::build_dict_image(table, buffer, image.size() - 1));
+  std::uint32_t cut = 0;
+  EXPECT_FALSE(detail::build_dict_image(table, buffer, cut, image.size() - 1));
   EXPECT_EQ(buffer.len(), 0u);
-  EXPECT_TRUE(detail::build_dict_image(table, buffer, image.size()));
+  EXPECT_TRUE(detail::build_dict_image(table, buffer, cut, image.size()));
 }
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
@@ -115,6 +134,7 @@ TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
     EXPECT_EQ(this->Open(bytes), buckets == kRefused ? FAILURE : 0);
     EXPECT_EQ(this->dict.is_empty(), buckets == kRefused);
     EXPECT_EQ(this->dict.bucket_cnt(), buckets == kRefused ? 0 : buckets);
+    EXPECT_LT(this->dict.hash_id(Widen<TypeParam>("k")), std::max(this->dict.bucket_cnt(), 1u));
     EXPECT_EQ(this->ExpectSafe(), buckets == 2);
   }
 }
@@ -161,17 +181,33 @@ TYPED_TEST(BufferDictTest, CheckSeesEveryKindOfDamage) {
     if (buckets == 2) words.push_back(offset);
     words[2] = std::uint32_t(words.size() * 4 + record.size());
     ASSERT_EQ(this->Open(Image(words, record)), 0u);
-    EXPECT_EQ(this->ExpectSafe(), offset == 20 && buckets == 1 && byte == 0) << damage;
+    const bool whole = offset == 20 && buckets == 1 && byte == 0;
+    EXPECT_EQ(this->ExpectSafe(), whole) << damage;
+    EXPECT_TRUE(!whole || this->dict.match(Widen<TypeParam>("k")));
   }
+  // The table's zeros make a record of the empty key, and another one follows.
+  ASSERT_EQ(this->Open(Image({3, 1, 36, 0, 20, 0, 0, 0x80000000, 0})), 0u);
+  EXPECT_FALSE(this->ExpectSafe());
 }
 
-// Ten thousand buckets that share one chain of ten thousand records.
-TYPED_TEST(BufferDictTest, TraversalOfSharedChainsEnds) {
-  std::vector<std::uint32_t> words(4 + 10000, 4 * 10004);
-  words[0] = words[1] = 10000;
-  words[2] = 4 * 10004 + 8 * 10000;
-  ASSERT_EQ(this->Open(Image(words, Bytes(8 * 10000))), 0u);
-  EXPECT_FALSE(this->ExpectSafe());
+// Ten thousand buckets that share one chain of ten thousand records; then one record that fills the
+// rest of the image.
+TYPED_TEST(BufferDictTest, TraversalOfSharedChainsEndsWithinTheImagesLength) {
+  const zenta::TempFolder folder;
+  const std::string path = folder.At("file");
+  for (const std::uint32_t key_len : {0u, 30000u}) {
+    std::vector<std::uint32_t> words(4 + 10000, 4 * 10004);
+    words[0] = words[1] = 10000;
+    words[2] = 4 * 10004 + 8 * 10000;
+    Bytes records(8 * 10000, 'k');
+    if (key_len == 0) std::ranges::fill(records, 0);
+    base::store_le(&records[0], key_len == 0 ? 0 : 0x80000001);
+    base::store_le(&records[4], static_cast<std::uint16_t>(key_len));
+    ASSERT_EQ(this->Open(Image(words, records)), 0u);
+    EXPECT_FALSE(this->ExpectSafe());
+    EXPECT_FALSE(this->dict.write_kvfile(path.c_str(), '\t', false));
+    EXPECT_LT(std::filesystem::file_size(path), words[2] + 3 * (words[2] / 8));
+  }
 }
 
 TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
@@ -194,7 +230,8 @@ TEST(BufferDictImageTest, TheWorkedExampleOfTheFormat) {
   for (const auto& [key, value] : {std::pair{"中国", 9u}, {"中", 5u}, {"a", 1u}})
     table[key]->set_value(value);
   Buffer<unsigned char> image;
-  ASSERT_TRUE(detail::build_dict_image(table, image));
+  std::uint32_t cut;
+  ASSERT_TRUE(detail::build_dict_image(table, image, cut));
   EXPECT_EQ(Bytes(image.begin(), image.end()),
             Image({5, 3, 72, 0, 0, 0x2C, 0x24, 0, 0x38, 0x80000001, 0x00610001, 0x80000005,
                    0xB8E40003, 0x000000AD, 0x80000009, 0xB8E40006, 0xBD9BE5AD, 0}));

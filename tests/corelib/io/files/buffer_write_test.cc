@@ -1,6 +1,8 @@
 #include "corelib/io/files/buffer_write.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string>
@@ -124,6 +126,25 @@ TYPED_TEST(BufferWriteTest, AfterAnErrorTheFileIsABeginningOfTheText) {
     EXPECT_EQ(out.error(), call > k ? EIO : 0);
     EXPECT_EQ(file.bytes(), BytesOf(this->mark + x).substr(0, taken));
   }
+}
+
+// A signal while it opens, no standard output, and a file system that reports only when it closes.
+TYPED_TEST(BufferWriteTest, OpensNoStandardStreamAndTellsTheErrorOfTheLastCall) {
+  const TempFile file;
+  const int output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 10);
+  ::close(STDOUT_FILENO);
+  int calls = 0;
+  const Answering interrupting(opens, [&](std::uint64_t) { return ++calls == 1 ? -EINTR : 0; });
+  BufferWrite<TypeParam> out;
+  EXPECT_EQ(out.open(file.path(), false), 0u);
+  EXPECT_EQ(::write(STDOUT_FILENO, "printed", 7), -1);
+  ::dup2(output, STDOUT_FILENO);
+  ::close(output);
+  out.write_chr('x');
+  const Answering answering(closes, [](std::uint64_t) { return -EIO; });
+  out.close();
+  EXPECT_EQ(out.error(), EIO);
+  EXPECT_EQ(file.bytes(), BytesOf(this->mark + Widen<TypeParam>("x")));
 }
 
 TYPED_TEST(BufferWriteTest, ErrorsAreKeptUntilTheNextOpen) {

@@ -1,4 +1,4 @@
-// The test program's own read() and write(), which the library under test calls: they can take less
+// The test program's own calls of the system, which the library under test uses: they can transfer less
 // than they are asked for, or fail.
 #pragma once
 
@@ -15,7 +15,7 @@ namespace tstl {
 // Answers a call for so many bytes: how many are transferred at most, or a negated errno value.
 // While there is none, calls go through.
 using SystemCall = std::function<std::int64_t(std::uint64_t)>;
-extern SystemCall reads, writes;
+extern SystemCall opens, reads, writes, listings, closes;  // the last of descriptors and streams
 
 // Installs an answer for as long as it lives.
 class Answering {

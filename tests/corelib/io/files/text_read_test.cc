@@ -72,6 +72,10 @@ TYPED_TEST(TextReadTest, ReadsWhatAPlainReaderFindsHoweverTheSystemDelivers) {
                    reader);
       } else {
         ExpectRead(oracle::PairsOf(reader, '\t'), oracle::FilePairs<T>(bytes, '\t'), reader);
+        const PairFaults got = reader.pair_faults(), want = oracle::FileFaults<T>(bytes, '\t');
+        ASSERT_TRUE(reader.error() != 0 ||
+                    (got.no_separator == want.no_separator && got.no_number == want.no_number &&
+                     got.not_fit == want.not_fit));
       }
       ASSERT_EQ(reader.error(), call > fail_at ? EIO : 0);
       ASSERT_EQ(reader.is_empty(), opened == FAILURE);
@@ -98,6 +102,12 @@ TYPED_TEST(TextReadTest, OpenSaysWhyItFailedAndAFileMayVanishOrShrinkAfterwards)
   EXPECT_EQ(reader.error(), 0);
   reader.close();
   EXPECT_EQ(oracle::LinesOf(reader, true).size(), 0u);
+  const auto cr = Widen<TypeParam>("\r"), lf = Widen<TypeParam>("\n");
+  const TempFile ends_in_cr(BytesOf(Widen<TypeParam>("a") + cr)), starts_with_lf(BytesOf(lf + lf));
+  ASSERT_EQ(reader.open(ends_in_cr.path()), 0u);
+  EXPECT_EQ(oracle::LinesOf(reader, true).size(), 1u);
+  ASSERT_EQ(reader.open(starts_with_lf.path(), 4), 0u);
+  EXPECT_EQ(oracle::LinesOf(reader, true).size(), 2u);
 }
 
 }  // namespace
