@@ -34,13 +34,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const tstl::oracle::Field& field : walk.fields) {
       const auto type = static_cast<WireType>(field.key % 8);
       if (type == WireType::kFixed64 || type == WireType::kFixed32) {
-        const unsigned size = type == WireType::kFixed64 ? 8 : 4;
-        if (size == 8) to.bsc_write_kfixed<std::uint64_t>(field.key / 8, field.varint);
-        if (size == 4)
+        const unsigned width = type == WireType::kFixed64 ? 8 : 4;
+        if (width == 8) to.bsc_write_kfixed<std::uint64_t>(field.key / 8, field.varint);
+        if (width == 4)
           to.bsc_write_kfixed<std::uint32_t>(field.key / 8,
                                              static_cast<std::uint32_t>(field.varint));
         plain +=
-            to.measuring() ? tstl::oracle::PlainFixedField(field.key / 8, field.varint, size) : "";
+            to.measuring() ? tstl::oracle::PlainFixedField(field.key / 8, field.varint, width) : "";
       } else if (type == WireType::kVarint) {
         to.bsc_write_kvarint<unsigned long long>(field.key / 8, field.varint);
         plain += to.measuring() ? tstl::oracle::PlainField(field.key / 8, field.varint) : "";
