@@ -1,6 +1,7 @@
 #include "corelib/text/utf.h"
 
 #include <gtest/gtest.h>
+#include <unicode/ustring.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
@@ -112,6 +113,28 @@ INSTANTIATE_TEST_SUITE_P(, UtfTest,
                          testing::Values(std::pair("Plain", detail::utf::kPlainKernels),
                                          std::pair("Vector", detail::utf::kVectorKernels)),
                          [](const auto& instance) { return instance.param.first; });
+
+TEST(UtfConversionTest, WellFormedTextConvertsAsIcuDoes) {
+  RandomText random;
+  for (std::size_t n = 0; n < 3000; n += n < 300 ? 1 : 97) {
+    const Units16 text = random.next(n, true);
+    Units8 utf8(3 * n + 1);
+    std::int32_t size = 0;
+    UErrorCode error = U_ZERO_ERROR;
+    u_strToUTF8(reinterpret_cast<char*>(utf8.data()), static_cast<std::int32_t>(utf8.size()), &size,
+                reinterpret_cast<const UChar*>(text.data()), static_cast<std::int32_t>(n), &error);
+    ASSERT_TRUE(U_SUCCESS(error));
+    utf8.resize(static_cast<std::size_t>(size));
+    ASSERT_EQ(valid_utf8_prefix(utf8.data(), utf8.size()), utf8.size());
+    Units8 bytes(utf8_size(text.data(), n));
+    ASSERT_EQ(utf16_to_utf8(text.data(), n, bytes.data(), bytes.size()), bytes.size());
+    ASSERT_EQ(bytes, utf8);
+    Units16 units(utf16_size(utf8.data(), utf8.size()));
+    ASSERT_EQ(utf8_to_utf16(utf8.data(), utf8.size(), units.data(), units.size()), n);
+    ASSERT_EQ(units, text);
+  }
+  EXPECT_EQ(utf16_to_utf8(nullptr, 0, nullptr, 0) + utf8_to_utf16(nullptr, 0, nullptr, 0), 0u);
+}
 
 TEST_P(UtfTest, IllFormedAndCutTextConvertsAsTheReferenceIntoWhateverRoom) {
   static constexpr unsigned char kOdd[] = {0x00, 0x7F, 0x80, 0x9F, 0xA0, 0xBF, 0xC0, 0xC1, 0xC2,
