@@ -83,7 +83,7 @@ int Fail(const std::string& reason, int status = 1) {
 // Bounds of a whole run, beside those of each part of a package. An input method's package takes a
 // few seconds and megabytes.
 constexpr rlim_t kMaxProcessorSeconds = 600;
-constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
+[[maybe_unused]] constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
 
 // Ends the program as a crash would: the next installation cleans up. Only calls that a signal
 // handler may make.
