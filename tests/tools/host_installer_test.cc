@@ -225,8 +225,8 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
 
 // Also with standard output closed at the other end.
 TEST_F(HostInstallerTest, MergesPlainFoldersAndInstallsWhereNothingIsYet) {
-  const std::string unread = std::string("{ sleep 0.1; ") + ZENTA_HOST_INSTALLER + " -pkg " +
-                             kPackage + " -target /; echo $? >&2; } | :";
+  const std::string unread =
+      "{ sleep 0.1; '" ZENTA_HOST_INSTALLER "' -pkg " + kPackage + " -target /; echo $? >&2; } | :";
   fs::create_directory_symlink("Other.app", At(kMethods + "/Third.app"));  // gives way to a bundle
   for (const std::string location : {"/", "", "/opt/new/place"}) {
     Put(location + "/share/list", "old");

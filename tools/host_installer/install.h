@@ -20,8 +20,8 @@ struct InstallRequest {
 
 // Installs the package and says what it does, in the lines of a Mac's installer, on `report`.
 // Everything of the package is in place when it returns. Throws Failure, or another std::exception,
-// if that did not come about; what was installed before is whole then. Scripts of the package are
-// not run: they are written for a Mac.
+// if that did not come about; what was installed before is whole then. StillBusy says that another
+// installation did not end in time. Scripts of the package are not run: they are written for a Mac.
 //
 // The payload is unpacked beside the target first: on the way to the install location, in the last
 // folder that exists. Nothing on that way may be a symbolic link. Space: the unpacked payload has
