@@ -48,7 +48,8 @@ void AddTree(const fs::path& path, const std::string& name, Sum& sum) {
   std::vector<std::string> names;
   for (const auto& entry : fs::directory_iterator(path)) names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
-  for (const std::string& below : names) AddTree(path / below, name + "/" + below, sum);
+  for (const std::string& below : names)
+    AddTree(path / below, std::string(name).append("/").append(below), sum);
 }
 
 std::uint64_t CountLines(const std::string& text, const std::string& ending) {

@@ -25,7 +25,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace zenta::simulate;
-using zenta::tools::Failure;
 using zenta::tools::SystemFailure;
 
 constexpr char kUsage[] =

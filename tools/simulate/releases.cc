@@ -20,6 +20,7 @@ using tools::Failure;
 void RunTool(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), ZENTA_SIMULATE_ZENTACTL);
   std::vector<char*> pointers;
+  pointers.reserve(arguments.size() + 1);
   for (std::string& argument : arguments) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   posix_spawn_file_actions_t quiet;

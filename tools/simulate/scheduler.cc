@@ -87,6 +87,7 @@ void Scheduler::Start(Program program, const std::vector<std::string>& arguments
       std::string("LD_PRELOAD=") + ZENTA_SIMULATE_SHIM, "PATH=/usr/bin:/bin", "TZ=UTC"};
   const auto pointers = [](const std::vector<std::string>& texts) {
     std::vector<char*> list;
+    list.reserve(texts.size() + 1);
     for (const std::string& text : texts) list.push_back(const_cast<char*>(text.c_str()));
     list.push_back(nullptr);
     return list;
