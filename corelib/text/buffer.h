@@ -46,7 +46,7 @@ namespace detail {
 #if defined(__has_attribute) && __has_attribute(error)
 __attribute__((error("append_chr: no unit of this buffer has this value; write u'...' or U'...'")))
 #endif
-void append_chr_of_no_unit();
+void append_chr_of_no_unit() noexcept;
 }  // namespace detail
 
 template <Unit T>
