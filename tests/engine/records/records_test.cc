@@ -163,8 +163,12 @@ TEST(RecordModelTest, NoRecordChangesAnother) {
           const auto made = filler.Make<Sample>();
           const bool json = random() % 2 == 0;
           const std::string message = Written(made, json);
-          const bool good = json ? bool(read_json(records[i], message, arena))
-                                 : bool(read_binary(records[i], message, arena));
+          JsonResult text;
+          BinaryResult bytes;
+          if (json) text = read_json(records[i], message, arena);
+          if (!json) bytes = read_binary(records[i], message, arena);
+          const bool good = text && bytes;
+          ASSERT_TRUE(good || bytes.out_of_memory || text.fault == tstl::JsonFault::kMemory);
           models[i] = good ? models[i] + Written(made) : "";
           if (!good) records[i] = Sample();
         }

@@ -206,19 +206,7 @@ TEST(ProtoWriteTest, MemoryIsKeptFromMessageToMessageAndLetGoWhenOneIsTooLong) {
 }
 
 // In a release build the message is wrong then, but stays in the output's memory.
-TEST(ProtoWriteDeathTest, PassesThatDifferAreNoticedAndHarmless) {
-  const auto write = [] {
-    ProtoWrite out;
-    int calls = 0;
-    return out.write([&](ProtoWrite& to) {
-      if (calls++ != 0) to.bsc_write_kbytes(2, View8(std::string(500, 'x')));
-      if (calls > 1) to.bsc_end_kmsg(to.bsc_begin_kmsg(true, 4));
-    });
-  };
-  EXPECT_DEBUG_DEATH((void)write(), "passes differ");
-}
-
-TEST(ProtoWriteDeathTest, NestedMessagesOutOfOrderAreAssertedAndHarmless) {
+TEST(ProtoWriteDeathTest, CallsOutOfOrderAreAssertedAndHarmless) {
   const std::pair<const char*, void (*)(ProtoWrite&)> rows[] = {
       {"another order",
        [](ProtoWrite& out) {
@@ -226,6 +214,14 @@ TEST(ProtoWriteDeathTest, NestedMessagesOutOfOrderAreAssertedAndHarmless) {
          out.bsc_end_kmsg(outer), out.bsc_end_kmsg(inner);
        }},
       {"another order", [](ProtoWrite& out) { out.bsc_end_kmsg(0); }},
+      {"passes differ",
+       [](ProtoWrite& out) {
+         int calls = 0;
+         (void)out.write([&](ProtoWrite& to) {
+           if (calls++ != 0) to.bsc_write_kbytes(2, View8(std::string(500, 'x')));
+           if (calls > 1) to.bsc_end_kmsg(to.bsc_begin_kmsg(true, 4));
+         });
+       }},
       {"has no end",
        [](ProtoWrite& out) { (void)out.bsc_begin_kmsg(true, 1), (void)out.output(); }},
       {"has no end",
