@@ -186,6 +186,9 @@ struct Worker {
       tell(story);
     } catch (const Finding& found) {
       finding = found.what;
+    } catch (const std::exception& failure) {
+      scheduler.KillAll();
+      finding = std::string("the simulator cannot go on: ") + failure.what();
     }
     ++totals.stories;
     totals.calls += story.call_count();

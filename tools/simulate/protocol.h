@@ -15,7 +15,7 @@ inline constexpr char kMachineVariable[] = "ZENTA_MACHINE";
 
 // Calls that can fail in the same ways are one kind.
 enum class Call : std::uint8_t {
-  kStart,     // the process begins; value: none
+  kStart,     // the process begins; value: 1 if it is the installer
   kOpen,      // for reading: files and folders
   kCreate,    // open for writing
   kRead,      // value: bytes wanted

@@ -113,7 +113,8 @@ void Scheduler::Start(Program program, const std::vector<std::string>& arguments
     throw tools::Failure(arguments.front() + " does not ask for its turn");
   Process& process = Admit(child);
   process.is_child = true;
-  if (process.program != program) throw tools::Failure("another program has come");
+  if (process.program != program)
+    throw tools::Failure("another program has come than " + arguments.front());
 }
 
 // The program that waits at the listener. REQUIRES: one does.
@@ -126,13 +127,7 @@ Process& Scheduler::Admit(pid_t expected) {
   process->id = process->request.process;
   process->handle = HandleOf(process->id);
   if (expected != process->id) process->starter_handle = HandleOf(expected);
-  std::array<char, 64> program{};
-  const std::string link = "/proc/" + std::to_string(process->id) + "/comm";
-  if (FILE* comm = std::fopen(link.c_str(), "r")) {
-    if (std::fgets(program.data(), program.size(), comm) == nullptr) program[0] = '\0';
-    std::fclose(comm);
-  }
-  const bool updater = std::string(program.data()).starts_with("zenta-update");
+  const bool updater = process->request.value == 0;
   process->program = updater ? Program::kUpdater : Program::kInstaller;
   process->number = updater ? ++updaters_ : ++installers_;
   process->name = (updater ? "updater " : "installer ") + std::to_string(process->number);

@@ -219,6 +219,11 @@ bool TakesPart() {
          (strcmp(name, "/zenta-update") == 0 || strcmp(name, "/zenta-host-installer") == 0);
 }
 
+bool IsInstaller() {
+  char program[PATH_MAX];
+  return ReadProc("/proc/self/exe", program) && strstr(program, "/zenta-host-installer") != nullptr;
+}
+
 void Leave() { g_active = false; }  // a forked child is nobody's partner
 
 [[gnu::constructor]] void Begin() {
@@ -236,7 +241,7 @@ void Leave() { g_active = false; }  // a forked child is nobody's partner
   syscall(SYS_close, first);
   if (connect(g_socket, reinterpret_cast<const sockaddr*>(&address), length) != 0) Die();
   pthread_atfork(nullptr, nullptr, Leave);
-  const Reply reply = Ask({.call = Call::kStart}, "starts");
+  const Reply reply = Ask({.call = Call::kStart, .value = IsInstaller() ? 1 : 0}, "starts");
   g_process = reply.process;
   g_random = reply.random;
   g_active = true;
