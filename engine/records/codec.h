@@ -93,7 +93,7 @@ class ReadState {
   // Called around what is read into a nested record. enter() is false, with the fault noted, when the
   // record is nested too deep; then it is not read, and there is no leave().
   [[nodiscard]] bool enter(const unsigned char* place) noexcept {
-    if (depth_ == kMaxRecordDepth) {
+    if (depth_ == kMaxRecordDepth) [[unlikely]] {
       note(tstl::WireFault::kDepth, place);
       return false;
     }
@@ -414,6 +414,32 @@ template <Record R, class Pass>
 template <Record R>
 void write_object(const R& record, tstl::JsonWrite& out) noexcept;
 
+namespace detail {
+
+template <class Member>
+struct RecordIn {
+  using Type = Member;
+};
+template <class T>
+struct RecordIn<List<T>> : RecordIn<T> {};
+
+// Whether a record of this type may lie inside of itself. `Outer`: those around it.
+template <class R, class... Outer>
+consteval bool nests_in_itself() {
+  if constexpr ((std::is_same_v<R, Outer> || ...)) {
+    return true;
+  } else if constexpr (Record<R>) {
+    return kFields<R>.any([](auto f) {
+      return nests_in_itself<typename RecordIn<typename decltype(f)::Member>::Type, R, Outer...>();
+    });
+  } else {
+    return false;
+  }
+}
+
+}  // namespace detail
+
+// Only where a type nests in itself the nesting depends on the message and has to be counted.
 template <Record R>
 struct Codec<R> {
   static constexpr auto kJsonType = tstl::JsonType::kObject;
@@ -422,18 +448,26 @@ struct Codec<R> {
 
   static constexpr bool is_empty(const R& record) noexcept { return !has_binary(record); }
   static bool read_json(R& record, tstl::JsonNode& node, ReadState& state) {
-    if (!state.enter(node.raw_key().cstr())) return state.refuse(IgnoredReason::kDepth);
-    read_members(record, node, state);
-    state.leave();
+    if constexpr (detail::nests_in_itself<R>()) {
+      if (!state.enter(node.raw_key().cstr())) return state.refuse(IgnoredReason::kDepth);
+      read_members(record, node, state);
+      state.leave();
+    } else {
+      read_members(record, node, state);
+    }
     return true;
   }
   static void write_json(const R& record, tstl::JsonWrite& out) noexcept {
     write_object(record, out);
   }
   static void read_binary(R& record, const tstl::WireField& field, ReadState& state) {
-    if (!state.enter(field.bytes().cstr())) return;
-    read_fields(record, field.bytes(), state);
-    state.leave();
+    if constexpr (detail::nests_in_itself<R>()) {
+      if (!state.enter(field.bytes().cstr())) return;
+      read_fields(record, field.bytes(), state);
+      state.leave();
+    } else {
+      read_fields(record, field.bytes(), state);
+    }
   }
   template <class Pass>
   static Pass write_binary(const R& record, std::uint32_t number, Pass out) noexcept {
