@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <set>
 
 #include "corelib/containers/detail/key_probe.h"
@@ -136,6 +137,44 @@ TYPED_TEST(BufferHashTest, AKeyThatIsRecordedAsEmptyIsFoundAsTheEmptyOneOfItsBuc
   EXPECT_EQ(table.find(text), nullptr);
   EXPECT_EQ(table.find({}), node);
   EXPECT_EQ(table.insert({}), node);
+}
+
+// A node that is nowhere: its link lies in a map, so that it may have any address.
+struct FarNode {
+  using Link = detail::ChainLink<FarNode>;
+  static inline std::map<std::uintptr_t, Link> links;
+  Link& link() { return links[reinterpret_cast<std::uintptr_t>(this)]; }
+};
+
+TEST(ChainLinkTest, NodesOfAnyAddressAreFoundByTheirMarks) {
+  RandomTexts random(5);
+  for (unsigned round = 0; round < 300; ++round) {
+    FarNode::links.clear();
+    FarNode::Link head;
+    EXPECT_FALSE(head.may_hold(detail::KeyMark(round)) || head.node() != nullptr);
+    std::vector<std::pair<FarNode*, detail::KeyMark>> chain;
+    for (unsigned n = 0; n < 6; ++n) {
+      const std::uintptr_t tag = round % 3 == 0 ? 0 : random.below(round % 3 * 8);
+      const std::uintptr_t address = tag << 56 | (0xFFFF12345678 - 4 * n);
+      auto* const node = reinterpret_cast<FarNode*>(address);
+      const detail::KeyMark mark(random.below(128));
+      ASSERT_TRUE(FarNode::Link::holds(node));
+      const unsigned at = random.below(n + 1);
+      FarNode::Link* link = &head;
+      for (unsigned i = 0; i < at; ++i) link = link->pass(mark);
+      link->insert(node, mark);
+      chain.insert(chain.begin() + at, {node, mark});
+    }
+    const FarNode::Link* link = &head;
+    for (auto node = chain.begin(); node != chain.end(); link = &node++->first->link()) {
+      EXPECT_EQ(link->node(), node->first);
+      EXPECT_TRUE(link->may_be(node->second));
+      for (auto later = node + 1; later != chain.end(); ++later) {
+        EXPECT_TRUE(link->may_lead_to(later->second));
+      }
+    }
+    EXPECT_EQ(link->node(), nullptr);
+  }
 }
 
 // The marks of a table spare nearly all comparisons of unequal keys, so these are asked directly.

@@ -5,7 +5,9 @@
 #include <cstdio>
 #include <limits>
 #include <random>
+#include <vector>
 
+#include "corelib/text/detail/real_chars.h"
 #include "tests/corelib/text/written.h"
 
 namespace tstl {
@@ -87,6 +89,50 @@ TYPED_TEST(NumTest, RealsReadBackAndAgreeWithPrintf) {
     ExpectText<T>(fixed, [=](T* buf) { return NUM::zz_toreal(buf, value, 0, i % 41); });
   }
 }
+
+#ifdef __cpp_lib_to_chars
+// In both forms where a double has them, and with all counts of digits.
+void ExpectRealAsToChars(double value) {
+  const auto expect_same = [value](auto... form) {
+    char want[400], got[400];
+    const std::string_view text(want, std::to_chars(want, want + 400, value, form...).ptr);
+    ASSERT_EQ(text,
+              std::string_view(got, detail::real_to_chars(got, got + 400, value, form...).ptr));
+  };
+  expect_same(std::chars_format::scientific);
+  if (!(std::abs(value) < 1e21)) return;
+  expect_same(std::chars_format::fixed);
+  for (int digits = 0; digits <= 40; digits += 5) expect_same(std::chars_format::fixed, digits);
+}
+
+TEST(RealCharsTest, AreThoseOfToChars) {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  std::vector<double> values = {0.0, kInfinity, std::numeric_limits<double>::quiet_NaN()};
+  for (int exponent = -1074; exponent < 1024; ++exponent) values.push_back(std::ldexp(1, exponent));
+  for (int exponent = -323; exponent < 309; ++exponent) {
+    for (const char* digits : {"1e", "2.5e", "9.5e"}) {
+      values.push_back(std::strtod((digits + std::to_string(exponent)).c_str(), nullptr));
+    }
+  }
+  std::mt19937_64 random(3);
+  for (unsigned i = 0; i < 10000; ++i) {
+    values.push_back(std::bit_cast<double>(random()));
+    values.push_back(std::bit_cast<double>(random() >> (12 + i % 52)));  // subnormal
+    values.push_back(static_cast<double>(random() >> i % 64) /
+                     static_cast<double>(1ull << i % 40));  // ties
+  }
+  for (const double value : values) {
+    for (const double each :
+         {value, -value, std::nextafter(value, 0), std::nextafter(value, kInfinity)}) {
+      ExpectRealAsToChars(each);
+    }
+  }
+  char cut[8];
+  const auto result = detail::real_to_chars(cut, cut + 8, 0.123456789, std::chars_format::fixed);
+  EXPECT_EQ(result.ptr, cut + 8);
+  EXPECT_EQ(result.ec, std::errc::value_too_large);
+}
+#endif
 
 TYPED_TEST(NumTest, RealsChooseTheirFormByMagnitude) {
   using T = TypeParam;
