@@ -52,7 +52,7 @@ template <class T>
 void CheckInteger(const JsonNode* node) {
   if (node->type() != tstl::JsonType::kNumber) return;
   const std::string plain = tstl::oracle::PlainInteger(node->raw().std_view());
-  T value;
+  T value{};
   const bool fits = node->integer(value);
   if (plain == "?") return;
   Check(node->is_integer() == !plain.empty() && (!fits || std::to_string(value) == plain));
