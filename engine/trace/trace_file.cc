@@ -1,10 +1,12 @@
 #include "engine/trace/trace_file.h"
 
-#include <sys/stat.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 
+#include "corelib/io/files/descriptor.h"
+#include "corelib/io/files/read_file.h"
 #include "engine/records/message.h"
 #include "engine/records/record.h"
 
@@ -15,16 +17,14 @@ using records::write_json;
 using tstl::JsonFault;
 using tstl::JsonType;
 
-// Whether the file has a last line that does not end. Only a regular file can be asked: opening a
-// pipe would wait for somebody to write to it.
+// Whether the file has a last line that does not end. Only a regular file can be asked; opening
+// anything else, a pipe say, must not wait.
 bool EndsInsideLine(const char* path) {
-  struct stat status;
-  if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  std::FILE* const file = std::fopen(path, "rb");
-  if (file == nullptr) return false;
-  const int last = std::fseek(file, -1, SEEK_END) == 0 ? std::fgetc(file) : EOF;
-  std::fclose(file);
-  return last != EOF && last != '\n';
+  const tstl::detail::Descriptor file(tstl::detail::open_file(path, O_RDONLY | O_NONBLOCK));
+  std::uint64_t size = 0;
+  if (!file || !tstl::detail::regular_file_size(file.fd(), size) || size == 0) return false;
+  char last = '\n';
+  return pread(file.fd(), &last, 1, static_cast<off_t>(size - 1)) == 1 && last != '\n';
 }
 
 // "time" is a number in a pad and an array in an input. What came first in a line is not known to be
