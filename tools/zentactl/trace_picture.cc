@@ -49,7 +49,7 @@ void TracePicture::ShowPad(const TraceRecord& record) {
   current_ = last == last_layouts_.end() ? kNone : last->second;
 }
 
-void TracePicture::SetLayout(const ScreenRect& rect, List<KeyRect> keys) {
+void TracePicture::SetLayout(const ScreenRect& rect, const List<KeyRect>& keys) {
   const auto kept = SpanOf(keys).first(std::min<std::size_t>(keys.size(), kMaxKeys));
   const auto same = [&](const PicturePad& pad) {
     return pad.name == name_ && pad.rect == rect && std::ranges::equal(pad.keys, kept);

@@ -62,7 +62,7 @@ class TracePicture {
   static constexpr std::size_t kNone = SIZE_MAX, kLeftOut = SIZE_MAX - 1;
 
   void ShowPad(const trace::TraceRecord& record);
-  void SetLayout(const trace::ScreenRect& rect, records::List<trace::KeyRect> keys);
+  void SetLayout(const trace::ScreenRect& rect, const records::List<trace::KeyRect>& keys);
   void AddInput(const trace::TraceRecord& record);
   void AddTouches(const trace::TraceRecord& record);
 
