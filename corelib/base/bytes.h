@@ -78,6 +78,17 @@ inline void copy_bytes(void* to, const void* from, std::size_t n) noexcept {
   }
 }
 
+// copy_bytes for runs whose length changes from one to the next, as that of words does: with four
+// words that overlap, 4 to 15 bytes are one branch. Where the length repeats it is slower.
+inline void copy_varied(void* to, const void* from, std::size_t n) noexcept {
+  if (n - 4 >= 12) return copy_bytes(to, from, n);
+  auto* const dst = static_cast<unsigned char*>(to);
+  const auto* const src = static_cast<const unsigned char*>(from);
+  const std::size_t step = n / 8 * 4;
+  copy_ends<4>(dst, src, n);
+  copy_ends<4>(dst + step, src + step, n - 2 * step);
+}
+
 // copy_bytes as a call, where the caller is inlined in many places and should stay small.
 [[gnu::noinline]] inline void copy_bytes_called(void* to, const void* from,
                                                 std::size_t n) noexcept {

@@ -5,6 +5,7 @@
 // no reference to its fields exists: its value is read and stored by functions.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -62,12 +63,16 @@ constexpr std::uint32_t recorded_len(std::uint32_t len) { return len & 0xFFFF; }
 
 namespace detail {
 
+// Comparisons read so many bytes behind a node's header, however short its key is.
+inline constexpr std::uint64_t kLeastKeyBytes = 4;
+
 // The bytes of a Node and the units of a key behind it; the node's key is still to be set. Null
 // when memory is short.
 template <class Node, Unit T>
 Node* alloc_node(Chunk& arena, BufferRef<T> key) {
   static_assert(alignof(Node) <= 4 && sizeof(Node) % alignof(T) == 0);
-  void* const place = arena.alloc(sizeof(Node) + (key.len() + std::uint64_t{1}) * sizeof(T));
+  const std::uint64_t units = (key.len() + std::uint64_t{1}) * sizeof(T);
+  void* const place = arena.alloc(sizeof(Node) + std::max(units, kLeastKeyBytes));
   return place == nullptr ? nullptr : new (place) Node;
 }
 

@@ -26,7 +26,7 @@ class KeyProbe {
                                   : end_of_short(first);
   }
 
-  // Whether the node has this key: the same length and the same units.
+  // Whether the node has this key: the same length and the same units. Reads kLeastKeyBytes of its key.
   bool matches(const KeyedNode<T>& node) const {
     if (is_plain()) return is_key_of(node);
     if (base::load<Word>(node.key_start()) != start_) return false;

@@ -128,8 +128,7 @@ class BufferWriteBase {
   };
 
   static T* copy(T* to, View data) noexcept {
-    base::copy_bytes(reinterpret_cast<unsigned char*>(to),
-                     reinterpret_cast<const unsigned char*>(data.cstr()), data.len() * sizeof(T));
+    base::copy_varied(to, data.cstr(), data.len() * sizeof(T));
     return to + data.len();
   }
   static T* line_end(T* at, bool crlf) noexcept {
