@@ -301,7 +301,7 @@ template struct MessageCodec<R>;
                                 source + " 2> " + At("errors");
     EXPECT_EQ(std::system(command.c_str()) == 0, *words == 0) << table;
     std::ifstream file(At("errors"));
-    int errors = 0;
+    [[maybe_unused]] int errors = 0;
     bool told = *words == 0;
     for (std::string line; std::getline(file, line);) {
       errors += line.find("error:") != line.npos;
