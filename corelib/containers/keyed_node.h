@@ -5,6 +5,7 @@
 // no reference to its fields exists: its value is read and stored by functions.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <new>
@@ -62,12 +63,14 @@ constexpr std::uint32_t recorded_len(std::uint32_t len) { return len & 0xFFFF; }
 
 namespace detail {
 
-// The bytes of a Node and the units of a key behind it; the node's key is still to be set. Null
-// when memory is short.
+// The bytes of a Node and the units of a key after it, at least four bytes of them: key_start()
+// is read as eight bytes, however short the key is. The node's key is still to be set. Null when
+// memory is short.
 template <class Node, Unit T>
 Node* alloc_node(Chunk& arena, BufferRef<T> key) {
   static_assert(alignof(Node) <= 4 && sizeof(Node) % alignof(T) == 0);
-  void* const place = arena.alloc(sizeof(Node) + (key.len() + std::uint64_t{1}) * sizeof(T));
+  const std::uint64_t units = (key.len() + std::uint64_t{1}) * sizeof(T);
+  void* const place = arena.alloc(sizeof(Node) + std::max<std::uint64_t>(units, 4));
   return place == nullptr ? nullptr : new (place) Node;
 }
 
