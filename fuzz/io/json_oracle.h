@@ -132,7 +132,7 @@ inline void Rewrite(JsonNode* node, Chunk& arena, JsonWrite& out) {
 }
 
 // The integer that a number is, in decimal, found by moving its point: "-0" is 0. Empty when it is
-// none, and "?" where the exponent is out of sight.
+// none, and "?" where the exponent is out of sight. One far beyond 64 bits may lack zeros at its end.
 inline std::string PlainInteger(std::string_view number) {
   const std::size_t e = std::min(number.find_first_of("eE"), number.size());
   std::string digits(number.substr(0, e));
@@ -143,8 +143,8 @@ inline std::string PlainInteger(std::string_view number) {
   const std::size_t point = std::min(digits.find('.'), digits.size());
   if (point != digits.size()) digits.erase(point, 1);
   const long whole = long(point) + (exponent.empty() ? 0 : std::stol(exponent));
-  if (whole < 0) digits.insert(0, std::size_t(-whole), '0');
-  const std::size_t count = whole < 0 ? 0 : std::size_t(whole);
+  // More zeros than this make no integer of 64 bits of it either.
+  const std::size_t count = std::min(whole < 0 ? 0 : std::size_t(whole), digits.size() + 64);
   if (digits.size() < count) digits.resize(count, '0');
   if (digits.find_first_not_of('0', count) != digits.npos) return "";
   digits.erase(count);
