@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include "installer/platform.h"
@@ -90,13 +91,19 @@ class MachineTest : public testing::Test {
       EXPECT_THAT(files.OpenForReading(root + "/in/a/file")->WhyDistrusted().value_or(""),
                   testing::MatchesRegex(reason));
     }
-    Put("/file", "ok");
+    for (const char* file : {"/file", "/other"}) Put(file, "ok");
+    const auto time = fs::last_write_time(At("/file"));
+    fs::last_write_time(At("/other"), time);
     const auto first = files.OpenForReading(root + "/file");
     const auto stamp = first->Stamp();
     EXPECT_EQ(files.OpenForReading(root + "/file")->Stamp(), stamp);
-    std::ofstream(At("/file"), std::ios::app) << "more";
-    EXPECT_EQ(signing::ReadAll(*first), signing::Data({'o', 'k'})) << "as long as it was at first";
+    EXPECT_NE(files.OpenForReading(root + "/other")->Stamp(), stamp);
+    fs::last_write_time(At("/file"), time + std::chrono::nanoseconds(1));
     EXPECT_NE(first->Stamp(), stamp);
+    std::ofstream(At("/file"), std::ios::app) << "more";
+    fs::last_write_time(At("/file"), time);
+    EXPECT_NE(first->Stamp(), stamp);
+    EXPECT_EQ(signing::ReadAll(*first), signing::Data({'o', 'k'})) << "as long as it was at first";
   }
 
   const TempFolder folder_{canonical(std::filesystem::temp_directory_path())};
