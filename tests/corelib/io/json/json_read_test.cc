@@ -109,6 +109,9 @@ TEST(JsonReadTest, NestingEndsAt512) {
   };
   EXPECT_TRUE(nested("[", ']', 512).parse);
   EXPECT_TRUE(nested("{\"\":", '}', 512).parse);
+  std::string siblings = "[";
+  while (siblings.size() < 4096) siblings += "[0],";
+  EXPECT_TRUE(Parsed(siblings + "0]").parse);
   EXPECT_EQ(nested("{\"\":", '}', 513).parse.position, 512u * 4);
   for (const std::size_t depth : {513u, 1000000u}) {
     EXPECT_EQ(nested("[", ']', depth).parse.fault, JsonFault::kDepth);
@@ -162,9 +165,12 @@ TEST(JsonReadTest, NumbersAreExactAndFitOrAreLeftAlone) {
   const auto expect = []<class... T>() { (ExpectLimits<T>(), ...); };
   expect.operator()<std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
                     std::uint16_t, std::uint32_t, std::uint64_t>();
+  std::uint64_t great = 0;
+  EXPECT_TRUE(Parsed("1e19").parse.root->integer(great) && great == 10'000'000'000'000'000'000u);
   EXPECT_EQ(Parsed("-12.5e-1").parse.root->real(), -1.25);
   for (const auto& [text, whole] : {std::pair("1.5E3", true),
                                     {"1e400", true},
+                                    {"5.0", true},
                                     {"7", true},
                                     {"1.5", false},
                                     {"1e-400", false},
