@@ -72,13 +72,14 @@ int rename_over(const char* from, const char* to) {
   return in_the_way && std::remove(to) == 0 && std::rename(from, to) == 0 ? 0 : error;
 }
 
-// The path without symbolic links, which there must not be in the name that is replaced.
-bool resolve(const char* path, Buffer<unsigned char>& resolved) {
-  char* const real = ::realpath(path, nullptr);
-  if (real == nullptr) return false;
-  resolved.assign(Text(real));
-  ::free(real);
-  return !resolved.is_empty();
+// The path of the file itself, which is what gets another file in its place. False with errno set.
+bool find_name(const char* path, bool is_link, Buffer<unsigned char>& name) {
+  char* const resolved = is_link ? ::realpath(path, nullptr) : nullptr;
+  if (is_link && resolved == nullptr) return false;
+  name.assign(Text(is_link ? resolved : path));
+  ::free(resolved);
+  if (name.is_empty()) errno = *path == 0 ? ENOENT : ENOMEM;
+  return !name.is_empty();
 }
 
 }  // namespace
@@ -99,18 +100,19 @@ int replace_file(const char* new_path, const char* target_path) noexcept {
   return Descriptor(open_file(target_path, kToRead)) ? 0 : errno;
 }
 
-FileReplacement::FileReplacement(const char* target) noexcept : fd_(open(target)) {
+FileReplacement::FileReplacement(const char* target) noexcept {
+  fd_ = open(target);  // when the paths are there
   if (fd_ < 0) error_ = errno;
 }
 
 int FileReplacement::open(const char* target) noexcept {
-  struct stat old;
-  const bool is_link = target != nullptr && ::lstat(target, &old) == 0 && S_ISLNK(old.st_mode);
-  if (!is_link || !resolve(target, target_)) target_.assign(Text(target));
+  struct stat link = {}, old = {};
   const bool exists = target != nullptr && ::stat(target, &old) == 0;
-  if (target_.is_empty() || (exists && !S_ISREG(old.st_mode)) || (is_link && !exists)) {
+  const bool is_link = target != nullptr && ::lstat(target, &link) == 0 && S_ISLNK(link.st_mode);
+  if (target == nullptr || (exists ? !S_ISREG(old.st_mode) : is_link)) {
     return open_file(target, O_WRONLY | O_CREAT | O_TRUNC);
   }
+  if (!find_name(target, is_link, target_)) return -1;
   const mode_t mode = exists ? (old.st_mode & 0777) | S_IRUSR | S_IWUSR : 0666;
   const int fd = open_fresh_file(folder_of(target_), mode, fresh_);
   if (fd < 0) fresh_.reset();

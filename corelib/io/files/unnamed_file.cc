@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdint>
 
 #include "corelib/io/files/descriptor.h"
 #include "corelib/io/files/detail/fresh_file.h"
@@ -13,10 +14,13 @@ namespace {
 
 constexpr mode_t kOwnerOnly = 0600;
 
-int open_and_unlink(const char* folder) {
-  Buffer<unsigned char> path;
-  Buffer<unsigned char> start{BufferRef<unsigned char>(folder)};
-  const int fd = open_fresh_file(start.append_chr('/'), kOwnerOnly, path);
+int open_and_unlink(BufferRef<unsigned char> folder) {
+  Buffer<unsigned char> start, path;
+  if (!start.recapacity(folder.len() + std::uint64_t{1})) {
+    errno = ENOMEM;
+    return -1;
+  }
+  const int fd = open_fresh_file(start.append_str(folder).append_chr('/'), kOwnerOnly, path);
   if (fd >= 0) ::unlink(c_path(path));
   return fd;
 }
