@@ -35,6 +35,7 @@
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/config_option.h"
 #include "tools/zentactl/digest_file.h"
+#include "tools/zentactl/progress.h"
 #include "tools/zentactl/report.h"
 
 namespace zenta::zentactl {
@@ -78,6 +79,7 @@ struct PackageOptions {
 
 // A package is read from several places of it, and more than once.
 std::unique_ptr<PackageFile> Open(const fs::path& path) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // names in payloads are UTF-8
   if (IsStandard(path)) {
     throw Failure("a package cannot be read from standard input; save it and give its name");
   }
@@ -134,8 +136,19 @@ struct Entry {
   std::string link;
 };
 
+// Tells a person who watches how many bytes were read.
+struct Watch {
+  explicit Watch(bool quiet) : progress("listing", quiet) {}
+  void Count(std::uint64_t bytes) {
+    done += bytes;
+    progress.Show(done, 0);
+  }
+  Progress progress;
+  std::uint64_t done = 0;
+};
+
 // Reads the entry's contents.
-std::string Checksum(archive* cpio, const std::string& path) {
+std::string Checksum(archive* cpio, const std::string& path, Watch& watch) {
   const signing::Owned<EVP_MD_CTX, EVP_MD_CTX_free> digest(EVP_MD_CTX_new());
   if (digest == nullptr || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1) {
     throw Failure("out of memory");
@@ -146,6 +159,7 @@ std::string Checksum(archive* cpio, const std::string& path) {
   int status;
   while ((status = archive_read_data_block(cpio, &block, &size, &offset)) == ARCHIVE_OK) {
     EVP_DigestUpdate(digest.get(), block, size);
+    watch.Count(size);
   }
   if (status != ARCHIVE_EOF) CheckArchive(cpio, status, "the payload is damaged in " + path);
   std::array<std::uint8_t, 32> sum;
@@ -153,7 +167,7 @@ std::string Checksum(archive* cpio, const std::string& path) {
   return signing::HexOf(Block(sum));
 }
 
-std::vector<Entry> ReadEntries(archive* cpio) {
+std::vector<Entry> ReadEntries(archive* cpio, Watch& watch) {
   std::vector<Entry> entries;
   archive_entry* entry = nullptr;
   int status;
@@ -165,7 +179,7 @@ std::vector<Entry> ReadEntries(archive* cpio) {
         path == nullptr ? "" : path, 0, archive_entry_mode(entry), {}, link == nullptr ? "" : link};
     if (archive_entry_filetype(entry) == AE_IFREG) {
       read.size = static_cast<std::uint64_t>(archive_entry_size(entry));
-      read.checksum = Checksum(cpio, read.path);
+      read.checksum = Checksum(cpio, read.path, watch);
     }
     entries.push_back(std::move(read));
   }
@@ -187,7 +201,8 @@ struct Listing {
   std::vector<Entry> entries;
 };
 
-std::vector<Listing> ReadListings(const PackageFile& package) {
+std::vector<Listing> ReadListings(const PackageFile& package, bool quiet) {
+  Watch watch(quiet);
   const PackageDescription description = ReadDescription(package);
   const std::vector<XarFile> files = ReadXarTable(package);
   std::vector<Listing> listings;
@@ -196,7 +211,7 @@ std::vector<Listing> ReadListings(const PackageFile& package) {
                    [&](const Component& component, archive* cpio) {
                      std::string title = scripts ? "scripts" : "payload";
                      if (!component.folder.empty()) title += " of " + component.folder;
-                     listings.push_back({std::move(title), ReadEntries(cpio)});
+                     listings.push_back({std::move(title), ReadEntries(cpio, watch)});
                    });
   }
   return listings;
@@ -272,7 +287,7 @@ void PrintListAsJson(const std::vector<XarFile>& files, const std::vector<Listin
 void List(const PackageOptions& options) {
   const auto package = Open(options.package);
   InNameOf(options.package, [&] {
-    const std::vector<Listing> listings = ReadListings(*package);
+    const std::vector<Listing> listings = ReadListings(*package, options.speech.quiet);
     if (options.speech.quiet) return;
     const std::vector<XarFile> files = ReadXarTable(*package);
     options.speech.json ? PrintListAsJson(files, listings) : PrintList(files, listings);
