@@ -30,7 +30,7 @@ TEST_F(ZentactlDumpTest, ArrayGoesToStandardOutputOrToAFile) {
             "32", "const Uint32 kT_1[2] = {\r\n    0x64636261, 0x00000065,\r\n};\r\n"},
         {"64", "const Uint64 kT_1[1] = {\r\n    0x0000006564636261,\r\n};\r\n"}}) {
     EXPECT_EQ(Dump("data", "kT_1", bits).out, want);
-    EXPECT_THAT(Dump("data", "kT_1", bits, out).out, HasSubstr("words of " + bits + " bits"));
+    EXPECT_THAT(Dump("data", "kT_1", bits, out).out, HasSubstr("(of " + bits + " bits)"));
     EXPECT_EQ(folder.Get("out"), want);
   }
 }
