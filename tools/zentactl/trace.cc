@@ -14,8 +14,10 @@
 #include "engine/trace/trace_file.h"
 #include "tools/common/failure.h"
 #include "tools/common/inputs.h"
-#include "tools/common/new_file.h"
+#include "tools/common/output_file.h"
+#include "tools/common/terminal_text.h"
 #include "tools/zentactl/commands.h"
+#include "tools/zentactl/report.h"
 #include "tools/zentactl/trace_picture.h"
 #include "tools/zentactl/trace_svg.h"
 #include "tools/zentactl/trace_text.h"
@@ -26,9 +28,13 @@ namespace {
 namespace fs = std::filesystem;
 using records::Ignored;
 using tools::Failure;
-using tools::NewFile;
+using tools::ForTerminal;
+using tools::InputName;
+using tools::IsStandard;
 using tools::NoteInput;
+using tools::OutputName;
 using tools::SystemFailure;
+using tools::WriteOutput;
 using trace::action_name;
 using trace::pad_code;
 using trace::TraceFault;
@@ -41,6 +47,7 @@ constexpr std::size_t kMaxPadsNamed = 20, kMaxIgnoredNamed = 20;
 struct TraceOptions {
   fs::path file;
   fs::path svg;  // empty: no picture
+  Speech speech;
 };
 
 // What the summary says of a trace.
@@ -176,17 +183,19 @@ std::string Describe(const TraceFault& fault) {
 
 // Puts every record of the file into both.
 void Read(TraceReader& reader, const fs::path& path, Tally& tally, TracePicture& picture) {
-  if (reader.Open(path.c_str())) {
-    NoteInput(path);
+  // The reader opens files by their names; standard input has one on every system that this runs on.
+  const fs::path opened = IsStandard(path) ? "/dev/stdin" : path;
+  if (reader.Open(opened.c_str())) {
+    NoteInput(opened);
     tstl::Chunk arena;
     for (TraceRecord record; reader.Next(record, arena); arena.rewind()) {
       tally.Add(record);
       picture.Add(record);
     }
   }
-  if (reader.error() != 0) throw SystemFailure("cannot read " + path.string(), reader.error());
+  if (reader.error() != 0) throw SystemFailure("cannot read " + InputName(path), reader.error());
   if (tally.records() != 0) return;
-  throw Failure("no trace record in " + path.string() + ": " +
+  throw Failure("no trace record in " + InputName(path) + ": " +
                 (reader.bad_lines() != 0 ? Describe(reader.first_fault()) : "it is empty"));
 }
 
@@ -194,9 +203,8 @@ void WritePicture(const TracePicture& picture, const TraceOptions& options) {
   if (picture.pads().empty()) {
     throw Failure("nothing to draw: the trace has neither a layout nor touches");
   }
-  NewFile svg = NewFile::Beside(options.svg, 0666);
-  svg.Write(DrawTrace(picture, options.file.filename().string()));
-  svg.ReplaceAs(options.svg);
+  WriteOutput(options.svg,
+              DrawTrace(picture, fs::path(InputName(options.file)).filename().string()));
 }
 
 void Trace(const TraceOptions& options) {
@@ -207,14 +215,16 @@ void Trace(const TraceOptions& options) {
   Read(reader, options.file, tally, picture);
   if (!options.svg.empty()) WritePicture(picture, options);
 
-  std::cout << "trace      " << options.file.string() << "  ("
-            << Counted(reader.lines(), "line", "lines") << ")\n";
-  tally.Print(std::cout);
-  std::cout << "bad lines  " << reader.bad_lines();
-  if (reader.bad_lines() != 0) std::cout << ", the first: " << Describe(reader.first_fault());
-  std::cout << '\n';
-  ignored.Print(std::cout);
-  if (!options.svg.empty()) std::cout << "picture    " << options.svg.string() << '\n';
+  if (options.speech.quiet) return;
+  std::ostream& out = IsStandard(options.svg) ? std::cerr : std::cout;
+  out << "trace      " << ForTerminal(InputName(options.file)) << "  ("
+      << Counted(reader.lines(), "line", "lines") << ")\n";
+  tally.Print(out);
+  out << "bad lines  " << reader.bad_lines();
+  if (reader.bad_lines() != 0) out << ", the first: " << Describe(reader.first_fault());
+  out << '\n';
+  ignored.Print(out);
+  if (!options.svg.empty()) out << "picture    " << ForTerminal(OutputName(options.svg)) << '\n';
 }
 
 }  // namespace
@@ -226,6 +236,7 @@ void DefineTrace(CLI::App& command) {
       ->required();
   command.add_option("--svg", options->svg, "Draw a picture of it; replaced if it exists")
       ->type_name("OUT");
+  AddQuietOption(command, options->speech);
   command.footer(
       "Tells what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
       "touches, times. A line that is no record is counted, and the first of them explained. So "

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "engine/records/copy.h"
 #include "engine/records/message.h"
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
@@ -232,6 +233,31 @@ TEST(RecordTest, NestingEndsAtOneHundred) {
   Chunk arena;
   Nest nest;
   EXPECT_EQ(read_binary(nest, binary, arena).fault, WireFault::kDepth);
+}
+
+TEST(RecordTest, CopyIsWholeWithoutTheArenaOfTheOriginalOrIsNotMade) {
+  Chunk arena, kept;
+  Sample sample, copy;
+  ASSERT_TRUE(read_json(sample, R"({"part":1.5,"tone":300,"flag":true,"real":2,"numbers":[1,-2],
+    "reals":[0.5],"tones":[-3],"flags":[true],"leaves":[{"id":7,"names":["a","你好",""]},{}],
+    "text":"text"})",
+                        arena));
+  const std::string want = Written(sample, true);
+  copy.part = 9;
+  constexpr unsigned kAllocations = 10;  // six lists, one of them of texts, and four texts
+  for (unsigned blocks = 0; blocks < kAllocations; ++blocks) {
+    ShortArena narrow{blocks};
+    Sample other = copy;
+    EXPECT_FALSE(copy_record(sample, other, narrow)) << blocks;
+    EXPECT_EQ(Written(other), Written(copy)) << blocks;
+  }
+  ASSERT_TRUE(copy_record(sample, copy, kept));
+  arena.rewind();  // whatever still points into it is another text after this
+  ASSERT_TRUE(replace_json(
+      sample, std::string(want.size(), ' ') + "{\"text\":\"" + std::string(2000, 'x') + "\"}",
+      arena));
+  EXPECT_EQ(Written(copy, true), want);
+  EXPECT_EQ(copy.text.cstr()[copy.text.len()], 0);
 }
 
 TEST(RecordTest, ListenerIsToldWhatIsIgnored) {
