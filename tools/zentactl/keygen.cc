@@ -108,7 +108,8 @@ void Keygen(const fs::path& folder) {
   std::cout << "private key    " << key_path << "  (only you can read it: keep it so)\n"
             << "configuration  " << conf_path << "\nfingerprint    " << fingerprint
             << "\n\nNext, build an updater that trusts this key and no other, and sign with it:\n"
-            << "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=" << conf_path
+            << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG=" << conf_path
+            << "\n  cmake --build build/mine --target zenta-update"
             << "\n  zentactl sign update.pkg --key " << key_path << " --config " << conf_path
             << '\n';
 }
