@@ -21,6 +21,8 @@
 // clear() and assignment just let go of it. Operations return the buffer, so that they can be
 // chained. One thread uses a buffer at a time.
 //
+// Compile with -fno-strict-aliasing, for char16_t text: see buffer_ref.h.
+//
 // Between the two unit widths text is transcoded by the rules of utf.h (unpaired surrogates are
 // dropped): by the constructors, append_str, append_chr and assign_transcoded. The one exception is
 // `assign` of 8-bit text to a 16-bit buffer, which widens each byte, on purpose.

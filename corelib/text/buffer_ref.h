@@ -14,6 +14,10 @@
 // as well and drops the const, on purpose, so that one type serves both. The operations that change
 // units (the section "in place") are for views over writable memory only; the caller has to know.
 //
+// char16_t text is viewed as units of `unsigned short` and back, which the language's aliasing rule
+// does not allow: whoever includes this compiles with -fno-strict-aliasing. The CMake targets and
+// the pkg-config files ask for it.
+//
 // The reading operations are those of TextOps. Nothing fails and nothing allocates. A reader holds
 // a BufferRefMutable over its input and takes it apart from the front:
 //

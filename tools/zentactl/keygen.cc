@@ -132,7 +132,9 @@ void Keygen(const KeygenOptions& options) {
       .Print(options.speech, std::cout);
   if (options.speech.json || options.speech.quiet) return;
   std::cout << "\nNext, build an updater that trusts this key and no other, and sign with it:\n"
-            << "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=" << ForTerminal(conf_path)
+            << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG="
+            << ForTerminal(conf_path)
+            << "\n  cmake --build build/mine --target zenta-update"
             << "\n  zentactl sign update.pkg --key " << ForTerminal(key_path) << " --config "
             << ForTerminal(conf_path) << '\n';
 }

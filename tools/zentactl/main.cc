@@ -53,7 +53,8 @@ void Describe(CLI::App& app) {
   app.footer(
       "A release, from key to update:\n"
       "  zentactl keygen --out keys\n"
-      "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=\"$PWD/keys/signing.conf\"\n"
+      "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG=\"$PWD/keys/signing.conf\"\n"
+      "  cmake --build build/mine --target zenta-update\n"
       "  zentactl pack ZentaIM.app --out update.pkg\n"
       "  zentactl sign update.pkg --key keys/private-key.pem --config keys/signing.conf\n"
       "  zentactl verify update.pkg inputPkg.txt --config keys/signing.conf\n"
