@@ -59,8 +59,7 @@ void Scheduler::Listen() {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   address_.copy(address.sun_path + 1, sizeof address.sun_path - 1);  // abstract: no file
-  const auto length =
-      static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + address_.size());
+  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + address_.size());
   listener_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
   if (listener_ < 0 || bind(listener_, reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
       listen(listener_, 8) != 0) {
