@@ -19,5 +19,6 @@ void DefinePackage(CLI::App& command);
 void DefineMessage(CLI::App& command);
 void DefineTrace(CLI::App& command);
 void DefineDump(CLI::App& command);
+void DefinePages(CLI::App& command);
 
 }  // namespace zenta::zentactl

@@ -1,7 +1,20 @@
-// BufferDict: a dictionary as one contiguous image, which is searched in place: a bucket table and
-// packed records. It is built from a BufferHash, saved to a file, and opened from a file or a
-// buffer of bytes, with nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h; docs/formats/dictionary-image.md
-// tells it with an example.
+// BufferDict: a dictionary as one contiguous image, which is searched in place.
+//
+//   tstl::BufferDict<unsigned char> dict;
+//   if (dict.open("words.dict") == tstl::FAILURE) return 1;  // 0 is success
+//   const auto* const record = dict.find("你好");             // null: it is not there
+//   if (record != nullptr) total += record->value();
+//   dict.for_each([&](Text key, std::uint64_t value) { total += key.len() * value; });
+//
+//   offset 0           16                    16 + 4B
+//          +-----------+---------------------+-----------------------------------------+
+//          | B, keys,  | where each bucket's | records: value and "last of its bucket" |
+//          | length, 0 | records begin       | (4 bytes), key units (2), key, zeros    |
+//          +-----------+---------------------+-----------------------------------------+
+//
+// It is built from a BufferHash, saved to a file, and opened from a file or a buffer of bytes, with
+// nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h;
+// docs/formats/dictionary-image.md tells it with an example.
 //
 // A dictionary owns its image, in memory or mapped, and lets go of it with close(), the next open or its
 // end; records and keys that were found die with it. It is never changed, so that any number of threads
