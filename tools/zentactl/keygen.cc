@@ -133,8 +133,7 @@ void Keygen(const KeygenOptions& options) {
   if (options.speech.json || options.speech.quiet) return;
   std::cout << "\nNext, build an updater that trusts this key and no other, and sign with it:\n"
             << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG="
-            << ForTerminal(conf_path)
-            << "\n  cmake --build build/mine --target zenta-update"
+            << ForTerminal(conf_path) << "\n  cmake --build build/mine --target zenta-update"
             << "\n  zentactl sign update.pkg --key " << ForTerminal(key_path) << " --config "
             << ForTerminal(conf_path) << '\n';
 }

@@ -25,6 +25,24 @@
 
 namespace tstl {
 
+// What is wrong with an image, and where.
+struct DictFault {
+  enum class Kind : unsigned char {
+    kNone,
+    kNoImage,      // the dictionary is empty
+    kNoMemory,     // to look for faults
+    kTableCut,     // the image ends inside its table
+    kOffset,       // of a first record: no multiple of 4, or inside the table
+    kOutside,      // the record passes the end of the image
+    kShared,       // the record has bytes that another one has, too
+    kPadding,      // something else than zeros behind the key
+    kWrongBucket,  // the key's hash is that of another bucket
+  };
+  Kind kind = Kind::kNone;
+  std::uint32_t bucket = 0;
+  std::uint64_t offset = 0;  // of the record
+};
+
 template <Unit T>
 class BufferDict {
  public:
@@ -74,7 +92,9 @@ class BufferDict {
   // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
   // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
   // in proportion to the image's length. False when it is empty or memory is short.
-  bool check() const;
+  bool check() const { return find_fault().kind == DictFault::Kind::kNone; }
+  // The same, with the first fault in the order of buckets.
+  DictFault find_fault() const;
 
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }

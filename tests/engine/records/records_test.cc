@@ -308,7 +308,7 @@ TEST_F(DeclarationTest, EachMistakeIsOneErrorInWords) {
       {R"(Field<1, "a", &R::a, Misspelt>)", "a trait of this field"},
       {R"(Field<1, "a", &R::none>)", "has no codec"},
       {R"(Field<1, "a", &R::nones>)", "has no codec"},
-      {R"(Field<1, "a", &R::rect>)", "no binary form"},
+      {R"(Field<1, "a", &R::rect>)", "member has no binary form"},
       {R"(Field<1, "a", &R::big>)", "at most 128 bytes"},
   };
   std::string source = "#include \"engine/records/message.h\"\n";
