@@ -50,6 +50,7 @@ constexpr Command kCommands[] = {
 #endif
     {"message", "read, make and compare messages of the cloud service",
      zenta::zentactl::DefineMessage},
+    {"dict", "make, search and compare dictionary images", zenta::zentactl::DefineDict},
     {"dump", "write a file as a C array", zenta::zentactl::DefineDump},
     {"trace", "tell and draw what a trace of the on-screen keyboard holds",
      zenta::zentactl::DefineTrace},
