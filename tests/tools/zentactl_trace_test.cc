@@ -263,6 +263,7 @@ TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
        "both the picture and the table would go to standard output"},
       {{ZENTA_EXAMPLE_TRACE, "--svg", old, "--html", old}, "would go to " + old},
       {{ZENTA_EXAMPLE_TRACE, "--html"}, "--html"},
+      {{ZENTA_EXAMPLE_TRACE, "--csv", ""}, "--csv: no name"},
       {{ZENTA_EXAMPLE_TRACE, "--hmtl", old}, "did you mean '--html'?"},
   };
   for (const auto& row : rows) {

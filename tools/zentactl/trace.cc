@@ -134,6 +134,13 @@ void Trace(const TraceOptions& options) {
   if (options.check && (reader.bad_lines() != 0 || findings.count() != 0)) throw Refusal("");
 }
 
+void AddOutput(CLI::App& command, const char* name, fs::path& path, const char* what) {
+  command.add_option(name, path, what)
+      ->type_name("OUT")
+      ->check(CLI::Validator([](const std::string& file) { return file.empty() ? "no name" : ""; },
+                             ""));
+}
+
 }  // namespace
 
 void DefineTrace(CLI::App& command) {
@@ -143,10 +150,9 @@ void DefineTrace(CLI::App& command) {
                   "The trace, a JSON record on each line; - is standard input")
       ->type_name("")
       ->required();
-  command.add_option("--svg", options->svg, "Draw a picture of it")->type_name("OUT");
-  command.add_option("--html", options->html, "Make a page of it, to play and to search")
-      ->type_name("OUT");
-  command.add_option("--csv", options->csv, "Write its touches as a table")->type_name("OUT");
+  AddOutput(command, "--svg", options->svg, "Draw a picture of it");
+  AddOutput(command, "--html", options->html, "Make a page of it, to play and to search");
+  AddOutput(command, "--csv", options->csv, "Write its touches as a table");
   command.add_flag("--check", options->check, "Exit status 1 if anything was ignored");
   AddSpeechOptions(command, options->speech);
   command.footer(

@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <initializer_list>
+#include <string_view>
 #include <system_error>
 
 #include "corelib/io/files/descriptor.h"
@@ -41,6 +43,11 @@ std::string Quoted(const std::string& text) {
   return quoted + '"';
 }
 
+void AppendRow(std::string& rows, std::initializer_list<std::string_view> cells) {
+  for (const std::string_view cell : cells) rows.append(cell) += ',';
+  rows.back() = '\n';
+}
+
 std::string KeyText(const TraceLayout& layout, std::uint16_t key) {
   return key == kNoKey ? "" : Quoted(KeyLabel(layout.keys[key].id));
 }
@@ -67,18 +74,17 @@ void TraceCsv::Add(const TraceRecord& input, std::span<const TouchKeys> keys,
   const TraceLayout& layout = data.layouts.current();
   const std::size_t index = data.layouts.current_index();
   const bool numbered = index < data.layouts.kept().size();
-  const std::string number = std::to_string(data.totals.inputs());
-  const std::string pad =
-      Quoted(layout.pad) + ',' + (numbered ? std::to_string(index + 1) : std::string());
-  const std::string texts =
-      Quoted(Shown(input.expected, kMaxText)) + ',' + Quoted(Shown(input.code, kMaxText)) + '\n';
+  const std::string number = std::to_string(data.totals.inputs()), pad = Quoted(layout.pad);
+  const std::string layout_number = numbered ? std::to_string(index + 1) : "";
+  const std::string text = Quoted(Shown(input.expected, kMaxText));
+  const std::string code = Quoted(Shown(input.code, kMaxText));
   for (std::uint32_t i = 0; i < keys.size(); ++i) {
-    const trace::ScreenPoint& at = input.points[i];
-    rows_ += number + ',' + std::to_string(i + 1) + ',';
-    if (i < input.times.size()) rows_ += std::to_string(input.times[i]);
-    rows_ += ',' + std::to_string(at[0]) + ',' + std::to_string(at[1]) + ',' + pad + ',' +
-             KeyText(layout, keys[i].hit) + ',' + KeyText(layout, keys[i].meant) + ',' +
-             DistanceText(layout, keys[i], at) + ',' + texts;
+    const auto& [x, y] = input.points[i];
+    AppendRow(rows_, {number, std::to_string(i + 1),
+                      i < input.times.size() ? std::to_string(input.times[i]) : "",
+                      std::to_string(x), std::to_string(y), pad, layout_number,
+                      KeyText(layout, keys[i].hit), KeyText(layout, keys[i].meant),
+                      DistanceText(layout, keys[i], input.points[i]), text, code});
     if (rows_.size() >= kMaxPending) Flush();
   }
 }

@@ -54,7 +54,7 @@ std::u32string CharactersMeant(const TraceRecord& input) {
   std::u32string meant = Characters(input.code);
   if (meant.empty()) {
     meant.reserve(input.expected.len());
-    for (const unsigned short unit : input.expected.std_view()) meant += unit;
+    for (const unsigned short unit : input.expected.std_view()) meant += char32_t{unit};
   }
   if (meant.size() != input.points.size()) {
     std::erase_if(meant, [](char32_t c) { return c == '\'' || c == ' '; });

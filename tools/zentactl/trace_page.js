@@ -389,7 +389,8 @@ function showInput() {
     return;
   }
   const input = inputs[index], layout = layouts[input.layout], own = touches.slice(input.first, input.end);
-  $('details-heading').textContent = `Touches of input ${input.number}: ${nameOf(input)}`;
+  const name = chinese(element('span', '', nameOf(input)));
+  $('details-heading').replaceChildren(`Touches of input ${input.number}: `, name);
   $('rows').replaceChildren(...own.slice(0, MAX_ROWS).map((touch, i) => {
     const row = document.createElement('tr');
     const cells = [i + 1, labelOf(layout, touch.meant), labelOf(layout, touch.hit) || 'none', distance(touch.middle),
@@ -400,6 +401,12 @@ function showInput() {
   }));
   const hidden = input.count - Math.min(own.length, MAX_ROWS);
   $('more').textContent = hidden > 0 ? `${touchesText(hidden)} more are not in this table.` : '';
+}
+
+// So that it is set, and read aloud, as Chinese.
+function chinese(made) {
+  made.lang = 'zh-Hans';
+  return made;
 }
 
 // Turns the list to an input, if it has it, and marks it.
@@ -452,9 +459,8 @@ function optionOf(index, place) {
   option.setAttribute('aria-selected', String(index === state.chosen));
   option.setAttribute('aria-setsize', String(state.found.length));
   option.setAttribute('aria-posinset', String(place + 1));
-  const text = element('span', 'text', input.text);
-  text.lang = 'zh-Hans';
-  option.append(element('span', 'number', input.number), text, element('span', 'code', input.code),
+  option.append(element('span', 'number', input.number), chinese(element('span', 'text', input.text)),
+                element('span', 'code', input.code),
                 element('span', 'count', `${touchesText(input.count)}, ${seconds(input.length)}`));
   return option;
 }
