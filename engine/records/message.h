@@ -1,14 +1,14 @@
 // Whole messages: a record to bytes or JSON text and back.
 //
-//   CloudRequest request;
-//   ...
-//   if (!write_binary(request, buffer)) ...        // a message too long, or memory short
+//   zenta::cloud::CloudRequest request;
+//   request.ipt.input = "nihao";
+//   if (!write_binary(request, bytes)) return 1;  // a message too long, or memory short
 //
 //   tstl::Chunk arena;
-//   arena.set_limit(4 << 20);                       // where messages come from others
-//   CloudResponse response;
-//   const BinaryResult read = replace_binary(response, bytes, arena);
-//   if (!read) log(read.text(), read.position);     // response has all that was good
+//   arena.set_limit(4 << 20);  // where messages come from others
+//   zenta::cloud::CloudResponse response;
+//   const auto read = replace_binary(response, received, arena);
+//   if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // the rest is there
 //
 // What is read is copied into the arena, so the message may go away afterwards; what is no part of
 // any record is skipped. Before an arena is rewound or reset for the next message, the records that

@@ -65,6 +65,11 @@ consteval bool lacks_binary() {
   return F::kNumber != 0 && !requires { F::FieldCodec::kWireType; };
 }
 
+template <Record R>
+consteval bool all_have_binary() {
+  return !kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); });
+}
+
 // What is wrong with a record's table, in words.
 template <Record R>
 struct CheckedTable {
@@ -76,7 +81,7 @@ struct CheckedTable {
       !kFields<R>.keys_differ() || kFields<R>.written_keys_differ(),
       "two fields of a table are written under one key, and no OnlyWhen keeps them apart");
   static_assert(kFields<R>.members_differ(), "a member stands twice in a table");
-  static_assert(!kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); }),
+  static_assert(all_have_binary<R>(),
                 "this member has no binary form: give its field the number 0");
 };
 

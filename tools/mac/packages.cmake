@@ -14,7 +14,7 @@ function(zenta_provide_googletest)
 endfunction()
 
 macro(zenta_provide_package method name)
-  if("${name}" STREQUAL "Threads")
+  if("${name}" MATCHES "^(Threads|Marisa)$")
     find_package(${name} ${ARGN} BYPASS_PROVIDER)
   else()
     if("${name}" STREQUAL "GTest")
