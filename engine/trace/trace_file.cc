@@ -47,7 +47,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
     position = tstl::json_value_start(line);
     return JsonFault::kUnexpected;
   }
-  ReadState state(arena, 0, listener);
+  ReadState state(arena, {}, listener);
   read_members(record, *parse.root, state);
   if (!state.stopped()) {
     if (listener != nullptr) TellWrongTime(record, *listener);
