@@ -22,7 +22,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using tools::Failure;
-using tools::ForTerminal;
 using tools::InputName;
 using tools::IsStandard;
 using tools::Refusal;

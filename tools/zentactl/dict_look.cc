@@ -204,7 +204,7 @@ void Dump(const LookOptions& options) {
 using Options = std::shared_ptr<LookOptions>;
 
 Options AddLookOptions(CLI::App& command) {
-  const auto options = std::make_shared<LookOptions>();
+  auto options = std::make_shared<LookOptions>();
   AddImageOptions(command, options->image, options->bits);
   return options;
 }

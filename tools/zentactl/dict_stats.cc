@@ -16,7 +16,6 @@ namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
-using tools::Failure;
 using tools::IsStandard;
 using tools::WriteOutput;
 
@@ -120,7 +119,8 @@ struct StatsOptions {
 void AddBars(Report& report, const std::string& start, const std::vector<DictBar>& bars,
              const std::string& end, std::uint64_t all) {
   for (const DictBar& bar : bars) {
-    report.Add(start + bar.label + end, bar.count, Percent(bar.count, all));
+    report.Add(std::string(start).append(bar.label).append(end), bar.count,
+               Percent(bar.count, all));
   }
 }
 

@@ -251,13 +251,15 @@ void PrintZsh(std::ostream& out, const std::vector<Place>& places) {
     }
     out << ")\n  _arguments -C";
     for (const Option* option : OptionsOf(*place.app, false)) PrintZshOption(out, *option);
-    out << (below.empty()
-                ? " \\\n    '*: :_files'\n}\n"
-                : " \\\n    '1: :->command' '*:: :->rest'\n"
-                  "  case $state in\n"
-                  "    command) _describe command commands ;;\n"
-                  "    rest) (( $+functions[" +
-                      function + "_$words[1]] )) && " + function + "_$words[1] ;;\n  esac\n}\n");
+    if (below.empty()) {
+      out << " \\\n    '*: :_files'\n}\n";
+    } else {
+      out << " \\\n    '1: :->command' '*:: :->rest'\n"
+             "  case $state in\n"
+             "    command) _describe command commands ;;\n"
+             "    rest) (( $+functions["
+          << function << "_$words[1]] )) && " << function << "_$words[1] ;;\n  esac\n}\n";
+    }
   }
   out << "_zentactl \"$@\"\n";
 }
