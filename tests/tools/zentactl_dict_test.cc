@@ -91,6 +91,7 @@ TEST_F(ZentactlDictTest, ListsOfEveryKindBecomeImagesAndListsAgain) {
       {"\xFE\xFF" + Utf16(u"词 4\r", true), {}, "词\t4\n"},
       {"T恤 4 n\nAT&T 3 nz\n", {"--value-column", "2"}, "AT&T\t3\nT恤\t4\n"},
       {"x\nx y\n", {"--plain", "--value", "9"}, "x\t9\nx y\t9\n"},
+      {"a\tb\t2\n", {"--separator", "\\t"}, "a\tb\t2\n"},
       {"a:2147483647\n", {"--separator", ":"}, "a\t2147483647\n"},
       {Gzip("a\t1\n") + Gzip("b\t2\n"), {}, "a\t1\nb\t2\n"},
       {kZstd, {}, "z\t7\nzz\t8\n"},
@@ -149,7 +150,7 @@ TEST_F(ZentactlDictTest, WhatIsNotTakenIsNamedAndCounted) {
   }
   EXPECT_THAT(done.out,
               AllOf(HasSubstr(R"("not_taken":21,"no_separator":13,"no_key":1,"no_number":2)"),
-                    HasSubstr(R"("past_31_bits":2,"too_long":2,"ill-formed":1,"keys":2)")));
+                    HasSubstr(R"("past_31_bits":2,"too_long":2,"ill_formed":1,"keys":2)")));
   EXPECT_EQ(Out({"dump", image}), "a\t1\nz\t2\n");
   folder.Put("image", "old");
   const Finished strict =

@@ -97,9 +97,9 @@ void GetFrom(const Image& image, const LookOptions& options) {
   answers.Finish();
   if (missing == 0) return;
   if (options.speech.quiet) throw Refusal("");
+  const std::string others = std::to_string(missing - 1) + " more of " + std::to_string(asked);
   throw Refusal("not in " + image.name() + ": " + first_missing +
-                (missing == 1 ? "" : " and " + std::to_string(missing - 1) + " more") + " of " +
-                std::to_string(asked));
+                (missing == 1 ? "" : " and " + others));
 }
 
 void Get(const LookOptions& options) {
@@ -215,8 +215,8 @@ void AddOrder(CLI::App& command, DictOrder& order) {
   command
       .add_option_function<std::string>(
           "--order", [&order](const std::string& name) { order = kOrders.at(name); },
-          "By key, by value with the greatest first, or as they stand in the image; by key if not "
-          "given")
+          "By key, by value with the greatest first, or as they\n"
+          "stand in the image; by key if not given")
       ->type_name("key|value|stored")
       ->check(CLI::IsMember(kOrders).description(""));
 }

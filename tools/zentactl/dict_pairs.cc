@@ -22,7 +22,7 @@ constexpr struct {
     {"no number", "no number in the value's place"},
     {"past 31 bits", "the value is not from 0 to 2147483647"},
     {"too long", "the key is longer than 65535 units"},
-    {"ill-formed", "the key is not well-formed UTF-8"},
+    {"ill formed", "the key is not well-formed UTF-8"},
 };
 
 constexpr struct {
@@ -127,6 +127,7 @@ std::optional<char> SeparatorOf(std::string_view name) {
   for (const auto& known : kSeparators) {
     if (name == known.name) return known.separator;
   }
+  if (name == "\\t") return '\t';
   const bool is_one = name.size() == 1 && static_cast<unsigned char>(name[0]) < 0x80 &&
                       (name[0] < '0' || name[0] > '9') && name[0] != '\n' && name[0] != '\r';
   return is_one ? std::optional(name[0]) : std::nullopt;

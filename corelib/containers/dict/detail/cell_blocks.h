@@ -13,7 +13,9 @@ namespace tstl::detail {
 class CellBlocks {
  public:
   static constexpr std::uint64_t kCellSize = 4;
-  static constexpr std::uint64_t kBlockSize = std::uint64_t{1} << 20;
+  // So large that an allocator hands each block back to the system when it is freed. Of a block only what
+  // was used is ever resident.
+  static constexpr std::uint64_t kBlockSize = std::uint64_t{32} << 20;
 
   CellBlocks() = default;
   CellBlocks(const CellBlocks&) = delete;
