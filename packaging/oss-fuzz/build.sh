@@ -6,8 +6,7 @@
 # install cmake, ninja-build, zip and rapidjson-dev. marisa-trie is built here, because the runners have no library but the C
 # library, and so that it takes the same C++ library as the rest.
 #
-# It has run with clang 14, libFuzzer and the address sanitizer, each of these variables set by hand; never yet in OSS-Fuzz's own
-# builder image.
+# It has not run in OSS-Fuzz's own builder image yet, only with clang 14 and these variables set by hand.
 cmake -S "$SRC/marisa-trie" -B "$WORK/marisa" -G Ninja -DBUILD_SHARED_LIBS=OFF -DBUILD_TESTING=OFF -DENABLE_TOOLS=OFF
 cmake --build "$WORK/marisa"
 export CPLUS_INCLUDE_PATH=$SRC/marisa-trie/include
