@@ -51,8 +51,8 @@ ZENTA_TARGET_SHUFFLE inline std::size_t threes_by_shuffle(const unsigned char* s
 // Converts eight characters of three bytes, as those of a Chinese text are. Returns how many of them, from
 // the first on, are valid UTF-8; the units of the others mean nothing. 0 at the levels of the processor
 // that have no shuffle.
-[[nodiscard]] inline std::size_t quick_threes(const unsigned char* src,
-                                              unsigned short* dst) noexcept {
+[[nodiscard]] inline std::size_t quick_threes([[maybe_unused]] const unsigned char* src,
+                                              [[maybe_unused]] unsigned short* dst) noexcept {
 #if defined(ZENTA_TARGET_SHUFFLE)
   if (base::has_shuffle()) return detail::threes_by_shuffle(src, dst);
 #endif
