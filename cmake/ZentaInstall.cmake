@@ -82,6 +82,8 @@ set(zenta_components Development)
 
 if(ZENTA_BUILD_TOOLS)
   install(TARGETS zenta-update RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Runtime)
+  configure_file(packaging/zenta-update.8.in zenta-update.8 @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/zenta-update.8" DESTINATION "${CMAKE_INSTALL_MANDIR}/man8" COMPONENT Runtime)
   zenta_install_licence(Runtime zenta-update)
   list(APPEND zenta_components Runtime)
 endif()
@@ -89,6 +91,18 @@ if(TARGET zentactl)
   install(TARGETS zentactl RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Tools)
   if(TARGET zenta-host-installer)
     install(TARGETS zenta-host-installer RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Tools)
+  endif()
+  if(TARGET zentactl-pages)
+    # zsh's own folder, and the one that Debian's looks into below /usr.
+    foreach(page IN ITEMS man:${CMAKE_INSTALL_MANDIR}/man1/zentactl.1
+                          bash:${CMAKE_INSTALL_DATADIR}/bash-completion/completions/zentactl
+                          zsh:${CMAKE_INSTALL_DATADIR}/zsh/site-functions/_zentactl
+                          zsh:${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions/_zentactl
+                          fish:${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d/zentactl.fish)
+      string(REGEX MATCH "^([a-z]+):(.+)/([^/]+)$" _ "${page}")
+      install(FILES "${PROJECT_BINARY_DIR}/tools/zentactl/pages/${CMAKE_MATCH_1}" DESTINATION "${CMAKE_MATCH_2}"
+              RENAME "${CMAKE_MATCH_3}" COMPONENT Tools)
+    endforeach()
   endif()
   zenta_install_licence(Tools zenta-tools)
   list(APPEND zenta_components Tools)

@@ -62,8 +62,9 @@ function(zenta_benchmark name)
   set_property(GLOBAL APPEND PROPERTY ZENTA_BENCHMARKS $<TARGET_FILE:${name}>)
 endfunction()
 
-# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/. With ZENTA_FUZZ it is a
-# libFuzzer program; otherwise it replays its corpus as a test, so that every compiler builds and runs it. OPTIONS: one
+# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/, and if words help it, a
+# dictionary fuzz/dictionaries/<name>.dict. With ZENTA_FUZZ it is a libFuzzer program, or one of the engine that
+# ZENTA_FUZZING_ENGINE is; otherwise it replays its corpus as a test, so that every compiler builds and runs it. OPTIONS: one
 # option that `./dev fuzz` gives it, such as the length of the longest input where longer ones find nothing more.
 function(zenta_fuzzer name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OPTIONS" "SOURCES;LINKS;DEFINITIONS")
@@ -73,7 +74,11 @@ function(zenta_fuzzer name)
   target_link_libraries(${name} PRIVATE ${arg_LINKS} zenta_flags)
   if(ZENTA_FUZZ)
     target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/asan_options.cc")
-    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    if(ZENTA_FUZZING_ENGINE)
+      target_link_libraries(${name} PRIVATE "${ZENTA_FUZZING_ENGINE}")
+    else()
+      target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    endif()
     set_property(GLOBAL APPEND PROPERTY ZENTA_FUZZERS "$<TARGET_FILE:${name}> ${arg_OPTIONS}")
   else()
     target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cc")

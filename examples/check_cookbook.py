@@ -3,7 +3,8 @@
 
 Every C++ block has to stand, line for line, in one of the programs of examples/. Every block that starts
 with "$ " is a terminal: each command is run in a scratch folder with `examples` in it, and has to print
-the lines that follow it; a line "..." stands for any lines. Every program has to be run.
+the lines that follow it; a line "..." stands for any lines. Every program has to be run. Every header that the page
+links opens with an example, which has to stand in one of the programs, too.
 PROGRAMS is the folder of the built programs; EMULATOR runs them if this machine cannot.
 """
 import pathlib
@@ -25,6 +26,14 @@ def commands(text):
     for part in re.split(r"^\$ ", text, flags=re.M)[1:]:
         command, _, output = part.partition("\n")
         yield command, output
+
+
+def example_of(header):
+    """The code in the first indented lines of a header's opening comment, without its white space; pictures are left out."""
+    opening = re.match(r"(?://.*\n)*", header)[0]
+    indented = re.search(r"(?://   .*\n|//\n(?=//   ))+", opening)[0].replace("//\n", "\n")
+    code = [part for part in indented.split("\n\n") if "+--" not in part]
+    return "".join(re.sub("^//", "", "\n".join(code), flags=re.M).split())
 
 
 def same(wanted, got):
@@ -59,6 +68,11 @@ def main(repository, programs, emulator):
                     output = got.stdout.decode("utf-8", "replace")
                     if not same(wanted, output):
                         faults.append(f"line {line}: $ {command}\nwanted:\n{wanted}got:\n{output}")
+    squeezed = ["".join(source.split()) for source in sources.values()]
+    for header in sorted(set(re.findall(r"\]\(\.\./([\w/]+\.h)\)", page))):
+        example = example_of((repository / header).read_text(encoding="utf-8"))
+        if not any(example in source for source in squeezed):
+            faults.append(f"{header}: the example that it opens with stands in no program of examples/")
     faults += [f"examples/{name}.cc is run nowhere in the cookbook" for name in sorted(not_run)]
     if snippets == 0:
         faults.append("the cookbook has no C++")

@@ -2,13 +2,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <string>
 
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/dict/buffer_dict.h"
 #include "corelib/io/files/buffer_write.h"
 #include "corelib/io/files/text_read.h"
-#include "engine/data/file_image.h"
 
 using Text = tstl::BufferRef<unsigned char>;
 using Words = tstl::BufferHash<unsigned char>;
@@ -43,14 +41,12 @@ int write_copy(const char* path, const Words& words) {
 }
 
 // What has no error() leaves errno, which is set to 0 before, since a failure need not be the system's.
-// The image is saved under another name first: whoever opens `path` finds the old or the new one whole.
-int save_image(const std::string& path, const Words& words) {
-  const std::string unfinished = path + ".new";
+// A failed save() leaves the old file as it was: the new image takes its name when it is whole.
+int save_image(const char* path, const Words& words) {
   tstl::BufferDict<unsigned char> dict;
   errno = 0;
-  if (dict.open(words) == tstl::FAILURE || dict.save(unfinished.c_str()) == tstl::FAILURE ||
-      zenta::data::ReplaceFile(unfinished.c_str(), path.c_str()) == tstl::FAILURE) {
-    return fail(path.c_str(), errno != 0 ? std::strerror(errno) : "more than an image can hold");
+  if (dict.open(words) == tstl::FAILURE || dict.save(path) == tstl::FAILURE) {
+    return fail(path, errno != 0 ? std::strerror(errno) : "more than an image can hold");
   }
   return 0;
 }

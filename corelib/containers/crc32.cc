@@ -72,20 +72,19 @@ ZENTA_TARGET_SHORT_KEY std::uint32_t crc32_of_short(const unsigned char* p, std:
 #endif
 
 #if defined(ZENTA_VECTOR_SSE2)
-constexpr std::size_t kLeastOfBlocks = 16;
+constexpr std::size_t kLeastOfBlocks = 17;  // what exceeds whole blocks, and one of these
 
 // The same with blocks.
 ZENTA_TARGET_CRC_BLOCK std::uint32_t crc32_blocks(const unsigned char* p, std::size_t n) {
   assert(n >= kLeastOfBlocks);
   const unsigned char* const end = p + n;
   const std::size_t odd = (n - 1) % 16 + 1;
-  std::uint32_t preset = detail::kCrcPresets.after[odd];
+  const auto preset = base::Bytes(base::Words{detail::kCrcPresets.after[odd], 0});
   base::Bytes x = base::slide(base::load<base::Bytes>(p), static_cast<std::ptrdiff_t>(16 - odd));
-  for (p += odd; p != end; p += 16) {
-    x = detail::crc_folded(x) ^ base::load<base::Bytes>(p) ^ base::Bytes(base::Words{preset, 0});
-    preset = 0;
-  }
-  return ~(detail::crc_after(x) ^ preset);
+  p += odd;
+  x = detail::crc_folded(x) ^ base::load<base::Bytes>(p) ^ preset;
+  while ((p += 16) != end) x = detail::crc_folded(x) ^ base::load<base::Bytes>(p);
+  return ~detail::crc_after(x);
 }
 #elif defined(ZENTA_VECTOR_NEON)
 constexpr std::size_t kLeastOfBlocks = 0;

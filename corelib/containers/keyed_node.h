@@ -43,8 +43,7 @@ class KeyedNode {
   // alloc_node made it for a key of this length.
   void init_key(BufferRef<T> key, std::uint32_t len) {
     len_ = len;
-    base::copy_bytes(reinterpret_cast<unsigned char*>(this + 1),
-                     reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+    base::copy_varied(this + 1, key.cstr(), key.len() * sizeof(T));
   }
 
  private:

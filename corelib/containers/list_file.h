@@ -48,8 +48,7 @@ bool write_list(const Container& container, const char* path, PutTail put_tail) 
   const bool whole = container.for_each_bk([&](BufferRef<T> key, std::uint64_t value) {
     if (key.is_empty()) return true;
     assert(key.len() <= kLongestKey);
-    base::copy_bytes(reinterpret_cast<unsigned char*>(at),
-                     reinterpret_cast<const unsigned char*>(key.cstr()), key.len() * sizeof(T));
+    base::copy_varied(at, key.cstr(), key.len() * sizeof(T));
     at = put_tail(at + key.len(), value);
     if (at - lines >= kManyUnits) write();
     return true;

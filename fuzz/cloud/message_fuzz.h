@@ -2,11 +2,10 @@
 // which: 0 a request, 1 a response. Held:
 // 1. What was read, also up to a fault, can be written in both forms, and both read back without a
 // fault as a tree that is written with the same bytes again, in both forms.
-// 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read; for JSON a block of
-// nodes more.
+// 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read.
 // 3. The place of a fault lies in the message, and not behind that of the message's own fault.
 // 4. The fields of a message, read one by one, make the same record, so that a broken record costs
-// itself only; and being asked what is ignored changes nothing.
+// itself only. So does the tree of a JSON text, and the same is ignored of it; the text has its fault.
 #pragma once
 
 #include <cstddef>
@@ -43,8 +42,6 @@ class CountingArena {
   tstl::Chunk arena_;
   std::uint64_t asked_ = 0;
 };
-
-inline constexpr std::uint64_t kNodeBlock = 512;
 
 // Both forms of a message.
 struct Forms {
@@ -100,19 +97,32 @@ inline void CheckEither(const std::uint8_t* data, std::size_t size, auto check_r
   data[0] & 1 ? check_response(message) : check_request(message);
 }
 
+struct IgnoredLog : records::IgnoredListener {
+  void ignored(const records::Ignored& value) override {
+    text.append(value.key.std_view()).append(records::ignored_reason_text(value.reason)) += '\n';
+  }
+  std::string text;
+};
+
 template <class R>
 void CheckJson(Bytes text) {
   CountingArena arena;
   R record;
   const JsonResult read = read_json(record, text, arena);
-  Require(arena.asked() <= std::uint64_t{kMaxGrowth} * text.len() + kNodeBlock);
+  Require(arena.asked() <= std::uint64_t{kMaxGrowth} * text.len());
   Require(read.position <= text.len());
-  struct : records::IgnoredListener {
-    void ignored(const records::Ignored& value) override { Require(value.key.len() < 0xFFFFFFFF); }
-  } listener;
-  R again;
-  Require(read_json(again, text, arena, &listener).position == read.position);
-  Require(Forms(again) == Forms(record));  // with the package names
+  IgnoredLog log, tree_log;
+  R again, from_tree;
+  Require(read_json(again, text, arena, &log).position == read.position);
+  const tstl::JsonParse parse = tstl::json_parse(text, arena);
+  if (parse.root == nullptr || parse.root->type() == tstl::JsonType::kObject) {
+    Require(read.fault == parse.fault && read.position == parse.position);
+    records::ReadState state(arena, {}, &tree_log);
+    if (parse.root != nullptr) records::read_members(from_tree, *parse.root, state);
+  }
+  Require(Forms(again) == Forms(record) &&
+          Forms(from_tree) == Forms(record));  // with package names
+  Require(log.text == tree_log.text);
   CheckRoundTrip(record);
 }
 

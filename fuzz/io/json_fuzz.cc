@@ -10,6 +10,7 @@
 // 4. Numbers are integers, and fit 64 bits or not, as moving their point by hand says.
 // 5. The tree, with every string in both forms, takes at most 48 bytes of arena for each byte of
 // text, and a block more.
+// 6. A cursor finds the same values and the same fault.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -103,6 +104,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Require(parse && form == peer.form);
   if (peer.kind == tstl::oracle::Verdict::kBad) Require(!parse);
   if (!parse) CheckFaultPlace(text, parse);
+  Chunk walk;
+  Require(tstl::oracle::WalksAsTree({text.data(), static_cast<unsigned>(size)}, parse, walk));
   if (parse.root == nullptr) return 0;
 
   Strings strings;

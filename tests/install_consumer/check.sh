@@ -7,16 +7,17 @@ prefix=$(realpath "$1") folder=$(realpath -m "$2") here=$(dirname "$(realpath "$
 say() { printf '%s\n' "install-check: $*" >&2; }
 die() { say "$*"; exit 1; }
 
-# configure_and_test NAME [OPTION ...]
+# configure_and_test NAME TARGETS [OPTION ...]
 configure_and_test() {
-  local name=$1
-  shift
+  local name=$1 targets
+  read -ra targets <<< "$2"
+  shift 2
   cmake -S "$here" -B "$folder/$name" -G Ninja "$@" > "$folder/$name.log" 2>&1 || { cat "$folder/$name.log" >&2; die "configuring failed"; }
-  cmake --build "$folder/$name" --target consumer messages
+  cmake --build "$folder/$name" --target "${targets[@]}"
   ctest --test-dir "$folder/$name" --output-on-failure --no-tests=error
 }
 
-found_by_cmake() { configure_and_test "cmake-$1" -DCMAKE_CXX_COMPILER="$1" -DCMAKE_PREFIX_PATH="$prefix"; }
+found_by_cmake() { configure_and_test "cmake-$1" all -DEXAMPLES="$examples" -DCMAKE_CXX_COMPILER="$1" -DCMAKE_PREFIX_PATH="$prefix"; }
 
 found_by_pkg_config() {
   local program flags
@@ -25,6 +26,10 @@ found_by_pkg_config() {
     # shellcheck disable=SC2086  # the flags are words
     "$1" -std=c++20 "$here/${program%:*}.cc" -o "$folder/${program%:*}-$1" $flags
     "$folder/${program%:*}-$1"
+  done
+  for program in "$examples"/*.cc; do
+    # shellcheck disable=SC2086
+    "$1" -std=c++20 "$program" -o "$folder/example-$1" $flags
   done
 }
 
@@ -37,7 +42,7 @@ refuses_older_standard() {
 
 # As a part of another project we leave its cache, its tests and its installation alone.
 stays_a_guest() {
-  configure_and_test guest -DZENTA_SOURCE="$here/../.." -DBUILD_SHARED_LIBS=ON
+  configure_and_test guest 'consumer messages' -DZENTA_SOURCE="$here/../.." -DBUILD_SHARED_LIBS=ON
   grep -q 'BUILD_SHARED_LIBS does not apply' "$folder/guest.log" || die "BUILD_SHARED_LIBS is passed over without a word"
   ! grep -E '^CMAKE_(BUILD_TYPE|OSX_ARCHITECTURES|OSX_DEPLOYMENT_TARGET):[A-Z]+=.' "$folder/guest/CMakeCache.txt" ||
     die "the settings above were made in another project's cache"
@@ -49,6 +54,8 @@ stays_a_guest() {
 }
 
 mkdir -p "$folder"
+examples=$prefix/share/doc/libzenta-dev/examples
+compgen -G "$examples/*.cc" > /dev/null || die "no examples are installed"
 PKG_CONFIG_PATH=$(dirname "$(find "$prefix" -name zenta-corelib.pc)")
 export PKG_CONFIG_PATH
 for compiler in g++ clang++; do

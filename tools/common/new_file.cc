@@ -21,7 +21,7 @@ using signing::FreshNameBeside;
 using signing::MoveInto;
 using signing::WriteBytes;
 
-NewFile::NewFile(fs::path path, mode_t mode) : NewFile(path, path.string(), mode) {}
+NewFile::NewFile(const fs::path& path, mode_t mode) : NewFile(path, path.string(), mode) {}
 
 // If this throws, the destructor does not run: a file that was there before is not removed.
 NewFile::NewFile(fs::path path, std::string shown, mode_t mode)

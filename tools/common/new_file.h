@@ -22,7 +22,7 @@ class NewFile {
  public:
   // Creates `path` for reading and writing with `mode`, less the umask, from the start. Never opens
   // or follows what is already there.
-  NewFile(std::filesystem::path path, mode_t mode);
+  NewFile(const std::filesystem::path& path, mode_t mode);
   // A file of a hidden, unused name in the folder of `target`. Throws when `target` is an input, or
   // is no regular file, a device say, which ReplaceAs would put an end to.
   static NewFile Beside(const std::filesystem::path& target, mode_t mode);

@@ -16,8 +16,10 @@ void DefineSign(CLI::App& command);
 void DefineVerify(CLI::App& command);
 void DefinePack(CLI::App& command);
 void DefinePackage(CLI::App& command);
+void DefineDict(CLI::App& command);
 void DefineMessage(CLI::App& command);
 void DefineTrace(CLI::App& command);
 void DefineDump(CLI::App& command);
+void DefinePages(CLI::App& command);
 
 }  // namespace zenta::zentactl

@@ -1,6 +1,8 @@
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <cassert>
+#include <cctype>
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
@@ -95,6 +97,25 @@ void MakeFolder(const fs::path& folder) {
   if (error) throw SystemFailure("cannot make the folder " + folder.string(), error.value());
 }
 
+// A path as one word of the shell.
+std::string Word(const std::string& path) {
+  constexpr std::string_view kPlain = "/._-";
+  const bool plain = std::all_of(path.begin(), path.end(), [&](unsigned char c) {
+    return std::isalnum(c) != 0 || kPlain.find(static_cast<char>(c)) != kPlain.npos;
+  });
+  if (plain) return path;
+  std::string word = "'";
+  for (const char c : path) c == '\'' ? word += "'\\''" : word += c;
+  return ForTerminal(word + "'");
+}
+
+// How to call this program again, installed or not.
+std::string ThisProgram() {
+  std::error_code unknown;  // a Mac has no such link
+  const fs::path path = fs::read_symlink("/proc/self/exe", unknown);
+  return unknown ? "zentactl" : path.string();
+}
+
 struct KeygenOptions {
   fs::path folder;
   Speech speech;
@@ -106,7 +127,7 @@ void Keygen(const KeygenOptions& options) {
   // Both names are taken before there is a key, and both files go again if anything fails.
   NewFile key_file(folder / "private-key.pem", 0600);
   NewFile conf_file(folder / "signing.conf", 0666);
-  const std::string key_path = key_file.path().string();
+  const std::string key_path = fs::absolute(key_file.path()).lexically_normal().string();
   const std::string conf_path = fs::absolute(conf_file.path()).lexically_normal().string();
 
   const Signer key = Signer::Generate();
@@ -131,12 +152,12 @@ void Keygen(const KeygenOptions& options) {
       .Add("fingerprint", fingerprint)
       .Print(options.speech, std::cout);
   if (options.speech.json || options.speech.quiet) return;
-  std::cout << "\nNext, build an updater that trusts this key and no other, and sign with it:\n"
-            << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG="
-            << ForTerminal(conf_path)
-            << "\n  cmake --build build/mine --target zenta-update"
-            << "\n  zentactl sign update.pkg --key " << ForTerminal(key_path) << " --config "
-            << ForTerminal(conf_path) << '\n';
+  std::cout
+      << "\nNext, in the folder of the sources, build an updater that trusts this key and no\n"
+         "other, and sign with it:\n"
+      << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG=" << Word(conf_path)
+      << "\n  cmake --build build/mine --target zenta-update\n  " << Word(ThisProgram())
+      << " sign update.pkg --key " << Word(key_path) << " --config " << Word(conf_path) << '\n';
 }
 
 }  // namespace

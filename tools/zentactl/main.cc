@@ -27,6 +27,14 @@ struct Command {
   void (*define)(CLI::App& command);
 };
 
+#ifndef ZENTA_READS_PACKAGES
+void DefineAbsent(CLI::App& command) {
+  command.allow_extras();
+  command.callback(
+      [] { throw Failure("is not there on a Mac: 'pkgutil --expand' looks into packages"); });
+}
+#endif
+
 constexpr Command kCommands[] = {
     {"keygen", "make a signing key and the configuration that trusts it",
      zenta::zentactl::DefineKeygen},
@@ -37,12 +45,16 @@ constexpr Command kCommands[] = {
      zenta::zentactl::DefineVerify},
 #ifdef ZENTA_READS_PACKAGES
     {"package", "look into an installer package", zenta::zentactl::DefinePackage},
+#else
+    {"package", "look into an installer package: not on a Mac", DefineAbsent},
 #endif
     {"message", "read, make and compare messages of the cloud service",
      zenta::zentactl::DefineMessage},
+    {"dict", "make, search and compare dictionary images", zenta::zentactl::DefineDict},
     {"dump", "write a file as a C array", zenta::zentactl::DefineDump},
     {"trace", "tell and draw what a trace of the on-screen keyboard holds",
      zenta::zentactl::DefineTrace},
+    {"pages", "write the man page or a shell's completion", zenta::zentactl::DefinePages},
 };
 
 // Everything that --help knows.

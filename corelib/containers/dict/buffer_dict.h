@@ -1,7 +1,20 @@
-// BufferDict: a dictionary as one contiguous image, which is searched in place: a bucket table and
-// packed records. It is built from a BufferHash, saved to a file, and opened from a file or a
-// buffer of bytes, with nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h; docs/formats/dictionary-image.md
-// tells it with an example.
+// BufferDict: a dictionary as one contiguous image, which is searched in place.
+//
+//   tstl::BufferDict<unsigned char> dict;
+//   if (dict.open("words.dict") == tstl::FAILURE) return 1;  // 0 is success
+//   const auto* const record = dict.find("你好");             // null: it is not there
+//   if (record != nullptr) total += record->value();
+//   dict.for_each([&](Text key, std::uint64_t value) { total += key.len() * value; });
+//
+//   offset 0           16                    16 + 4B
+//          +-----------+---------------------+-----------------------------------------+
+//          | B, keys,  | where each bucket's | records: value and "last of its bucket" |
+//          | length, 0 | records begin       | (4 bytes), key units (2), key, zeros    |
+//          +-----------+---------------------+-----------------------------------------+
+//
+// It is built from a BufferHash, saved to a file, and opened from a file or a buffer of bytes, with
+// nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h;
+// docs/formats/dictionary-image.md tells it with an example.
 //
 // A dictionary owns its image, in memory or mapped, and lets go of it with close(), the next open or its
 // end; records and keys that were found die with it. It is never changed, so that any number of threads
@@ -24,6 +37,24 @@
 #include "corelib/text/buffer_ref.h"
 
 namespace tstl {
+
+// What is wrong with an image, and where.
+struct DictFault {
+  enum class Kind : unsigned char {
+    kNone,
+    kNoImage,      // the dictionary is empty
+    kNoMemory,     // to look for faults
+    kTableCut,     // the image ends inside its table
+    kOffset,       // of a first record: no multiple of 4, or inside the table
+    kOutside,      // the record passes the end of the image
+    kShared,       // the record has bytes that another one has, too
+    kPadding,      // something else than zeros behind the key
+    kWrongBucket,  // the key's hash is that of another bucket
+  };
+  Kind kind = Kind::kNone;
+  std::uint32_t bucket = 0;
+  std::uint64_t offset = 0;  // of the record
+};
 
 template <Unit T>
 class BufferDict {
@@ -74,7 +105,9 @@ class BufferDict {
   // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
   // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
   // in proportion to the image's length. False when it is empty or memory is short.
-  bool check() const;
+  bool check() const { return find_fault().kind == DictFault::Kind::kNone; }
+  // The same, with the first fault in the order of buckets.
+  DictFault find_fault() const;
 
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }

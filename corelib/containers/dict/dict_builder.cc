@@ -71,7 +71,10 @@ bool DictBuilder<T>::spill() {
 template <Unit T>
 bool DictBuilder<T>::write_image(ImageSink& sink) {
   if (failed_ || !fail(pairs_.sort(merge_) ? 0 : ENOMEM)) return false;
-  if (!spilled_.is_empty()) return spill() && fail(spilled_.write_image(sink, memory_, cut_cnt_));
+  // An image takes about as much memory as its pairs, and stands beside them.
+  const bool has_room = memory_ == 0 || 2 * pairs_.memory() <= memory_;
+  if (!spilled_.is_empty() || !has_room)
+    return spill() && fail(spilled_.write_image(sink, memory_, cut_cnt_));
   Buffer<unsigned char> image;
   return fail(build_dict_image(pairs_, image, cut_cnt_)) && fail(sink.take(std::move(image)));
 }
@@ -100,6 +103,12 @@ std::uint32_t DictBuilder<T>::save(const char* path) {
   if (finish(sink) != 0) return FAILURE;
   error_ = file.commit();
   return error_ == 0 ? 0 : FAILURE;
+}
+
+template <Unit T>
+std::uint32_t DictBuilder<T>::write(int fd) {
+  ImageSink sink(fd);
+  return finish(sink);
 }
 
 template class DictBuilder<unsigned char>;

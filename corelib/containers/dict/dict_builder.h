@@ -53,7 +53,7 @@ class DictBuilder {
 
   explicit DictBuilder(DictMerge merge = dict_merge::last) : merge_(merge), spilled_(merge) {}
 
-  // From now on pairs take no more than `bytes` of memory; the others go to files
+  // From now on pairs, and an image in memory, take no more than `bytes`; what is more goes to files
   // without a name in `folder`. They take as much there as in memory, and as much again while they are
   // merged; in the end the pairs and 8 bytes for each key. Besides, the image's table stays in memory,
   // less than seven bytes for each key, and building takes up to 256 KiB for each open file, a hundred
@@ -69,12 +69,15 @@ class DictBuilder {
   // was. The builder is empty then, and takes other pairs.
   std::uint32_t build(BufferDict<T>& dict);
   std::uint32_t save(const char* path);
+  // Writes the image to an open file, a pipe or a device, from front to back. After FAILURE a part of it
+  // may have been written.
+  std::uint32_t write(int fd);
 
-  // What went wrong in the last build() or save(), or in add() since: an errno value; ENOMEM when memory
+  // What went wrong in the last build(), save() or write(), or in add() since: an errno value; ENOMEM when memory
   // is short, EFBIG when the image would be longer than 4,294,967,294 bytes, or what the system said
   // of a file (ENOSPC for a full disk). 0 when nothing did.
   int error() const { return error_; }
-  // Of the last build() or save(): how many values had more than 31 bits.
+  // Of the last build(), save() or write(): how many values had more than 31 bits.
   std::uint32_t cut_cnt() const { return cut_cnt_; }
 
   // Drops all pairs. The memory's bound stays.

@@ -86,7 +86,7 @@ bool find_name(const char* path, bool is_link, Buffer<unsigned char>& name) {
 
 int replace_file(const char* new_path, const char* target_path) noexcept {
   if (target_path == nullptr) return EINVAL;
-  struct stat fresh, target;
+  struct stat fresh = {}, target = {};
   if (const int error = bring_to_disk(new_path, fresh)) return error;
   if (::lstat(target_path, &target) == 0 && is_same_file(fresh, target)) {
     // rename() would leave both names, or put a link in the place of what it leads to.

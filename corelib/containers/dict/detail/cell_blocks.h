@@ -29,7 +29,7 @@ class CellBlocks {
     const std::uint64_t offset = kBlockSize - left_;
     left_ -= taken;
     cell = static_cast<std::uint32_t>((block_cnt_ - 1) * kCellsOfBlock + offset / kCellSize);
-    return blocks_[block_cnt_ - 1] + offset;
+    return last_ + offset;
   }
 
   void* at(std::uint32_t cell) const {
@@ -38,6 +38,7 @@ class CellBlocks {
 
   void swap(CellBlocks& other) {
     std::swap(blocks_, other.blocks_);
+    std::swap(last_, other.last_);
     std::swap(block_cnt_, other.block_cnt_);
     std::swap(capacity_, other.capacity_);
     std::swap(left_, other.left_);
@@ -47,6 +48,7 @@ class CellBlocks {
     for (std::uint32_t i = 0; i < block_cnt_; ++i) std::free(blocks_[i]);
     std::free(blocks_);
     blocks_ = nullptr;
+    last_ = nullptr;
     block_cnt_ = capacity_ = 0;
     left_ = 0;
   }
@@ -66,12 +68,13 @@ class CellBlocks {
     }
     auto* const block = static_cast<unsigned char*>(std::malloc(kBlockSize));
     if (block == nullptr) return false;
-    blocks_[block_cnt_++] = block;
+    last_ = blocks_[block_cnt_++] = block;
     left_ = kBlockSize;
     return true;
   }
 
   unsigned char** blocks_ = nullptr;
+  unsigned char* last_ = nullptr;  // block
   std::uint32_t block_cnt_ = 0;
   std::uint32_t capacity_ = 0;
   std::uint64_t left_ = 0;  // of the last block

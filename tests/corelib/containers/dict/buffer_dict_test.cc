@@ -28,7 +28,7 @@ Bytes Image(const std::vector<std::uint32_t>& words, const Bytes& rest = {}) {
 
 template <class T>
 struct BufferDictTest : testing::Test {
-  std::unique_ptr<unsigned char[]> memory;
+  std::unique_ptr<unsigned char[]> storage;
   BufferDict<T> dict;
 
   static BufferHash<T> RandomTable(unsigned keys, unsigned seed) {
@@ -44,10 +44,10 @@ struct BufferDictTest : testing::Test {
   }
   // Opens exactly these bytes, with a zero behind them, where they are; `shift` misaligns them.
   std::uint32_t Open(const Bytes& bytes, unsigned shift = 0) {
-    memory = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
-    std::copy(bytes.begin(), bytes.end(), &memory[shift]);
+    storage = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
+    std::copy(bytes.begin(), bytes.end(), &storage[shift]);
     Buffer<unsigned char> buffer;
-    buffer.set_data_external(unsigned(bytes.size()), &memory[shift], unsigned(bytes.size()));
+    buffer.set_data_external(unsigned(bytes.size()), &storage[shift], unsigned(bytes.size()));
     return dict.open(std::move(buffer));
   }
   // What holds for any image. Returns check().
