@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "corelib/io/json/json_text.h"
 #include "engine/cloud/cloud_request.h"
 #include "engine/cloud/cloud_response.h"
+#include "fuzz/cloud/message_fuzz.h"
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
 
@@ -194,6 +196,31 @@ TEST(CloudMessageTest, WhatComesAgainReplacesAppendsOrMerges) {
   EXPECT_TRUE(FromBinary<ReqInfo>(PlainField(4, 1ull << 63)).first.need_zj_forcast);
   EXPECT_EQ(FromJson<ServItem>(R"({"show_type":65535,"show_type":65536})").first.show_type, 65535);
   EXPECT_EQ(FromBinary<SugLog>(PlainField(6, "a\0b\0c"sv)).first.input_inline.len(), 2u);
+}
+
+// In lines, with keys that are escaped, cut short, and with each byte changed: a cursor and a tree make
+// the same of it (message_fuzz.h asks for that).
+TEST(CloudMessageTest, JsonIsReadAsItsTreeIsHoweverItIsSpelled) {
+  RecordFiller filler(11, false);
+  const std::string json = Json(filler.Make<CloudResponse>());
+  const auto check = [](const std::string& text) {
+    const std::vector<char> copy(text.begin(), text.end());
+    fuzz::CheckJson<CloudResponse>({copy.data(), unsigned(copy.size())});
+  };
+  Buffer<unsigned char> lines;
+  ASSERT_TRUE(tstl::json_pretty(json, lines));
+  check(std::string(lines.std_view()));
+  std::string escaped;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const bool begins_key = json[i] == 'i' && (json[i - 1] == '"');
+    escaped += begins_key ? "\\u0069" : std::string(1, json[i]);
+  }
+  check(escaped);
+  for (std::size_t i = 0; i < json.size(); i += 1 + i / 64) {
+    check(json.substr(0, i));
+    std::string changed = json;
+    for (const char byte : "\"\\{}[]:,0-e \x01\xE4"sv) changed[i] = byte, check(changed);
+  }
 }
 
 // A fault of the message itself ends it. One of a nested record costs that record what stands behind
