@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
-# what they import with packaging/macos/imports/. Some libraries of zentactl are compiled, too, with Debian's headers of
-# what Homebrew has for them. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
+# what they import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that
+# Homebrew has for it, whose symbols are left open. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -55,7 +55,7 @@ make_sysroot() {
   mkdir -p "$ZENTA_MAC_SYSROOT/usr/lib" "$ZENTA_MAC_HEADERS"
   make_stubs
   cp -rp tools/mac/include/. tests/apple_shims/frameworks/. /usr/include/marisa.h /usr/include/marisa \
-    /usr/include/{openssl,plist,zlib.h,zconf.h} "$ZENTA_MAC_HEADERS/"
+    /usr/include/{CLI,openssl,plist,zlib.h,zconf.h,zstd.h,zstd_errors.h} "$ZENTA_MAC_HEADERS/"
   cp -p /usr/include/x86_64-linux-gnu/openssl/*.h "$ZENTA_MAC_HEADERS/openssl/"
 }
 
@@ -88,7 +88,9 @@ build_for() {
   # Linked anew each time: the stubs, which follow the lists, are no dependency of theirs.
   local program
   for program in "${programs[@]}"; do find "$out/$1" -type f -name "$program" -delete; done
-  cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${programs[@]}" zenta_tools_common zenta_signing zenta_plist
+  local targets=("${programs[@]}")
+  [[ $1 != arm64 ]] || targets+=(zentactl)  # one architecture will do: it is what Homebrew has the libraries for
+  cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${targets[@]}"
 }
 
 # make_universal PROGRAM: one file of the two, as lipo makes it on a Mac.

@@ -1,6 +1,6 @@
 # What find_package finds for the Mac's build on Linux: GoogleTest, built from Debian's sources, and in the place of other
-# libraries targets that are nothing. Programs of tests that use those cannot be built here. Some libraries of zentactl can,
-# with the headers that tools/mac/check.sh provides.
+# libraries targets that are nothing. Programs of tests that use those cannot be built here; zentactl can, with the
+# headers that tools/mac/check.sh provides.
 
 function(zenta_provide_googletest)
   set(root /usr/src/googletest)
