@@ -7,7 +7,8 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+# The build type of another project that we are a part of is that project's business, also when it has none.
+if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
 
@@ -19,7 +20,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(zenta_flags INTERFACE -Wno-restrict)
 endif()
 
-if(ZENTA_SANITIZE OR ZENTA_FUZZ)
+# Another fuzzing engine than libFuzzer comes with sanitizers and coverage of its own, in CXXFLAGS.
+set(ZENTA_FUZZING_ENGINE "" CACHE STRING "What fuzz targets are linked with in the place of libFuzzer")
+if(ZENTA_SANITIZE OR (ZENTA_FUZZ AND NOT ZENTA_FUZZING_ENGINE))
   # Without vptr: that check needs run-time types, and corelib/ and engine/ have none.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
@@ -29,7 +32,9 @@ if(ZENTA_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
     message(FATAL_ERROR "ZENTA_FUZZ needs clang: configure with --preset fuzz")
   endif()
-  add_compile_options(-fsanitize=fuzzer-no-link)
+  if(NOT ZENTA_FUZZING_ENGINE)
+    add_compile_options(-fsanitize=fuzzer-no-link)
+  endif()
 endif()
 if(ZENTA_COVERAGE)
   add_compile_options(--coverage)

@@ -59,31 +59,37 @@ function(zenta_benchmark name)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${arg_LINKS} benchmark::benchmark_main zenta_flags)
-  set_property(GLOBAL APPEND PROPERTY ZENTA_BENCHMARKS ${name})
+  set_property(GLOBAL APPEND PROPERTY ZENTA_BENCHMARKS $<TARGET_FILE:${name}>)
 endfunction()
 
-# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/. With ZENTA_FUZZ it is a
-# libFuzzer program; otherwise it replays its corpus as a test, so that every compiler builds and runs it.
+# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/, and if words help it, a
+# dictionary fuzz/dictionaries/<name>.dict. With ZENTA_FUZZ it is a libFuzzer program, or one of the engine that
+# ZENTA_FUZZING_ENGINE is; otherwise it replays its corpus as a test, so that every compiler builds and runs it. OPTIONS: one
+# option that `./dev fuzz` gives it, such as the length of the longest input where longer ones find nothing more.
 function(zenta_fuzzer name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;DEFINITIONS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "OPTIONS" "SOURCES;LINKS;DEFINITIONS")
   add_executable(${name} ${arg_SOURCES})
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS})
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}")
   target_link_libraries(${name} PRIVATE ${arg_LINKS} zenta_flags)
   if(ZENTA_FUZZ)
-    target_link_options(${name} PRIVATE -fsanitize=fuzzer)
-    set_property(GLOBAL APPEND PROPERTY ZENTA_FUZZERS ${name})
+    target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/asan_options.cc")
+    if(ZENTA_FUZZING_ENGINE)
+      target_link_libraries(${name} PRIVATE "${ZENTA_FUZZING_ENGINE}")
+    else()
+      target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+    endif()
+    set_property(GLOBAL APPEND PROPERTY ZENTA_FUZZERS "$<TARGET_FILE:${name}> ${arg_OPTIONS}")
   else()
     target_sources(${name} PRIVATE "${PROJECT_SOURCE_DIR}/fuzz/replay_main.cc")
     add_test(NAME fuzz_replay.${name} COMMAND ${name} "${PROJECT_SOURCE_DIR}/fuzz/corpus/${name}")
   endif()
 endfunction()
 
-# Writes the paths of all benchmarks and fuzzers, a line each, where ./dev finds them.
+# Writes the paths of all benchmarks and fuzzers, a line each, where ./dev finds them; a fuzzer's options follow its path.
 function(zenta_write_program_lists)
   foreach(kind BENCHMARKS FUZZERS)
     get_property(programs GLOBAL PROPERTY ZENTA_${kind})
-    list(TRANSFORM programs REPLACE "(.+)" "$<TARGET_FILE:\\1>")
     list(JOIN programs "\n" lines)
     string(TOLOWER "${kind}.txt" file)
     file(GENERATE OUTPUT "${PROJECT_BINARY_DIR}/${file}" CONTENT "${lines}\n")

@@ -35,6 +35,7 @@ int OpenFile(const fs::path& path, int flags, mode_t mode) {
   const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   const int error = errno;
   close(descriptor);
+  if (other < 0 && (flags & O_EXCL) != 0) unlink(path.c_str());  // it was just made
   errno = error;
   return other;
 }

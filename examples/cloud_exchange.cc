@@ -10,6 +10,10 @@
 #include "engine/cloud/exchange.h"
 #include "engine/cloud/recorded_transport.h"
 
+#if !defined(ZENTA_RECORDINGS)  // seen from the folder that has the examples
+#define ZENTA_RECORDINGS "examples/recorded"
+#endif
+
 int main(int argc, char** argv) {
   const bool json = argc > 1 && std::string_view(argv[1]) == "json";
 

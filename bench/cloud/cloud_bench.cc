@@ -2,6 +2,9 @@
 // its arena, protozero and RapidJSON. All make and read the very same bytes; all memory is there
 // from the message before. `allocs` and `allocs_PEER`: allocations for one such message.
 //
+// `visit`: protozero visiting each field, `yyjson` and `simdjson`: these parsing the text and visiting each
+// value; nothing is kept of it. That is the least that anybody does who reads a message.
+//
 // protobuf's messages hold UTF-8 and its encoder only copies it, while ours and protozero's begin
 // with 16-bit text; and protobuf's decoder, and RapidJSON's bare parse, leave texts as UTF-8.
 #include <benchmark/benchmark.h>
@@ -15,6 +18,7 @@
 #include "bench/cloud/allocations.h"
 #include "bench/cloud/messages.h"
 #include "bench/cloud/peers.h"
+#include "bench/cloud/visit.h"
 #include "bench/ratio.h"
 #include "cloud.pb.h"
 #include "corelib/io/json/json_read.h"
@@ -127,6 +131,11 @@ void BM_BinaryDecode(benchmark::State& state) {
     return record;
   };
   const auto by_protobuf = [&] { return peer_arena.Parse<typename Kind::Peer>(bytes); };
+  const auto visit = [&] {
+    zenta::bench::Seen seen;
+    zenta::bench::VisitByProtozero<Record>(protozero::pbf_reader(bytes), seen);
+    return seen;
+  };
   if (Written<ProtoWrite>(ours()) != bytes || Written<ProtoWrite>(by_protozero()) != bytes ||
       by_protobuf()->SerializeAsString() != bytes) {
     state.SkipWithError("the contestants disagree");
@@ -134,7 +143,8 @@ void BM_BinaryDecode(benchmark::State& state) {
   state.counters["allocs"] = AllocationsOf(ours);
   state.counters["allocs_protobuf"] = AllocationsOf(by_protobuf);
   Race(state, {.bytes = double(bytes.size())}, Contestant{"ours", ours},
-       Contestant{"protobuf", by_protobuf}, Contestant{"protozero", by_protozero});
+       Contestant{"protobuf", by_protobuf}, Contestant{"protozero", by_protozero},
+       Contestant{"visit", visit});
 }
 BENCHMARK(BM_BinaryDecode<Request>);
 BENCHMARK(BM_BinaryDecode<Response>);
@@ -200,11 +210,27 @@ void BM_JsonRead(benchmark::State& state) {
     arena.rewind();
     return tstl::json_parse(text, arena).root;
   };
+  zenta::bench::Seen seen;
+  zenta::bench::Visit(our_parse(), arena, seen);
   if (Written<JsonWrite>(ours()) != text || Written<JsonWrite>(to_record()) != text)
     state.SkipWithError("the contestants disagree");
+#if defined(ZENTA_PEER_YYJSON)
+  zenta::bench::YyjsonVisitor by_yyjson(text);
+  if (by_yyjson() != seen) state.SkipWithError("yyjson has seen something else");
+#endif
+#if defined(ZENTA_PEER_SIMDJSON)
+  zenta::bench::SimdjsonVisitor by_simdjson(text);
+  if (by_simdjson() != seen) state.SkipWithError("simdjson has seen something else");
+#endif
   state.counters["allocs"] = AllocationsOf(ours);
   state.counters["allocs_rapidjson"] = AllocationsOf(to_record);
   Race(state, {.bytes = double(text.size())}, Contestant{"ours", ours},
+#if defined(ZENTA_PEER_YYJSON)
+       Contestant{"yyjson", [&] { return by_yyjson(); }},
+#endif
+#if defined(ZENTA_PEER_SIMDJSON)
+       Contestant{"simdjson", [&] { return by_simdjson(); }},
+#endif
        Contestant{"parse", to_document}, Contestant{"records", to_record},
        Contestant{"own_parse", our_parse});
 }

@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <random>
 #include <string>
 
 #include "bench/ratio.h"
@@ -76,6 +77,37 @@ void BM_FindCrlf(benchmark::State& state) {
   }
 }
 
+// The lines of a text, of up to state.range(0) units, beside memchr for LF and a look at the byte
+// before, which passes over a CR that stands alone.
+void BM_Lines(benchmark::State& state) {
+  std::string text = Prose<unsigned char>(64 << 10, "\n");
+  std::mt19937 random(5);
+  const auto longest = static_cast<unsigned>(state.range(0));
+  for (std::size_t at = random() % longest; at < text.size(); at += 1 + random() % longest) {
+    text[at] = '\n';
+  }
+  const auto ours = [&] {
+    tstl::BufferRefMutable<unsigned char> rest(text);
+    std::size_t units = 0;
+    while (rest) units += rest.fetch_before_crlf().len();
+    return units;
+  };
+  const auto by_memchr = [&] {
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    std::size_t units = 0;
+    while (at != end) {
+      const auto* const lf = static_cast<const char*>(std::memchr(at, '\n', std::size_t(end - at)));
+      units += static_cast<std::size_t>(lf - at) - (lf != at && lf[-1] == '\r');
+      at = lf + 1;
+    }
+    return units;
+  };
+  CheckSame(state, ours(), by_memchr());
+  Race(state, {.bytes = double(text.size())}, Contestant{"ours", ours},
+       Contestant{"memchr", by_memchr});
+}
+
 template <class T>
 void BM_FindStr(benchmark::State& state) {
   // The first letter decides how a scan fares that looks for it alone.
@@ -118,6 +150,7 @@ BENCHMARK(BM_FindChr<unsigned char>)->Apply(Sizes);
 BENCHMARK(BM_FindChr<unsigned short>)->Apply(Sizes);
 BENCHMARK(BM_FindCrlf<unsigned char>)->Apply(Sizes);
 BENCHMARK(BM_FindCrlf<unsigned short>)->Apply(Sizes);
+BENCHMARK(BM_Lines)->Arg(20)->Arg(80)->Arg(300);
 BENCHMARK(BM_FindStr<unsigned char>)->Apply(SizesAndNeedles);
 BENCHMARK(BM_FindStr<unsigned short>)->Apply(SizesAndNeedles);
 BENCHMARK(BM_CountChr<unsigned char>)->Apply(Sizes);

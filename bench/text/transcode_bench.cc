@@ -1,5 +1,5 @@
-// UTF-8 and UTF-16 both ways beside ICU and the standard library's codecvt, for ASCII, Chinese and
-// the two mixed every one to six characters, in texts of 16 B, 256 B and 64 KiB of UTF-8. GBps is
+// UTF-8 and UTF-16 both ways beside ICU and the standard library's codecvt, for ASCII, Chinese, the
+// two mixed every one to six characters, and ASCII mixed so with emoji, in texts of 16 B, 256 B and 64 KiB of UTF-8. GBps is
 // of UTF-8. Short texts come as 64 different ones in turn, so that branches are not learnt by
 // heart. memcpy copies the UTF-8 form: what it costs to touch the text at all.
 #include <benchmark/benchmark.h>
@@ -20,7 +20,7 @@ namespace {
 using zenta::bench::Contestant;
 using zenta::bench::Race;
 
-enum Kind { kAscii, kChinese, kMixed };
+enum Kind { kAscii, kChinese, kMixed, kEmoji };
 
 struct Text {
   std::u16string wide;
@@ -31,13 +31,19 @@ Text MakeText(Kind kind, std::size_t bytes, unsigned seed) {
   std::mt19937 random(seed);
   std::u16string wide;
   std::size_t run = 0;
-  bool chinese = kind == kChinese;
+  bool other = kind == kChinese;  // than ASCII
   for (std::size_t left = bytes; left != 0;) {
-    if (kind == kMixed && run-- == 0) {
+    if ((kind == kMixed || kind == kEmoji) && run-- == 0) {
       run = random() % 6;
-      chinese = !chinese;
+      other = !other;
     }
-    const bool three = chinese && left >= 3;
+    if (kind == kEmoji && other && left >= 4) {  // U+1F300 to U+1F3FF
+      wide += u'\xD83C';
+      wide += static_cast<char16_t>(0xDF00 + random() % 0x100);
+      left -= 4;
+      continue;
+    }
+    const bool three = kind != kEmoji && other && left >= 3;
     wide += static_cast<char16_t>(three ? 0x4E00 + random() % 0x5200 : 0x20 + random() % 0x5F);
     left -= three ? 3 : 1;
   }
@@ -208,7 +214,8 @@ void BM_SizeAndConvert(benchmark::State& state) {
 }
 
 void Texts(benchmark::internal::Benchmark* bench) {
-  bench->ArgNames({"kind", "bytes"})->ArgsProduct({{kAscii, kChinese, kMixed}, {16, 256, 65536}});
+  bench->ArgNames({"kind", "bytes"})
+      ->ArgsProduct({{kAscii, kChinese, kMixed, kEmoji}, {16, 256, 65536}});
 }
 
 BENCHMARK_TEMPLATE(BM_Convert, std::u16string, std::string)->Apply(Texts);

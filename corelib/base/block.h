@@ -89,6 +89,13 @@ class Block {
   // REQUIRES: every lane is all ones or zero.
   LaneMask<T> mask() const { return LaneMask<T>(position_mask(Bytes(lanes_))); }
 
+  // The answers of four blocks in a row, as one bit for each unit: bit sizeof(T) * i for unit i.
+  // REQUIRES: as mask().
+  friend std::uint64_t bit_per_unit(Block a, Block b, Block c, Block d) {
+    constexpr std::uint64_t kUnitBits = sizeof(T) == 1 ? ~std::uint64_t{0} : 0x5555555555555555;
+    return kUnitBits & movemask(Bytes(a.lanes_), Bytes(b.lanes_), Bytes(c.lanes_), Bytes(d.lanes_));
+  }
+
  private:
   using Lanes [[gnu::vector_size(16)]] = T;
   template <class V>

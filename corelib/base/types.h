@@ -1,6 +1,10 @@
 // The two kinds of text unit, the library's one failure value, and the machines that it is made for.
 #pragma once
 
+#if __cplusplus < 202002L
+#error "zenta needs C++20: compile with -std=c++20 -fno-strict-aliasing"
+#endif
+
 #include <bit>
 #include <climits>
 #include <concepts>

@@ -91,6 +91,22 @@ inline unsigned movemask(Bytes v) noexcept {
 #endif
 }
 
+// The same of 64 bytes in four vectors, which are the result of a comparison.
+inline std::uint64_t movemask(Bytes a, Bytes b, Bytes c, Bytes d) noexcept {
+#if defined(ZENTA_VECTOR_NEON)
+  // Each byte keeps the bit of its place among eight; three rounds of adding neighbours gather them.
+  const Bytes bit = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
+  const uint8x16_t ab = vpaddq_u8(uint8x16_t(a & bit), uint8x16_t(b & bit));
+  const uint8x16_t cd = vpaddq_u8(uint8x16_t(c & bit), uint8x16_t(d & bit));
+  const uint8x16_t all = vpaddq_u8(ab, cd);
+  return vgetq_lane_u64(vreinterpretq_u64_u8(vpaddq_u8(all, all)), 0);
+#else
+  const std::uint64_t low = movemask(a) | movemask(b) << 16;
+  const std::uint64_t high = movemask(c) | movemask(d) << 16;
+  return low | high << 32;
+#endif
+}
+
 // Whether a comparison holds in any lane, and whether in all of them.
 template <class Mask>
 inline bool any(Mask mask) noexcept {

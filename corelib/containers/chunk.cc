@@ -20,6 +20,7 @@ void Chunk::swap(Chunk& other) noexcept {
   std::swap(block_cnt_, other.block_cnt_);
   std::swap(alloc_cnt_, other.alloc_cnt_);
   std::swap(unlimited_pages_, other.unlimited_pages_);
+  std::swap(unzeroed_, other.unzeroed_);
 }
 
 void Chunk::reset() {
@@ -27,6 +28,7 @@ void Chunk::reset() {
   cursor_ = nullptr;
   total_ = 0;
   left_ = 0;
+  unzeroed_ = 0;
   block_cnt_ = 0;
   alloc_cnt_ = 0;
   block_pages_ = std::min<std::uint16_t>(block_pages_, kMaxBlock / kPage - 1);
@@ -36,33 +38,51 @@ void Chunk::rewind() {
   const std::uint64_t keep = std::min({total_, kMaxBlock, limit()});
   if (blocks_ == nullptr || blocks_->prev != nullptr || blocks_->size != keep) {
     reset();
-    if (keep != 0) make_current(obtain(keep));
+    if (keep != 0) make_current(obtain(keep, false));
     return;
   }
-  // One block of the right size: either the current one, used up to the cursor, or a lone block
-  // that a single request took whole.
-  detail::unpoison(blocks_->data(), keep);
-  std::memset(blocks_->data(), 0, keep - left_);
+  // One block of the right size: either the current one or a lone block that a single request took
+  // whole.
   detail::poison(blocks_->data(), keep);
   alloc_cnt_ = 0;
   make_current(blocks_);
 }
 
-// The request is already counted; alignment needs no thought, since a block's first byte suits
-// every request.
+// The request is already counted.
+void* Chunk::alloc_further(std::uint64_t n, std::size_t align) {
+  const std::uint64_t gap = gap_before(align);
+  if (unzeroed_ == 0 || n > left() || gap > left() - round_up(n)) return alloc_from_new_block(n);
+  zero_ahead(gap + n);
+  return take(gap, n);
+}
+
+// Alignment needs no thought, since a block's first byte suits every request.
 void* Chunk::alloc_from_new_block(std::uint64_t n) {
   if (n > std::numeric_limits<std::ptrdiff_t>::max() - sizeof(Block) - 3) return nullptr;
-  n = (n + 3) & ~std::uint64_t{3};
+  n = round_up(n);
   const std::uint64_t size = std::min(next_block_size(), allowed());
-  const bool shared = left_ < kWorthKeeping && n <= size;
-  Block* const block = obtain(shared ? size : n);
+  const bool shared = left() < kWorthKeeping && n <= size;
+  Block* const block = obtain(shared ? size : n, !shared);
   if (block == nullptr) return nullptr;
-  detail::unpoison(block->data(), n);
-  if (!shared) return block->data();
+  if (!shared) {
+    detail::unpoison(block->data(), n);
+    return block->data();
+  }
   make_current(block);
-  cursor_ += n;
-  left_ -= static_cast<std::uint32_t>(n);
-  return block->data();
+  zero_ahead(n);
+  return take(0, n);
+}
+
+// Zeroes more of the current block, so that `n` bytes can be taken. REQUIRES: left_ < n <= left().
+void Chunk::zero_ahead(std::uint64_t n) {
+  const auto missing = static_cast<std::uint32_t>(round_up(n) - left_);
+  const std::uint32_t size = std::min(std::max(missing, kZeroedAhead), unzeroed_);
+  unsigned char* const at = cursor_ + left_;
+  detail::unpoison(at, size);
+  std::memset(at, 0, size);
+  detail::poison(at, size);
+  left_ += size;
+  unzeroed_ -= size;
 }
 
 std::uint64_t Chunk::next_block_size() const {
@@ -71,11 +91,12 @@ std::uint64_t Chunk::next_block_size() const {
   return std::min(std::max(base, grown), kMaxBlock);
 }
 
-// A zero-filled block at the head of the chain, none of it handed out; null when memory is short and
-// past the limit.
-Chunk::Block* Chunk::obtain(std::uint64_t size) {
+// A block at the head of the chain, none of it handed out; null when memory is short and past the
+// limit.
+Chunk::Block* Chunk::obtain(std::uint64_t size, bool zeroed) {
   if (size > allowed()) return nullptr;
-  auto* const block = static_cast<Block*>(std::calloc(1, sizeof(Block) + size));
+  const std::uint64_t whole = sizeof(Block) + size;
+  auto* const block = static_cast<Block*>(zeroed ? std::calloc(1, whole) : std::malloc(whole));
   if (block == nullptr) return nullptr;
   detail::poison(block->data(), size);
   block->prev = blocks_;
@@ -90,7 +111,8 @@ Chunk::Block* Chunk::obtain(std::uint64_t size) {
 void Chunk::make_current(Block* block) {
   if (block == nullptr) return;
   cursor_ = block->data();
-  left_ = static_cast<std::uint32_t>(block->size);
+  left_ = 0;
+  unzeroed_ = static_cast<std::uint32_t>(block->size);
 }
 
 void Chunk::release_blocks() {

@@ -1,5 +1,19 @@
 // Buffer: the owning, growable text, always with a zero one unit past its length.
 //
+//   tstl::Buffer<unsigned char> line;                      // 8-bit text: UTF-8
+//   line.append_str("count: ").append_num(42, 4);          // "count: 0042"
+//   line.append_str(u"，中").append_chr(U'文');            // other widths are transcoded
+//   const tstl::Buffer<unsigned short> wide(line);         // the whole text as UTF-16
+//   std::puts(reinterpret_cast<const char*>(line.c_str()));
+//
+//   +-----+-----+-----+-------+
+//   | str | len | cap | flags |      20 bytes; offsets and flags: buffer_fix_base.h
+//   +--|--+-----+-----+-------+
+//      v
+//   +---+---+---+---+---+---+------------+
+//   | c | o | u | n | t | 0 |    free    |      len is 5; cap + 1 units in all
+//   +---+---+---+---+---+---+------------+
+//
 // The buffers are one chain of classes without virtual functions. Each adds operations, none but the
 // last adds data:
 //
@@ -20,6 +34,8 @@
 // moves. Operations that change anything copy a const text out first, whether they grow or not;
 // clear() and assignment just let go of it. Operations return the buffer, so that they can be
 // chained. One thread uses a buffer at a time.
+//
+// Compile with -fno-strict-aliasing, for char16_t text: see buffer_ref.h.
 //
 // Between the two unit widths text is transcoded by the rules of utf.h (unpaired surrogates are
 // dropped): by the constructors, append_str, append_chr and assign_transcoded. The one exception is

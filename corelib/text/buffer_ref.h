@@ -1,6 +1,12 @@
 // BufferRef and BufferRefMutable: the views in which the whole library hands text from function to
 // function.
 //
+//   for (tstl::BufferRefMutable<unsigned char> text = "width=5\nheight=7\n"; text;) {
+//     tstl::BufferRefMutable<unsigned char> line = text.fetch_before_crlf();
+//     const tstl::BufferRef<unsigned char> name = line.fetch_before_chr('=');
+//     if (name == "height") height = line.to_num32();  // `line` is what is left of it: "7"
+//   }
+//
 // A view is a pointer and a 32-bit length in units, copied by value. It never owns or frees memory:
 // the owner of the text must outlive it, and an owner that reallocates makes its views stale. No
 // zero is assumed after the text, which may be cut from the middle of a larger one.
@@ -14,14 +20,12 @@
 // as well and drops the const, on purpose, so that one type serves both. The operations that change
 // units (the section "in place") are for views over writable memory only; the caller has to know.
 //
-// The reading operations are those of TextOps. Nothing fails and nothing allocates. A reader holds
-// a BufferRefMutable over its input and takes it apart from the front:
+// char16_t text is viewed as units of `unsigned short` and back, which the language's aliasing rule
+// does not allow: whoever includes this compiles with -fno-strict-aliasing. The CMake targets and
+// the pkg-config files ask for it.
 //
-//   for (BufferRefMutable<unsigned char> text = file; text;) {
-//     BufferRefMutable<unsigned char> line = text.fetch_before_crlf();
-//     const BufferRef<unsigned char> name = line.fetch_before_chr('=');
-//     table.insert(name, line.to_num32());
-//   }
+// The reading operations are those of TextOps. Nothing fails and nothing allocates. A reader holds
+// a BufferRefMutable over its input and takes it apart from the front, as above.
 #pragma once
 
 #include <cassert>

@@ -40,10 +40,7 @@ struct NUM {
   static unsigned zz_tostr(T* buf, V value) noexcept {
     const Magnitude<V> number = magnitude(value);
     if (value < 0) *buf++ = '-';
-    const unsigned digits = detail::decimal_digits(number);
-    detail::write_decimal(buf, number, digits);
-    buf[digits] = 0;
-    return digits + (value < 0);
+    return detail::write_decimal(buf, number) + (value < 0);
   }
   // What zz_tostr will return.
   template <Integer V>

@@ -1,33 +1,52 @@
 #include "corelib/text/scan.h"
 
 #include <algorithm>
+#include <bit>
 #include <cassert>
 
 namespace tstl::detail {
 
+template <Unit T>
+std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n) {
+  return first_of_blocks(p, n, T{'\n'}, T{'\r'});
+}
+
 // Compares in full wherever the first and the last unit fit.
 template <Unit T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
-  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
+  using Block = base::Block<T>;
+  constexpr std::uint64_t kStep = Block::kUnits;
   assert(starts >= kStep && m != 0);
-  const auto head = base::Block<T>::fill(s[0]);
-  const auto tail = base::Block<T>::fill(s[m - 1]);
-  for (std::uint64_t i = 0;; i = std::min(i + kStep, starts - kStep)) {
-    const auto heads = equal(base::Block<T>::load(p + i), head);
-    auto mask = (heads & equal(base::Block<T>::load(p + i + (m - 1)), tail)).mask();
-    for (; mask; mask.drop_first()) {
+  const Block head = Block::fill(s[0]);
+  const Block tail = Block::fill(s[m - 1]);
+  const auto fits = [&](std::uint64_t at) {
+    return equal(Block::load(p + at), head) & equal(Block::load(p + at + (m - 1)), tail);
+  };
+  std::uint64_t i = 0;
+  for (; starts - i >= 4 * kStep; i += 4 * kStep) {
+    const Block a = fits(i), b = fits(i + kStep), c = fits(i + 2 * kStep), d = fits(i + 3 * kStep);
+    if (!(a | b | c | d).mask()) continue;
+    for (std::uint64_t bits = bit_per_unit(a, b, c, d); bits != 0; bits &= bits - 1) {
+      const auto at = i + static_cast<std::uint64_t>(std::countr_zero(bits)) / sizeof(T);
+      if (base::equal_short(p + at, s, m * sizeof(T))) return at;
+    }
+  }
+  // The rest as whole blocks: starts that are looked at twice are none.
+  for (; i != starts; i += kStep) {
+    i = std::min(i, starts - kStep);
+    for (auto mask = fits(i).mask(); mask; mask.drop_first()) {
       if (base::equal_short(p + i + mask.first(), s, m * sizeof(T))) return i + mask.first();
     }
-    if (i == starts - kStep) return starts;
   }
+  return starts;
 }
 
 // Leaps from one first unit to the next where these are rare; where leaps turn out short, the
-// stretches that are compared in between grow.
+// stretches that are compared in between grow, until the leaps no longer count.
 template <Unit T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
-  constexpr std::uint64_t kLong = 16 * kShort;
+  constexpr std::uint64_t kLong = 256 * kShort;
   std::uint64_t stretch = kShort;
   std::uint64_t i = 0;
   while (starts - i > 2 * stretch) {
@@ -45,6 +64,7 @@ std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::u
 }
 
 #define INSTANTIATE(T)                                                                     \
+  template std::uint64_t first_break_of_blocks(const T*, std::uint64_t);                   \
   template std::uint64_t first_run_near(const T*, std::uint64_t, const T*, std::uint64_t); \
   template std::uint64_t first_run_far(const T*, std::uint64_t, const T*, std::uint64_t)
 INSTANTIATE(unsigned char);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cassert>
 #include <cstdint>
 #include <cstring>
@@ -39,34 +40,66 @@ std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
   return i;
 }
 
-// First position that holds one of `sought`, `n` when there is none.
+// The scan of a run of a block or more.
 template <Unit T, class... Sought>
-constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
-  constexpr std::uint64_t kStep = base::Block<T>::kUnits;
-  std::uint64_t i = 0;
-  if (std::is_constant_evaluated()) {
-    while (i < n && !is_any(p[i], sought...)) ++i;
-    return i;
-  }
-  if (n < kStep) return first_of_short(p, n, sought...);
+std::uint64_t first_of_blocks(const T* p, std::uint64_t n, Sought... sought) {
+  using Block = base::Block<T>;
+  constexpr std::uint64_t kStep = Block::kUnits;
   const auto hits = [&](std::uint64_t at) {
-    const auto block = base::Block<T>::load(p + at);
-    return (equal(block, base::Block<T>::fill(sought)) | ...);
+    const auto block = Block::load(p + at);
+    return (equal(block, Block::fill(sought)) | ...);
   };
-  while (i + 4 * kStep <= n &&
-         !(hits(i) | hits(i + kStep) | hits(i + 2 * kStep) | hits(i + 3 * kStep)).mask()) {
-    i += 4 * kStep;
-    if constexpr (sizeof(T) == 1 && sizeof...(Sought) == 1) {
-      // Nothing near: memchr costs a call, but may have wider vectors.
+  constexpr bool kHasMemchr = sizeof(T) == 1 && sizeof...(Sought) == 1;
+  constexpr std::uint64_t kNear = (kHasMemchr ? 4 : 8) * kStep;
+  std::uint64_t i = 0;
+  // Block by block while the match is near: the processor foresees in which one, and what comes next
+  // need not wait for all of them.
+  for (; i != kNear && i + kStep <= n; i += kStep) {
+    if (const auto mask = hits(i).mask()) return i + mask.first();
+  }
+  if constexpr (kHasMemchr) {
+    if (i == kNear && i != n) {  // memchr costs a call, but may have wider vectors
       const void* const at = std::memchr(p + i, (sought, ...), n - i);
       return at == nullptr ? n : static_cast<std::uint64_t>(static_cast<const T*>(at) - p);
     }
   }
-  // What is left, as one whole block at least: units that are read twice hold no match.
-  for (i = std::min(i, n - kStep);; i = std::min(i + kStep, n - kStep)) {
-    if (const auto mask = hits(i).mask()) return i + mask.first();
-    if (i == n - kStep) return n;
+  while (i + 4 * kStep <= n &&
+         !(hits(i) | hits(i + kStep) | hits(i + 2 * kStep) | hits(i + 3 * kStep)).mask()) {
+    i += 4 * kStep;
   }
+  for (; i + kStep <= n; i += kStep) {
+    if (const auto mask = hits(i).mask()) return i + mask.first();
+  }
+  // The rest as a whole block: units that are read twice hold no match.
+  if (i == n) return n;
+  const auto mask = hits(n - kStep).mask();
+  return mask ? n - kStep + mask.first() : n;
+}
+
+// First position that holds one of `sought`, `n` when there is none.
+template <Unit T, class... Sought>
+constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
+  if (std::is_constant_evaluated()) {
+    std::uint64_t i = 0;
+    while (i < n && !is_any(p[i], sought...)) ++i;
+    return i;
+  }
+  if (n < base::Block<T>::kUnits) return first_of_short(p, n, sought...);
+  return first_of_blocks(p, n, sought...);
+}
+
+// First LF or CR of a run of a block or more, `n` when there is none.
+template <Unit T>
+std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n);
+
+// The same of any run. Text is taken apart into lines more often than anything else is searched for,
+// so what is sought is compiled in.
+template <Unit T>
+constexpr std::uint64_t first_break(const T* p, std::uint64_t n) {
+  if (!std::is_constant_evaluated() && n >= base::Block<T>::kUnits) {
+    return first_break_of_blocks(p, n);
+  }
+  return first_of(p, n, T{'\n'}, T{'\r'});
 }
 
 // Last position that holds one of `sought`, `n` when there is none.

@@ -196,8 +196,13 @@ struct STR {
   // The first line break: LF, CR, or CR LF. `brk_len` receives its length, 0 when there is none.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findcrlf(const T* p, Length n, unsigned& brk_len) noexcept {
-    const Length at = detail::first_of(p, n, T{'\n'}, T{'\r'});
-    brk_len = at == n ? 0 : n - at > 1 && p[at] == '\r' && p[at + 1] == '\n' ? 2 : 1;
+    const Length at = detail::first_break(p, n);
+    brk_len = at == n ? 0 : 1;
+    // Foreseen, as all breaks of a text are alike, the next search need not wait for it.
+    if (n - at > 1 && p[at] == '\r') [[unlikely]] {
+      if (p[at + 1] == '\n') [[likely]]
+        brk_len = 2;
+    }
     return position(at, n);
   }
   // The last line break. Seen from the end a CR is always a break of its own; an LF takes a CR

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cassert>
 
 #include "corelib/text/detail/utf_kernels.h"
 
@@ -55,13 +56,13 @@ ZENTA_TARGET_SHUFFLE inline Bytes keep(const Table& table, unsigned mask, Bytes 
   return shuffle(v, load<Bytes>(table[mask].data()));
 }
 
-ZENTA_TARGET_SHUFFLE inline std::size_t ones(unsigned mask) noexcept {
+ZENTA_TARGET_SHUFFLE inline std::size_t ones(std::uint64_t mask) noexcept {
   return static_cast<std::size_t>(std::popcount(mask));
 }
 
 // From UTF-16 -------------------------------------------------------------------------------------
 
-inline bool has_surrogate(Units u) noexcept { return any((u & 0xF800) == 0xD800); }
+inline Units is_surrogate(Units u) noexcept { return Units((u & 0xF800) == 0xD800); }
 
 // Eight units as UTF-8: four characters and four, so many bytes of them, zeros behind.
 struct Encoded {
@@ -69,7 +70,7 @@ struct Encoded {
   std::size_t low_size, high_size;
 };
 
-// REQUIRES: !has_surrogate(u).
+// REQUIRES: there is no surrogate among them.
 ZENTA_TARGET_SHUFFLE inline Encoded encode(Units u) noexcept {
   const Units one = Units(u < 0x80);
   const Units two = Units(u < 0x800);  // or one
@@ -87,7 +88,7 @@ ZENTA_TARGET_SHUFFLE inline Encoded encode(Units u) noexcept {
 
 // How many units in front take three bytes each, as those of a Chinese text do. Zeros do not.
 inline std::size_t threes_in_front(Units u) noexcept {
-  const Units other = Units(u < 0x800) | Units((u & 0xF800) == 0xD800);
+  const Units other = Units(u < 0x800) | is_surrogate(u);
   return static_cast<std::size_t>(std::countr_zero(movemask(Bytes(other)) | 0x10000)) / 2;
 }
 
@@ -111,6 +112,13 @@ ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst, const Encoded
   return dst + e.low_size + e.high_size;
 }
 
+ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst,
+                                               const EncodedInThree& e) noexcept {
+  store(dst, e.low);
+  store(dst + 12, e.high);
+  return dst + 24;
+}
+
 // While there is much of everything: 16 units at a time.
 ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
   while (count(at.src, end.src) >= 16 && count(at.dst, end.dst) >= 16) {
@@ -120,8 +128,12 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcep
       store(at.dst, low_bytes(a, b));
       at.dst += 16;
     } else {
-      if (count(at.dst, end.dst) < 64 || has_surrogate(a) || has_surrogate(b)) break;
-      at.dst = put(put(at.dst, encode(a)), encode(b));
+      if (count(at.dst, end.dst) < 64 || any(is_surrogate(a) | is_surrogate(b))) break;
+      if (any(Units(a < 0x800) | Units(b < 0x800))) {
+        at.dst = put(put(at.dst, encode(a)), encode(b));
+      } else {  // all take three bytes, as those of a Chinese text do
+        at.dst = put(put(at.dst, encode_in_three(a)), encode_in_three(b));
+      }
     }
     at.src += 16;
   }
@@ -134,7 +146,7 @@ constexpr std::size_t kAmple = 32;
 // Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
 ZENTA_TARGET_SHUFFLE inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u,
                                            std::size_t taken) noexcept {
-  if (has_surrogate(u)) return false;
+  if (any(is_surrogate(u))) return false;
   const Encoded e = encode(u);
   const std::size_t size = e.low_size + e.high_size - (8 - taken);
   const std::size_t room = count(at.dst, end.dst);
@@ -157,9 +169,7 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept
     put_tight(at, end, u, n);
     return at;
   }
-  const EncodedInThree e = encode_in_three(u);
-  store(at.dst, e.low);
-  store(at.dst + 12, e.high);
+  put(at.dst, encode_in_three(u));
   return {end.src, at.dst + 3 * n};
 }
 
@@ -179,41 +189,67 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
 
 // From UTF-8 --------------------------------------------------------------------------------------
 
-// Sixteen bytes inside a text of whole sequences of one to three bytes.
+// Sixteen bytes inside a text of whole sequences.
 struct Window {
   Bytes b;             // the bytes; zeros past the end of the text
   Bytes b1, b2;        // for each the one before it, the one before that
-  unsigned ends;       // bit i: byte i is the last of its sequence
-  std::size_t length;  // how many are there
+  unsigned units;      // bit i: byte i gives a unit; it ends its sequence or is the third of four
+  std::size_t length;  // how many bytes are there
+};
+
+// Which bytes of a window belong to a sequence of four.
+struct Fours {
+  Bytes third, fourth;
 };
 
 inline Bytes is_continuation(Bytes b) noexcept { return Bytes(SignedBytes(b) < -64); }
+
+// What the sequence that ends a window leaves to the next one: nothing, its last bytes, or those of a
+// sequence of four.
+enum Open : unsigned { kWhole = 0, kOpen = 1, kOpenFour = kOpen | 0x10000 };
+
+// Where continuation bytes have to stand, and nowhere else, as bits; one more bit is set for
+// kOpenFour.
+inline unsigned expected_continuations(unsigned ends, unsigned open) noexcept {
+  return (~ends << 1 & 0xFFFF) | open;
+}
 
 // A window that begins with a sequence and holds at least five of three bytes: these are its
 // continuation bytes.
 constexpr unsigned kThreeByteRun = 0b0110110110110110;
 
-// Hands `taker` one window of the text after the other until it declines one, or the next is not of
-// that kind. Where a run of ASCII or of three-byte sequences may begin, the taker may take all of
+// Hands `taker` one window of the text after the other until it declines one, or the next is not
+// well-formed. Where a run of ASCII or of three-byte sequences may begin, the taker may take all of
 // it first; it answers with where that ends. Returns the start of the first sequence that it did
-// not see the end of.
-template <class Taker>
+// not see the end of. Without `fours` it ends before sequences of four, and has more registers.
+template <bool fours = true, class Taker>
 ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
                                                       const unsigned char* src_end,
                                                       Taker& taker) noexcept {
   constexpr std::size_t kFew = 6;  // not worth the effort
   Window w{};
-  unsigned open = 0;  // 1: the sequence that ends the last window goes on in the next
-  while (count(src, src_end) >= kFew || (open != 0 && src != src_end)) {
+  unsigned open = kWhole;
+  while (count(src, src_end) >= kFew || (open != kWhole && src != src_end)) {
     const Bytes before = w.b;
     w.length = std::min<std::size_t>(count(src, src_end), 16);
     w.b = w.length == 16 ? load<Bytes>(src) : load_first<Bytes>(src, w.length);
     w.b1 = earlier<1>(before, w.b);
     w.b2 = earlier<2>(before, w.b);
-    const unsigned ends = movemask(Bytes((w.b < 0xC0) & (w.b1 < 0xE0)));
+    const unsigned inside = 0xFFFFu >> (16 - w.length);
+    unsigned ends = movemask(Bytes((w.b < 0xC0) & (w.b1 < 0xE0)));
     const unsigned continuations = movemask(is_continuation(w.b));
-    const unsigned expected = ((~ends << 1) | open) & 0xFFFF;
-    if (continuations != expected || !all(w.b < 0xF0)) break;
+    if (continuations != expected_continuations(ends, open) || !all(w.b < 0xF0)) [[unlikely]] {
+      if constexpr (!fours) break;
+      const Fours of_four = {Bytes(w.b2 >= 0xF0), Bytes(earlier<3>(before, w.b) >= 0xF0)};
+      const unsigned thirds = movemask(of_four.third);
+      ends &= ~thirds;
+      if (continuations != expected_continuations(ends, open & kOpen) || any(w.b >= 0xF8)) break;
+      w.units = (ends | thirds) & inside;
+      if (!taker.take_fours(w, of_four)) break;
+      src += w.length;
+      open = (ends >> 15 & 1) != 0 ? kWhole : kOpenFour;
+      continue;
+    }
     const unsigned char* behind = src;
     if (continuations == kThreeByteRun) {
       behind = taker.take_three_bytes(src, src_end);
@@ -225,16 +261,17 @@ ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
       w.b = Bytes{};
       continue;
     }
-    w.ends = ends & 0xFFFF >> (16 - w.length);
+    w.units = ends & inside;
     if (!taker.take(w)) break;
     src += w.length;
     open = ~ends >> 15 & 1;
   }
-  if (open != 0) {
-    do --src;
-    while ((*src & 0xC0) == 0x80);
-  }
-  return src;
+  if (open == kWhole) return src;
+  const unsigned char* first = src;
+  do --first;
+  while ((*first & 0xC0) == 0x80);
+  if (count(first, src) == 3) taker.untake_unit();  // the third byte of four
+  return first;
 }
 
 // What a taker does with runs if it has no better way: passes ASCII, leaves the rest to take().
@@ -248,6 +285,7 @@ struct RunTaker {
                                         const unsigned char* /*src_end*/) const noexcept {
     return src;
   }
+  void untake_unit() const noexcept {}
 };
 
 // Up to eight sequences of three bytes: how many there are in front, and their units.
@@ -288,28 +326,20 @@ class Utf16Writer {
 
   [[nodiscard]] unsigned short* dst() const noexcept { return dst_; }
 
-  ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept {
-    // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
-    // it up to six more; the one before that, if it is one of three, the highest four.
-    const Bytes last = is_continuation(w.b);
-    const Bytes middle = is_continuation(w.b1);
-    const Bytes low = w.b ^ (last & ((Bytes(Units(w.b1) << 6) & 0xC0) ^ 0x80));
-    const Bytes high =
-        last & ((Bytes(Units(w.b1) >> 2) & 0x0F) | (Bytes(Units(w.b2) << 4) & (middle & 0xF0)));
-    const Bytes a = keep(kKeepLanes, w.ends & 0xFF, interleave_low(low, high));
-    const Bytes b = keep(kKeepLanes, w.ends >> 8, interleave_high(low, high));
-    const std::size_t a_count = ones(w.ends & 0xFF);
-    const std::size_t b_count = ones(w.ends >> 8);
-    const std::size_t room = count(dst_, dst_end_);
-    if (room >= 16) {
-      store(dst_, a);
-      store(dst_ + a_count, b);
-    } else {
-      if (a_count + b_count > room) return false;
-      store_joined(dst_, 2 * room, a, 2 * a_count, b, 2 * b_count);
-    }
-    dst_ += a_count + b_count;
-    return true;
+  ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept { return put(w.units, units_of(w)); }
+
+  ZENTA_TARGET_SHUFFLE bool take_fours(const Window& w, const Fours& fours) noexcept {
+    // The last byte gives the low surrogate, like that of a shorter sequence but for its highest six
+    // bits. The third one gives the high surrogate: the ten bits before those, less 0x40.
+    const Bytes bits = (Bytes(Units(w.b1) << 2) & 0xFC) | (Bytes(Units(w.b) >> 4) & 0x03);
+    const Bytes borrow = Bytes(bits < 0x40);
+    const Bytes high_surrogate = ((w.b2 + borrow) & 0x03) | 0xD8;
+    const Bytes low_surrogate = (Bytes(Units(w.b1) >> 2) & 0x03) | 0xDC;
+    UnitBytes units = units_of(w);
+    units.low = (units.low & ~fours.third) | ((bits - 0x40) & fours.third);
+    units.high = (units.high & ~(fours.third | fours.fourth)) | (high_surrogate & fours.third) |
+                 (low_surrogate & fours.fourth);
+    return put(w.units, units);
   }
 
   ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(const unsigned char* src,
@@ -333,7 +363,43 @@ class Utf16Writer {
     return src;
   }
 
+  void untake_unit() noexcept { --dst_; }
+
  private:
+  // The low and the high byte of the unit that each byte gives.
+  struct UnitBytes {
+    Bytes low, high;
+  };
+
+  // Those of sequences of one to three bytes.
+  ZENTA_TARGET_SHUFFLE static UnitBytes units_of(const Window& w) noexcept {
+    // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
+    // it up to six more; the one before that, if it is one of three, the highest four.
+    const Bytes last = is_continuation(w.b);
+    const Bytes middle = is_continuation(w.b1);
+    return {
+        w.b ^ (last & ((Bytes(Units(w.b1) << 6) & 0xC0) ^ 0x80)),
+        last & ((Bytes(Units(w.b1) >> 2) & 0x0F) | (Bytes(Units(w.b2) << 4) & (middle & 0xF0)))};
+  }
+
+  // Writes the units of those bytes whose bit is set. False when there is no room for them.
+  ZENTA_TARGET_SHUFFLE bool put(unsigned bytes, const UnitBytes& units) noexcept {
+    const Bytes a = keep(kKeepLanes, bytes & 0xFF, interleave_low(units.low, units.high));
+    const Bytes b = keep(kKeepLanes, bytes >> 8, interleave_high(units.low, units.high));
+    const std::size_t a_count = ones(bytes & 0xFF);
+    const std::size_t b_count = ones(bytes >> 8);
+    const std::size_t room = count(dst_, dst_end_);
+    if (room >= 16) {
+      store(dst_, a);
+      store(dst_ + a_count, b);
+    } else {
+      if (a_count + b_count > room) return false;
+      store_joined(dst_, 2 * room, a, 2 * a_count, b, 2 * b_count);
+    }
+    dst_ += a_count + b_count;
+    return true;
+  }
+
   unsigned short* dst_;
   unsigned short* dst_end_;
 };
@@ -371,24 +437,70 @@ struct Utf16Counter : RunTaker {
     return behind;
   }
   ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept {
-    units += ones(w.ends);
+    units += ones(w.units);
     return true;
   }
+  ZENTA_TARGET_SHUFFLE bool take_fours(const Window& w, const Fours& /*fours*/) noexcept {
+    return take(w);
+  }
+  void untake_unit() noexcept { --units; }
 
   std::size_t units = 0;
 };
 
+// 64 bytes at a time, as long as they are well-formed: a bit for each byte that begins a sequence, of
+// two bytes or more, of three or more, of four, tells where continuation bytes have to stand.
+ZENTA_TARGET_SHUFFLE inline ToUtf16Size count_freely(ToUtf16Size at, ToUtf16Size end) noexcept {
+  const auto bits_of = [](const Bytes(&b)[4], auto is) {
+    return movemask(Bytes(is(b[0])), Bytes(is(b[1])), Bytes(is(b[2])), Bytes(is(b[3])));
+  };
+  std::uint64_t open = 0;  // continuation bytes that the next block begins with
+  std::size_t open_units = 0;
+  for (; count(at.src, end.src) >= 64; at.src += 64) {
+    const Bytes b[4] = {load<Bytes>(at.src), load<Bytes>(at.src + 16), load<Bytes>(at.src + 32),
+                        load<Bytes>(at.src + 48)};
+    if (open == 0 && movemask(b[0] | b[1] | b[2] | b[3]) == 0) {
+      at.units += 64;
+      continue;
+    }
+    const std::uint64_t two = bits_of(b, [](Bytes v) { return v >= 0xC0; });
+    const std::uint64_t three = bits_of(b, [](Bytes v) { return v >= 0xE0; });
+    const std::uint64_t four = bits_of(b, [](Bytes v) { return v >= 0xF0; });
+    const std::uint64_t continuations = bits_of(b, is_continuation);
+    if (continuations != (two << 1 | three << 2 | four << 3 | open) ||
+        any((b[0] >= 0xF8) | (b[1] >= 0xF8) | (b[2] >= 0xF8) | (b[3] >= 0xF8))) {
+      break;
+    }
+    at.units += 64 + ones(four) - ones(continuations);
+    open = two >> 63 | three >> 62 | four >> 61;
+    open_units = four >> 61 != 0 ? 2 : 1;
+  }
+  if (open == 0) return at;
+  do --at.src;  // the last sequence was not seen to its end
+  while ((*at.src & 0xC0) == 0x80);
+  return {at.src, at.units - open_units};
+}
+
 ZENTA_TARGET_SHUFFLE inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexcept {
+  at = count_freely(at, end);
   Utf16Counter counter;
   const unsigned char* const behind = walk(at.src, end.src, counter);
   return {behind, at.units + counter.units};
 }
 
-// Takes what is strictly UTF-8: no sequence longer than need be, no surrogate.
+// Takes what is strictly UTF-8: no sequence longer than need be, no surrogate, nothing above 10FFFF.
 struct Utf8Judge : RunTaker {
-  ZENTA_TARGET_SHUFFLE bool take(const Window& w) const noexcept {
-    return !any(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
-                ((w.b1 == 0xED) & (w.b >= 0xA0)));
+  ZENTA_TARGET_SHUFFLE bool take(const Window& w) const noexcept { return !any(bad(w)); }
+  ZENTA_TARGET_SHUFFLE bool take_fours(const Window& w, const Fours& /*fours*/) const noexcept {
+    return !any(bad(w) | ((w.b1 == 0xF0) & (w.b < 0x90)) | ((w.b1 == 0xF4) & (w.b >= 0x90)) |
+                (w.b >= 0xF5));
+  }
+
+ private:
+  // Bytes that cannot stand in a sequence of up to three behind those before them.
+  ZENTA_TARGET_SHUFFLE static Bytes bad(const Window& w) noexcept {
+    return Bytes(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
+                 ((w.b1 == 0xED) & (w.b >= 0xA0)));
   }
 };
 
@@ -398,6 +510,7 @@ ZENTA_TARGET_SHUFFLE inline ToValid blocks(ToValid at, ToValid end) noexcept {
     at.src += 3 * std::min(run.sequences, threes_in_front(run.units));
   }
   Utf8Judge judge;
+  at.src = walk<false>(at.src, end.src, judge);
   return {walk(at.src, end.src, judge)};
 }
 

@@ -1,17 +1,15 @@
 #include "engine/data/file_image.h"
 
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstdio>
 #include <utility>
 
 #include "corelib/base/types.h"
 #include "corelib/io/files/descriptor.h"
 #include "corelib/io/files/read_file.h"
+#include "corelib/io/files/replace_file.h"
 
 namespace zenta::data {
 namespace {
@@ -21,58 +19,11 @@ using tstl::FAILURE;
 constexpr int kToRead = O_RDONLY | O_NONBLOCK;
 
 using File = tstl::detail::Descriptor;
-using Text = tstl::BufferRef<unsigned char>;
 using tstl::detail::open_file;
 
 std::uint64_t SizeOf(const File& file) {
   struct stat info;
   return file && ::fstat(file.fd(), &info) == 0 ? static_cast<std::uint64_t>(info.st_size) : 0;
-}
-
-// Brings a file that is no folder to disk, and tells what it is. What has no contents, like a pipe
-// (EINVAL, ENOTSUP), has nothing to lose.
-bool BringToDisk(const char* path, struct stat& info) {
-  const File file(open_file(path, kToRead));
-  if (!file || ::fstat(file.fd(), &info) != 0 || S_ISDIR(info.st_mode)) return false;
-  const int error = tstl::detail::sync_file(file.fd());
-  return error == 0 || error == EINVAL || error == ENOTSUP;
-}
-
-bool IsSameFile(const struct stat& a, const struct stat& b) {
-  return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
-}
-
-// The part of a path behind the last slash, and the folder that it is in.
-Text NameOf(Text path) { return path.sub_tail(path.findback_chr('/') + 1); }
-bool LookAtFolder(Text path, struct stat& info) {
-  const Text folder = path.sub_head(path.len() - NameOf(path).len());
-  const tstl::Buffer<unsigned char> name(folder ? folder : Text("."));
-  return ::stat(reinterpret_cast<const char*>(name.c_str()), &info) == 0;
-}
-
-bool AreSame(Text name, Text other) {
-#ifdef __APPLE__  // where most file systems ignore case
-  return name.len() == other.len() &&
-         ::strncasecmp(name.std_view().data(), other.std_view().data(), name.len()) == 0;
-#else
-  return name == other;
-#endif
-}
-
-// Whether two paths of one file are spellings of one name, rather than two names of it.
-bool IsSameEntry(const char* path, const char* other) {
-  struct stat link, folder, other_folder;
-  if (::lstat(path, &link) != 0 || S_ISLNK(link.st_mode)) return false;
-  return link.st_nlink == 1 ||
-         (AreSame(NameOf(path), NameOf(other)) && LookAtFolder(path, folder) &&
-          LookAtFolder(other, other_folder) && IsSameFile(folder, other_folder));
-}
-
-// After a rename that failed with `error`: the target is removed only if that can help.
-bool RemoveAndRename(const char* from, const char* to, int error) {
-  const bool in_the_way =
-      error == EISDIR || error == ENOTDIR || error == EEXIST || error == ENOTEMPTY;
-  return in_the_way && std::remove(to) == 0 && std::rename(from, to) == 0;
 }
 
 }  // namespace
@@ -111,18 +62,7 @@ std::uint32_t PatchFileAt(const char* path, std::uint64_t offset,
 }
 
 std::uint32_t ReplaceFile(const char* new_path, const char* target_path) {
-  struct stat fresh, target;
-  if (target_path == nullptr || !BringToDisk(new_path, fresh)) return FAILURE;
-  if (::lstat(target_path, &target) == 0 && IsSameFile(fresh, target)) {
-    // rename() would leave both names, or put a link in the place of what it leads to.
-    if (!IsSameEntry(new_path, target_path)) (void)std::remove(new_path);
-    return 0;
-  }
-  if (std::rename(new_path, target_path) != 0 && !RemoveAndRename(new_path, target_path, errno)) {
-    (void)std::remove(new_path);
-    return FAILURE;
-  }
-  return FileExists(target_path) ? 0 : FAILURE;
+  return tstl::detail::replace_file(new_path, target_path) == 0 ? 0 : FAILURE;
 }
 
 }  // namespace zenta::data

@@ -22,9 +22,11 @@
 //   kAlwaysInJson = true     optional: written in JSON although it is empty
 //   kOtherWireType           optional: another wire type that read_binary() takes
 //   is_empty(value)          whether it is left out (but in a list everything is written)
-//   read_json(value, node, state) -> bool      REQUIRES: node.type() == kJsonType. False when the
-//                            node is no such value after all, with `value` as it was; then the
-//                            codec has told the state why: state.refuse(reason)
+//   read_json(value, json, state) -> bool      REQUIRES: the JSON value is of kJsonType. False when it
+//                            is no such value after all, with `value` as it was; then the codec has
+//                            told the state why: state.refuse(reason). A template: `json` is a node of
+//                            a tree (JsonNode&) or the place in a text that is being read
+//                            (JsonCursor&), which have the same calls
 //   write_json(value, out)
 //   read_binary(value, field, state)           REQUIRES: field.type() is one of the two. For a List
 //                            whose elements are fields of their own one argument more, as below
@@ -47,6 +49,7 @@
 #include <utility>
 
 #include "corelib/base/arena_ref.h"
+#include "corelib/io/json/json_cursor.h"
 #include "corelib/io/json/json_node.h"
 #include "corelib/io/json/json_write.h"
 #include "corelib/io/wire/proto_write.h"
@@ -64,19 +67,20 @@ inline constexpr unsigned kMaxRecordDepth = 100;
 // stops when the arena gives no more.
 class ReadState {
  public:
-  // `message_size`: bytes of the whole message, 0 for a single field or member. `listener`, which may
-  // be null, is told what readers of JSON ignore.
-  explicit ReadState(tstl::ArenaRef arena, std::uint32_t message_size = 0,
+  // `message`: the whole of it, of which all that is kept is a part; empty for a single field or member.
+  // `listener`, which may be null, is told what readers of JSON ignore.
+  explicit ReadState(tstl::ArenaRef arena, Bytes message = {},
                      IgnoredListener* listener = nullptr) noexcept
       : arena_(arena),
-        block_size_(std::min(std::uint64_t{message_size} * 2, kMaxBlock)),
+        message_end_(reinterpret_cast<std::uintptr_t>(message.cend())),
+        block_size_(std::min(std::uint64_t{message.len()} * 2, kMaxBlock)),
         listener_(listener) {}
 
   [[nodiscard]] tstl::ArenaRef arena() const noexcept { return arena_; }
   // The arena gave no more.
   [[nodiscard]] bool stopped() const noexcept { return stopped_; }
   // The first fault, and its place in the message; null when there was none. Where memory was short
-  // first, the place is that of the field which found none, and null in JSON.
+  // first, the place is that of the field or string which found none.
   [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
   [[nodiscard]] const unsigned char* place() const noexcept { return place_; }
 
@@ -108,14 +112,17 @@ class ReadState {
     reason_ = reason;
     return false;
   }
-  bool refuse_integer(const tstl::JsonNode& node) noexcept;
-  // Tells the listener, if there is one, that this member, or an element of its array, is ignored:
-  // for this reason, or for the one that the codec gave.
-  void tell(const tstl::JsonNode& member, IgnoredReason reason) noexcept {
-    if (listener_ != nullptr) [[unlikely]]
-      listener_->ignored({member.raw_key(), reason});
+  template <class Json>
+  bool refuse_integer(const Json& json) noexcept {
+    return has_listener() && refuse(integer_reason(json));
   }
-  void tell(const tstl::JsonNode& member) noexcept { tell(member, reason_); }
+  // Tells the listener, if there is one, that the member with this key, or an element of its array, is
+  // ignored: for this reason, or for the one that the codec gave.
+  void tell(Bytes key, IgnoredReason reason) noexcept {
+    if (listener_ != nullptr) [[unlikely]]
+      listener_->ignored({key, reason});
+  }
+  void tell(Bytes key) noexcept { tell(key, reason_); }
   [[nodiscard]] bool has_listener() const noexcept { return listener_ != nullptr; }
 
   // Copies of what a field of the binary form has, with a zero after them: its bytes, its UTF-8 as
@@ -124,11 +131,19 @@ class ReadState {
   [[nodiscard]] Bytes keep_bytes(Bytes payload);
   [[nodiscard]] Text16 keep_utf8(Bytes payload);
   [[nodiscard]] Text16 keep_units(Bytes payload);
-  // The string of a JSON node, with a zero after it. Null, and the reader stops, when memory is
-  // short. The node keeps it for who asks again; but in a whole message nobody does. The second
-  // argument only tells the width.
-  [[nodiscard]] Bytes keep_string(tstl::JsonNode& node, unsigned char);
-  [[nodiscard]] Text16 keep_string(tstl::JsonNode& node, unsigned short);
+  // Has `text` be the string of a JSON node, which keeps it for who asks again, with a zero after it.
+  // False, and the reader stops, when memory is short.
+  template <tstl::Unit T>
+  bool keep_string(tstl::BufferRef<T>& text, tstl::JsonNode& node);
+  // The same for the string at a cursor, which goes behind it. False, with the cursor where it was, also
+  // when the string is not whole.
+  template <tstl::Unit T>
+  bool keep_string(tstl::BufferRef<T>& text, tstl::JsonCursor& json) {
+    const tstl::JsonCursor behind = read_string(text, json);
+    if (behind.is_at(json)) return false;
+    json = behind;
+    return true;
+  }
 
  private:
   static constexpr std::uint64_t kMaxBlock = 4096;
@@ -140,6 +155,22 @@ class ReadState {
   template <tstl::Unit T>
   tstl::BufferRef<T> end_text(std::size_t n) noexcept;
   bool new_text_block(std::uint64_t n, Bytes payload);
+  // Whether so many bytes can be read from the payload's first on, and as many units of text written
+  // with a zero behind them: then a short text is converted or copied without a look at its length.
+  template <tstl::Unit T>
+  [[nodiscard]] bool has_slack(Bytes payload, std::uint32_t bytes, std::uint32_t units) const {
+    return reinterpret_cast<std::uintptr_t>(payload.cstr()) + bytes <= message_end_ &&
+           text_left_ > units * sizeof(T);
+  }
+  template <tstl::Unit T>
+  tstl::JsonCursor read_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
+  template <tstl::Unit T>
+  tstl::JsonCursor read_any_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
+
+  std::uint32_t short_units(Bytes payload) noexcept;
+
+  static IgnoredReason integer_reason(const tstl::JsonNode& node) noexcept;
+  static IgnoredReason integer_reason(const tstl::JsonCursor& json) noexcept;
 
   tstl::ArenaRef arena_;
   // Texts of a message share blocks of the arena: they are many and short. All of them take
@@ -147,6 +178,7 @@ class ReadState {
   // that did not fit.
   unsigned char* text_ = nullptr;
   std::uint64_t text_left_ = 0;  // even
+  std::uintptr_t message_end_;
   std::uint64_t block_size_;
   IgnoredListener* listener_;
   const unsigned char* place_ = nullptr;
@@ -155,6 +187,16 @@ class ReadState {
   IgnoredReason reason_ = IgnoredReason::kOtherType;
   bool stopped_ = false;
 };
+
+// The string is decoded by codec.cc.
+template <>
+bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node);
+template <>
+bool ReadState::keep_string(Text16& text, tstl::JsonNode& node);
+template <>
+tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json);
+template <>
+tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json);
 
 // What a type without a codec has instead, so that the compiler says this and nothing else.
 template <class T>
@@ -166,7 +208,10 @@ struct Codec {
   static constexpr auto kJsonType = tstl::JsonType::kNull;
   static constexpr auto kWireType = tstl::WireType::kBytes;
   static constexpr bool is_empty(const T&) noexcept { return true; }
-  static bool read_json(T&, tstl::JsonNode&, ReadState&) noexcept { return false; }
+  template <class Json>
+  static bool read_json(T&, Json&, ReadState&) noexcept {
+    return false;
+  }
   static void write_json(const T&, tstl::JsonWrite&) noexcept {}
   static void read_binary(T&, const tstl::WireField&, ReadState&) noexcept {}
   template <class Pass>
@@ -183,8 +228,9 @@ struct Codec<T> {
   static constexpr auto kWireType = tstl::WireType::kVarint;
 
   static constexpr bool is_empty(T value) noexcept { return value == 0; }
-  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
-    return node.integer(value) || state.refuse_integer(node);
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(T& value, Json& json, ReadState& state) noexcept {
+    return json.integer(value) || state.refuse_integer(json);
   }
   static void write_json(T value, tstl::JsonWrite& out) noexcept { out.num(value); }
   static constexpr T from_wire(std::uint64_t bits) noexcept { return static_cast<T>(bits); }
@@ -205,9 +251,9 @@ struct Codec<bool> {
   static constexpr auto kWireType = tstl::WireType::kVarint;
 
   static constexpr bool is_empty(bool value) noexcept { return !value; }
-  static bool read_json(bool& value, tstl::JsonNode& node, ReadState&) noexcept {
-    value = node.boolean();
-    return true;
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(bool& value, Json& json, ReadState&) noexcept {
+    return json.boolean(value);
   }
   static void write_json(bool value, tstl::JsonWrite& out) noexcept { out.boolean(value); }
   static constexpr bool from_wire(std::uint64_t bits) noexcept { return bits != 0; }
@@ -231,10 +277,13 @@ struct Codec<T> {
   static constexpr auto kWireType = tstl::kFixedType<T>;
 
   static constexpr bool is_empty(T value) noexcept { return std::bit_cast<Bits>(value) == 0; }
-  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
-    const double read = node.real();
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(T& value, Json& json, ReadState& state) noexcept {
+    double read;
     constexpr double kMax = std::numeric_limits<T>::max();
-    if (read > kMax || read < -kMax) return state.refuse(IgnoredReason::kOutOfRange);
+    if (!json.real(read) || read > kMax || read < -kMax) {
+      return state.refuse(IgnoredReason::kOutOfRange);
+    }
     value = static_cast<T>(read);
     return true;
   }
@@ -269,9 +318,10 @@ struct Codec<T> {
   static constexpr bool is_empty(T value) noexcept {
     return NumberCodec::is_empty(static_cast<Underlying>(value));
   }
-  static bool read_json(T& value, tstl::JsonNode& node, ReadState& state) noexcept {
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(T& value, Json& json, ReadState& state) noexcept {
     auto number = Underlying();
-    if (!NumberCodec::read_json(number, node, state)) return false;
+    if (!NumberCodec::read_json(number, json, state)) return false;
     value = static_cast<T>(number);
     return true;
   }
@@ -307,11 +357,10 @@ struct TextCodec {
   static constexpr auto kWireType = tstl::WireType::kBytes;
 
   static constexpr bool is_empty(tstl::BufferRef<T> text) noexcept { return text.is_empty(); }
-  static bool read_json(tstl::BufferRef<T>& text, tstl::JsonNode& node, ReadState& state) {
-    const tstl::BufferRef<T> read = state.keep_string(node, T());
-    if (read.cstr() == nullptr) return false;
-    text = read;
-    return true;
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(tstl::BufferRef<T>& text, Json& json,
+                                               ReadState& state) {
+    return state.keep_string(text, json);
   }
   static void write_json(tstl::BufferRef<T> text, tstl::JsonWrite& out) noexcept { out.str(text); }
 };
@@ -402,11 +451,13 @@ class PackedReader {
 }  // namespace detail
 
 // record.h has these: all the fields or members of a record, read into it up to the fault of its own
-// bytes.
+// bytes. A cursor comes back behind the object.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state);
 template <Record R>
 void read_members(R& record, tstl::JsonNode& object, ReadState& state);
+template <Record R>
+[[nodiscard]] tstl::JsonCursor read_members(R& record, tstl::JsonCursor object, ReadState& state);
 template <Record R>
 [[nodiscard]] constexpr bool has_binary(const R& record) noexcept;
 template <Record R, class Pass>
@@ -447,14 +498,16 @@ struct Codec<R> {
   static constexpr bool kAlwaysInJson = true;
 
   static constexpr bool is_empty(const R& record) noexcept { return !has_binary(record); }
-  static bool read_json(R& record, tstl::JsonNode& node, ReadState& state) {
-    if constexpr (detail::nests_in_itself<R>()) {
-      if (!state.enter(node.raw_key().cstr())) return state.refuse(IgnoredReason::kDepth);
-      read_members(record, node, state);
-      state.leave();
+  template <class Json>
+  [[gnu::always_inline]] static bool read_json(R& record, Json& json, ReadState& state) {
+    constexpr bool kCounts = detail::nests_in_itself<R>();
+    if (kCounts && !state.enter(json.key_place())) return state.refuse(IgnoredReason::kDepth);
+    if constexpr (std::is_same_v<Json, tstl::JsonCursor>) {
+      json = read_members(record, json, state);
     } else {
-      read_members(record, node, state);
+      read_members(record, json, state);
     }
+    if (kCounts) state.leave();
     return true;
   }
   static void write_json(const R& record, tstl::JsonWrite& out) noexcept {
@@ -482,6 +535,15 @@ struct Codec<R> {
 
 namespace detail {
 
+// Whether what began at `start` and was not taken in is a value at all: one of a tree is. At a cursor
+// that is not known before it was passed.
+inline const unsigned char* place_of(const tstl::JsonNode&) noexcept { return nullptr; }
+inline const unsigned char* place_of(const tstl::JsonCursor& json) noexcept { return json.place(); }
+inline bool is_value(const tstl::JsonNode&, const unsigned char*) noexcept { return true; }
+inline bool is_value(tstl::JsonCursor& json, const unsigned char* start) noexcept {
+  return json.place() != start || json.skip();
+}
+
 // The JSON form of a list.
 template <class T>
 struct ListCodec {
@@ -497,17 +559,12 @@ struct ListCodec {
       state.stop_for_memory();
       return false;
     }
-    for (auto* node = array.first_child(); node != nullptr && !state.stopped();
-         node = node->next()) {
-      T value = T();
-      if (node->type() != Element::kJsonType) {
-        state.tell(array, IgnoredReason::kOtherType);
-      } else if (Element::read_json(value, *node, state)) {
-        *list.append(state.arena(), true) = std::move(value);
-      } else if (!state.stopped()) {
-        state.tell(array);
-      }
-    }
+    read_elements(list, array, state);
+    return !state.stopped();
+  }
+  [[gnu::always_inline]] static bool read_json(List<T>& list, tstl::JsonCursor& array,
+                                               ReadState& state) {
+    array = read_array(list, array, state);
     return !state.stopped();
   }
   static void write_json(const List<T>& list, tstl::JsonWrite& out) noexcept {
@@ -519,10 +576,33 @@ struct ListCodec {
  private:
   static std::uint32_t count_of(tstl::JsonNode& array) noexcept {
     std::uint32_t count = 0;
-    for (auto* node = array.first_child(); node != nullptr; node = node->next()) {
-      count += node->type() == Element::kJsonType;
-    }
+    array.each([&count](const tstl::JsonNode& node) {
+      count += node.type_is(Element::kJsonType);
+      return true;
+    });
     return count;
+  }
+  [[gnu::noinline]] static tstl::JsonCursor read_array(List<T>& list, tstl::JsonCursor array,
+                                                       ReadState& state) {
+    read_elements(list, array, state);
+    return array;
+  }
+  template <class Json>
+  [[gnu::always_inline]] static void read_elements(List<T>& list, Json& array, ReadState& state) {
+    const Bytes key = state.has_listener() ? array.raw_key() : Bytes();
+    array.each([&](Json & json) __attribute__((always_inline)) {
+      if (state.stopped()) return false;
+      const auto start = place_of(json);
+      if (!json.type_is(Element::kJsonType)) [[unlikely]] {
+        if (is_value(json, start)) state.tell(key, IgnoredReason::kOtherType);
+      } else if (!list.has_room() && !list.reserve(kFirstRoom, state.arena())) [[unlikely]] {
+        state.stop_for_memory();
+      } else if (!Element::read_json(*list.append(state.arena(), true), json, state)) [[unlikely]] {
+        list.drop_last();
+        if (!state.stopped() && is_value(json, start)) state.tell(key);
+      }
+      return true;
+    });
   }
 };
 
@@ -590,17 +670,22 @@ struct Codec<std::array<T, kCount>> {
   static constexpr bool is_empty(const std::array<T, kCount>& numbers) noexcept {
     return std::ranges::all_of(numbers, [](T number) { return number == 0; });
   }
-  static bool read_json(std::array<T, kCount>& numbers, tstl::JsonNode& array, ReadState& state) {
+  template <class Json>
+  static bool read_json(std::array<T, kCount>& numbers, Json& array, ReadState& state) {
     std::array<T, kCount> read;
-    tstl::JsonNode* node = array.first_child();
-    for (T& number : read) {
-      if (node == nullptr) return state.refuse(IgnoredReason::kCount);
-      if (!node->integer(number)) return state.refuse_integer(*node);
-      node = node->next();
-    }
-    if (node != nullptr) return state.refuse(IgnoredReason::kCount);
-    numbers = read;
-    return true;
+    std::size_t n = 0;
+    bool good = true;
+    array.each([&](Json& json) {
+      const auto start = detail::place_of(json);
+      if (n < kCount && json.integer(read[n])) return ++n != 0;
+      if (n < kCount) state.refuse_integer(json);
+      if (!detail::is_value(json, start)) return false;
+      if (n == kCount) state.refuse(IgnoredReason::kCount);
+      return good = false;
+    });
+    if (good && n != kCount) return state.refuse(IgnoredReason::kCount);
+    if (good) numbers = read;
+    return good;
   }
   static void write_json(const std::array<T, kCount>& numbers, tstl::JsonWrite& out) noexcept {
     out.begin_array();

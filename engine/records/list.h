@@ -33,8 +33,10 @@ namespace zenta::records {
 // The most bytes of an arena that a byte of a message costs, where readers of records make lists
 // from it. An element of a list takes two bytes or more of a message (a number one or more); and it
 // takes four times its size or less: the list has less than twice the room that it needs and has left
-// less than that behind.
+// less than that behind. Where nobody knows how long a list becomes it begins with room for
+// kFirstRoom, which its key and brackets, seven bytes, pay for.
 inline constexpr std::uint32_t kMaxGrowth = 256;
+inline constexpr std::uint32_t kFirstRoom = 8;
 
 template <class T>
 class List {
@@ -81,6 +83,13 @@ class List {
   // Adds an element as its type makes it. Null, and nothing added, as for reserve(). `reserved`:
   // reserve() has made room for it.
   [[nodiscard]] T* append(tstl::ArenaRef arena, bool reserved = false);
+  // Whether there is room for another element.
+  [[nodiscard]] bool has_room() const noexcept { return count_ < room_; }
+  // Takes back what append() added last. REQUIRES: it did.
+  void drop_last() noexcept {
+    assert(count_ != 0 && count_ <= room_);
+    --count_;
+  }
 
  private:
   T* elements_ = nullptr;

@@ -1,14 +1,14 @@
 // Whole messages: a record to bytes or JSON text and back.
 //
-//   CloudRequest request;
-//   ...
-//   if (!write_binary(request, buffer)) ...        // a message too long, or memory short
+//   zenta::cloud::CloudRequest request;
+//   request.ipt.input = "nihao";
+//   if (!write_binary(request, bytes)) return 1;  // a message too long, or memory short
 //
 //   tstl::Chunk arena;
-//   arena.set_limit(4 << 20);                       // where messages come from others
-//   CloudResponse response;
-//   const BinaryResult read = replace_binary(response, bytes, arena);
-//   if (!read) log(read.text(), read.position);     // response has all that was good
+//   arena.set_limit(4 << 20);  // where messages come from others
+//   zenta::cloud::CloudResponse response;
+//   const auto read = replace_binary(response, received, arena);
+//   if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // the rest is there
 //
 // What is read is copied into the arena, so the message may go away afterwards; what is no part of
 // any record is skipped. Before an arena is rewound or reset for the next message, the records that
@@ -16,15 +16,16 @@
 // read_json() add to what a record holds.
 //
 // Memory from the arena is bounded: kMaxGrowth bytes for each byte of the message (list.h), whoever
-// made it, and for JSON one block of nodes more. That is for lists of empty elements; a real message
-// takes two or three times its length. An arena with a limit (Chunk::set_limit) bounds it further.
-// Lists that a record has already are copied besides, when they grow and are not its own.
+// made it. That is for lists of empty elements; a real message takes two or three times its length.
+// An arena with a limit (Chunk::set_limit) bounds it further. Lists that a record has already are
+// copied besides, when they grow and are not its own.
 #pragma once
 
 #include <cstdint>
 #include <utility>
 
 #include "corelib/base/arena_ref.h"
+#include "corelib/io/json/json_cursor.h"
 #include "corelib/io/json/json_read.h"
 #include "corelib/io/json/json_write.h"
 #include "corelib/io/wire/proto_write.h"
@@ -158,7 +159,7 @@ bool MessageCodec<R>::write_json(const R& record, tstl::JsonWrite& out) {
 
 template <Record R>
 BinaryResult MessageCodec<R>::read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
-  ReadState state(arena, message.len());
+  ReadState state(arena, message);
   read_fields(record, message, state);
   const unsigned char* const place = state.place() == nullptr ? message.cend() : state.place();
   return {.fault = state.fault(),
@@ -169,18 +170,28 @@ BinaryResult MessageCodec<R>::read_binary(R& record, Bytes message, tstl::ArenaR
 template <Record R>
 JsonResult MessageCodec<R>::read_json(R& record, Bytes text, tstl::ArenaRef arena,
                                       IgnoredListener* listener) {
-  const tstl::JsonParse parse = tstl::json_parse(text, arena);
-  if (parse.root != nullptr && parse.root->type() != tstl::JsonType::kObject) {
-    return {.fault = tstl::JsonFault::kUnexpected, .position = tstl::json_value_start(text)};
+  tstl::JsonText json(text);
+  tstl::JsonCursor at = json.start();
+  const auto result = [&json](tstl::JsonFault otherwise) {
+    const bool good = json.fault() == tstl::JsonFault::kNone;
+    return JsonResult{.fault = good ? otherwise : json.fault(), .position = json.position()};
+  };
+  const auto place_in_text = [&text](const unsigned char* place) {
+    return static_cast<std::uint32_t>(place - text.cbegin());
+  };
+  if (!at.type_is(tstl::JsonType::kObject)) {
+    const std::uint32_t start = place_in_text(at.place());
+    if (!at.skip()) return result(tstl::JsonFault::kNone);
+    return {.fault = tstl::JsonFault::kUnexpected, .position = start};
   }
-  ReadState state(arena, text.len(), listener);
-  if (parse.root != nullptr) read_members(record, *parse.root, state);
+  ReadState state(arena, text, listener);
+  at = read_members(record, at, state);
+  const bool is_whole = at.end();
   if (state.fault() == tstl::WireFault::kDepth) {
-    return {.fault = tstl::JsonFault::kDepth,
-            .position = static_cast<std::uint32_t>(state.place() - text.cbegin())};
+    return {.fault = tstl::JsonFault::kDepth, .position = place_in_text(state.place())};
   }
-  const bool is_short = state.stopped() && parse;
-  return {.fault = is_short ? tstl::JsonFault::kMemory : parse.fault, .position = parse.position};
+  const bool is_short = is_whole && state.stopped();
+  return result(is_short ? tstl::JsonFault::kMemory : tstl::JsonFault::kNone);
 }
 
 }  // namespace zenta::records

@@ -13,9 +13,13 @@
 // lists, nor those that a caller has put into a record (list.h).
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
+#include <string_view>
 
 #include "corelib/base/arena_ref.h"
+#include "corelib/io/json/json_cursor.h"
 #include "corelib/io/json/json_node.h"
 #include "corelib/io/json/json_write.h"
 #include "corelib/io/wire/proto_write.h"
@@ -61,6 +65,11 @@ consteval bool lacks_binary() {
   return F::kNumber != 0 && !requires { F::FieldCodec::kWireType; };
 }
 
+template <Record R>
+consteval bool all_have_binary() {
+  return !kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); });
+}
+
 // What is wrong with a record's table, in words.
 template <Record R>
 struct CheckedTable {
@@ -72,7 +81,7 @@ struct CheckedTable {
       !kFields<R>.keys_differ() || kFields<R>.written_keys_differ(),
       "two fields of a table are written under one key, and no OnlyWhen keeps them apart");
   static_assert(kFields<R>.members_differ(), "a member stands twice in a table");
-  static_assert(!kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); }),
+  static_assert(all_have_binary<R>(),
                 "this member has no binary form: give its field the number 0");
 };
 
@@ -107,6 +116,17 @@ bool member_is(const tstl::JsonNode& node) noexcept {
   return node.type() == F::FieldCodec::kJsonType && node.key_is(F::kKey);
 }
 
+// The field's key as it stands in most texts, with its quotes and the colon.
+template <class F>
+inline constexpr auto kQuotedKey = [] {
+  std::array<char, F::kKey.size() + 3> text{};
+  text.front() = '"';
+  std::ranges::copy(F::kKey, text.begin() + 1);
+  text[text.size() - 2] = '"';
+  text.back() = ':';
+  return text;
+}();
+
 // REQUIRES: the field's key is that of F. `reserved`: only for lists, which have room for it.
 template <class F, class... Reserved>
 void read_field(typename F::Record& record, const tstl::WireField& field, ReadState& state,
@@ -119,18 +139,49 @@ void read_field(typename F::Record& record, const tstl::WireField& field, ReadSt
 template <class F>
 bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& state) {
   if (!F::FieldCodec::read_json(F::of(record), node, state)) {
-    if (!state.stopped()) state.tell(node);
+    if (!state.stopped()) state.tell(node.raw_key());
     return false;
   }
   F::after_read(record);
   return true;
 }
 
-// For who asks what was ignored: a member that is none of the record's.
+// The same for the member whose value is at the cursor, which goes behind it.
+template <class F>
+[[gnu::always_inline]] inline void read_member(typename F::Record& record, tstl::JsonCursor& json,
+                                               ReadState& state) {
+  const Bytes key = state.has_listener() ? json.raw_key() : Bytes();
+  const auto start = place_of(json);
+  if (!state.stopped() && F::FieldCodec::read_json(F::of(record), json, state)) [[likely]] {
+    F::after_read(record);
+  } else if (is_value(json, start) && !state.stopped()) {
+    state.tell(key);
+  }
+}
+
+// For who asks what was ignored: why a member, a node or a cursor, is none of the record's.
+template <Record R, class Json>
+[[gnu::noinline]] IgnoredReason unknown_reason(const Json& member) {
+  const bool has_key = kFields<R>.any([&](auto f) { return member.key_is(f.kKey); });
+  return has_key ? IgnoredReason::kOtherType : IgnoredReason::kUnknownKey;
+}
+
+// Takes in a member that is not the next of the table, or is spelled in another way, or passes over it.
 template <Record R>
-[[gnu::noinline]] void tell_unknown(const tstl::JsonNode& node, ReadState& state) {
-  const bool has_key = kFields<R>.any([&](auto f) { return node.key_is(f.kKey); });
-  state.tell(node, has_key ? IgnoredReason::kOtherType : IgnoredReason::kUnknownKey);
+[[gnu::noinline]] tstl::JsonCursor read_any_member(R& record, tstl::JsonCursor json,
+                                                   ReadState& state) {
+  if (!json.read_key()) return json;
+  const bool found = kFields<R>.any([&](auto f) {
+    using F = decltype(f);
+    if (!json.type_is(F::FieldCodec::kJsonType) || !json.key_is(F::kKey)) return false;
+    read_member<F>(record, json, state);
+    return true;
+  });
+  if (found) return json;
+  const Bytes key = json.raw_key();
+  const auto reason = state.has_listener() ? unknown_reason<R>(json) : IgnoredReason::kUnknownKey;
+  if (json.skip() && !state.stopped()) state.tell(key, reason);
+  return json;
 }
 
 // Takes in the field F, or all the elements that follow one another of a list, if that is what comes
@@ -233,9 +284,34 @@ void read_members(R& record, tstl::JsonNode& object, ReadState& state) {
     });
     if (node != first) continue;
     if (state.has_listener()) [[unlikely]]
-      detail::tell_unknown<R>(*node, state);
+      state.tell(node->raw_key(), detail::unknown_reason<R>(*node));
     node = node->next();
   }
+}
+
+// Members, too, come in the order of the table as a rule.
+template <Record R>
+[[gnu::noinline]] tstl::JsonCursor read_members(R& record, tstl::JsonCursor json,
+                                                ReadState& state) {
+  static_assert(sizeof(detail::CheckedTable<R>) != 0);
+  bool more = json.enter_object();
+  while (more) {
+    bool found = false;
+    kFields<R>.any([&](auto f) __attribute__((always_inline)) {
+      using F = decltype(f);
+      constexpr std::string_view kQuoted(detail::kQuotedKey<F>.data(),
+                                         detail::kQuotedKey<F>.size());
+      if (!json.take_key(kQuoted, F::FieldCodec::kJsonType)) return false;
+      found = true;
+      detail::read_member<F>(record, json, state);
+      more = json.next_member();
+      return !more;
+    });
+    if (found) continue;
+    json = detail::read_any_member(record, json, state);
+    more = json.next_member();
+  }
+  return json;
 }
 
 template <Record R>

@@ -47,7 +47,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
     position = tstl::json_value_start(line);
     return JsonFault::kUnexpected;
   }
-  ReadState state(arena, 0, listener);
+  ReadState state(arena, {}, listener);
   read_members(record, *parse.root, state);
   if (!state.stopped()) {
     if (listener != nullptr) TellWrongTime(record, *listener);
@@ -58,7 +58,7 @@ JsonFault ReadTraceLine(Bytes line, TraceRecord& record, tstl::ArenaRef arena, t
 }
 
 bool TraceReader::Open(const char* path) {
-  lines_ = bad_lines_ = 0;
+  bytes_ = lines_ = bad_lines_ = 0;
   first_fault_ = TraceFault();
   return text_.open(path) == 0;
 }
@@ -66,6 +66,7 @@ bool TraceReader::Open(const char* path) {
 bool TraceReader::Next(TraceRecord& record, tstl::ArenaRef arena) {
   for (Bytes line; text_.read_line(line, true);) {
     ++lines_;
+    bytes_ += std::uint64_t{line.len()} + 1;
     if (tstl::json_value_start(line) == line.len()) continue;
     std::uint32_t position;
     const JsonFault fault = ReadTraceLine(line, record, arena, nodes_, position, listener_);

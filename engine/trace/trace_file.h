@@ -70,11 +70,14 @@ class TraceReader {
   // Of what has been read: lines of any kind, lines that were bad, and the first of these.
   [[nodiscard]] std::uint64_t lines() const noexcept { return lines_; }
   [[nodiscard]] std::uint64_t bad_lines() const noexcept { return bad_lines_; }
+  // How far the reading is, in bytes of UTF-8 text: the lines, one byte counted for each line's end.
+  [[nodiscard]] std::uint64_t bytes() const noexcept { return bytes_; }
   [[nodiscard]] const TraceFault& first_fault() const noexcept { return first_fault_; }
 
  private:
   tstl::TextRead<unsigned char> text_;
   tstl::Chunk nodes_;
+  std::uint64_t bytes_ = 0;
   std::uint64_t lines_ = 0;
   std::uint64_t bad_lines_ = 0;
   TraceFault first_fault_;

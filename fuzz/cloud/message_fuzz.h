@@ -1,16 +1,15 @@
-// What holds for any bytes that are read as a message, in either form:
+// What holds for any bytes that are read as a message, in either form. An input's first byte tells
+// which: 0 a request, 1 a response. Held:
 // 1. What was read, also up to a fault, can be written in both forms, and both read back without a
 // fault as a tree that is written with the same bytes again, in both forms.
-// 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read; for JSON a block of
-// nodes more.
+// 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read.
 // 3. The place of a fault lies in the message, and not behind that of the message's own fault.
 // 4. The fields of a message, read one by one, make the same record, so that a broken record costs
-// itself only; and being asked what is ignored changes nothing.
+// itself only. So does the tree of a JSON text, and the same is ignored of it; the text has its fault.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <type_traits>
 
@@ -18,6 +17,7 @@
 #include "engine/cloud/cloud_request.h"
 #include "engine/cloud/cloud_response.h"
 #include "fuzz/io/wire_oracle.h"
+#include "fuzz/require.h"
 
 namespace zenta::fuzz {
 
@@ -28,10 +28,6 @@ using records::BinaryResult;
 using records::Bytes;
 using records::JsonResult;
 using records::kMaxGrowth;
-
-inline void Check(bool good) {
-  if (!good) std::abort();
-}
 
 // An arena that counts what it is asked for.
 class CountingArena {
@@ -47,13 +43,11 @@ class CountingArena {
   std::uint64_t asked_ = 0;
 };
 
-inline constexpr std::uint64_t kNodeBlock = 512;
-
 // Both forms of a message.
 struct Forms {
   template <class R>
   explicit Forms(const R& record) {
-    Check(write_binary(record, binary) && write_json(record, json));
+    Require(write_binary(record, binary) && write_json(record, json));
   }
   [[nodiscard]] bool operator==(const Forms& other) const {
     return binary.std_view() == other.binary.std_view() && json.std_view() == other.json.std_view();
@@ -70,13 +64,12 @@ inline void DropPackageNames(CloudResponse& response) {
 
 template <class R>
 void CheckRoundTrip(R& record) {
-  Check(Forms(record).json.len() != 0);  // with the package names
   DropPackageNames(record);
   const Forms forms(record);
   CountingArena arena;
   R from_binary, from_json;
-  Check(bool(read_binary(from_binary, forms.binary, arena)) && Forms(from_binary) == forms);
-  Check(bool(read_json(from_json, forms.json, arena)) && Forms(from_json) == forms);
+  Require(bool(read_binary(from_binary, forms.binary, arena)) && Forms(from_binary) == forms);
+  Require(bool(read_json(from_json, forms.json, arena)) && Forms(from_json) == forms);
 }
 
 template <class R>
@@ -84,31 +77,52 @@ void CheckBinary(Bytes message) {
   CountingArena arena;
   R record;
   const BinaryResult read = read_binary(record, message, arena);
-  Check(arena.asked() <= std::uint64_t{kMaxGrowth} * message.len());
+  Require(arena.asked() <= std::uint64_t{kMaxGrowth} * message.len());
   const tstl::oracle::Walk walk =
       tstl::oracle::PlainWireReader({message.cstr(), message.len()}).read();
-  Check(read.position <= walk.position && (!read || read.position == message.len()));
-  Check(!read || walk.fault == tstl::WireFault::kNone);
+  Require(read.position <= walk.position && (!read || read.position == message.len()));
+  Require(!read || walk.fault == tstl::WireFault::kNone);
   R by_field;
   tstl::WireReader fields(message);
   for (tstl::WireField field; fields.next(field);) (void)read_binary_field(by_field, field, arena);
-  Check(Forms(by_field) == Forms(record));
+  Require(Forms(by_field) == Forms(record));  // with the package names
   CheckRoundTrip(record);
 }
+
+// Checks what stands after the first byte as the message that this one tells.
+inline void CheckEither(const std::uint8_t* data, std::size_t size, auto check_request,
+                        auto check_response) {
+  if (size == 0) return;
+  const Bytes message(data + 1, static_cast<unsigned>(size - 1));
+  data[0] & 1 ? check_response(message) : check_request(message);
+}
+
+struct IgnoredLog : records::IgnoredListener {
+  void ignored(const records::Ignored& value) override {
+    text.append(value.key.std_view()).append(records::ignored_reason_text(value.reason)) += '\n';
+  }
+  std::string text;
+};
 
 template <class R>
 void CheckJson(Bytes text) {
   CountingArena arena;
   R record;
   const JsonResult read = read_json(record, text, arena);
-  Check(arena.asked() <= std::uint64_t{kMaxGrowth} * text.len() + kNodeBlock);
-  Check(read.position <= text.len());
-  struct : records::IgnoredListener {
-    void ignored(const records::Ignored& value) override { Check(value.key.len() < 0xFFFFFFFF); }
-  } listener;
-  R again;
-  Check(read_json(again, text, arena, &listener).position == read.position);
-  Check(Forms(again) == Forms(record));
+  Require(arena.asked() <= std::uint64_t{kMaxGrowth} * text.len());
+  Require(read.position <= text.len());
+  IgnoredLog log, tree_log;
+  R again, from_tree;
+  Require(read_json(again, text, arena, &log).position == read.position);
+  const tstl::JsonParse parse = tstl::json_parse(text, arena);
+  if (parse.root == nullptr || parse.root->type() == tstl::JsonType::kObject) {
+    Require(read.fault == parse.fault && read.position == parse.position);
+    records::ReadState state(arena, {}, &tree_log);
+    if (parse.root != nullptr) records::read_members(from_tree, *parse.root, state);
+  }
+  Require(Forms(again) == Forms(record) &&
+          Forms(from_tree) == Forms(record));  // with package names
+  Require(log.text == tree_log.text);
   CheckRoundTrip(record);
 }
 

@@ -7,21 +7,31 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <vector>
 
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/dict/buffer_dict.h"
 
 namespace tstl::oracle {
 
-// A key is in a whole image exactly if a traversal, which does not hash, meets it.
 template <class T>
-bool KeyIsFoundRightly(const BufferDict<T>& dict, BufferRef<T> key) {
+using Keys = std::vector<BufferRef<T>>;
+
+template <class T>
+Keys<T> KeysOf(const BufferDict<T>& dict) {
+  Keys<T> keys;
+  dict.for_each([&](const BufferDictNode<T>& node) { keys.push_back(node.key()); });
+  return keys;
+}
+
+// A key is in a whole image exactly if a traversal, which does not hash, meets it. `met`: the keys
+// that it meets, of a whole image; else null.
+template <class T>
+bool KeyIsFoundRightly(const BufferDict<T>& dict, BufferRef<T> key, const Keys<T>* met) {
   const auto* const node = dict.find(key);
   if ((node != nullptr) != dict.match(key)) return false;
   if (node != nullptr && node->key() != key) return false;
-  if (!dict.check()) return true;
-  return (node == nullptr) ==
-         dict.for_each_bk([&](const BufferDictNode<T>& other) { return other.key() != key; });
+  return met == nullptr || (node == nullptr) == (std::ranges::find(*met, key) == met->end());
 }
 
 template <class T>
@@ -42,12 +52,14 @@ template <class T>
 bool ImageIsSafe(const BufferDict<T>& dict) {
   const auto& image = dict.ref_internal_data();
   const bool whole = dict.check();
+  const Keys<T> keys = whole ? KeysOf(dict) : Keys<T>();
+  const Keys<T>* const met = whole ? &keys : nullptr;
   bool good = true;
   std::size_t records = 0;
   const bool all = dict.for_each_bk([&](const BufferDictNode<T>& node) {
     const auto* const start = reinterpret_cast<const unsigned char*>(&node);
     good = good && image.begin() <= start && start + node.node_size() <= image.end() &&
-           (records >= 64 || KeyIsFoundRightly(dict, node.key()));
+           (records >= 64 || KeyIsFoundRightly(dict, node.key(), met));
     return ++records <= image.len() / 8;
   });
   good = good && records <= image.len() / 8 && (all || !whole);
@@ -56,7 +68,7 @@ bool ImageIsSafe(const BufferDict<T>& dict) {
   std::copy_n(image.begin(), std::min<std::size_t>(sizeof start, image.len()),
               reinterpret_cast<unsigned char*>(start));
   for (unsigned len = 0; len <= std::size(start); ++len) {
-    good = good && KeyIsFoundRightly(dict, BufferRef<T>(start, len));
+    good = good && KeyIsFoundRightly(dict, BufferRef<T>(start, len), met);
   }
   return good && (!whole || TableComesBack(dict));
 }

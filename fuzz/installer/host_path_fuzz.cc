@@ -3,75 +3,77 @@
 // What must hold for every input:
 //   1. the host path begins with the machine folder and has no ".." in it;
 //   2. where the kernel, told to take the folder for the root, finds something, it is that path.
-#include <array>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <filesystem>
-#include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
+#include <vector>
 
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
 #include "installer/platform/host/machine_folder.h"
 
 #ifdef __linux__
 #include <fcntl.h>
 #include <linux/openat2.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 #endif
 
 namespace {
 
 namespace fs = std::filesystem;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-// A folder in memory if there is one, gone at the end of the program.
-struct Scratch {
-  Scratch() {
-    std::error_code none;
-    std::string name = fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path();
-    name += "/host-path-fuzz-XXXXXX";
-    Require(mkdtemp(name.data()) != nullptr);
-    folder = name;
-  }
-  ~Scratch() { fs::remove_all(folder); }
-  std::string folder;
-};
+using zenta::fuzz::Require;
 
 // A name, not a path: the layout stays inside the folder, whatever the input says.
-bool IsName(const std::string& text) {
+bool IsName(std::string_view text) {
   return !text.empty() && text.size() < 100 && text != "." && text != ".." &&
-         text.find_first_of(std::string("/\0", 2)) == text.npos;
+         text.find_first_of(std::string_view("/\0", 2)) == text.npos;
 }
 
-// Two levels: a folder that is there already gets the next entries too.
-void LayOut(const std::string& root, std::istringstream& lines, std::string& last) {
-  std::string below = root, line;
-  while (std::getline(lines, line)) {
-    last = line;
-    std::error_code failed;
+// What an input's lines make in the root, two levels deep; gone at its end.
+class Layout {
+ public:
+  explicit Layout(const std::string& root) : root_(root), below_(root) {}
+  Layout(const Layout&) = delete;
+  Layout& operator=(const Layout&) = delete;
+  ~Layout() {
+    for (; !made_.empty(); made_.pop_back()) Require(remove(made_.back().c_str()) == 0);
+  }
+
+  // A folder that is there already gets the next entries too; a link of its name does not, for it
+  // may lead out of the root.
+  void Add(std::string_view line) {
     const std::size_t link = line.find('>');
     if (line.ends_with('/') && IsName(line.substr(0, line.size() - 1))) {
-      below = root + "/" + line;
-      fs::create_directory(below, failed);
+      const std::string folder = root_ + "/" + std::string(line.substr(0, line.size() - 1));
+      if (mkdir(folder.c_str(), 0700) == 0) made_.push_back(folder);
+      if (fs::symlink_status(folder).type() == fs::file_type::directory) below_ = folder;
     } else if (link != line.npos && IsName(line.substr(0, link))) {
-      fs::create_symlink(line.substr(link + 1).c_str(), below + "/" + line.substr(0, link), failed);
+      const std::string name = below_ + "/" + std::string(line.substr(0, link));
+      const std::string target(line.substr(link + 1));
+      if (symlink(target.c_str(), name.c_str()) == 0) made_.push_back(name);
     }
   }
-}
+
+ private:
+  std::string root_, below_;
+  std::vector<std::string> made_;  // in this order: folders before what is in them
+};
 
 // What the kernel finds; "" if nothing or if it cannot be asked.
 std::string KernelPath(const std::string& root, const std::string& path) {
   std::string found;
 #ifdef __linux__
-  const int folder = open(root.c_str(), O_PATH | O_CLOEXEC);
+  static const int folder = open(root.c_str(), O_PATH | O_CLOEXEC);
   const open_how how{O_PATH | O_CLOEXEC, 0, RESOLVE_IN_ROOT};
   const auto file = static_cast<int>(syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how));
-  close(folder);
   if (file < 0) return found;
   found = fs::read_symlink("/proc/self/fd/" + std::to_string(file)).string();
   close(file);
@@ -84,18 +86,21 @@ std::string KernelPath(const std::string& root, const std::string& path) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Scratch scratch;
-  const std::string root = scratch.folder + "/root";
-  fs::remove_all(root);
-  fs::create_directory(root);
-  std::istringstream lines(std::string(reinterpret_cast<const char*>(data), size));
-  std::string path;
-  LayOut(root, lines, path);
-  path = path.substr(0, path.find('\0'));
+  static const zenta::fuzz::ScratchFolder scratch("host-path-fuzz");
+  static const std::string root = fs::canonical(scratch.path()).string();
+  static const zenta::installer::MachineFolder machine(root);
+  Layout layout(root);
+  std::string_view rest(reinterpret_cast<const char*>(data), size), line;
+  while (!rest.empty()) {
+    line = rest.substr(0, rest.find('\n'));
+    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+    layout.Add(line);
+  }
+  const std::string path(line.substr(0, line.find('\0')));
   try {
-    const std::string host = zenta::installer::MachineFolder(root).HostPath(path);
+    const std::string host = machine.HostPath(path);
     Require(host == root || host.starts_with(root + "/"));
-    for (const fs::path& name : fs::path(host)) Require(name != "..");
+    Require((host + "/").find("/../") == host.npos);
     const std::string kernel = KernelPath(root, path);
     Require(kernel.empty() || kernel == host);
   } catch (const std::system_error& circle) {

@@ -4,16 +4,13 @@
 #include <cstdint>
 #include <cstdlib>
 
+#include "fuzz/require.h"
 #include "installer/platform/host/plist_file.h"
 
 namespace zenta::installer {
 namespace {
 
 using signing::Bytes;
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
 
 std::size_t Nodes(plist_t node) {
   std::size_t nodes = 1;
@@ -43,7 +40,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace zenta::installer;
   const Plist root = ParsePlist(Bytes(data, data + size));
   if (root == nullptr) return 0;
-  Require(plist_get_node_type(root.get()) == PLIST_DICT);
-  Require(Nodes(root.get()) <= size);
+  zenta::fuzz::Require(plist_get_node_type(root.get()) == PLIST_DICT);
+  zenta::fuzz::Require(Nodes(root.get()) <= size);
   return 0;
 }

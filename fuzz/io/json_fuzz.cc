@@ -10,17 +10,19 @@
 // 4. Numbers are integers, and fit 64 bits or not, as moving their point by hand says.
 // 5. The tree, with every string in both forms, takes at most 48 bytes of arena for each byte of
 // text, and a block more.
+// 6. A cursor finds the same values and the same fault.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "corelib/containers/chunk.h"
 #include "corelib/io/json/json_read.h"
 #include "corelib/io/json/json_write.h"
 #include "corelib/text/utf.h"
 #include "fuzz/io/json_oracle.h"
+#include "fuzz/require.h"
 
 namespace {
 
@@ -29,10 +31,7 @@ using tstl::JsonFault;
 using tstl::JsonNode;
 using tstl::JsonParse;
 using tstl::JsonWrite;
-
-void Check(bool good) {
-  if (!good) std::abort();
-}
+using zenta::fuzz::Require;
 
 JsonParse Parse(std::string_view text, Chunk& arena) {
   return tstl::json_parse({text.data(), static_cast<unsigned>(text.size())}, arena);
@@ -41,10 +40,10 @@ JsonParse Parse(std::string_view text, Chunk& arena) {
 void CheckFaultPlace(std::string_view text, const JsonParse& parse) {
   Chunk arena;
   const JsonParse before = Parse(text.substr(0, parse.position), arena);
-  Check((before || before.fault == JsonFault::kEnds) && before.position == parse.position);
-  if (parse.fault == JsonFault::kEnds) return Check(parse.position == text.size());
+  Require((before || before.fault == JsonFault::kEnds) && before.position == parse.position);
+  if (parse.fault == JsonFault::kEnds) return Require(parse.position == text.size());
   const JsonParse with = Parse(text.substr(0, parse.position + 1), arena);
-  Check(with.fault == parse.fault && with.position == parse.position);
+  Require(with.fault == parse.fault && with.position == parse.position);
 }
 
 // Integers are what moving the decimal point by hand makes of them, and fit or do not.
@@ -55,29 +54,41 @@ void CheckInteger(const JsonNode* node) {
   T value{};
   const bool fits = node->integer(value);
   if (plain == "?") return;
-  Check(node->is_integer() == !plain.empty() && (!fits || std::to_string(value) == plain));
+  Require(node->is_integer() == !plain.empty() && (!fits || std::to_string(value) == plain));
   constexpr bool kSigned = std::is_signed_v<T>;
   if (!fits && !plain.empty())
-    Check(plain.size() >= (kSigned ? 19 : 20) || (!kSigned && plain[0] == '-'));
+    Require(plain.size() >= (kSigned ? 19 : 20) || (!kSigned && plain[0] == '-'));
 }
 
-// Asks for both forms of every string; a second asking gives the same memory, and units come back
-// by way of the writer.
-void CheckStrings(JsonNode* node, Chunk& arena) {
+using Strings = std::vector<tstl::BufferRef<unsigned short>>;
+
+// Asks for both forms of every string, and collects their units; a second asking gives the same
+// memory.
+void CheckStrings(JsonNode* node, Chunk& arena, Strings& strings) {
   CheckInteger<std::int64_t>(node);
   CheckInteger<std::uint64_t>(node);
   const auto bytes = node->str8(arena);
   const auto units = node->str16(arena);
-  Check(node->str8(arena).cstr() == bytes.cstr() && node->str16(arena).cstr() == units.cstr());
-  if (node->type() == tstl::JsonType::kString) {
-    Chunk scratch;
-    JsonWrite out;
-    out.str(units);
-    const JsonParse again = tstl::json_parse(out.output(), scratch);
-    Check(bool(again) && again.root->str16(scratch) == units);
-  }
+  Require(node->str8(arena).cstr() == bytes.cstr() && node->str16(arena).cstr() == units.cstr());
+  if (node->type() == tstl::JsonType::kString) strings.push_back(units);
   for (JsonNode* child = node->first_child(); child != nullptr; child = child->next())
-    CheckStrings(child, arena);
+    CheckStrings(child, arena, strings);
+}
+
+// Units come back by way of the writer.
+void CheckUnits(const Strings& strings) {
+  JsonWrite out;
+  out.begin_array();
+  for (const auto& units : strings) out.str(units);
+  out.end_array();
+  Chunk arena;
+  const JsonParse again = tstl::json_parse(out.output(), arena);
+  Require(bool(again));
+  JsonNode* node = again.root->first_child();
+  for (const auto& units : strings) {
+    Require(node != nullptr && node->str16(arena) == units);
+    node = node->next();
+  }
 }
 
 }  // namespace
@@ -90,21 +101,25 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
   const tstl::oracle::Verdict peer = tstl::oracle::AskPeer(text);
   if (peer.kind == tstl::oracle::Verdict::kGood && parse.fault != JsonFault::kDepth)
-    Check(parse && form == peer.form);
-  if (peer.kind == tstl::oracle::Verdict::kBad) Check(!parse);
+    Require(parse && form == peer.form);
+  if (peer.kind == tstl::oracle::Verdict::kBad) Require(!parse);
   if (!parse) CheckFaultPlace(text, parse);
+  Chunk walk;
+  Require(tstl::oracle::WalksAsTree({text.data(), static_cast<unsigned>(size)}, parse, walk));
   if (parse.root == nullptr) return 0;
 
-  CheckStrings(parse.root, arena);
-  Check(arena.total() <= 48 * size + 65536);
+  Strings strings;
+  CheckStrings(parse.root, arena, strings);
+  CheckUnits(strings);
+  Require(arena.total() <= 48 * size + 65536);
 
   JsonWrite out;
   tstl::oracle::Rewrite(parse.root, arena, out);
-  Check(out.good());
+  Require(out.good());
   const std::string_view written = out.output().std_view();
-  Check(tstl::valid_utf8_prefix(out.output().c_str(), written.size()) == written.size());
+  Require(tstl::valid_utf8_prefix(out.output().c_str(), written.size()) == written.size());
   Chunk second;
   const JsonParse again = Parse(written, second);
-  Check(again && tstl::oracle::PlainFormOf(again.root, second) == form);
+  Require(again && tstl::oracle::PlainFormOf(again.root, second) == form);
   return 0;
 }

@@ -15,8 +15,10 @@
 #include <algorithm>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "corelib/io/json/json_cursor.h"
 #include "corelib/io/json/json_read.h"
 #include "corelib/io/json/json_write.h"
 #include "corelib/text/utf.h"
@@ -132,7 +134,7 @@ inline void Rewrite(JsonNode* node, Chunk& arena, JsonWrite& out) {
 }
 
 // The integer that a number is, in decimal, found by moving its point: "-0" is 0. Empty when it is
-// none, and "?" where the exponent is out of sight.
+// none, and "?" where the exponent is out of sight. One far beyond 64 bits may lack zeros at its end.
 inline std::string PlainInteger(std::string_view number) {
   const std::size_t e = std::min(number.find_first_of("eE"), number.size());
   std::string digits(number.substr(0, e));
@@ -143,8 +145,8 @@ inline std::string PlainInteger(std::string_view number) {
   const std::size_t point = std::min(digits.find('.'), digits.size());
   if (point != digits.size()) digits.erase(point, 1);
   const long whole = long(point) + (exponent.empty() ? 0 : std::stol(exponent));
-  if (whole < 0) digits.insert(0, std::size_t(-whole), '0');
-  const std::size_t count = whole < 0 ? 0 : std::size_t(whole);
+  // More zeros than this make no integer of 64 bits of it either.
+  const std::size_t count = std::min(whole < 0 ? 0 : std::size_t(whole), digits.size() + 64);
   if (digits.size() < count) digits.resize(count, '0');
   if (digits.find_first_not_of('0', count) != digits.npos) return "";
   digits.erase(count);
@@ -157,6 +159,91 @@ inline std::string PlainFormOf(JsonNode* root, Chunk& arena) {
   PlainForm out;
   if (root != nullptr) AddPlainForm(root, arena, out);
   return out.form;
+}
+
+// ---- The cursor beside the tree. Each of these is true when both say the same of a value.
+
+template <class T>
+bool SameInteger(const JsonNode& node, const JsonCursor& at) {
+  T want = 42, got = 42;
+  JsonCursor behind = at;
+  const bool fits = node.integer(want);
+  const auto* const place = fits ? node.raw().cend() : at.place();
+  return behind.integer(got) == fits && got == want && behind.place() == place;
+}
+
+// Read in each way; the quick one also where there is just enough room, and not enough.
+template <Unit T>
+bool SameString(BufferRef<T> want, const JsonCursor& at) {
+  constexpr T kGuard = 0xA5;
+  JsonCursor slow = at, plain = at;
+  JsonCursor::RawString string;
+  BufferRef<unsigned char> raw;
+  if (!slow.find_string(string) || plain.plain_string(raw) == string.escaped) return false;
+  std::vector<T> units(string.raw.len() + 1, kGuard);
+  const auto is_it = [&](std::uint32_t n) {
+    return n == want.len() && std::equal(want.begin(), want.end(), units.begin());
+  };
+  if (!is_it(slow.string(string, units.data())) || units.back() != kGuard) return false;
+  if (!string.escaped && !(raw == string.raw && plain.is_at(slow))) return false;
+  if constexpr (sizeof(T) == 1) {
+    for (const std::uint32_t room : {want.len() + 33, want.len() + 1, want.len() / 2}) {
+      units.assign(room + 1, kGuard);
+      JsonCursor quick = at;
+      const std::uint32_t n = quick.quick_string(units.data(), room);
+      if (units.back() != kGuard) return false;
+      if (n == FAILURE ? !quick.is_at(at) : !(is_it(n) && n < room && quick.is_at(slow)))
+        return false;
+    }
+  }
+  return true;
+}
+
+inline bool SameScalar(JsonNode& node, JsonCursor& at, Chunk& arena) {
+  const bool is_string = node.type() == JsonType::kString;
+  if (is_string && !(SameString(node.str8(arena), at) && SameString(node.str16(arena), at)))
+    return false;
+  double want = 0.25, got = 0.25;
+  bool yes = false, no = false;
+  JsonCursor number = at, word = at;
+  return SameInteger<std::int8_t>(node, at) && SameInteger<std::uint32_t>(node, at) &&
+         SameInteger<std::int64_t>(node, at) && SameInteger<std::uint64_t>(node, at) &&
+         at.is_integer() == node.is_integer() && number.real(got) == node.real(want) &&
+         got == want && word.boolean(yes) == node.boolean(no) && yes == no && at.skip() &&
+         at.place() == node.raw().cend() + is_string;
+}
+
+// `node` is null where the tree of a broken text has no value.
+inline bool SameValue(JsonNode* node, JsonCursor& at, Chunk& arena) {
+  if (node == nullptr) return !at.skip();
+  if (!at.type_is(node->type())) return false;
+  if (node->type() > JsonType::kArray) return SameScalar(*node, at, arena);
+  const bool is_object = node->type() == JsonType::kObject;
+  JsonNode* child = node->first_child();
+  bool more = is_object ? at.enter_object() : at.enter_array();
+  while (more) {
+    if (is_object && !at.read_key()) break;
+    if (is_object && child != nullptr &&
+        !(at.raw_key() == child->raw_key() && at.key_is(child->key(arena)))) {
+      return false;
+    }
+    if (!SameValue(child, at, arena)) return false;
+    if (child != nullptr) child = child->next();
+    more = is_object ? at.next_member() : at.next_element();
+  }
+  return child == nullptr;
+}
+
+// Whether a walk through the text is one through its tree, which `parse` has, and ends as that does; and
+// whether passing over all of it does.
+inline bool WalksAsTree(BufferRef<unsigned char> text, const JsonParse& parse, Chunk& arena) {
+  JsonText walked(text), skipped(text);
+  JsonCursor at = walked.start(), over = skipped.start();
+  if (!SameValue(parse.root, at, arena) || over.skip() != (parse.root != nullptr)) return false;
+  const bool ends = at.end(), ends_over = over.end();
+  return ends == bool(parse) && ends_over == ends && walked.fault() == parse.fault &&
+         skipped.fault() == parse.fault && walked.position() == parse.position &&
+         skipped.position() == parse.position;
 }
 
 }  // namespace tstl::oracle

@@ -1,13 +1,15 @@
-// A file for one test or one input, gone at its end.
+// A file for one test, or one that a fuzz target writes for each input, gone at its end.
 #pragma once
 
 #include <unistd.h>
 
-#include <filesystem>
+#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <string_view>
+
+#include "fuzz/scratch_folder.h"
 
 namespace tstl {
 
@@ -16,12 +18,20 @@ class TempFile {
   explicit TempFile(std::string_view bytes = {}) {
     static int count = 0;
     const std::string name = std::to_string(::getpid()) + "_" + std::to_string(++count % 100);
-    path_ = std::filesystem::temp_directory_path() / ("io_test_" + name);
-    std::ofstream(path_, std::ios::binary).write(bytes.data(), std::ssize(bytes));
+    path_ = zenta::fuzz::ScratchRoot() + "/io_test_" + name;
+    write(bytes);
   }
   TempFile(const TempFile&) = delete;
   TempFile& operator=(const TempFile&) = delete;
   ~TempFile() { ::unlink(path()); }
+
+  // Makes it a file of these bytes, whatever it is by now.
+  void write(std::string_view bytes) const {
+    std::FILE* const file = std::fopen(path(), "wb");
+    zenta::fuzz::Require(file != nullptr &&
+                         std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
+                         std::fclose(file) == 0);
+  }
 
   const char* path() const { return path_.c_str(); }
   std::string bytes() const {

@@ -24,22 +24,23 @@ using Pair = std::pair<String<T>, long long>;
 // Lines end with LF, CR or CR LF; the last one also with the text.
 template <class Text>
 std::vector<Text> PlainLines(const Text& text) {
-  std::vector<Text> lines{Text()};
+  std::vector<Text> lines;
+  std::size_t start = 0;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] == '\n' && i != 0 && text[i - 1] == '\r') continue;
-    if (text[i] == '\n' || text[i] == '\r') {
-      lines.emplace_back();
-    } else {
-      lines.back() += text[i];
+    if (text[i] != '\n' && text[i] != '\r') continue;
+    if (text[i] == '\r' || i == 0 || text[i - 1] != '\r') {
+      lines.push_back(text.substr(start, i - start));
     }
+    start = i + 1;
   }
-  if (lines.back().empty()) lines.pop_back();  // what follows the last line's end is no line
+  if (start != text.size()) lines.push_back(text.substr(start));
   return lines;
 }
 
 // Half a unit at the end is dropped.
 inline std::u16string UnitsOf(std::string_view bytes, bool high_first) {
   std::u16string units;
+  units.reserve(bytes.size() / 2);
   for (std::size_t i = 0; i + 1 < bytes.size(); i += 2) {
     const auto first = static_cast<unsigned char>(bytes[i]);
     const auto second = static_cast<unsigned char>(bytes[i + 1]);
@@ -71,8 +72,8 @@ template <class T, class C>
 std::vector<String<T>> DecodedLines(const std::basic_string<C>& text, bool empty_lines) {
   std::vector<String<T>> lines;
   for (const auto& line : PlainLines(text)) {
-    const auto decoded = Decoded<T>(line);
-    if (empty_lines || !decoded.empty()) lines.push_back(decoded);
+    auto decoded = Decoded<T>(line);
+    if (empty_lines || !decoded.empty()) lines.push_back(std::move(decoded));
   }
   return lines;
 }

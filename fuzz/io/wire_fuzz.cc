@@ -6,31 +6,24 @@
 //    fields.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "corelib/io/wire/proto_write.h"
 #include "corelib/io/wire/wire_read.h"
 #include "fuzz/io/wire_oracle.h"
-
-namespace {
-
-void Check(bool good) {
-  if (!good) std::abort();
-}
-
-}  // namespace
+#include "fuzz/require.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using tstl::ProtoWrite;
   using tstl::WireType;
+  using zenta::fuzz::Require;
   const tstl::oracle::Walk walk = tstl::oracle::ReadWithWireReader({data, size});
-  Check(walk == tstl::oracle::PlainWireReader({data, size}).read());
-  Check(walk == tstl::oracle::ReadWithWireReader({data, size}, true));
+  Require(walk == tstl::oracle::PlainWireReader({data, size}).read());
+  Require(walk == tstl::oracle::ReadWithWireReader({data, size}, true));
 
   ProtoWrite out;
   std::string plain;
-  Check(out.write([&](ProtoWrite& to) {
+  Require(out.write([&](ProtoWrite& to) {
     for (const tstl::oracle::Field& field : walk.fields) {
       const auto type = static_cast<WireType>(field.key % 8);
       if (type == WireType::kFixed64 || type == WireType::kFixed32) {
@@ -51,9 +44,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
   }));
   const auto& written = out.output();
-  Check(written.std_view() == plain);
+  Require(written.std_view() == plain);
   const tstl::oracle::Walk again =
       tstl::oracle::ReadWithWireReader({written.c_str(), written.len()});
-  Check(again.fault == tstl::WireFault::kNone && again.fields == walk.fields);
+  Require(again.fault == tstl::WireFault::kNone && again.fields == walk.fields);
   return 0;
 }

@@ -9,6 +9,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "corelib/io/wire/wire_read.h"
@@ -57,9 +58,9 @@ class PlainWireReader {
  public:
   explicit PlainWireReader(std::span<const std::uint8_t> message) : message_(message) {}
 
-  Walk read() {
+  Walk read() && {
     while (walk_.fault == WireFault::kNone && walk_.position < message_.size()) field(0, 0);
-    return walk_;
+    return std::move(walk_);
   }
 
  private:
@@ -84,15 +85,16 @@ class PlainWireReader {
     } else {
       if (*value > message_.size() - walk_.position)
         return fail(WireFault::kTruncated, walk_.position);
-      for (std::uint64_t i = 0; i < *value; ++i)
-        found.bytes += static_cast<char>(message_[walk_.position++]);
+      const auto content = message_.subspan(walk_.position, *value);
+      found.bytes.assign(content.begin(), content.end());
+      walk_.position += *value;
     }
     if (wire == 1 || wire == 5) {
       for (std::size_t i = found.bytes.size(); i-- != 0;)
         found.varint = found.varint * 256 + static_cast<unsigned char>(found.bytes[i]);
       found.bytes.clear();
     }
-    if (groups == 0) walk_.fields.push_back(found);
+    if (groups == 0) walk_.fields.push_back(std::move(found));
     return false;
   }
 

@@ -1,25 +1,19 @@
 // Takes a text apart the way every reader does, in both unit widths, and accounts for each unit
 // once: what the fetch operations return and what they skip is the text again, split returns
 // exactly the non-empty fields between separators, and the parts of an ini line lie inside it, in
-// order, trimmed. Input: the separators, then the text.
+// order, trimmed. Input: the separators, numbers, 1 for 16-bit units, then the text.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <memory>
 
 #include "corelib/text/buffer_ref.h"
+#include "fuzz/require.h"
 
 namespace {
 
 using tstl::BufferRef;
 using tstl::BufferRefMutable;
 using tstl::NOT_FOUND;
-
-void Check(bool holds, const char* what) {
-  if (holds) return;
-  std::fprintf(stderr, "broken: %s\n", what);
-  std::abort();
-}
+using zenta::fuzz::Require;
 
 // `part` stands in `whole`, `at` units after its start.
 template <class T>
@@ -36,15 +30,15 @@ void FetchAll(BufferRef<T> text, Fetch fetch, Skipped skipped) {
   std::uint64_t seen = 0;
   while (rest) {
     const BufferRef<T> part = fetch(rest);
-    Check(StandsAt(part, text, seen), "a fetched part follows the one before it");
+    Require(StandsAt(part, text, seen), "a fetched part follows the one before it");
     seen += part.len();
     const BufferRef<T> dropped = text.sub_str(
         static_cast<unsigned>(seen), static_cast<unsigned>(text.len() - rest.len() - seen));
     seen += dropped.len();
-    Check(seen + rest.len() == text.len(), "every unit is fetched, dropped or left");
-    Check(skipped(part, dropped, rest.is_empty()), "what is dropped is a separator, once");
+    Require(seen + rest.len() == text.len(), "every unit is fetched, dropped or left");
+    Require(skipped(part, dropped, rest.is_empty()), "what is dropped is a separator, once");
   }
-  Check(seen == text.len(), "a text is used up");
+  Require(seen == text.len(), "a text is used up");
 }
 
 template <class T>
@@ -56,23 +50,23 @@ template <class T>
 void CheckSplit(BufferRef<T> text, T sep, unsigned max) {
   BufferRefMutable<T> fields[8];
   const unsigned count = text.split(fields, sep, max);
-  Check(count <= max, "split stores no more than it may");
+  Require(count <= max, "split stores no more than it may");
   unsigned seen = 0;
   for (unsigned i = 0; i < count; ++i) {
     seen += text.sub_tail(seen).cnt_consecutive_chr(sep);
-    Check(!fields[i].is_empty() && StandsAt<T>(fields[i], text, seen),
-          "a field stands after separators only");
-    Check(fields[i].find_chr(sep) == NOT_FOUND, "a field holds no separator");
+    Require(!fields[i].is_empty() && StandsAt<T>(fields[i], text, seen),
+            "a field stands after separators only");
+    Require(fields[i].find_chr(sep) == NOT_FOUND, "a field holds no separator");
     seen += fields[i].len();
-    Check(seen == text.len() || text[seen] == sep, "a field ends at a separator");
+    Require(seen == text.len() || text[seen] == sep, "a field ends at a separator");
   }
   if (count < max)
-    Check(text.sub_tail(seen).cnt_chr(sep) + seen == text.len(), "split leaves separators only");
+    Require(text.sub_tail(seen).cnt_chr(sep) + seen == text.len(), "split leaves separators only");
   unsigned numbers[8];
   const unsigned number_count = text.split_num(numbers, sep, max);
-  Check(number_count <= count, "split_num stops where split skips");
+  Require(number_count <= count, "split_num stops where split skips");
   for (unsigned i = 0; i < number_count; ++i)
-    Check(numbers[i] == fields[i].to_num32(), "split_num reads the fields");
+    Require(numbers[i] == fields[i].to_num32(), "split_num reads the fields");
 }
 
 template <class T>
@@ -85,37 +79,40 @@ void CheckIniLine(BufferRef<T> line, T comment) {
   BufferRefMutable<T> key, value;
   const int result = line.parse_ini_line(key, value, comment);
   const bool is_section = result == 1;
-  Check(result >= 0 && result <= 2 && (result != 0) == !key.is_empty(),
-        "a key is what makes a line count");
-  if (result == 0) return Check(value.is_empty(), "a refused line gives nothing");
+  Require(result >= 0 && result <= 2 && (result != 0) == !key.is_empty(),
+          "a key is what makes a line count");
+  if (result == 0) return Require(value.is_empty(), "a refused line gives nothing");
   const auto key_at = static_cast<std::uint64_t>(key.begin() - line.begin());
-  Check(StandsAt<T>(key, line, key_at) && (is_section || IsTrimmed<T>(key)),
-        "the key is a trimmed part of the line");
-  Check(
+  Require(StandsAt<T>(key, line, key_at) && (is_section || IsTrimmed<T>(key)),
+          "the key is a trimmed part of the line");
+  Require(
       comment == 0 || (key.find_chr(comment) == NOT_FOUND && value.find_chr(comment) == NOT_FOUND),
       "comments are dropped");
   if (is_section)
-    return Check(key.begin()[-1] == '[' && *key.end() == ']' && value.is_empty(),
-                 "a section stands in brackets");
-  Check(key.find_chr('=') == NOT_FOUND && IsTrimmed<T>(value),
-        "the key ends before '=', and the value is trimmed");
+    return Require(key.begin()[-1] == '[' && *key.end() == ']' && value.is_empty(),
+                   "a section stands in brackets");
+  Require(key.find_chr('=') == NOT_FOUND && IsTrimmed<T>(value),
+          "the key ends before '=', and the value is trimmed");
   if (value.is_empty()) return;
   const BufferRef<T> between(key.end(), static_cast<unsigned>(value.begin() - key.end()));
-  Check(value.end() <= line.end() && between.sub_trim_all() == "=",
-        "the value follows the key's '='");
+  Require(value.end() <= line.end() && between.sub_trim_all() == "=",
+          "the value follows the key's '='");
 }
+
+constexpr unsigned kRules = 4;
 
 template <class T>
 void Run(const std::uint8_t* data, unsigned size) {
-  // The first three units rule, the rest is text, in a block of exactly its size.
+  // The first bytes rule, the rest is text, in a block of exactly its size.
   const T sep = data[0], comment = data[1];
   const unsigned number = data[2];
-  const unsigned len = size - 3;
+  const unsigned len = size - kRules;
   const std::unique_ptr<T[]> units(new T[len]);
   // Bytes above 0x7F become wide units whose low byte is that of an ASCII character.
-  for (unsigned i = 0; i < len; ++i)
-    units[i] = static_cast<T>(sizeof(T) == 1 || data[i + 3] < 0x80 ? data[i + 3]
-                                                                   : data[i + 3] * 0x101 & 0xFF7F);
+  for (unsigned i = 0; i < len; ++i) {
+    const unsigned byte = data[kRules + i];
+    units[i] = static_cast<T>(sizeof(T) == 1 || byte < 0x80 ? byte : byte * 0x101 & 0xFF7F);
+  }
   const BufferRef<T> text(units.get(), len);
   const BufferRef<T> needle = text.sub_str(number & 7, 1 + (number >> 6));
 
@@ -152,8 +149,8 @@ void Run(const std::uint8_t* data, unsigned size) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size < 3 || size > 4096) return 0;
-  Run<unsigned char>(data, static_cast<unsigned>(size));
-  Run<unsigned short>(data, static_cast<unsigned>(size));
+  if (size < kRules || size > 4096) return 0;
+  const auto run = data[3] & 1 ? Run<unsigned short> : Run<unsigned char>;
+  run(data, static_cast<unsigned>(size));
   return 0;
 }

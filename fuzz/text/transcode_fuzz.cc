@@ -1,16 +1,17 @@
-// UTF-8 to UTF-16 and back on any input, taken once as bytes and once as 16-bit units. For both
-// sets of kernels: the result is that of the plain reference, whatever the room; nothing outside
-// the exactly sized blocks is touched (the address sanitizer's part); the size is what the full
-// result takes; what is valid UTF-8, and every 16-bit text whose surrogates are kept, comes back
-// unchanged.
+// UTF-8 to UTF-16, or back, on any input. For both sets of kernels: the result is that of the plain
+// reference, whatever the room; nothing outside the exactly sized blocks is touched (the address
+// sanitizer's part); the size is what the full result takes; what is valid UTF-8, and every 16-bit
+// text whose surrogates are kept, comes back unchanged.
+// Input: units of room that are missing in the second conversion, flags (1: to UTF-8, 2: lone
+// surrogates are kept), then the text.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 
 #include "corelib/text/detail/utf_kernels.h"
 #include "corelib/text/utf.h"
+#include "fuzz/require.h"
 #include "tests/reference/utf_reference.h"
 
 namespace {
@@ -19,9 +20,13 @@ using tstl::LoneSurrogate;
 using tstl::detail::utf::Kernels;
 using tstl::reference::Units16;
 using tstl::reference::Units8;
+using zenta::fuzz::Require;
 
-void Require(bool held) {
-  if (!held) std::abort();
+constexpr std::size_t kUnbounded = ~std::size_t{0};
+
+void ForEachKernels(auto check) {
+  check(tstl::detail::utf::kPlainKernels);
+  if (tstl::detail::utf::has_vector_kernels()) check(tstl::detail::utf::kVectorKernels);
 }
 
 Units16 ToUtf16(const Kernels& kernels, const Units8& text, std::size_t room) {
@@ -36,40 +41,46 @@ Units8 ToUtf8(const Kernels& kernels, const Units16& text, std::size_t room, Lon
   return out;
 }
 
-void Check(const Kernels& kernels, const Units8& bytes, const Units16& units, std::size_t less) {
-  const Units16 decoded = tstl::reference::ToUtf16(bytes, ~std::size_t{0});
-  Require(kernels.utf16_size(bytes.data(), bytes.size()) == decoded.size());
-  Require(ToUtf16(kernels, bytes, decoded.size()) == decoded);
+void CheckToUtf16(const Units8& bytes, std::size_t less) {
+  const Units16 decoded = tstl::reference::ToUtf16(bytes, kUnbounded);
   const std::size_t few = decoded.size() - std::min(less, decoded.size());
-  Require(ToUtf16(kernels, bytes, few) == tstl::reference::ToUtf16(bytes, few));
+  const Units16 cut = tstl::reference::ToUtf16(bytes, few);
   const std::size_t valid = tstl::reference::ValidPrefix(bytes);
-  Require(kernels.valid_utf8_prefix(bytes.data(), bytes.size()) == valid);
-  if (valid == bytes.size()) {
-    Require(ToUtf8(kernels, decoded, valid, LoneSurrogate::kDrop) == bytes);
-  }
-  for (const auto lone : {LoneSurrogate::kDrop, LoneSurrogate::kKeep}) {
-    const bool keep = lone == LoneSurrogate::kKeep;
-    const Units8 encoded = tstl::reference::ToUtf8(units, ~std::size_t{0}, keep);
-    Require(tstl::utf8_size(units.data(), units.size(), lone) == encoded.size());
+  ForEachKernels([&](const Kernels& kernels) {
+    Require(kernels.utf16_size(bytes.data(), bytes.size()) == decoded.size());
+    Require(ToUtf16(kernels, bytes, decoded.size()) == decoded);
+    Require(ToUtf16(kernels, bytes, few) == cut);
+    Require(kernels.valid_utf8_prefix(bytes.data(), bytes.size()) == valid);
+    if (valid == bytes.size()) {
+      Require(ToUtf8(kernels, decoded, valid, LoneSurrogate::kDrop) == bytes);
+    }
+  });
+}
+
+void CheckToUtf8(const Units16& units, std::size_t less, LoneSurrogate lone) {
+  const bool keep = lone == LoneSurrogate::kKeep;
+  const Units8 encoded = tstl::reference::ToUtf8(units, kUnbounded, keep);
+  const std::size_t few = encoded.size() - std::min(less, encoded.size());
+  const Units8 cut = tstl::reference::ToUtf8(units, few, keep);
+  Require(tstl::utf8_size(units.data(), units.size(), lone) == encoded.size());
+  ForEachKernels([&](const Kernels& kernels) {
     Require(ToUtf8(kernels, units, encoded.size(), lone) == encoded);
-    const std::size_t little = encoded.size() - std::min(less, encoded.size());
-    Require(ToUtf8(kernels, units, little, lone) == tstl::reference::ToUtf8(units, little, keep));
+    Require(ToUtf8(kernels, units, few, lone) == cut);
     if (keep) Require(ToUtf16(kernels, encoded, units.size()) == units);
-  }
+  });
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
-  const std::size_t less = *data;  // units of room that are missing in the second conversion
-  Units8 bytes(data + 1, data + size);
-  bytes.shrink_to_fit();
-  Units16 units((size - 1) / 2);
-  if (!units.empty()) std::memcpy(units.data(), data + 1, units.size() * 2);
-  Check(tstl::detail::utf::kPlainKernels, bytes, units, less);
-  if (tstl::detail::utf::has_vector_kernels()) {
-    Check(tstl::detail::utf::kVectorKernels, bytes, units, less);
+  if (size < 2) return 0;
+  const std::uint8_t less = data[0], flags = data[1];
+  if (flags & 1) {
+    Units16 units((size - 2) / 2);
+    if (!units.empty()) std::memcpy(units.data(), data + 2, units.size() * 2);
+    CheckToUtf8(units, less, flags & 2 ? LoneSurrogate::kKeep : LoneSurrogate::kDrop);
+  } else {
+    CheckToUtf16(Units8(data + 2, data + size), less);
   }
   return 0;
 }

@@ -6,7 +6,6 @@
 //      file with rights of its own, and nothing of its staging folder.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -14,6 +13,8 @@
 #include <sstream>
 #include <string>
 
+#include "fuzz/require.h"
+#include "fuzz/scratch_folder.h"
 #include "tests/tools/package_maker.h"
 #include "tools/host_installer/install.h"
 
@@ -22,22 +23,7 @@ namespace {
 namespace fs = std::filesystem;
 using Snapshot = std::map<std::string, std::string>;
 
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-// A folder in memory if there is one, gone at the end of the program.
-struct Scratch {
-  Scratch() {
-    std::error_code none;
-    std::string name = fs::is_directory("/dev/shm", none) ? "/dev/shm" : fs::temp_directory_path();
-    name += "/host-installer-fuzz-XXXXXX";
-    Require(mkdtemp(name.data()) != nullptr);
-    folder = name;
-  }
-  ~Scratch() { fs::remove_all(folder); }
-  fs::path folder;
-};
+using zenta::fuzz::Require;
 
 std::string Contents(const fs::path& path) {
   std::ifstream file(path, std::ios::binary);
@@ -78,8 +64,9 @@ void CheckInstalled(const fs::path& machine) {
 // PackageInfo, a Distribution, or the text of a table of contents.
 std::string PackageOf(unsigned kind, const std::string& bytes) {
   using namespace zenta::tools;
-  const std::string info = PackageInfoFor("/Library/Input Methods");
-  const std::string payload = Cpio({{"ZentaIM.app/x", 0100644, "new"}});
+  static const std::string info = PackageInfoFor("/Library/Input Methods");
+  static const std::string payload = Cpio({{"ZentaIM.app/x", 0100644, "new"}});
+  static const std::string heap = PartsOf(Xar({{"PackageInfo", info}, {"Payload", payload}})).files;
   switch (kind % 5) {
     case 0:
       return Xar({{"PackageInfo", info}, {"Payload", bytes}});
@@ -91,7 +78,7 @@ std::string PackageOf(unsigned kind, const std::string& bytes) {
       return Xar(
           {{"Distribution", bytes}, {"a.pkg/PackageInfo", info}, {"a.pkg/Payload", payload}});
     default:
-      return XarOf({bytes, PartsOf(Xar({{"PackageInfo", info}, {"Payload", payload}})).files});
+      return XarOf({bytes, heap});
   }
 }
 
@@ -107,24 +94,44 @@ bool Installs(const std::string& package, const std::string& machine) {
   }
 }
 
+// A machine folder with an old version in it, and a file beside it. It is made anew only after an
+// installation that succeeded, for all others leave it as it was.
+class Machine {
+ public:
+  Machine() { Make(); }
+
+  void Make() {
+    fs::remove_all(outer_);
+    Put(folder_ / "Library/Input Methods/ZentaIM.app/Contents/Info.plist", "old");
+    Put(outer_ / "outside", "outside");
+    made_ = Below(folder_);
+  }
+
+  // Checks what an installation made of it.
+  void Check(bool installed) {
+    installed ? CheckInstalled(folder_) : Require(Below(folder_) == made_);
+    Require(Contents(outer_ / "outside") == "outside");
+    Require(std::distance(fs::directory_iterator(outer_), {}) == 2);
+    Require(std::distance(fs::directory_iterator(scratch_.path()), {}) == 2);
+  }
+
+  const fs::path& folder() const { return folder_; }
+  fs::path package() const { return fs::path(scratch_.path()) / "package"; }
+
+ private:
+  zenta::fuzz::ScratchFolder scratch_{"host-installer-fuzz"};
+  fs::path outer_ = fs::path(scratch_.path()) / "outer", folder_ = outer_ / "machine";
+  Snapshot made_;
+};
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  static const Scratch scratch;
-  const fs::path machine = scratch.folder / "outer/machine", package = scratch.folder / "package";
-  fs::remove_all(scratch.folder / "outer");
-  Put(machine / "Library/Input Methods/ZentaIM.app/Contents/Info.plist", "old");
-  Put(scratch.folder / "outer/outside", "outside");
+  static Machine machine;
   if (size == 0) return 0;
-  Put(package, PackageOf(data[0], {reinterpret_cast<const char*>(data + 1), size - 1}));
-  const Snapshot before = Below(machine);
-  if (Installs(package, machine)) {
-    CheckInstalled(machine);
-  } else {
-    Require(Below(machine) == before);
-  }
-  Require(Contents(scratch.folder / "outer/outside") == "outside");
-  Require(std::distance(fs::directory_iterator(scratch.folder / "outer"), {}) == 2);
-  Require(std::distance(fs::directory_iterator(scratch.folder), {}) == 2);
+  Put(machine.package(), PackageOf(data[0], {reinterpret_cast<const char*>(data + 1), size - 1}));
+  const bool installed = Installs(machine.package(), machine.folder());
+  machine.Check(installed);
+  if (installed) machine.Make();
   return 0;
 }

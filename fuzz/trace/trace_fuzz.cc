@@ -8,7 +8,6 @@
 // 64 KiB.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <string>
 
 #include "corelib/containers/chunk.h"
@@ -16,22 +15,20 @@
 #include "engine/records/record.h"
 #include "engine/trace/trace_file.h"
 #include "fuzz/io/json_oracle.h"
+#include "fuzz/require.h"
 
 namespace {
 
 using tstl::Chunk;
 using tstl::JsonFault;
+using zenta::fuzz::Require;
 using zenta::records::Bytes;
 using zenta::trace::TraceRecord;
-
-void Check(bool good) {
-  if (!good) std::abort();
-}
 
 std::string Written(const TraceRecord& record) {
   tstl::JsonWrite out;
   zenta::records::write_json(record, out);
-  Check(out.good());
+  Require(out.good());
   return std::string(out.output().std_view());
 }
 
@@ -39,11 +36,11 @@ std::string Written(const TraceRecord& record) {
 // is an object with the same values for it.
 unsigned MembersOf(const std::string& line, Chunk& arena) {
   const tstl::JsonParse parse = tstl::json_parse(line, arena);
-  Check(parse && parse.root->type() == tstl::JsonType::kObject);
+  Require(parse && parse.root->type() == tstl::JsonType::kObject);
   const tstl::oracle::Verdict peer = tstl::oracle::AskPeer(line);
-  Check(peer.kind != tstl::oracle::Verdict::kBad);
+  Require(peer.kind != tstl::oracle::Verdict::kBad);
   if (peer.kind == tstl::oracle::Verdict::kGood)
-    Check(peer.form == tstl::oracle::PlainFormOf(parse.root, arena));
+    Require(peer.form == tstl::oracle::PlainFormOf(parse.root, arena));
   unsigned count = 0;
   for (auto* node = parse.root->first_child(); node != nullptr; node = node->next()) ++count;
   return count;
@@ -66,23 +63,24 @@ void CheckLine(Bytes line) {
   } listener;
   const JsonFault fault =
       zenta::trace::ReadTraceLine(line, record, arena, nodes, position, &listener);
-  Check(listener.keys <= 16 * std::uint64_t{line.len()} * line.len());
-  Check(arena.total() <= 16 * std::uint64_t{line.len()} + 65536);
-  Check(nodes.total() <= 16 * std::uint64_t{line.len()} + 65536);
+  Require(listener.keys <= 16 * std::uint64_t{line.len()} * line.len());
+  Require(arena.total() <= 16 * std::uint64_t{line.len()} + 65536);
+  Require(nodes.total() <= 16 * std::uint64_t{line.len()} + 65536);
 
   const tstl::JsonParse parse = tstl::json_parse(line, check);
-  if (!parse) return Check(fault == parse.fault && position == parse.position);
+  if (!parse) return Require(fault == parse.fault && position == parse.position);
   const bool is_object = parse.root->type() == tstl::JsonType::kObject;
-  Check(fault == (is_object ? JsonFault::kNone : JsonFault::kUnexpected) && position <= line.len());
+  Require(fault == (is_object ? JsonFault::kNone : JsonFault::kUnexpected) &&
+          position <= line.len());
   if (!is_object) return;
 
   nodes.reset();  // the record must not need them
   const std::string written = Written(record);
-  Check(written.find('\n') == written.npos && written.find('\r') == written.npos);
-  Check(MembersOf(written, check) == FieldsOf(record));
+  Require(written.find('\n') == written.npos && written.find('\r') == written.npos);
+  Require(MembersOf(written, check) == FieldsOf(record));
   TraceRecord again;
-  Check(zenta::trace::ReadTraceLine(written, again, check, nodes, position) == JsonFault::kNone);
-  Check(again.kind == record.kind && Written(again) == written);
+  Require(zenta::trace::ReadTraceLine(written, again, check, nodes, position) == JsonFault::kNone);
+  Require(again.kind == record.kind && Written(again) == written);
 }
 
 }  // namespace

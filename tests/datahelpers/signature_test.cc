@@ -101,6 +101,7 @@ TEST(SigningConfigTest, TextComesBackAndFaultsAreNamed) {
     changed[text.find("modulus = ") + 10 + at] = digit;
     return changed;
   };
+  const std::string value = text.substr(text.find("value = "));
   const std::size_t last = 2 * kSignatureBytes - 1;
   for (const std::string& good :
        {exponent("3"), exponent("18446744073709551615"), modulus(0, '8'), modulus(last, '1')}) {
@@ -120,6 +121,9 @@ TEST(SigningConfigTest, TextComesBackAndFaultsAreNamed) {
       {with("modulus = ", "modulus = 0"), "line 1: 'modulus' is not 256"},
       {with("\nvalue", "A\nvalue"), "line 3: 'alphabet' is not each"},
       {with("value = ", "value = g"), "line 4: 'value' is not 8"},
+      {with(value.substr(0, 9), "value = g"), "line 4: 'value' is not 8"},
+      {with(value.substr(0, 10), value.substr(0, 9) + "G"), "line 4: 'value' is not 8"},
+      {with("value = ", "value"), "line 4: wanted: name = value"},
       {with("development = ", "development = un"), "line 5: 'development' is not yes or no"}};
   for (const auto& [bad, fault] : rows) {
     EXPECT_THAT(std::get<std::string>(ParseSigningConfig(bad)), testing::StartsWith(fault));

@@ -81,6 +81,7 @@ TEST(ZTDHClassTest, FileDigestsAgreeWithMd5sumAroundTheChunkSize) {
 TEST(ZTDHClassTest, WhatIsNoReadableFileIsNil) {
   const TempFolder folder;
   const std::string file = folder.Put("file", "content"), pipe = folder.At("pipe");
+  folder.Put("_", "what %6g would be if g counted as a digit of -1");
   ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
   std::filesystem::create_symlink("nowhere", folder.At("dangling"));
   for (const std::string& path : {std::string(), folder.At(""), pipe, folder.At("dangling"),
@@ -90,9 +91,11 @@ TEST(ZTDHClassTest, WhatIsNoReadableFileIsNil) {
   }
   for (const std::string& url :
        {file, "http://" + file, "file://host" + file, std::string("file:"), "file://" + file + "%",
-        "file://" + file + "%6", "file://" + file + "%6g", "file://" + file + "%00"}) {
+        "file://" + file + "%6", "file://" + folder.At("%6g"), "file://" + file + "%00"}) {
     EXPECT_EQ(H::ZTDHMethod005(url), std::nullopt) << url;
   }
+  const std::string cut = "file://" + folder.At("fil%65");  // nothing behind the text is looked at
+  EXPECT_EQ(H::ZTDHMethod005(std::string_view(cut).substr(0, cut.size() - 1)), std::nullopt);
 }
 
 TEST(ZTDHClassTest, NilAndTooShortInGiveNilOut) {

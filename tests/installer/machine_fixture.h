@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <regex>
 
@@ -92,13 +93,19 @@ class MachineTest : public testing::Test {
       const auto why = files.OpenForReading(root + "/in/a/file")->WhyDistrusted().value_or("");
       EXPECT_TRUE(std::regex_match(why, std::regex(reason))) << why;
     }
-    Put("/file", "ok");
+    for (const char* file : {"/file", "/other"}) Put(file, "ok");
+    const auto time = fs::last_write_time(At("/file"));
+    fs::last_write_time(At("/other"), time);
     const auto first = files.OpenForReading(root + "/file");
     const auto stamp = first->Stamp();
     EXPECT_EQ(files.OpenForReading(root + "/file")->Stamp(), stamp);
-    std::ofstream(At("/file"), std::ios::app) << "more";
-    EXPECT_EQ(signing::ReadAll(*first), signing::Data({'o', 'k'})) << "as long as it was at first";
+    EXPECT_NE(files.OpenForReading(root + "/other")->Stamp(), stamp);
+    fs::last_write_time(At("/file"), time + std::chrono::nanoseconds(1));
     EXPECT_NE(first->Stamp(), stamp);
+    std::ofstream(At("/file"), std::ios::app) << "more";
+    fs::last_write_time(At("/file"), time);
+    EXPECT_NE(first->Stamp(), stamp);
+    EXPECT_EQ(signing::ReadAll(*first), signing::Data({'o', 'k'})) << "as long as it was at first";
   }
 
   const TempFolder folder_{canonical(std::filesystem::temp_directory_path())};

@@ -87,7 +87,9 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
 }
 
 TEST(RunUpdateTest, SignedPackageIsInstalledActivatedAndRemoved) {
-  FakeMachine after = AfterRun(ReadyMachine(kSuccess, "2"));
+  FakeMachine ready = ReadyMachine(kSuccess, "2");
+  ready.defaults["package_left_behind"] = "1";  // another package
+  FakeMachine after = AfterRun(ready);
   EXPECT_THAT(
       after.effects,
       ElementsAre(kRun, kScript, "log will register input",

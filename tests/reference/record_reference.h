@@ -31,13 +31,15 @@ struct ShortArena {
   tstl::Chunk arena{};
 };
 
-// The first member in which two values differ, as a path of keys; empty when there is none.
+// The first member in which two values differ, as a path of keys; empty when there is none. Texts of
+// the first end with a zero, as those that were read do.
 template <class T>
 requires records::Number<T> std::string Difference(T a, T b) {
   return std::memcmp(&a, &b, sizeof a) == 0 ? "" : ": numbers";
 }
 template <tstl::Unit T>
 std::string Difference(tstl::BufferRef<T> a, tstl::BufferRef<T> b) {
+  if (!a.is_empty() && a.cstr()[a.len()] != 0) return ": no end";
   return std::vector<T>(a.begin(), a.end()) == std::vector<T>(b.begin(), b.end()) ? "" : ": texts";
 }
 template <class T, std::size_t kCount>
@@ -84,9 +86,13 @@ class RecordFiller {
 
   template <std::floating_point T>
   void Fill(T& value) {
-    const T values[] = {0, -T{0}, T{1} / 3, std::numeric_limits<T>::max(),
+    const T values[] = {0,
+                        -T{0},
+                        T{1} / 3,
+                        std::numeric_limits<T>::max(),
+                        std::numeric_limits<T>::lowest(),
                         std::numeric_limits<T>::denorm_min()};
-    value = values[Below(5)];
+    value = values[Below(6)];
   }
   template <records::Enumeration T>
   void Fill(T& value) {

@@ -80,7 +80,7 @@ class ZentactlTest : public testing::Test, protected TempFolder {
   // Expects a failure that says nothing on standard output.
   static std::string Error(std::vector<std::string> arguments, const RunOptions& options = {}) {
     const Finished done = Do(std::move(arguments), options);
-    EXPECT_EQ(done.status, 1) << done.out;
+    EXPECT_EQ(done.status, 2) << done.out;
     EXPECT_EQ(done.out, "");
     return done.err;
   }
@@ -164,8 +164,8 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
     EXPECT_THAT(Error(arguments), HasSubstr(error));
   }
   const Finished full_disk = Sign(At("p/update.pkg"), {.max_file_bytes = 100});
-  EXPECT_EQ(full_disk.status, 1);
-  EXPECT_THAT(full_disk.err, HasSubstr("cannot write"));
+  EXPECT_EQ(full_disk.status, 2);
+  EXPECT_THAT(full_disk.err, HasSubstr("cannot write " + At("p/inputPkg.txt: ")));
   EXPECT_THAT(Names(At("p")), UnorderedElementsAre("update.pkg", "inputPkg.txt"));
   EXPECT_EQ(Get("p/inputPkg.txt"), "old");
   EXPECT_EQ(Get("p/update.pkg"), "package");
@@ -242,24 +242,29 @@ TEST_F(ZentactlTest, SignalThatEndsACommandIsItsStatusAndLeavesNothing) {
   }
 }
 
-TEST_F(ZentactlTest, ProgressIsShownOnATerminal) {
-  Out({"keygen", "--out", At("keys")});
-  const std::string key = At("keys/private-key.pem"), config = At("keys/signing.conf");
-  const std::string package = At("p.pkg"), digest_file = At("inputPkg.txt");
-  const std::pair<std::vector<std::string>, std::string> rows[] = {
-      {{"pack", ZENTA_EXAMPLE_APP, "--out", package}, "packing 100 %"},
-      {{"sign", package, "--key", key, "--config", config}, "signing 100 %"},
-      {{"verify", package, digest_file, "--config", config}, "verifying 100 %"},
+TEST_F(ZentactlTest, ProgressOfMoreThanHalfASecondIsShownOnATerminal) {
+  const std::string small = Put("small", "x"), big = Put("big", "");
+  fs::resize_file(big, std::uintmax_t{1} << 30);
+  const std::string shown_while = "verifying ", wiped = "\r\x1b[K";
+  const struct {
+    std::vector<std::string> arguments;
+    bool shown;
+  } rows[] = {
+      {{"verify", small, small}, false},
+      {{"verify", big, small}, true},
+      {{"verify", big, small, "--quiet"}, false},
   };
   const int terminal = posix_openpt(O_RDWR | O_NOCTTY);
   ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
   const std::string name = ptsname(terminal);
   const int kept_open = open(name.c_str(), O_RDWR | O_NOCTTY);
-  for (const auto& [arguments, want] : rows) {
-    EXPECT_EQ(Do(arguments, {.err = name.c_str()}).status, 0);
-    std::array<char, 4096> shown{};
+  for (const auto& row : rows) {
+    EXPECT_EQ(Do(row.arguments, {.err = name.c_str()}).status, 1);
+    std::array<char, 65536> shown{};
     EXPECT_GT(read(terminal, shown.data(), shown.size() - 1), 0);
-    EXPECT_THAT(shown.data(), AllOf(HasSubstr(want), testing::EndsWith("\r\x1b[K")));
+    const std::string text = shown.data();
+    EXPECT_EQ(text.find(shown_while) != text.npos, row.shown) << text;
+    EXPECT_EQ(text.find(wiped) != text.npos, row.shown) << text;
   }
   close(kept_open);
   close(terminal);
@@ -284,7 +289,6 @@ TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
       {codec.Encode(Bytes(128, 0xFF)), "above the key's modulus"},
       {codec.Encode(Bytes(128, 1)), "wrong padding"},
       {altered, "altered"},
-      {std::string(70000, 'a'), "it has over 65536 bytes"},
   };
   const auto verify = [&](const std::string& package, const std::string& digest_file) {
     return Do({"verify", At(package), At(digest_file), "--config", At("keys/signing.conf")});
@@ -293,14 +297,16 @@ TEST_F(ZentactlTest, VerifySaysWhichStepRefuses) {
     Put("p/bad.txt", text);
     const Finished done = verify("p/update.pkg", "p/bad.txt");
     EXPECT_EQ(done.status, 1) << error;
-    EXPECT_THAT(done.err, HasSubstr(error));
+    EXPECT_THAT(done.err, AllOf(HasSubstr(error),
+                                HasSubstr("expected is the key " + Fingerprint(config.modulus))));
   }
+  Put("p/bad.txt", std::string(70000, 'a'));
+  EXPECT_THAT(verify("p/update.pkg", "p/bad.txt").err, HasSubstr("it has over 65536 bytes"));
   EXPECT_THAT(verify("p/none.pkg", "p/inputPkg.txt").err, HasSubstr("none.pkg: No such file"));
   EXPECT_THAT(verify("p/update.pkg", "p/none.txt").err, HasSubstr("none.txt: No such file"));
   Put("p/update.pkg", "Package");
-  EXPECT_THAT(
-      verify("p/update.pkg", "p/inputPkg.txt").err,  // md5sum of the two texts
-      AllOf(HasSubstr("signed:  efe90a8e604a7c840e88d03a67f6b7d8"), HasSubstr("package: ")));
+  EXPECT_THAT(verify("p/update.pkg", "p/inputPkg.txt").err,  // md5sum of the two texts
+              AllOf(HasSubstr("signed: efe90a8e604a7c840e88d03a67f6b7d8"), HasSubstr("package: ")));
 }
 
 TEST_F(ZentactlTest, PackKeepsTheTree) {
@@ -461,24 +467,128 @@ TEST_F(ZentactlTest, PackThatFailsLeavesTheOldPackage) {
   }
 }
 
+TEST_F(ZentactlTest, LooksIntoPackages) {
+  fs::copy(ZENTA_EXAMPLE_APP, At("Z.app"), fs::copy_options::recursive);
+  fs::create_symlink("Resources", At("Z.app/Contents/link"));
+  Put("Z.app/Contents/abc", "abc");
+  const std::string package = At("p/z.pkg");
+  fs::create_directory(At("p"));
+  Out({"pack", At("Z.app"), "--out", package, "--version", "7"});
+
+  const std::string list = Out({"package", "list", package});
+  EXPECT_THAT(list, HasSubstr("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"
+                              "  ./Z.app/Contents/abc\n"));  // sha256sum of "abc"
+  EXPECT_THAT(list, AllOf(HasSubstr("  PackageInfo\n"), HasSubstr("./Z.app/Contents/link -> Res")));
+  EXPECT_THAT(Out({"package", "list", package, "--json"}),
+              HasSubstr(R"({"path":"./Z.app/Contents/abc","type":"file","mode":"0644","size":3,)"));
+
+  Out({"package", "extract", package, "--out", At("out/")});
+  const Finished same = RunProgram({"/usr/bin/diff", "-r", At("Z.app"), At("out/Z.app")});
+  EXPECT_EQ(same.status, 0) << same.out;
+  EXPECT_TRUE(fs::is_symlink(At("out/Z.app/Contents/link")));
+
+  Out({"keygen", "--out", At("keys")});
+  const std::string key = At("keys/private-key.pem"), config = At("keys/signing.conf");
+  const std::vector<std::string> info = {"package", "info", package, "--config", config};
+  EXPECT_THAT(Out(info), AllOf(HasSubstr("version     7\n"), HasSubstr("there is no inputPkg")));
+  Out({"sign", package, "--key", key, "--config", config});
+  const std::string fingerprint = Fingerprint(Config("keys").modulus);
+  EXPECT_THAT(Out(info), AllOf(HasSubstr("signed       yes"), HasSubstr(fingerprint)));
+  EXPECT_THAT(Out({"package", "info", package}), HasSubstr("not by this key"));
+  for (const std::string& file : {key, config}) {
+    EXPECT_THAT(Out({"key", "show", file}), HasSubstr(fingerprint));
+  }
+  EXPECT_THAT(Out({"key", "show", "--json"}), HasSubstr("\"development\":true"));
+
+  Put("rubbish", "rubbish");
+  std::string damaged = Get("p/z.pkg");
+  damaged[damaged.size() - 20] ^= 1;
+  Put("damaged.pkg", damaged);
+  const std::pair<std::vector<std::string>, std::string> rows[] = {
+      {{"list", At("none")}, "none: No such file"},
+      {{"list", At("p")}, "no regular file"},
+      {{"list", At("rubbish")}, "no XAR archive"},
+      {{"list", At("damaged.pkg")}, "damaged.pkg: "},
+      {{"info", "-"}, "standard input"},
+      {{"extract", At("damaged.pkg"), "--out", At("new")}, "damaged.pkg: "},
+      {{"extract", package, "--out", At("out")}, "is there already"},
+      {{"extract", package, "--out", At("none/new")}, "cannot make " + At("none/new")},
+      {{"extract", package, "--out", At("new"), "--scripts"}, "has no scripts"},
+  };
+  for (auto [arguments, error] : rows) {
+    arguments.insert(arguments.begin(), "package");
+    EXPECT_THAT(Error(arguments), HasSubstr(error));
+  }
+  EXPECT_THAT(Error({"key", "show", At("rubbish")}), HasSubstr("neither a private key"));
+  EXPECT_THAT(Names(At("")),
+              UnorderedElementsAre("Z.app", "p", "out", "keys", "rubbish", "damaged.pkg"));
+}
+
+TEST_F(ZentactlTest, StandardInputAndOutputAreNamedByADash) {
+  Out({"keygen", "--out", At("keys")});
+  const std::string key = At("keys/private-key.pem"), config = At("keys/signing.conf");
+  Out({"pack", ZENTA_EXAMPLE_APP, "--out", At("a.pkg")}, kDated);
+  const auto shell = [&](const std::string& line) {
+    const Finished done = RunProgram(
+        {"/bin/sh", "-c", "cd " + At("") + "; z() { " ZENTACTL " \"$@\"; }; " + line}, kDated);
+    EXPECT_EQ(done.status, 0) << line << done.err;
+    return done.out;
+  };
+  shell("z pack " ZENTA_EXAMPLE_APP " --out - > b.pkg");
+  EXPECT_TRUE(Get("a.pkg") == Get("b.pkg"));
+  shell("z sign - --key keys/private-key.pem --config keys/signing.conf --out - < a.pkg > sig");
+  EXPECT_THAT(shell("z verify - sig --config keys/signing.conf < a.pkg"), HasSubstr("good"));
+  EXPECT_THAT(shell("z verify a.pkg - --config keys/signing.conf --json < sig"),
+              HasSubstr("{\"good\":true,\"package\":\"a.pkg\",\"digest\":\""));
+  EXPECT_EQ(shell("z key show - < keys/signing.conf"),
+            shell("z key show keys/signing.conf | sed 's|keys/signing.conf|standard input|'"));
+  EXPECT_THAT(shell("z dump - --name T --bits 32 --out - < sig"), HasSubstr("const Uint32 T[43]"));
+  EXPECT_THAT(shell("z trace - < " ZENTA_EXAMPLE_TRACE), HasSubstr("standard input  (7 lines)"));
+  EXPECT_EQ(shell("z pack " ZENTA_EXAMPLE_APP " --out c.pkg --quiet"), "");
+  // A file is never written over by what is made of it.
+  EXPECT_THAT(Error({"verify", "-", "-"}), HasSubstr("both"));
+  EXPECT_THAT(shell("z dump - --name T --bits 32 --out sig 2>&1 < sig; [ $? = 2 ]"),
+              HasSubstr("is an input"));
+  // A reader that goes away early: a failed write, and not a silent end.
+  shell(
+      "mkfifo gone; (z dump a.pkg --name T --bits 32 > gone 2> said; echo $? > status) & "
+      ": < gone; wait");
+  EXPECT_EQ(Get("status"), "2\n");
+  EXPECT_THAT(Get("said"), HasSubstr("cannot write to standard output"));
+}
+
 TEST_F(ZentactlTest, SaysByItsStatusWhetherItWasMisusedOrFailed) {
   const struct {
     std::vector<std::string> arguments;
     int status;
     RunOptions run = {};
+    std::string error = {};
   } rows[] = {
       {{}, 2},
-      {{"nothing"}, 2},
-      {{"sign", "package"}, 2},
-      {{"keygen", "--out"}, 2},
+      {{"nothing"}, 2, {}, "zentactl: unknown command 'nothing' ("},
+      {{"singn"}, 2, {}, "unknown command 'singn'; did you mean 'sign'?"},
+      {{"message", "deocde"},
+       2,
+       {},
+       "zentactl message: unknown command 'deocde'; did you mean 'decode'?"},
+      {{"sign", "p", "--kye=k"},
+       2,
+       {},
+       "zentactl sign: unknown option '--kye=k'; did you mean '--key'?"},
+      {{"sign", "package"}, 2, {}, "zentactl sign: --key is required"},
+      {{"keygen", "--out"}, 2, {}, "zentactl keygen: --out"},
+      {{"verify", "a", "b", "c"}, 2, {}, "unexpected argument 'c'"},
       {{"--help"}, 0},
       {{"pack", "--help"}, 0},
       {{"--version"}, 0},
-      {{"pack", ZENTA_EXAMPLE_APP, "--out", At("a.pkg")}, 1, {.out = "/dev/full"}},
+      {{"pack", ZENTA_EXAMPLE_APP, "--out", At("a.pkg")}, 2, {.out = "/dev/full"}},
   };
-  for (const auto& row : rows)
-    EXPECT_EQ(Do(row.arguments, row.run).status, row.status)
-        << testing::PrintToString(row.arguments);
+  for (const auto& row : rows) {
+    SCOPED_TRACE(testing::PrintToString(row.arguments));
+    const Finished done = Do(row.arguments, row.run);
+    EXPECT_EQ(done.status, row.status);
+    EXPECT_THAT(done.err, HasSubstr(row.error));
+  }
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-// How the tools fail: a sentence for the person, thrown from wherever it is known and printed by
-// `main`, which ends the program with status 1. No tool goes on after one.
+// How the tools end early: with a sentence for the person, thrown from wherever it is known and printed
+// by `main`. A Failure says that the work could not be done, a Refusal that it was done and the answer
+// is no; zentactl ends with status 2 after the first and with 1 after the second.
 #pragma once
 
 #include <cerrno>
@@ -10,6 +11,12 @@
 namespace zenta::tools {
 
 class Failure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// The text may be empty: everything was said on standard output.
+class Refusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };

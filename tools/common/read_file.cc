@@ -1,5 +1,9 @@
 #include "tools/common/read_file.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -8,6 +12,7 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/inputs.h"
+#include "tools/common/output_file.h"
 
 namespace zenta::tools {
 
@@ -15,10 +20,28 @@ namespace fs = std::filesystem;
 using signing::FileHandle;
 using signing::SystemFiles;
 
+namespace {
+
+// The descriptor stays open when the handle is gone.
+std::unique_ptr<FileHandle> OpenStandardInput() {
+  const int descriptor = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
+  struct stat status;
+  if (descriptor < 0 || fstat(descriptor, &status) != 0) {
+    throw SystemFailure("cannot read standard input");
+  }
+  NoteInput(status);
+  return signing::AdoptDescriptor(descriptor);
+}
+
+}  // namespace
+
 std::unique_ptr<FileHandle> OpenFile(const fs::path& path) {
+  if (IsStandard(path)) return OpenStandardInput();
   auto file = SystemFiles().OpenForReading(path.string());
   if (file == nullptr && errno != 0) throw SystemFailure("cannot read " + path.string());
-  if (file == nullptr) throw Failure("cannot read " + path.string() + ": not a regular file");
+  if (file == nullptr)
+    throw Failure("cannot read " + path.string() +
+                  ": not a regular file ('-' reads standard input)");
   NoteInput(path);
   return file;
 }
@@ -27,17 +50,21 @@ std::unique_ptr<FileHandle> OpenFile(const fs::path& path) {
 std::string ReadWholeFile(const fs::path& path, std::size_t limit) {
   const auto file = OpenFile(path);
   std::error_code none;  // it may be gone again
-  const std::uintmax_t size = fs::file_size(path, none);
+  const std::uintmax_t size = IsStandard(path) ? 0 : fs::file_size(path, none);
   std::string text;
   if (!none) text.reserve(std::min<std::uintmax_t>(size, limit));
   std::array<std::uint8_t, 64 << 10> part;
-  while (const auto count = file->Read(part)) {
+  for (;;) {
+    errno = 0;
+    const auto count = file->Read(part);
+    if (!count) throw SystemFailure("cannot read " + InputName(path), errno == 0 ? EIO : errno);
     if (*count == 0) return text;
-    if (*count > limit - text.size()) break;
+    if (*count > limit - text.size()) {
+      throw Failure(InputName(path) + " is too long: it has over " + std::to_string(limit) +
+                    " bytes");
+    }
     text.append(reinterpret_cast<const char*>(part.data()), *count);
   }
-  throw Failure("cannot read " + path.string() + ": it has over " + std::to_string(limit) +
-                " bytes, or the disk failed");
 }
 
 }  // namespace zenta::tools

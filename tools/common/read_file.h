@@ -10,8 +10,9 @@
 
 namespace zenta::tools {
 
-// Opens a regular file, links followed, and notes it as an input (inputs.h). Throws Failure with the
-// reason if there is none. Never waits, whatever lies at the path.
+// Opens a regular file, links followed, and notes it as an input (inputs.h); "-" is standard input,
+// whatever that is. Throws Failure with the reason if there is none. Never waits, whatever lies at the
+// path.
 [[nodiscard]] std::unique_ptr<signing::FileHandle> OpenFile(const std::filesystem::path& path);
 
 // The whole of a file, which is held once. Throws Failure if it cannot be opened or read, or has over

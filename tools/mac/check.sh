@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
-# what they import with packaging/macos/imports/. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
+# what they import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that
+# Homebrew has for it, whose symbols are left open. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -53,7 +54,9 @@ make_sysroot() {
   rm -rf "$ZENTA_MAC_SYSROOT"
   mkdir -p "$ZENTA_MAC_SYSROOT/usr/lib" "$ZENTA_MAC_HEADERS"
   make_stubs
-  cp -rp tools/mac/include/. tests/apple_shims/frameworks/. /usr/include/marisa.h /usr/include/marisa "$ZENTA_MAC_HEADERS/"
+  cp -rp tools/mac/include/. tests/apple_shims/frameworks/. /usr/include/marisa.h /usr/include/marisa \
+    /usr/include/{CLI,openssl,plist,zlib.h,zconf.h,zstd.h,zstd_errors.h} "$ZENTA_MAC_HEADERS/"
+  cp -p /usr/include/x86_64-linux-gnu/openssl/*.h "$ZENTA_MAC_HEADERS/openssl/"
 }
 
 # static_library ARCHITECTURE NAME: of the assembly on standard input.
@@ -85,7 +88,9 @@ build_for() {
   # Linked anew each time: the stubs, which follow the lists, are no dependency of theirs.
   local program
   for program in "${programs[@]}"; do find "$out/$1" -type f -name "$program" -delete; done
-  cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${programs[@]}"
+  local targets=("${programs[@]}")
+  [[ $1 != arm64 ]] || targets+=(zentactl)  # one architecture will do: it is what Homebrew has the libraries for
+  cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${targets[@]}"
 }
 
 # make_universal PROGRAM: one file of the two, as lipo makes it on a Mac.

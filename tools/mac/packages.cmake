@@ -1,5 +1,6 @@
-# What find_package finds for the Mac's build on Linux: GoogleTest, built from Debian's sources, and in the place of the
-# libraries that some tests compare with, targets that are nothing. Programs that use those cannot be built here.
+# What find_package finds for the Mac's build on Linux: GoogleTest, built from Debian's sources, and in the place of other
+# libraries targets that are nothing. Programs of tests that use those cannot be built here; zentactl can, with the
+# headers that tools/mac/check.sh provides.
 
 function(zenta_provide_googletest)
   set(root /usr/src/googletest)
@@ -13,16 +14,32 @@ function(zenta_provide_googletest)
   add_library(GTest::gtest_main ALIAS zenta_googletest)
 endfunction()
 
+# They may be asked for several times.
+function(zenta_provide_nothing target)
+  if(NOT TARGET ${target})
+    add_library(${target} INTERFACE IMPORTED GLOBAL)
+  endif()
+endfunction()
+
 macro(zenta_provide_package method name)
-  if("${name}" STREQUAL "Threads")
+  if("${name}" MATCHES "^(Threads|Marisa)$")
     find_package(${name} ${ARGN} BYPASS_PROVIDER)
   else()
     if("${name}" STREQUAL "GTest")
       zenta_provide_googletest()
+    elseif("${name}" STREQUAL "OpenSSL")
+      zenta_provide_nothing(OpenSSL::Crypto)
+    elseif("${name}" STREQUAL "CLI11")
+      zenta_provide_nothing(CLI11::CLI11)
+    elseif("${name}" STREQUAL "PkgConfig")
+      function(pkg_check_modules prefix)
+        zenta_provide_nothing(PkgConfig::${prefix})
+        set(${prefix}_FOUND TRUE PARENT_SCOPE)
+      endfunction()
     elseif("${name}" STREQUAL "ICU")
-      add_library(ICU::uc INTERFACE IMPORTED)
+      zenta_provide_nothing(ICU::uc)
     elseif("${name}" STREQUAL "ZLIB")
-      add_library(ZLIB::ZLIB INTERFACE IMPORTED)
+      zenta_provide_nothing(ZLIB::ZLIB)
     elseif("${name}" STREQUAL "Protobuf")
       add_executable(protobuf::protoc IMPORTED)
       set_property(TARGET protobuf::protoc PROPERTY IMPORTED_LOCATION /usr/bin/false)

@@ -1,6 +1,7 @@
 #include "tools/packaging/flat_package.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -15,6 +16,7 @@
 #include "tools/common/failure.h"
 #include "tools/common/inputs.h"
 #include "tools/common/new_file.h"
+#include "tools/common/output_file.h"
 #include "tools/common/read_file.h"
 #include "tools/common/xml_text.h"
 #include "tools/host_installer/payload_path.h"
@@ -230,7 +232,9 @@ PackageSummary WriteFlatPackage(const PackageOptions& options) {
   summary.content_bytes = listing.content_bytes;
 
   const std::string text = PackageInfo(summary, info, name, options.install_location);
-  NewFile file = NewFile::Beside(options.out, 0666);
+  const bool standard = tools::IsStandard(options.out);
+  NewFile file =
+      standard ? NewFile::Temporary("standard output") : NewFile::Beside(options.out, 0666);
   XarWriter package(file, listing.newest);
   package.Begin("Bom");
   package.Begin("PackageInfo");
@@ -239,7 +243,7 @@ PackageSummary WriteFlatPackage(const PackageOptions& options) {
   WritePayload(listing, options, package);
   package.Finish();
   summary.package_bytes = fs::file_size(file.path());
-  file.ReplaceAs(options.out);
+  standard ? file.CopyTo(STDOUT_FILENO) : file.ReplaceAs(options.out);
   return summary;
 }
 

@@ -23,9 +23,10 @@ namespace zenta::packaging {
 
 struct PackageOptions {
   std::filesystem::path bundle;  // a folder with Contents/Info.plist
-  std::filesystem::path out;     // replaced if it exists; untouched when packing fails
-  std::string identifier;        // empty: the bundle's
-  std::string version;           // empty: the bundle's short version, else its build version
+  std::filesystem::path out;  // replaced if it exists, untouched when packing fails; "-": standard
+                              // output, to which nothing goes before the package is whole
+  std::string identifier;     // empty: the bundle's
+  std::string version;        // empty: the bundle's short version, else its build version
   std::string install_location = "/Library/Input Methods";  // absolute, no ".."
   // Called with the bytes of the bundle's files that are packed so far, and in all; may be null.
   std::function<void(std::uint64_t done, std::uint64_t all)> progress;

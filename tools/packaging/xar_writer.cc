@@ -142,7 +142,7 @@ void XarWriter::Finish() {
   sha1.Update(stored);
   const auto checksum = sha1.Finish();
   if (lseek(file_.descriptor(), 0, SEEK_SET) != 0) {
-    throw SystemFailure("cannot write " + file_.path().string());
+    throw SystemFailure("cannot write " + file_.shown());
   }
   file_.Write("xar!" + BigEndian(kHeaderBytes, 2) + BigEndian(1, 2) + BigEndian(kStoredBytes, 8) +
               BigEndian(kTableBytes, 8) + BigEndian(kSha1, 4) + stored +

@@ -51,11 +51,15 @@ std::string Outcome(const Request& next) {
 
 }  // namespace
 
-Scheduler::Scheduler(std::string name) : name_(std::move(name)) {
+// A run has a socket of its own: a program that a former run left behind, because its parent was killed
+// before it told of it, finds nobody there and ends.
+void Scheduler::Listen() {
+  CloseIf(listener_);
+  address_ = name_ + "." + std::to_string(++runs_);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  name_.copy(address.sun_path + 1, sizeof address.sun_path - 1);  // abstract: no file
-  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name_.size());
+  address_.copy(address.sun_path + 1, sizeof address.sun_path - 1);  // abstract: no file
+  const auto length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + address_.size());
   listener_ = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
   if (listener_ < 0 || bind(listener_, reinterpret_cast<const sockaddr*>(&address), length) != 0 ||
       listen(listener_, 8) != 0) {
@@ -78,12 +82,13 @@ void Scheduler::Begin(Director* director, Random* random, std::int64_t call_nano
   updaters_ = installers_ = 0;
   current_ = nullptr;
   processes_.clear();
+  Listen();
 }
 
 void Scheduler::Start(Program program, const std::vector<std::string>& arguments,
                       const std::string& machine, int log) {
   const std::vector<std::string> environment = {
-      std::string(kSocketVariable) + "=" + name_, std::string(kMachineVariable) + "=" + machine,
+      std::string(kSocketVariable) + "=" + address_, std::string(kMachineVariable) + "=" + machine,
       std::string("LD_PRELOAD=") + ZENTA_SIMULATE_SHIM, "PATH=/usr/bin:/bin", "TZ=UTC"};
   const auto pointers = [](const std::vector<std::string>& texts) {
     std::vector<char*> list;

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tools/simulate/protocol.h"
@@ -62,7 +63,8 @@ class Director {
 
 class Scheduler {
  public:
-  explicit Scheduler(std::string name);
+  // `name`: no other one's on this machine, of at most 80 characters.
+  explicit Scheduler(std::string name) : name_(std::move(name)) {}
   Scheduler(const Scheduler&) = delete;
   Scheduler& operator=(const Scheduler&) = delete;
   ~Scheduler();
@@ -88,6 +90,7 @@ class Scheduler {
   void JumpClock(std::int64_t nanoseconds) { wall_ += nanoseconds; }
 
  private:
+  void Listen();
   Process* Choose();
   void PassTime();
   void Grant(Process& process);
@@ -100,6 +103,8 @@ class Scheduler {
   void Answer(Process& process, Reply reply);
 
   std::string name_;
+  std::string address_;  // of the listener
+  std::uint64_t runs_ = 0;
   int listener_ = -1;
   Director* director_ = nullptr;
   Random* random_ = nullptr;

@@ -4,16 +4,26 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/inputs.h"
-#include "tools/signing/signer.h"
+#include "tools/common/output_file.h"
+#include "tools/common/read_file.h"
 
 namespace zenta::zentactl {
 
 using signing::BuiltInSigningConfig;
-using signing::Fingerprint;
+using signing::ParseSigningConfig;
 using signing::ReadSigningConfig;
 using signing::SigningConfig;
 using tools::Failure;
+using tools::InputName;
+using tools::IsStandard;
 using tools::NoteInput;
+using tools::ReadWholeFile;
+
+namespace {
+
+constexpr std::size_t kMaxConfigBytes = 64 << 10;  // a configuration has about 500
+
+}  // namespace
 
 void AddConfigOption(CLI::App& command, std::string& path) {
   command
@@ -25,15 +35,21 @@ void AddConfigOption(CLI::App& command, std::string& path) {
 
 SigningConfig LoadConfig(const std::string& path) {
   if (path.empty()) return BuiltInSigningConfig();
+  if (IsStandard(path)) {
+    auto read = ParseSigningConfig(ReadWholeFile(path, kMaxConfigBytes));
+    if (const auto* error = std::get_if<std::string>(&read)) {
+      throw Failure(InputName(path) + ": " + *error);
+    }
+    return std::get<SigningConfig>(read);
+  }
   auto read = ReadSigningConfig(path);
   if (const auto* error = std::get_if<std::string>(&read)) throw Failure(*error);
   NoteInput(path);
   return std::get<SigningConfig>(read);
 }
 
-std::string DescribeKey(const SigningConfig& config) {
-  return Fingerprint(config.modulus) +
-         (config.development ? " (development: its private half is public)" : "");
+std::string KeyRemark(const SigningConfig& config) {
+  return config.development ? "development: its private half is public" : "";
 }
 
 }  // namespace zenta::zentactl

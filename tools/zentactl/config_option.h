@@ -15,7 +15,7 @@ void AddConfigOption(CLI::App& command, std::string& path);
 // with. Throws Failure.
 [[nodiscard]] signing::SigningConfig LoadConfig(const std::string& path);
 
-// How a configuration's key is printed: its fingerprint, and what there is to know about it.
-[[nodiscard]] std::string DescribeKey(const signing::SigningConfig& config);
+// What a person should know of a configuration's key beside its fingerprint; empty if nothing.
+[[nodiscard]] std::string KeyRemark(const signing::SigningConfig& config);
 
 }  // namespace zenta::zentactl

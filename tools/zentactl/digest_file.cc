@@ -5,12 +5,14 @@
 #include <cstdio>
 #include <memory>
 #include <span>
+#include <system_error>
 
 #include "datahelpers/alphabet_codec.h"
 #include "datahelpers/crypto.h"
 #include "datahelpers/signature_block.h"
 #include "datahelpers/ztdh_class.h"
 #include "tools/common/failure.h"
+#include "tools/common/output_file.h"
 #include "tools/common/read_file.h"
 #include "tools/zentactl/progress.h"
 
@@ -30,6 +32,7 @@ using signing::SigningConfig;
 using signing::Text;
 using signing::TextOf;
 using tools::Failure;
+using tools::IsStandard;
 using tools::OpenFile;
 using tools::ReadWholeFile;
 
@@ -85,29 +88,33 @@ Data SignedPayload(ByteView block, const SigningConfig& config) {
 // A file that shows how much of it was read.
 class WatchedFile final : public FileHandle {
  public:
-  WatchedFile(const std::filesystem::path& path, const char* doing)
-      : file_(OpenFile(path)), size_(std::filesystem::file_size(path)), progress_(doing) {}
+  WatchedFile(const std::filesystem::path& path, const char* doing, bool quiet)
+      : file_(OpenFile(path)), progress_(doing, quiet) {
+    std::error_code unknown;
+    if (!IsStandard(path)) size_ = std::filesystem::file_size(path, unknown);
+    if (unknown) size_ = 0;
+  }
 
   std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
     const auto count = file_->Read(into);
     done_ += count.value_or(0);
-    progress_.Show(std::min(done_, size_), size_);  // it may have grown
+    progress_.Show(size_ == 0 ? done_ : std::min(done_, size_), size_);  // it may have grown
     return count;
   }
 
  private:
   std::unique_ptr<FileHandle> file_;
-  std::uint64_t size_;
+  std::uint64_t size_ = 0;  // 0: not known
   std::uint64_t done_ = 0;
   Progress progress_;
 };
 
 }  // namespace
 
-std::string PackageDigest(const std::filesystem::path& package, const char* doing) {
-  WatchedFile file(package, doing);
+std::string PackageDigest(const std::filesystem::path& package, const char* doing, bool quiet) {
+  WatchedFile file(package, doing, quiet);
   const Text digest = ZTDHClass::ZTDHMethod006(ZTDHClass::MD5DataWithFileHandle(&file));
-  if (!digest) throw Failure("cannot digest " + package.string());
+  if (!digest) throw Failure("cannot read " + tools::InputName(package) + " to its end");
   return *digest;
 }
 
@@ -126,9 +133,8 @@ std::optional<std::string> WhyRefused(std::string_view digest_file,
   if (signed_digest == package_digest) return std::nullopt;
   std::string shown;
   for (const char c : signed_digest) shown += Printable(c);
-  return "the digest differs: another package was signed, or this one was altered\n"
-         "  signed:  " +
-         shown + "\n  package: " + package_digest;
+  return "the digest differs: another package was signed, or this one was altered (signed: " +
+         shown + ", package: " + package_digest + ")";
 }
 
 }  // namespace zenta::zentactl

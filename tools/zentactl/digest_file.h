@@ -10,9 +10,10 @@
 
 namespace zenta::zentactl {
 
-// The package's digest: 32 hexadecimal digits. Reads the file once, and tells a person who watches
-// how far it is with `doing`, "digesting" say. Throws Failure.
-[[nodiscard]] std::string PackageDigest(const std::filesystem::path& package, const char* doing);
+// The package's digest: 32 hexadecimal digits. Reads the file once, and unless it is to be quiet it
+// tells a person who watches how far it is with `doing`, "digesting" say. Throws Failure.
+[[nodiscard]] std::string PackageDigest(const std::filesystem::path& package, const char* doing,
+                                        bool quiet);
 
 // The text of a digest file; throws Failure if it is missing, unreadable or longer than the
 // 64 KiB that the updater reads.

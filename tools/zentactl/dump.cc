@@ -9,8 +9,10 @@
 #include "engine/data/c_array_dump.h"
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
+#include "tools/common/output_file.h"
 #include "tools/common/read_file.h"
 #include "tools/zentactl/commands.h"
+#include "tools/zentactl/report.h"
 
 namespace zenta::zentactl {
 namespace {
@@ -20,6 +22,8 @@ using data::DumpUint32Array;
 using data::DumpUint64Array;
 using data::WriteCArray;
 using tools::Failure;
+using tools::InputName;
+using tools::IsStandard;
 using tools::NewFile;
 using tools::ReadWholeFile;
 using Text = tstl::BufferRef<unsigned char>;
@@ -28,9 +32,10 @@ constexpr std::size_t kMaxBytes = 0xFFFFFFFF;  // what a view counts
 
 struct DumpOptions {
   fs::path file;
-  fs::path out;  // empty: standard output
+  fs::path out = "-";
   std::string name;
   unsigned bits = 0;
+  Speech speech;
 };
 
 // What C17 or C++20 keeps for itself, each between blanks.
@@ -59,17 +64,20 @@ void DumpToStandardOutput(const DumpOptions& options, Text data) {
   WriteCArray<std::uint64_t>(options.name, data, put);
 }
 
+// `path`: where it goes now, options.out or the new file that will take its name.
 void DumpTo(const fs::path& path, const DumpOptions& options, Text data) {
   const auto dump = options.bits == 32 ? DumpUint32Array : DumpUint64Array;
   if (dump(path.c_str(), options.name, data) == tstl::FAILURE) {
-    throw Failure("cannot write " + path.string() + ": the disk is full, or it cannot be opened");
+    throw Failure("cannot write " + options.out.string() +
+                  ": the disk is full, or it cannot be opened");
   }
 }
 
 // A file takes its name when it is whole; what is there and no file, a device say, is written to.
 void DumpToFile(const DumpOptions& options, Text data) {
   std::error_code none;  // `out` usually does not exist yet
-  if (fs::exists(options.out, none) && !fs::is_regular_file(options.out, none)) {
+  const fs::file_status there = fs::status(options.out, none);
+  if (fs::exists(there) && !fs::is_regular_file(there) && !fs::is_directory(there)) {
     DumpTo(options.out, options, data);
   } else {
     NewFile file = NewFile::Beside(options.out, 0666);
@@ -77,9 +85,13 @@ void DumpToFile(const DumpOptions& options, Text data) {
     file.ReplaceAs(options.out);
   }
   const std::size_t word = options.bits / 8;
-  std::cout << "dumped   " << options.file.string() << "\narray    " << options.name << ", "
-            << (data.len() + word - 1) / word << " words of " << options.bits << " bits ("
-            << data.len() << " bytes)\nwritten  " << options.out.string() << '\n';
+  Report()
+      .Add("dumped", InputName(options.file))
+      .Add("array", options.name)
+      .Add("words", (data.len() + word - 1) / word, "of " + std::to_string(options.bits) + " bits")
+      .Add("bytes", data.len())
+      .Add("written", options.out.string())
+      .Print(options.speech, std::cout);
 }
 
 void Dump(const DumpOptions& options) {
@@ -87,7 +99,7 @@ void Dump(const DumpOptions& options) {
     throw Failure("'" + options.name + "' cannot be the name of an array in C and C++");
   }
   const std::string data = ReadWholeFile(options.file, kMaxBytes);
-  return options.out.empty() ? DumpToStandardOutput(options, data) : DumpToFile(options, data);
+  return IsStandard(options.out) ? DumpToStandardOutput(options, data) : DumpToFile(options, data);
 }
 
 }  // namespace
@@ -106,6 +118,7 @@ void DefineDump(CLI::App& command) {
       ->check(CLI::IsMember({32u, 64u}).description(""));
   command.add_option("--out", options->out, "The source file; standard output if not given")
       ->type_name("FILE");
+  AddSpeechOptions(command, options->speech);
   command.footer(
       "Writes a file's bytes as a C array of words in this machine's byte order, the last one\n"
       "completed with zero bytes. The program that includes it defines the types Uint32 and\n"

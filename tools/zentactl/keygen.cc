@@ -1,12 +1,15 @@
 #include <openssl/rand.h>
 
+#include <algorithm>
 #include <cassert>
+#include <cctype>
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -15,9 +18,11 @@
 #include "tools/common/interruption.h"
 #include "tools/common/new_file.h"
 #include "tools/common/read_file.h"
+#include "tools/common/terminal_text.h"
 #include "tools/signing/signer.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/digest_file.h"
+#include "tools/zentactl/report.h"
 
 namespace zenta::zentactl {
 namespace {
@@ -31,9 +36,11 @@ using signing::Signer;
 using signing::SigningConfig;
 using signing::SyncFolder;
 using tools::Failure;
+using tools::ForTerminal;
 using tools::NewFile;
 using tools::ReadWholeFile;
 using tools::SignalsHeld;
+using tools::SystemFailure;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;
 constexpr std::string_view kCharacters =
@@ -81,12 +88,46 @@ void CheckPair(const fs::path& key_path, const fs::path& conf_path) {
   throw Failure("the key that was made does not work with its configuration");
 }
 
-void Keygen(const fs::path& folder) {
-  if (fs::create_directories(folder)) fs::permissions(folder, fs::perms::owner_all);
+// A folder that was there before keeps its permissions.
+void MakeFolder(const fs::path& folder) {
+  std::error_code error;
+  if (fs::create_directories(folder, error)) {
+    fs::permissions(folder, fs::perms::owner_all, error);
+  }
+  if (error) throw SystemFailure("cannot make the folder " + folder.string(), error.value());
+}
+
+// A path as one word of the shell.
+std::string Word(const std::string& path) {
+  constexpr std::string_view kPlain = "/._-";
+  const bool plain = std::all_of(path.begin(), path.end(), [&](unsigned char c) {
+    return std::isalnum(c) != 0 || kPlain.find(static_cast<char>(c)) != kPlain.npos;
+  });
+  if (plain) return path;
+  std::string word = "'";
+  for (const char c : path) c == '\'' ? word += "'\\''" : word += c;
+  return ForTerminal(word + "'");
+}
+
+// How to call this program again, installed or not.
+std::string ThisProgram() {
+  std::error_code unknown;  // a Mac has no such link
+  const fs::path path = fs::read_symlink("/proc/self/exe", unknown);
+  return unknown ? "zentactl" : path.string();
+}
+
+struct KeygenOptions {
+  fs::path folder;
+  Speech speech;
+};
+
+void Keygen(const KeygenOptions& options) {
+  const fs::path& folder = options.folder;
+  MakeFolder(folder);
   // Both names are taken before there is a key, and both files go again if anything fails.
   NewFile key_file(folder / "private-key.pem", 0600);
   NewFile conf_file(folder / "signing.conf", 0666);
-  const std::string key_path = key_file.path().string();
+  const std::string key_path = fs::absolute(key_file.path()).lexically_normal().string();
   const std::string conf_path = fs::absolute(conf_file.path()).lexically_normal().string();
 
   const Signer key = Signer::Generate();
@@ -105,21 +146,28 @@ void Keygen(const fs::path& folder) {
     conf_file.Keep();
   }
   SyncFolder(folder);
-  std::cout << "private key    " << key_path << "  (only you can read it: keep it so)\n"
-            << "configuration  " << conf_path << "\nfingerprint    " << fingerprint
-            << "\n\nNext, build an updater that trusts this key and no other, and sign with it:\n"
-            << "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=" << conf_path
-            << "\n  zentactl sign update.pkg --key " << key_path << " --config " << conf_path
-            << '\n';
+  Report()
+      .Add("private key", key_path, "only you can read it: keep it so")
+      .Add("configuration", conf_path)
+      .Add("fingerprint", fingerprint)
+      .Print(options.speech, std::cout);
+  if (options.speech.json || options.speech.quiet) return;
+  std::cout
+      << "\nNext, in the folder of the sources, build an updater that trusts this key and no\n"
+         "other, and sign with it:\n"
+      << "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG=" << Word(conf_path)
+      << "\n  cmake --build build/mine --target zenta-update\n  " << Word(ThisProgram())
+      << " sign update.pkg --key " << Word(key_path) << " --config " << Word(conf_path) << '\n';
 }
 
 }  // namespace
 
 void DefineKeygen(CLI::App& command) {
-  const auto folder = std::make_shared<fs::path>();
-  command.add_option("--out", *folder, "Folder for both files; made if it is not there")
+  const auto options = std::make_shared<KeygenOptions>();
+  command.add_option("--out", options->folder, "Folder for both files; made if it is not there")
       ->type_name("DIR")
       ->required();
+  AddSpeechOptions(command, options->speech);
   command.footer(
       "Makes two files and overwrites none:\n"
       "  private-key.pem  an RSA key with the exponent 65537, mode 0600, not encrypted\n"
@@ -131,7 +179,7 @@ void DefineKeygen(CLI::App& command) {
       "\n"
       "Example:\n"
       "  zentactl keygen --out keys");
-  command.callback([folder] { Keygen(*folder); });
+  command.callback([options] { Keygen(*options); });
 }
 
 }  // namespace zenta::zentactl

@@ -1,17 +1,25 @@
 // zentactl: what a person who releases or examines this input method does from the command line.
+#include <csignal>
 #include <exception>
 #include <iostream>
 #include <sstream>
-#include <stdexcept>
 #include <string>
+#include <vector>
 
+#include "tools/common/failure.h"
+#include "tools/common/nearest.h"
 #include "tools/common/terminal_text.h"
 #include "tools/zentactl/commands.h"
 
 namespace {
 
-constexpr int kFailed = 1;   // the command failed: a sentence on standard error says why
-constexpr int kMisused = 2;  // the command line is wrong
+using zenta::tools::Failure;
+using zenta::tools::ForTerminal;
+using zenta::tools::NearestWord;
+using zenta::tools::Refusal;
+
+constexpr int kNo = 1;  // all was done, and the answer is no: a signature that does not fit, say
+constexpr int kFailed = 2;  // the call was wrong, or the work could not be done
 
 struct Command {
   const char* name;
@@ -19,16 +27,34 @@ struct Command {
   void (*define)(CLI::App& command);
 };
 
+#ifndef ZENTA_READS_PACKAGES
+void DefineAbsent(CLI::App& command) {
+  command.allow_extras();
+  command.callback(
+      [] { throw Failure("is not there on a Mac: 'pkgutil --expand' looks into packages"); });
+}
+#endif
+
 constexpr Command kCommands[] = {
     {"keygen", "make a signing key and the configuration that trusts it",
      zenta::zentactl::DefineKeygen},
+    {"key", "show the fingerprint of a key or of a configuration", zenta::zentactl::DefineKey},
     {"pack", "make an installer package of a bundle", zenta::zentactl::DefinePack},
     {"sign", "make the signed digest file of a package", zenta::zentactl::DefineSign},
     {"verify", "check a package against its digest file, as the updater does",
      zenta::zentactl::DefineVerify},
+#ifdef ZENTA_READS_PACKAGES
+    {"package", "look into an installer package", zenta::zentactl::DefinePackage},
+#else
+    {"package", "look into an installer package: not on a Mac", DefineAbsent},
+#endif
+    {"message", "read, make and compare messages of the cloud service",
+     zenta::zentactl::DefineMessage},
+    {"dict", "make, search and compare dictionary images", zenta::zentactl::DefineDict},
     {"dump", "write a file as a C array", zenta::zentactl::DefineDump},
     {"trace", "tell and draw what a trace of the on-screen keyboard holds",
      zenta::zentactl::DefineTrace},
+    {"pages", "write the man page or a shell's completion", zenta::zentactl::DefinePages},
 };
 
 // Everything that --help knows.
@@ -39,48 +65,98 @@ void Describe(CLI::App& app) {
   app.footer(
       "A release, from key to update:\n"
       "  zentactl keygen --out keys\n"
-      "  cmake -S . -B build/mine -DZENTA_SIGNING_CONFIG=\"$PWD/keys/signing.conf\"\n"
+      "  cmake --preset release -B build/mine -DZENTA_SIGNING_CONFIG=\"$PWD/keys/signing.conf\"\n"
+      "  cmake --build build/mine --target zenta-update\n"
       "  zentactl pack ZentaIM.app --out update.pkg\n"
       "  zentactl sign update.pkg --key keys/private-key.pem --config keys/signing.conf\n"
       "  zentactl verify update.pkg inputPkg.txt --config keys/signing.conf\n"
       "\n"
-      "'zentactl COMMAND --help' explains a command. Exit status: 0 done, 1 failed, 2 misused.");
+      "'zentactl COMMAND --help' explains a command. A file named - is standard input or standard\n"
+      "output. Results go to standard output, all else to standard error. Exit status: 0 good,\n"
+      "1 the answer is no, 2 the call was wrong or the work could not be done.");
   for (const Command& command : kCommands) {
     command.define(*app.add_subcommand(command.name, command.summary));
   }
+}
+
+// The command that was chosen, down to the last word of its name.
+const CLI::App& Chosen(const CLI::App& app) {
+  const auto below = app.get_subcommands();
+  return below.empty() ? app : Chosen(*below.front());
+}
+
+// "zentactl message decode".
+std::string FullName(const CLI::App& app) {
+  const auto below = app.get_subcommands();
+  return app.get_name() + (below.empty() ? "" : " " + FullName(*below.front()));
+}
+
+// What could stand where a word was not understood: options if it looks like one, else commands.
+std::vector<std::string> Known(const CLI::App& app, bool options) {
+  std::vector<std::string> words;
+  if (options) {
+    for (const CLI::Option* option : app.get_options()) {
+      for (const std::string& name : option->get_lnames()) words.push_back("--" + name);
+    }
+  } else {
+    for (const CLI::App* command : app.get_subcommands(nullptr))
+      words.push_back(command->get_name());
+  }
+  return words;
+}
+
+// What is wrong with the command line, in one sentence. The first word that is not understood says
+// more than what is missing for it.
+std::string Explain(const CLI::App& app, const CLI::ParseError& error) {
+  const CLI::App& chosen = Chosen(app);
+  for (const std::string& word : chosen.remaining()) {
+    const bool option = word.size() > 1 && word[0] == '-';
+    const std::vector<std::string> known = Known(chosen, option);
+    if (known.empty()) return "unexpected argument '" + word + "'";
+    const std::string nearest = NearestWord(word.substr(0, word.find('=')), known);
+    return std::string("unknown ") + (option ? "option '" : "command '") + word + "'" +
+           (nearest.empty() ? "" : "; did you mean '" + nearest + "'?");
+  }
+  return error.what();
+}
+
+// A message quotes names and texts that came from elsewhere.
+void Complain(const CLI::App& app, const std::string& message) {
+  std::cerr << FullName(app) << ": ";
+  std::istringstream lines(message);
+  for (std::string line; std::getline(lines, line);) std::cerr << ForTerminal(line) << '\n';
 }
 
 int Run(CLI::App& app, int argc, char** argv) {
   Describe(app);
   if (argc < 2) {
     std::cerr << app.help();
-    return kMisused;
+    return kFailed;
   }
+  int status = 0;
   try {
     app.parse(argc, argv);
+  } catch (const CLI::Success& help) {
+    app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kMisused;
+    Complain(app, Explain(app, error) + " ('" + FullName(app) + " --help' tells what there is)");
+    return kFailed;
+  } catch (const Refusal& refusal) {
+    status = kNo;
+    if (*refusal.what() != '\0') Complain(app, refusal.what());
   }
   // A result that did not reach its file, on a full disk say, must not pass for success.
-  if (!std::cout.flush()) throw std::runtime_error("cannot write to standard output");
-  return 0;
-}
-
-// A message may have several lines, and quotes names and texts that came from elsewhere.
-void Complain(const CLI::App& app, const std::string& message) {
-  std::cerr << "zentactl";
-  for (const CLI::App* chosen : app.get_subcommands()) std::cerr << ' ' << chosen->get_name();
-  std::cerr << ": ";
-  std::istringstream lines(message);
-  for (std::string line; std::getline(lines, line);) {
-    std::cerr << zenta::tools::ForTerminal(line) << '\n';
+  if (!std::cout.flush()) {
+    throw Failure("cannot write to standard output: the disk is full, or its reader is gone");
   }
+  return status;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  CLI::App app("Keys, signatures, packages and data files of the Zenta input method.");
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is a failed write
+  CLI::App app("Keys, signatures, packages, messages and data files of the Zenta input method.");
   try {
     return Run(app, argc, argv);
   } catch (const std::exception& error) {

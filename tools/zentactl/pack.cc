@@ -1,10 +1,11 @@
 #include <iostream>
 #include <memory>
 
-#include "tools/common/terminal_text.h"
+#include "tools/common/output_file.h"
 #include "tools/packaging/flat_package.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/progress.h"
+#include "tools/zentactl/report.h"
 
 namespace zenta::zentactl {
 namespace {
@@ -12,30 +13,40 @@ namespace {
 using packaging::PackageOptions;
 using packaging::PackageSummary;
 using packaging::WriteFlatPackage;
-using tools::ForTerminal;
+using tools::IsStandard;
+using tools::OutputName;
 
 // The line of progress is gone when this returns, so that the result does not stand behind it.
-PackageSummary PackWithProgress(PackageOptions options) {
-  Progress progress("packing");
+PackageSummary PackWithProgress(PackageOptions options, bool quiet) {
+  Progress progress("packing", quiet);
   options.progress = [&progress](std::uint64_t done, std::uint64_t all) {
     progress.Show(done, all);
   };
   return WriteFlatPackage(options);
 }
 
-void Pack(const PackageOptions& options) {
-  const PackageSummary package = PackWithProgress(options);
-  std::cout << "packed      " << ForTerminal(options.bundle.string()) << "\nidentifier  "
-            << ForTerminal(package.identifier) << "\nversion     " << ForTerminal(package.version)
-            << "\nplace       " << options.install_location << "\nwritten     "
-            << options.out.string() << "  (" << package.entries << " entries, "
-            << package.content_bytes << " bytes; package " << package.package_bytes << " bytes)\n";
+struct PackOptions : PackageOptions {
+  Speech speech;
+};
+
+void Pack(const PackOptions& options) {
+  const PackageSummary package = PackWithProgress(options, options.speech.quiet);
+  Report()
+      .Add("packed", options.bundle.string())
+      .Add("identifier", package.identifier)
+      .Add("version", package.version)
+      .Add("place", options.install_location)
+      .Add("written", OutputName(options.out))
+      .Add("entries", package.entries)
+      .Add("content bytes", package.content_bytes)
+      .Add("package bytes", package.package_bytes)
+      .Print(options.speech, IsStandard(options.out) ? std::cerr : std::cout);
 }
 
 }  // namespace
 
 void DefinePack(CLI::App& command) {
-  const auto options = std::make_shared<PackageOptions>();
+  const auto options = std::make_shared<PackOptions>();
   command.add_option("BUNDLE", options->bundle, "The bundle, a folder with Contents/Info.plist")
       ->type_name("")
       ->required();
@@ -49,6 +60,7 @@ void DefinePack(CLI::App& command) {
   command.add_option("--install-location", options->install_location, "Folder to install into")
       ->type_name("DIR")
       ->capture_default_str();
+  AddSpeechOptions(command, options->speech);
   command.footer(
       "Makes a flat component package: an XAR archive with Bom, PackageInfo and Payload. Files\n"
       "belong to root in it, links stay links, permissions stay. Equal files with equal "

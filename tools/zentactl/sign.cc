@@ -6,11 +6,13 @@
 
 #include "tools/common/failure.h"
 #include "tools/common/new_file.h"
+#include "tools/common/output_file.h"
 #include "tools/common/read_file.h"
 #include "tools/signing/signer.h"
 #include "tools/zentactl/commands.h"
 #include "tools/zentactl/config_option.h"
 #include "tools/zentactl/digest_file.h"
+#include "tools/zentactl/report.h"
 
 namespace zenta::zentactl {
 namespace {
@@ -21,8 +23,12 @@ using signing::SignDigest;
 using signing::Signer;
 using signing::SigningConfig;
 using tools::Failure;
+using tools::InputName;
+using tools::IsStandard;
 using tools::NewFile;
+using tools::OutputName;
 using tools::ReadWholeFile;
+using tools::WriteOutput;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;  // a PEM file has about 900
 
@@ -31,12 +37,13 @@ struct SignOptions {
   fs::path key;
   std::string config;
   fs::path out;  // empty: inputPkg.txt beside the package
+  Speech speech;
 };
 
 Signer LoadKey(const fs::path& path) {
   auto key = Signer::FromPem(ReadWholeFile(path, kMaxKeyBytes));
   if (const auto* error = std::get_if<std::string>(&key)) {
-    throw Failure(path.string() + ": " + *error);
+    throw Failure(InputName(path) + ": " + *error);
   }
   return std::get<Signer>(std::move(key));
 }
@@ -45,10 +52,20 @@ Signer LoadKey(const fs::path& path) {
 void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& path) {
   if (key.Matches(config)) return;
   throw Failure(
-      "the key does not belong to the configuration: an updater built with it would\n"
-      "refuse the signature\n  key:           " +
-      Fingerprint(key.Modulus()) + "  " + path.string() +
-      "\n  configuration: " + Fingerprint(config.modulus));
+      "the key does not belong to the configuration, whose updater would refuse what it signs: " +
+      InputName(path) + " is " + Fingerprint(key.Modulus()) + ", the configuration's is " +
+      Fingerprint(config.modulus) + "; give the --config that was made with the key");
+}
+
+// Digested anew: a package that changed meanwhile shows here and not at the user's. Standard input can be
+// read once only.
+void CheckAgain(const SignOptions& options, const std::string& text, const std::string& digest,
+                const SigningConfig& config) {
+  const std::string again = IsStandard(options.package)
+                                ? digest
+                                : PackageDigest(options.package, "verifying", options.speech.quiet);
+  const auto refusal = WhyRefused(text, again, config);
+  if (refusal) throw Failure("what was written does not verify: " + *refusal);
 }
 
 // The digest file takes its name only after it was read back and found good against the package.
@@ -59,18 +76,25 @@ void Sign(const SignOptions& options) {
   const fs::path out =
       options.out.empty() ? options.package.parent_path() / "inputPkg.txt" : options.out;
 
-  const auto text = SignDigest(PackageDigest(options.package, "signing"), config, key);
+  const std::string digest = PackageDigest(options.package, "signing", options.speech.quiet);
+  const auto text = SignDigest(digest, config, key);
   if (!text) throw Failure("the key could not sign");
-  NewFile file = NewFile::Beside(out, 0666);
-  file.Write(*text);
-  file.Sync();
-  // Digested anew: a package that changed meanwhile shows here and not at the user's.
-  const std::string digest = PackageDigest(options.package, "verifying");
-  const auto refusal = WhyRefused(ReadDigestFile(file.path()), digest, config);
-  if (refusal) throw Failure("what was written does not verify: " + *refusal);
-  file.ReplaceAs(out);
-  std::cout << "signed   " << options.package.string() << "\ndigest   " << digest << "\nkey      "
-            << DescribeKey(config) << "\nwritten  " << out.string() << '\n';
+  if (IsStandard(out)) {
+    CheckAgain(options, *text, digest, config);
+    WriteOutput(out, *text);
+  } else {
+    NewFile file = NewFile::Beside(out, 0666);
+    file.Write(*text);
+    file.Sync();
+    CheckAgain(options, ReadDigestFile(file.path()), digest, config);
+    file.ReplaceAs(out);
+  }
+  Report()
+      .Add("signed", InputName(options.package))
+      .Add("digest", digest)
+      .Add("key", Fingerprint(config.modulus), KeyRemark(config))
+      .Add("written", OutputName(out))
+      .Print(options.speech, IsStandard(out) ? std::cerr : std::cout);
 }
 
 }  // namespace
@@ -84,8 +108,10 @@ void DefineSign(CLI::App& command) {
   AddConfigOption(command, options->config);
   command
       .add_option("--out", options->out,
-                  "The digest file; inputPkg.txt beside the package if not given")
+                  "The digest file; inputPkg.txt beside the package (for a package from\n"
+                  "standard input, here) if not given")
       ->type_name("FILE");
+  AddSpeechOptions(command, options->speech);
   command.footer(
       "Writes the text that the updater wants beside a package before it installs it: the\n"
       "package's MD5, signed with the key. The new file is read back and checked as the updater\n"

@@ -2,242 +2,184 @@
 #include <cstdint>
 #include <filesystem>
 #include <iostream>
-#include <limits>
 #include <memory>
+#include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "corelib/containers/chunk.h"
-#include "engine/records/ignored.h"
-#include "engine/trace/actions.h"
-#include "engine/trace/pads.h"
 #include "engine/trace/trace_file.h"
 #include "tools/common/failure.h"
 #include "tools/common/inputs.h"
-#include "tools/common/new_file.h"
+#include "tools/common/output_file.h"
 #include "tools/zentactl/commands.h"
-#include "tools/zentactl/trace_picture.h"
+#include "tools/zentactl/progress.h"
+#include "tools/zentactl/report.h"
+#include "tools/zentactl/trace_csv.h"
+#include "tools/zentactl/trace_data.h"
+#include "tools/zentactl/trace_findings.h"
+#include "tools/zentactl/trace_page.h"
+#include "tools/zentactl/trace_summary.h"
 #include "tools/zentactl/trace_svg.h"
-#include "tools/zentactl/trace_text.h"
 
 namespace zenta::zentactl {
 namespace {
 
 namespace fs = std::filesystem;
-using records::Ignored;
 using tools::Failure;
-using tools::NewFile;
+using tools::InputName;
+using tools::IsStandard;
 using tools::NoteInput;
+using tools::OutputName;
+using tools::Refusal;
 using tools::SystemFailure;
-using trace::action_name;
-using trace::pad_code;
-using trace::TraceFault;
-using trace::TraceKind;
+using tools::WriteOutput;
 using trace::TraceReader;
 using trace::TraceRecord;
 
-constexpr std::size_t kMaxPadsNamed = 20, kMaxIgnoredNamed = 20;
-
 struct TraceOptions {
   fs::path file;
-  fs::path svg;  // empty: no picture
+  fs::path svg, html, csv;  // what to make of it; empty: nothing
+  bool check = false;
+  Speech speech;
+
+  // The files to be written, with what they are called in the summary.
+  [[nodiscard]] std::vector<std::pair<std::string, fs::path>> Outputs() const {
+    std::vector<std::pair<std::string, fs::path>> outputs;
+    for (const auto& [what, path] : {std::pair("picture", svg), {"page", html}, {"table", csv}}) {
+      if (!path.empty()) outputs.emplace_back(what, path);
+    }
+    return outputs;
+  }
 };
 
-// What the summary says of a trace.
-class Tally {
- public:
-  void Add(const TraceRecord& record);
-  void Print(std::ostream& out) const;
-  [[nodiscard]] std::uint64_t records() const {
-    return kinds_[0] + kinds_[1] + kinds_[2] + kinds_[3];
-  }
-
- private:
-  void AddPad(const TraceRecord& record);
-  void PrintKinds(std::ostream& out) const;
-  void PrintTimes(std::ostream& out) const;
-
-  std::uint64_t kinds_[4] = {};  // records of each TraceKind
-  std::vector<std::string> pads_;
-  bool more_pads_ = false;
-  std::uint64_t keys_ = 0, touches_ = 0, times_ = 0;
-  std::uint32_t first_time_ = std::numeric_limits<std::uint32_t>::max(), last_time_ = 0;
-};
-
-void Tally::Add(const TraceRecord& record) {
-  ++kinds_[static_cast<std::size_t>(record.kind)];
-  if (record.kind == TraceKind::kPad) AddPad(record);
-  if (record.kind == TraceKind::kLayout) keys_ += record.keys.size();
-  if (record.kind != TraceKind::kInput) return;
-  touches_ += record.points.size();
-  times_ += record.times.size();
-  for (const std::uint32_t time : record.times) {
-    first_time_ = std::min(first_time_, time);
-    last_time_ = std::max(last_time_, time);
-  }
-}
-
-void Tally::AddPad(const TraceRecord& record) {
-  std::string name = Shown(record.pad_name, 40);
-  if (pad_code(record.pad_name) == 0) name += " (no known pad)";
-  if (std::ranges::find(pads_, name) != pads_.end()) return;
-  more_pads_ = pads_.size() == kMaxPadsNamed;
-  if (!more_pads_) pads_.push_back(name);
-}
-
-void Tally::PrintKinds(std::ostream& out) const {
-  out << "records    " << records();
-  const char* separator = ": ";
-  for (const TraceKind kind : {TraceKind::kPad, TraceKind::kLayout, TraceKind::kInput}) {
-    const auto code = static_cast<std::uint32_t>(kind);
-    out << separator << kinds_[code] << ' ' << action_name(code).std_view();
-    separator = ", ";
-  }
-  out << separator << kinds_[0] << " of other types\n";
-}
-
-void Tally::PrintTimes(std::ostream& out) const {
-  out << "times      " << times_;
-  if (times_ != 0) {
-    out << ", from " << first_time_ << " to " << last_time_
-        << " ms: " << Seconds(last_time_ - first_time_);
-  }
-  out << '\n';
-}
-
-void Tally::Print(std::ostream& out) const {
-  PrintKinds(out);
-  out << "pads       ";
-  const char* separator = "";
-  for (const std::string& name : pads_) {
-    out << separator << name;
-    separator = ", ";
-  }
-  out << (pads_.empty() ? "none"
-          : more_pads_  ? ", and more"
-                        : "")
-      << "\nkeys       " << keys_ << " in " << Counted(kinds_[2], "layout", "layouts")
-      << "\ntouches    " << touches_ << " in " << Counted(kinds_[1], "input", "inputs") << '\n';
-  PrintTimes(out);
-}
-
-// What the reader ignored: which members for which reason, how often, and where first.
-class IgnoredTally final : public records::IgnoredListener {
- public:
-  explicit IgnoredTally(TraceReader& reader) : reader_(reader) { reader.Listen(this); }
-  IgnoredTally(const IgnoredTally&) = delete;
-  IgnoredTally& operator=(const IgnoredTally&) = delete;
-  ~IgnoredTally() { reader_.Listen(nullptr); }
-
-  void ignored(const Ignored& value) override;
-  void Print(std::ostream& out) const;
-
- private:
-  struct Row {
-    std::string key;
-    records::IgnoredReason reason;
-    std::uint64_t count, first_line;
-  };
-
-  TraceReader& reader_;
-  std::uint64_t count_ = 0, unnamed_ = 0;
-  std::vector<Row> rows_;
-};
-
-void IgnoredTally::ignored(const Ignored& value) {
-  ++count_;
-  const std::string key = Shown(value.key, 40);
-  const auto row = std::ranges::find_if(
-      rows_, [&](const Row& other) { return other.reason == value.reason && other.key == key; });
-  if (row != rows_.end()) {
-    ++row->count;
-  } else if (rows_.size() < kMaxIgnoredNamed) {
-    rows_.push_back({key, value.reason, 1, reader_.lines()});
-  } else {
-    ++unnamed_;
-  }
-}
-
-void IgnoredTally::Print(std::ostream& out) const {
-  out << "ignored    " << Counted(count_, "value", "values") << '\n';
-  for (const Row& row : rows_) {
-    out << "           " << row.count << " of \"" << row.key
-        << "\": " << records::ignored_reason_text(row.reason) << ", first in line "
-        << row.first_line << '\n';
-  }
-  if (unnamed_ != 0) out << "           " << unnamed_ << " of other members\n";
-}
-
-std::string Describe(const TraceFault& fault) {
-  return "line " + std::to_string(fault.line) + ", byte " +
-         std::to_string(std::uint64_t{fault.position} + 1) + ": " +
-         tstl::json_fault_text(fault.fault);
-}
-
-// Puts every record of the file into both.
-void Read(TraceReader& reader, const fs::path& path, Tally& tally, TracePicture& picture) {
-  if (reader.Open(path.c_str())) {
-    NoteInput(path);
-    tstl::Chunk arena;
-    for (TraceRecord record; reader.Next(record, arena); arena.rewind()) {
-      tally.Add(record);
-      picture.Add(record);
+// Two outputs in one place would leave one of them.
+void RefuseSamePlace(const TraceOptions& options) {
+  const auto outputs = options.Outputs();
+  for (std::size_t i = 0; i < outputs.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      if (outputs[i].second.lexically_normal() == outputs[j].second.lexically_normal()) {
+        throw Failure("both the " + outputs[j].first + " and the " + outputs[i].first +
+                      " would go to " + OutputName(outputs[i].second) + "; give them two names");
+      }
     }
   }
-  if (reader.error() != 0) throw SystemFailure("cannot read " + path.string(), reader.error());
-  if (tally.records() != 0) return;
-  throw Failure("no trace record in " + path.string() + ": " +
+}
+
+// Bytes of a regular file; 0 if it is something else.
+std::uint64_t SizeOf(const fs::path& path) {
+  std::error_code error;
+  const std::uintmax_t size = fs::file_size(path, error);
+  return error ? 0 : size;
+}
+
+// Puts every record of the file into all of them; `csv` may be null.
+void Read(TraceReader& reader, const TraceOptions& options, TraceData& data,
+          TraceFindings& findings, TraceCsv* csv) {
+  // The reader opens files by their names; standard input has one on every system that this runs on.
+  const fs::path opened = IsStandard(options.file) ? "/dev/stdin" : options.file;
+  Progress progress("reading", options.speech.quiet);
+  if (reader.Open(opened.c_str())) {
+    NoteInput(opened);
+    const std::uint64_t size = SizeOf(opened);
+    tstl::Chunk arena;
+    for (TraceRecord record; reader.Next(record, arena); arena.rewind()) {
+      const std::vector<TouchKeys> keys = data.Add(record);
+      findings.Check(record);
+      if (csv != nullptr && !keys.empty()) csv->Add(record, keys, data);
+      progress.Show(size == 0 ? reader.bytes() : std::min(reader.bytes(), size), size);
+    }
+  }
+  const std::string name = InputName(options.file);
+  if (reader.error() != 0) throw SystemFailure("cannot read " + name, reader.error());
+  if (data.totals.records() != 0) return;
+  throw Failure("no trace record in " + name + ": " +
                 (reader.bad_lines() != 0 ? Describe(reader.first_fault()) : "it is empty"));
 }
 
-void WritePicture(const TracePicture& picture, const TraceOptions& options) {
-  if (picture.pads().empty()) {
+// Everything is drawn before the first of them is written.
+void WritePictures(const TraceData& data, const TraceOptions& options) {
+  if (data.layouts.kept().empty()) {
     throw Failure("nothing to draw: the trace has neither a layout nor touches");
   }
-  NewFile svg = NewFile::Beside(options.svg, 0666);
-  svg.Write(DrawTrace(picture, options.file.filename().string()));
-  svg.ReplaceAs(options.svg);
+  const std::string title = fs::path(InputName(options.file)).filename().string();
+  const std::string svg = options.svg.empty() ? "" : DrawTrace(data, title);
+  const std::string html = options.html.empty() ? "" : MakeTracePage(data, title);
+  if (!options.svg.empty()) WriteOutput(options.svg, svg);
+  if (!options.html.empty()) WriteOutput(options.html, html);
 }
 
 void Trace(const TraceOptions& options) {
+  RefuseSamePlace(options);
   TraceReader reader;
-  Tally tally;
-  IgnoredTally ignored(reader);
-  TracePicture picture;
-  Read(reader, options.file, tally, picture);
-  if (!options.svg.empty()) WritePicture(picture, options);
+  TraceFindings findings(reader);
+  TraceData data;
+  std::optional<TraceCsv> csv;
+  if (!options.csv.empty()) csv.emplace(options.csv);
+  Read(reader, options, data, findings, csv ? &*csv : nullptr);
+  if (!options.svg.empty() || !options.html.empty()) WritePictures(data, options);
+  if (csv) csv->Finish();
 
-  std::cout << "trace      " << options.file.string() << "  ("
-            << Counted(reader.lines(), "line", "lines") << ")\n";
-  tally.Print(std::cout);
-  std::cout << "bad lines  " << reader.bad_lines();
-  if (reader.bad_lines() != 0) std::cout << ", the first: " << Describe(reader.first_fault());
-  std::cout << '\n';
-  ignored.Print(std::cout);
-  if (!options.svg.empty()) std::cout << "picture    " << options.svg.string() << '\n';
+  TraceSummary summary{InputName(options.file), reader, data.totals, findings, {}};
+  bool to_standard = false;  // which the result has for itself then
+  for (const auto& [what, path] : options.Outputs()) {
+    to_standard = to_standard || IsStandard(path);
+    summary.written.emplace_back(what, OutputName(path));
+  }
+  if (!options.speech.quiet) {
+    std::ostream& out = to_standard ? std::cerr : std::cout;
+    options.speech.json ? summary.PrintJson(out) : summary.Print(out);
+  }
+  if (options.check && (reader.bad_lines() != 0 || findings.count() != 0)) throw Refusal("");
+}
+
+void AddOutput(CLI::App& command, const char* name, fs::path& path, const char* what) {
+  command.add_option(name, path, what)
+      ->type_name("OUT")
+      ->check(CLI::Validator([](const std::string& file) { return file.empty() ? "no name" : ""; },
+                             ""));
 }
 
 }  // namespace
 
 void DefineTrace(CLI::App& command) {
   const auto options = std::make_shared<TraceOptions>();
-  command.add_option("FILE", options->file, "The trace: a record of JSON on each line")
+  command
+      .add_option("FILE", options->file,
+                  "The trace, a JSON record on each line; - is standard input")
       ->type_name("")
       ->required();
-  command.add_option("--svg", options->svg, "Draw a picture of it; replaced if it exists")
-      ->type_name("OUT");
+  AddOutput(command, "--svg", options->svg, "Draw a picture of it");
+  AddOutput(command, "--html", options->html, "Make a page of it, to play and to search");
+  AddOutput(command, "--csv", options->csv, "Write its touches as a table");
+  command.add_flag("--check", options->check, "Exit status 1 if anything was ignored");
+  AddSpeechOptions(command, options->speech);
   command.footer(
       "Tells what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
-      "touches, times. A line that is no record is counted, and the first of them explained. So "
-      "are\n"
-      "members that are unknown, of another type or out of range, which a reader ignores.\n"
+      "touches, times, of the whole trace however long it is. A line that is no record is "
+      "counted,\n"
+      "and the first of them explained. So is every value that a reader ignores: which member it\n"
+      "is of, why, and in which line the first one stands.\n"
       "\n"
-      "The picture opens in a browser: each pad with its keys, to scale, and on them the touches\n"
-      "that came after its layout, numbered and coloured from the first to the last. A very long\n"
-      "trace is not drawn whole, and the picture says so.\n"
+      "The picture opens in a browser: each layout with its keys, to scale, and on them the "
+      "touches\n"
+      "that came after it, numbered and coloured from the first to the last; from about 300 "
+      "touches\n"
+      "on a heat map. The page shows the same with a time line that can be played, a list of the\n"
+      "inputs, and every touch. It is one file, which loads nothing from anywhere. Both show up "
+      "to\n"
+      "100,000 touches, those of a longer trace spread over its whole length.\n"
       "\n"
-      "Example:\n"
-      "  zentactl trace examples/trace.jsonl --svg trace.svg");
+      "The table (CSV) has a row for each touch: input, touch, time, x, y, pad, layout, the keys "
+      "that\n"
+      "were hit and meant, the distance from the key's middle (1: on its edge), text and code.\n"
+      "\n"
+      "A file is replaced if it exists.\n"
+      "\n"
+      "Examples:\n"
+      "  zentactl trace examples/trace.jsonl --html trace.html\n"
+      "  zentactl trace - --check --quiet < examples/trace.jsonl && echo nothing ignored");
   command.callback([options] { Trace(*options); });
 }
 

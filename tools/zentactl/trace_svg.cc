@@ -5,10 +5,13 @@
 #include <cstdio>
 #include <iterator>
 #include <limits>
+#include <span>
 #include <sstream>
+#include <utility>
+#include <vector>
 
-#include "corelib/text/utf.h"
 #include "tools/common/xml_text.h"
+#include "tools/zentactl/trace_heat.h"
 #include "tools/zentactl/trace_text.h"
 
 namespace zenta::zentactl {
@@ -26,17 +29,23 @@ constexpr double kInnerWidth = kPageWidth - 2 * kMargin;
 constexpr double kMaxPadHeight = 760;
 constexpr double kTouchRadius = 9;
 constexpr double kLegendWidth = 260;
-constexpr std::size_t kMaxNumbered = 300;  // touches on one pad; with more the numbers only blot
+constexpr std::size_t kMaxNumbered = 300;            // touches on one layout; more are a heat map
+constexpr std::size_t kMaxListed = 100;              // inputs
+constexpr std::size_t kMaxText = 24, kMaxCode = 36;  // characters that a line has room for
 
-// Colours of touches from the first to the last: all dark enough for white numbers on them.
 struct Colour {
   int red, green, blue;
 };
-constexpr Colour kRamp[] = {{0x1d, 0x4e, 0xd8},
-                            {0x6d, 0x3a, 0xd6},
-                            {0xb1, 0x2d, 0xb0},
-                            {0xdc, 0x33, 0x66},
-                            {0xea, 0x7a, 0x15}};
+using Ramp = std::span<const Colour>;
+// Of touches from the first to the last: all dark enough for white numbers on them.
+constexpr Colour kTimeRamp[] = {{0x1d, 0x4e, 0xd8},
+                                {0x6d, 0x3a, 0xd6},
+                                {0xb1, 0x2d, 0xb0},
+                                {0xdc, 0x33, 0x66},
+                                {0xea, 0x7a, 0x15}};
+// From where touches are rare to where they are dense.
+constexpr Colour kHeatRamp[] = {
+    {0xfe, 0xf3, 0xc7}, {0xfd, 0xba, 0x4d}, {0xf0, 0x6a, 0x2a}, {0xb9, 0x1c, 0x3c}};
 constexpr Colour kNoTime = {0x6b, 0x72, 0x80};
 
 std::string Hex(const Colour& colour) {
@@ -47,43 +56,46 @@ std::string Hex(const Colour& colour) {
 }
 
 // REQUIRES: 0 <= at <= 1.
-Colour OnRamp(double at) {
-  const double place = at * (std::size(kRamp) - 1);
-  const auto stop = std::min(static_cast<std::size_t>(place), std::size(kRamp) - 2);
+Colour OnRamp(Ramp ramp, double at) {
+  const double place = at * static_cast<double>(ramp.size() - 1);
+  const auto stop = std::min(static_cast<std::size_t>(place), ramp.size() - 2);
   const double part = place - static_cast<double>(stop);
   const auto mix = [part](int from, int to) {
     return static_cast<int>(std::lround(from + part * (to - from)));
   };
-  const Colour &from = kRamp[stop], &to = kRamp[stop + 1];
+  const Colour &from = ramp[stop], &to = ramp[stop + 1];
   return {mix(from.red, to.red), mix(from.green, to.green), mix(from.blue, to.blue)};
 }
 
 std::string Touches(std::uint64_t count) { return Counted(count, "touch", "touches"); }
 
-// The times of all touches in a picture.
-struct TimeSpan {
-  std::uint32_t first = std::numeric_limits<std::uint32_t>::max();
-  std::uint32_t last = 0;
-  bool any = false, all = true;
-
-  explicit TimeSpan(const TracePicture& picture) {
-    for (const PicturePad& pad : picture.pads()) {
-      for (const PictureTouch& touch : pad.touches) Include(touch);
-    }
-  }
-  void Include(const PictureTouch& touch) {
-    all = all && touch.time.has_value();
-    if (!touch.time) return;
-    any = true;
-    first = std::min(first, *touch.time);
-    last = std::max(last, *touch.time);
-  }
-  [[nodiscard]] std::uint32_t length() const { return any ? last - first : 0; }
-  [[nodiscard]] Colour ColourOf(const PictureTouch& touch) const {
-    if (!touch.time) return kNoTime;
-    return OnRamp(first == last ? 0 : static_cast<double>(*touch.time - first) / length());
-  }
+// A touch, and the input that it belongs to.
+struct Drawn {
+  const PictureTouch* touch;
+  const PictureInput* input;
 };
+
+// A layout with the touches on it that are drawn.
+struct Pad {
+  const TraceLayout& layout;
+  std::string heading;
+  std::vector<Drawn> touches;
+
+  [[nodiscard]] bool is_heat_map() const { return layout.touches > kMaxNumbered; }
+};
+
+std::vector<Pad> PadsOf(const TraceData& data) {
+  std::vector<Pad> pads;
+  const auto& layouts = data.layouts.kept();
+  for (std::size_t i = 0; i < layouts.size(); ++i) {
+    pads.push_back({layouts[i], data.layouts.Heading(i), {}});
+  }
+  for (const PictureInput& input : data.picture.inputs()) {
+    for (const PictureTouch& touch : input.kept)
+      pads[input.layout].touches.push_back({&touch, &input});
+  }
+  return pads;
+}
 
 // The part of the screen that a drawing shows.
 struct Box {
@@ -110,12 +122,12 @@ struct Box {
 };
 
 // The pad with all its keys, or where no layout is known the touches; and some air around.
-Box BoxOf(const PicturePad& pad) {
+Box BoxOf(const Pad& pad) {
   Box box;
-  box.Include(pad.rect);
-  for (const KeyRect& key : pad.keys) box.Include(key.rect);
+  box.Include(pad.layout.rect);
+  for (const KeyRect& key : pad.layout.keys) box.Include(key.rect);
   if (box.is_empty()) {
-    for (const PictureTouch& touch : pad.touches) box.Include(touch.at[0], touch.at[1]);
+    for (const auto& [touch, input] : pad.touches) box.Include(touch->at[0], touch->at[1]);
   }
   if (box.is_empty()) box.Include(0, 0);
   const int air = std::max({box.width() / 40, box.height() / 40, 1});
@@ -124,42 +136,35 @@ Box BoxOf(const PicturePad& pad) {
   return box;
 }
 
-// What a key shows: the character that its number is, a sign for those that show nothing, or the
-// number.
-std::string LabelOf(std::uint32_t id) {
-  switch (id) {
-    case 8:
-      return "⌫";
-    case 9:
-      return "⇥";
-    case 10:
-    case 13:
-      return "⏎";
-    case 32:
-      return "␣";
+// The middle of what a tooltip says of a touch: which key it hit, and which was meant.
+std::string KeysText(const TraceLayout& layout, const TouchKeys& keys) {
+  const auto label = [&](std::uint16_t key) { return KeyLabel(layout.keys[key].id); };
+  std::string text = keys.hit == kNoKey ? "hit no key" : "hit " + label(keys.hit);
+  if (keys.meant != kNoKey) {
+    text += keys.meant == keys.hit ? ", as meant" : ", meant " + label(keys.meant);
   }
-  unsigned char bytes[4];
-  const auto length = static_cast<unsigned>(tstl::encode_utf8(id, bytes));
-  const std::string shown = Shown({bytes, length}, 1);
-  return length == 0 || shown == "\uFFFD" ? "#" + std::to_string(id) : shown;
+  return text;
 }
 
 class Page {
  public:
-  explicit Page(const TracePicture& picture) : picture_(picture), times_(picture) {}
+  explicit Page(const TraceData& data) : data_(data), pads_(PadsOf(data)) {}
 
   std::string Draw(const std::string& title);
 
  private:
   void DrawHead(const std::string& title);
   void DrawLegend();
-  void DrawPad(const PicturePad& pad);
-  void DrawPadHead(const PicturePad& pad, const Box& box);
-  void DrawKey(const KeyRect& key);
-  void DrawJoins(const PicturePad& pad);
-  void DrawTouch(const PictureTouch& touch, std::size_t number, bool numbered);
+  void DrawPad(const Pad& pad);
+  void DrawPadHead(const Pad& pad, const Box& box);
+  void DrawKey(const TraceLayout& layout, std::size_t index);
+  void DrawLabel(const KeyRect& key);
+  void DrawHeat(const Pad& pad, const Box& box);
+  void DrawJoins(const Pad& pad);
+  void DrawTouch(const Pad& pad, std::size_t index);
   void DrawInputs();
   void DrawLeftOut();
+  [[nodiscard]] Colour ColourOf(const PictureTouch& touch) const;
 
   // The attributes of an element: names and values by turns.
   template <class Value, class... Rest>
@@ -190,52 +195,70 @@ class Page {
     Text(text, "class", "note end", "x", kPageWidth - kMargin, "y", y_);
   }
 
-  const TracePicture& picture_;
-  const TimeSpan times_;
+  const TraceData& data_;
+  const std::vector<Pad> pads_;
   std::ostringstream svg_;
   double y_ = 0;     // how far down the page is used
   double unit_ = 1;  // pixels of the screen in one of the page, in the pad being drawn
 };
 
+Colour Page::ColourOf(const PictureTouch& touch) const {
+  if (!touch.time) return kNoTime;
+  const std::uint32_t length = data_.totals.length();
+  return OnRamp(
+      kTimeRamp,
+      length == 0 ? 0 : (*touch.time - data_.totals.first_time) / static_cast<double>(length));
+}
+
 void Page::DrawHead(const std::string& title) {
-  std::size_t touches = 0;
-  for (const PicturePad& pad : picture_.pads()) touches += pad.touches.size();
+  const TraceTotals& totals = data_.totals;
   y_ = 46;
   Left("title", 0, title);
   y_ += 24;
-  const std::uint64_t inputs = picture_.inputs().size() + picture_.left_out().inputs;
-  Left("note", 0, Touches(touches) + " in " + Counted(inputs, "input", "inputs"));
+  std::string note = Touches(totals.touches) + " in " + Counted(totals.inputs(), "input", "inputs");
+  if (totals.times != 0) note += ", in " + Seconds(totals.length());
+  Left("note", 0, note);
 }
 
-// Beside the head.
+// Beside the head: the colours of touches that are drawn one by one.
 void Page::DrawLegend() {
+  bool timed = false, untimed = false;
+  for (const Pad& pad : pads_) {
+    if (pad.is_heat_map()) continue;
+    for (const auto& [touch, input] : pad.touches) {
+      timed = timed || touch->time.has_value();
+      untimed = untimed || !touch->time.has_value();
+    }
+  }
   const double left = kPageWidth - kMargin - kLegendWidth;
-  if (times_.any) {
+  if (timed) {
     Shape("rect", "x", left, "y", 32, "width", kLegendWidth, "height", 12, "rx", 6, "fill",
           "url(#time)");
     Text("first touch", "class", "note", "x", left, "y", 64);
-    Text("last, after " + Seconds(times_.length()), "class", "note end", "x", kPageWidth - kMargin,
-         "y", 64);
+    Text("last, after " + Seconds(data_.totals.length()), "class", "note end", "x",
+         kPageWidth - kMargin, "y", 64);
   }
-  if (!times_.all) {
+  if (untimed) {
     Shape("circle", "cx", left - 90, "cy", 38, "r", 7, "fill", Hex(kNoTime));
     Text("no time", "class", "note", "x", left - 78, "y", 43);
   }
 }
 
-void Page::DrawPadHead(const PicturePad& pad, const Box& box) {
+void Page::DrawPadHead(const Pad& pad, const Box& box) {
   y_ += 40;
-  Left("heading", 0, pad.name.empty() ? "A pad without a name" : pad.name);
-  std::string note = Counted(pad.keys.size(), "key", "keys") + ", " + Touches(pad.touches.size());
+  Left("heading", 0, pad.heading);
+  std::string note =
+      Counted(pad.layout.keys.size(), "key", "keys") + ", " + Touches(pad.layout.touches);
   const auto outside = std::ranges::count_if(
-      pad.touches, [&](const PictureTouch& touch) { return !box.Holds(touch.at); });
+      pad.touches, [&](const Drawn& drawn) { return !box.Holds(drawn.touch->at); });
   if (outside != 0) note += ", " + std::to_string(outside) + " of them outside the picture";
+  if (pad.is_heat_map()) note += "; the darker, the more of them";
   Right(note);
   y_ += 12;
 }
 
 // In a coordinate system of its own: that of the screen.
-void Page::DrawPad(const PicturePad& pad) {
+void Page::DrawPad(const Pad& pad) {
   const Box box = BoxOf(pad);
   const double scale = std::min(kInnerWidth / box.width(), kMaxPadHeight / box.height());
   unit_ = 1 / scale;
@@ -246,87 +269,120 @@ void Page::DrawPad(const PicturePad& pad) {
        << "\">\n";
   Shape("rect", "class", "around", "x", box.left, "y", box.top, "width", box.width(), "height",
         box.height(), "rx", 12 * unit_);
-  const auto& [left, top, right, bottom] = pad.rect;
+  const auto& [left, top, right, bottom] = pad.layout.rect;
   if (left < right && top < bottom) {
     Shape("rect", "class", "pad", "x", left, "y", top, "width", right - left, "height",
           bottom - top);
   }
-  for (const KeyRect& key : pad.keys) DrawKey(key);
-  DrawJoins(pad);
-  const bool numbered = pad.touches.size() <= kMaxNumbered;
-  for (std::size_t i = 0; i < pad.touches.size(); ++i) DrawTouch(pad.touches[i], i + 1, numbered);
+  for (std::size_t i = 0; i < pad.layout.keys.size(); ++i) DrawKey(pad.layout, i);
+  if (pad.is_heat_map()) DrawHeat(pad, box);
+  for (const KeyRect& key : pad.layout.keys) DrawLabel(key);
+  if (!pad.is_heat_map()) {
+    DrawJoins(pad);
+    for (std::size_t i = 0; i < pad.touches.size(); ++i) DrawTouch(pad, i);
+  }
   svg_ << "</svg>\n";
   y_ += box.height() * scale;
 }
 
-// The label stands high in the key, so that touches do not hide it.
-void Page::DrawKey(const KeyRect& key) {
+void Page::DrawKey(const TraceLayout& layout, std::size_t index) {
+  const auto& [left, top, right, bottom] = layout.keys[index].rect;
+  if (left >= right || top >= bottom) return;
+  const double width = right - left, height = bottom - top;
+  const TraceLayout::Count& count = layout.counts[index];
+  svg_ << "<g><title>" << XmlText("key " + KeyLabel(layout.keys[index].id)) << ": hit by "
+       << Touches(count.hit) << ", meant by " << count.meant << "</title>";
+  Shape("rect", "class", "key", "x", left, "y", top, "width", width, "height", height, "rx",
+        std::min(0.08 * std::min(width, height), 8 * unit_), "stroke-width", unit_);
+  svg_ << "</g>\n";
+}
+
+// High in the key, so that touches do not hide it.
+void Page::DrawLabel(const KeyRect& key) {
   const auto& [left, top, right, bottom] = key.rect;
   if (left >= right || top >= bottom) return;
   const double width = right - left, height = bottom - top;
-  Shape("rect", "class", "key", "x", left, "y", top, "width", width, "height", height, "rx",
-        std::min(0.08 * std::min(width, height), 8 * unit_), "stroke-width", unit_);
-  const std::string label = LabelOf(key.id);
+  const std::string label = KeyLabel(key.id);
   const bool is_number = label.size() > 1 && label[0] == '#';
   const double size = std::min(0.26 * height, 0.46 * width) / (is_number ? 2 : 1);
-  Text(label, "class", "label", "x", left + width / 2, "y", top + 0.28 * height, "font-size", size);
+  Text(label, "class", "label", "x", left + width / 2, "y", top + 0.28 * height, "font-size", size,
+       "stroke-width", size / 6);
+}
+
+void Page::DrawHeat(const Pad& pad, const Box& box) {
+  HeatMap heat(box.left, box.top, box.width(), box.height());
+  for (const auto& [touch, input] : pad.touches) heat.Add(touch->at);
+  heat.Smooth();
+  for (int level = 1; level <= HeatMap::kLevels; ++level) {
+    const Colour colour = OnRamp(kHeatRamp, (level - 1.0) / (HeatMap::kLevels - 1));
+    Shape("path", "class", "heat", "fill", Hex(colour), "d", heat.Path(level));
+  }
 }
 
 // A line through the touches of each input.
-void Page::DrawJoins(const PicturePad& pad) {
+void Page::DrawJoins(const Pad& pad) {
   for (std::size_t i = 0; i < pad.touches.size();) {
-    const PictureTouch& first = pad.touches[i];
+    const Drawn& first = pad.touches[i];
     svg_ << "<polyline";
-    Attributes("class", "join", "stroke", Hex(times_.ColourOf(first)), "stroke-width", 2 * unit_);
+    Attributes("class", "join", "stroke", Hex(ColourOf(*first.touch)), "stroke-width", 2 * unit_);
     svg_ << " points=\"";
     for (; i < pad.touches.size() && pad.touches[i].input == first.input; ++i) {
-      svg_ << pad.touches[i].at[0] << ',' << pad.touches[i].at[1] << ' ';
+      svg_ << pad.touches[i].touch->at[0] << ',' << pad.touches[i].touch->at[1] << ' ';
     }
     svg_ << "\"/>\n";
   }
 }
 
-void Page::DrawTouch(const PictureTouch& touch, std::size_t number, bool numbered) {
-  const auto [x, y] = touch.at;
-  svg_ << "<g><title>touch " << number << ", input " << touch.input << ", at " << x << ", " << y;
-  if (touch.time) svg_ << ", after " << Seconds(*touch.time - times_.first);
+void Page::DrawTouch(const Pad& pad, std::size_t index) {
+  const auto& [touch, input] = pad.touches[index];
+  const auto [x, y] = touch->at;
+  const std::string text = input->text.empty() ? "" : ' ' + Shown(input->text, kMaxText);
+  svg_ << "<g><title>touch " << index + 1 << ", input " << input->number
+       << XmlText(text + ": " + KeysText(pad.layout, touch->keys)) << ", at " << x << ", " << y;
+  if (touch->time) svg_ << ", after " << Seconds(*touch->time - data_.totals.first_time);
   svg_ << "</title>";
-  Shape("circle", "cx", x, "cy", y, "r", kTouchRadius * unit_, "fill", Hex(times_.ColourOf(touch)),
+  Shape("circle", "cx", x, "cy", y, "r", kTouchRadius * unit_, "fill", Hex(ColourOf(*touch)),
         "stroke-width", 1.2 * unit_);
-  if (numbered) {
-    Text(std::to_string(number), "class", "number", "x", x, "y", y + 3.3 * unit_, "font-size",
-         9.5 * unit_);
-  }
+  Text(std::to_string(index + 1), "class", "number", "x", x, "y", y + 3.3 * unit_, "font-size",
+       9.5 * unit_);
   svg_ << "</g>\n";
 }
 
+// As many as there is room for, spread over the whole trace.
 void Page::DrawInputs() {
-  if (picture_.inputs().empty()) return;
+  const auto& inputs = data_.picture.inputs();
+  if (inputs.empty()) return;
+  const std::size_t step = (inputs.size() + kMaxListed - 1) / kMaxListed;
   y_ += 40;
   Left("heading", 0, "Inputs");
-  std::size_t number = 0;
-  for (const PictureInput& input : picture_.inputs()) {
+  if (step * data_.picture.step() > 1) {
+    Right("one in " + std::to_string(step * data_.picture.step()) + " of " +
+          std::to_string(data_.totals.inputs()));
+  }
+  for (std::size_t i = 0; i < inputs.size(); i += step) {
+    const PictureInput& input = inputs[i];
     y_ += 26;
-    Left("note", 0, std::to_string(++number));
-    Left("text", 36, input.text);
-    Left("code", 440, input.code);
+    Left("note", 0, std::to_string(input.number));
+    Left("text", 64, Shown(input.text, kMaxText));
+    Left("code", 460, Shown(input.code, kMaxCode));
     Right(Touches(input.touches) + ", " + Seconds(input.milliseconds));
   }
 }
 
 void Page::DrawLeftOut() {
-  const TracePicture::LeftOut& left = picture_.left_out();
-  const struct {
-    std::uint64_t count;
-    const char *one, *many;
-  } rows[] = {{left.layouts, "layout", "layouts"},
-              {left.keys, "key", "keys"},
-              {left.touches, "touch", "touches"},
-              {left.inputs, "input", "inputs"}};
-  for (const auto& [count, one, many] : rows) {
-    if (count == 0) continue;
+  const auto say = [this](const std::string& what) {
     y_ += 26;
-    Left("note", 0, Counted(count, one, many) + " more than a picture can show: left out");
+    Left("note", 0, what);
+  };
+  const std::uint64_t step = data_.picture.step();
+  if (step > 1) say("Drawn are the touches of one in " + std::to_string(step) + " inputs.");
+  const TraceLayouts::LeftOut& left = data_.layouts.left_out();
+  const std::pair<std::uint64_t, std::string> rows[] = {
+      {left.layouts, Counted(left.layouts, "layout", "layouts")},
+      {left.keys, Counted(left.keys, "key", "keys")},
+      {left.touches, Touches(left.touches)}};
+  for (const auto& [count, text] : rows) {
+    if (count != 0) say(text + " more than a picture can show: left out");
   }
 }
 
@@ -341,7 +397,8 @@ text { fill: #111827; }
 .around { fill: #f1f3f5; }
 .pad { fill: #dde1e7; }
 .key { fill: #ffffff; stroke: #c3c8d0; }
-.label { fill: #4b5563; text-anchor: middle; }
+.label { fill: #374151; stroke: #ffffff; paint-order: stroke; text-anchor: middle; pointer-events: none; }
+.heat { fill-opacity: 0.8; pointer-events: none; shape-rendering: crispEdges; }
 .join { fill: none; stroke-opacity: 0.4; stroke-linejoin: round; }
 circle { stroke: #ffffff; fill-opacity: 0.88; }
 .number { fill: #ffffff; text-anchor: middle; font-weight: 600; }
@@ -351,7 +408,7 @@ circle { stroke: #ffffff; fill-opacity: 0.88; }
 std::string Page::Draw(const std::string& title) {
   DrawHead(title);
   DrawLegend();
-  for (const PicturePad& pad : picture_.pads()) DrawPad(pad);
+  for (const Pad& pad : pads_) DrawPad(pad);
   DrawInputs();
   DrawLeftOut();
   y_ += kMargin;
@@ -362,9 +419,9 @@ std::string Page::Draw(const std::string& title) {
        << "-apple-system, 'PingFang SC', 'Microsoft YaHei', 'Noto Sans CJK SC', sans-serif\">\n"
        << "<title>" << XmlText(title) << "</title>\n"
        << kStyle << "<defs><linearGradient id=\"time\">";
-  for (std::size_t i = 0; i < std::size(kRamp); ++i) {
-    file << "<stop offset=\"" << static_cast<double>(i) / (std::size(kRamp) - 1)
-         << "\" stop-color=\"" << Hex(kRamp[i]) << "\"/>";
+  for (std::size_t i = 0; i < std::size(kTimeRamp); ++i) {
+    file << "<stop offset=\"" << static_cast<double>(i) / (std::size(kTimeRamp) - 1)
+         << "\" stop-color=\"" << Hex(kTimeRamp[i]) << "\"/>";
   }
   file << "</linearGradient></defs>\n<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n"
        << svg_.str() << "</svg>\n";
@@ -373,8 +430,8 @@ std::string Page::Draw(const std::string& title) {
 
 }  // namespace
 
-std::string DrawTrace(const TracePicture& picture, std::string_view title) {
-  return Page(picture).Draw(Shown(title, 60));
+std::string DrawTrace(const TraceData& data, std::string_view title) {
+  return Page(data).Draw(Shown(title, 60));
 }
 
 }  // namespace zenta::zentactl

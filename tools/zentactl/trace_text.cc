@@ -36,6 +36,24 @@ std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit) {
   return Shown(bytes, limit);
 }
 
+std::string KeyLabel(std::uint32_t id) {
+  switch (id) {
+    case 8:
+      return "⌫";
+    case 9:
+      return "⇥";
+    case 10:
+    case 13:
+      return "⏎";
+    case 32:
+      return "␣";
+  }
+  unsigned char bytes[4];
+  const auto length = static_cast<unsigned>(tstl::encode_utf8(id, bytes));
+  const std::string shown = Shown({bytes, length}, 1);
+  return length == 0 || shown == "\uFFFD" ? "#" + std::to_string(id) : shown;
+}
+
 std::string Seconds(std::uint32_t milliseconds) {
   char text[32];
   std::snprintf(text, sizeof text, "%.2f s", milliseconds / 1000.0);

@@ -15,6 +15,10 @@ namespace zenta::zentactl {
 std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit);
 std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit);
 
+// What a key shows: the character that its number is, a sign for those that show nothing, or the
+// number: "q", "␣", "#4294967295".
+std::string KeyLabel(std::uint32_t id);
+
 // "1.25 s".
 std::string Seconds(std::uint32_t milliseconds);
 

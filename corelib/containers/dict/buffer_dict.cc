@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "corelib/base/bytes.h"
 #include "corelib/containers/dict/image_builder.h"
@@ -11,7 +12,9 @@
 #include "corelib/containers/list_file.h"
 #include "corelib/containers/short_key.h"
 #include "corelib/io/files/descriptor.h"
+#include "corelib/io/files/mapping.h"
 #include "corelib/io/files/read_file.h"
+#include "corelib/io/files/replace_file.h"
 
 namespace tstl {
 namespace {
@@ -90,16 +93,25 @@ bool read_exactly(int fd, void* to, std::uint64_t n) {
   return got >= 0 && static_cast<std::uint64_t>(got) == n;
 }
 
-// Reads a file whose header agrees with its size, and fails on any other before it takes memory for it.
-bool read_image(const char* path, Buffer<unsigned char>& image) {
-  const detail::Descriptor file(detail::open_file(path, O_RDONLY | O_NONBLOCK));
+// Opens a file whose header agrees with its size, to read on after the header. -1 for any other.
+int open_image(const char* path, Header& header) {
+  const int fd = detail::open_file(path, O_RDONLY | O_NONBLOCK);
   std::uint64_t size = 0;
-  Header header;
-  if (!file || !detail::regular_file_size(file.fd(), size) || size < dict_format::kLeastImage ||
-      !read_exactly(file.fd(), &header, sizeof header) || !is_header_of(header, size) ||
-      !image.recapacity(size)) {
-    return false;
+  if (fd >= 0 && detail::regular_file_size(fd, size) && size >= dict_format::kLeastImage &&
+      read_exactly(fd, &header, sizeof header) && is_header_of(header, size)) {
+    return fd;
   }
+  (void)detail::close_file(fd);
+  return -1;
+}
+
+// Takes no memory before the header is known to be that of the file.
+bool read_image(const char* path, Buffer<unsigned char>& image) {
+  Header header;
+  const detail::Descriptor file(open_image(path, header));
+  if (!file) return false;
+  const std::uint64_t size = header.length.get();
+  if (!image.recapacity(size)) return false;
   std::memcpy(image.str(), &header, sizeof header);
   if (!read_exactly(file.fd(), image.str(sizeof header), size - sizeof header)) return false;
   image.set_len(static_cast<unsigned>(size));
@@ -127,6 +139,7 @@ BufferDict<T>& BufferDict<T>::operator=(BufferDict&& other) noexcept {
   const bool opened = !other.is_empty();
   close();
   image_ = std::move(other.image_);
+  is_mapped_ = std::exchange(other.is_mapped_, false);
   if (opened) itn_open();
   other.close();
   return *this;
@@ -137,6 +150,8 @@ void BufferDict<T>::close() {
   header_ = nullptr;
   table_ = nullptr;
   bucket_cnt_ = 0;
+  if (is_mapped_) unmap(const_cast<unsigned char*>(image_.cstr()), image_.len());
+  is_mapped_ = false;
   image_.reset();
 }
 
@@ -146,6 +161,21 @@ std::uint32_t BufferDict<T>::open(const char* path) {
   if (read_image(path, image_)) return itn_open();
   close();
   return FAILURE;
+}
+
+template <Unit T>
+std::uint32_t BufferDict<T>::open_mapped(const char* path) {
+  close();
+  Header header;
+  const detail::Descriptor file(open_image(path, header));
+  if (!file) return FAILURE;
+  const std::uint32_t size = header.length.get();
+  const void* const bytes = map_file(file.fd(), size, false);
+  if (bytes == nullptr) return FAILURE;
+  image_.set_data_const(static_cast<const unsigned char*>(bytes), size);
+  is_mapped_ = true;
+  set_table(header);
+  return 0;
 }
 
 template <Unit T>
@@ -163,7 +193,7 @@ std::uint32_t BufferDict<T>::open(const BufferHash<T>& table, std::uint32_t* cut
                                                                                   : FAILURE;
 }
 
-// Only the header is looked at. An image may end inside its table, even before the first entry.
+// Only the header is looked at.
 template <Unit T>
 std::uint32_t BufferDict<T>::itn_open() {
   const std::uint32_t length = image_.len();
@@ -172,19 +202,26 @@ std::uint32_t BufferDict<T>::itn_open() {
     close();
     return FAILURE;
   }
-  const std::uint64_t most = (length - sizeof(Header)) / sizeof(Bucket);
-  header_ = header;
-  table_ = reinterpret_cast<const Bucket*>(header + 1);
-  bucket_cnt_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(most, header->bucket_cnt.get()));
+  set_table(*header);
   return 0;
+}
+
+// An image may end inside its table, even before the first entry.
+template <Unit T>
+void BufferDict<T>::set_table(const Header& header) {
+  const std::uint64_t most = (image_.len() - sizeof(Header)) / sizeof(Bucket);
+  header_ = reinterpret_cast<const Header*>(image_.cstr());
+  table_ = reinterpret_cast<const Bucket*>(header_ + 1);
+  bucket_cnt_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(most, header.bucket_cnt.get()));
 }
 
 template <Unit T>
 std::uint32_t BufferDict<T>::save(const char* path) const {
-  detail::Descriptor file(is_empty() ? -1 : detail::open_file(path, O_WRONLY | O_CREAT | O_TRUNC));
-  if (!file) return FAILURE;
-  const bool written = detail::write_all(file.fd(), image_.cstr(), image_.len()) == 0;
-  return file.close() == 0 && written ? 0 : FAILURE;
+  if (is_empty()) return FAILURE;
+  detail::FileReplacement file(path);
+  const bool saved =
+      file && detail::write_all(file.fd(), image_.cstr(), image_.len()) == 0 && file.commit() == 0;
+  return saved ? 0 : FAILURE;
 }
 
 template <Unit T>

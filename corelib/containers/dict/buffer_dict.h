@@ -1,10 +1,24 @@
-// BufferDict: a dictionary as one contiguous image, which is searched in place: a bucket table and
-// packed records. It is built from a BufferHash, saved to a file, and opened from a file or a
-// buffer of bytes, with nothing to be built. The layout is format.h; docs/formats/dictionary-image.md
-// tells it with an example.
+// BufferDict: a dictionary as one contiguous image, which is searched in place.
 //
-// A dictionary owns its image and frees it with close(), the next open or its end; records and keys
-// that were found die with it. It is never changed, so that any number of threads may search it.
+//   tstl::BufferDict<unsigned char> dict;
+//   if (dict.open("words.dict") == tstl::FAILURE) return 1;  // 0 is success
+//   const auto* const record = dict.find("你好");             // null: it is not there
+//   if (record != nullptr) total += record->value();
+//   dict.for_each([&](Text key, std::uint64_t value) { total += key.len() * value; });
+//
+//   offset 0           16                    16 + 4B
+//          +-----------+---------------------+-----------------------------------------+
+//          | B, keys,  | where each bucket's | records: value and "last of its bucket" |
+//          | length, 0 | records begin       | (4 bytes), key units (2), key, zeros    |
+//          +-----------+---------------------+-----------------------------------------+
+//
+// It is built from a BufferHash, saved to a file, and opened from a file or a buffer of bytes, with
+// nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h;
+// docs/formats/dictionary-image.md tells it with an example.
+//
+// A dictionary owns its image, in memory or mapped, and lets go of it with close(), the next open or its
+// end; records and keys that were found die with it. It is never changed, so that any number of threads
+// may search it.
 //
 // Bytes from anywhere may be opened. Opening looks at the header only; every look-up and traversal
 // then stays inside the image, and ends, whatever the offsets and lengths say: what does not lie
@@ -24,6 +38,24 @@
 
 namespace tstl {
 
+// What is wrong with an image, and where.
+struct DictFault {
+  enum class Kind : unsigned char {
+    kNone,
+    kNoImage,      // the dictionary is empty
+    kNoMemory,     // to look for faults
+    kTableCut,     // the image ends inside its table
+    kOffset,       // of a first record: no multiple of 4, or inside the table
+    kOutside,      // the record passes the end of the image
+    kShared,       // the record has bytes that another one has, too
+    kPadding,      // something else than zeros behind the key
+    kWrongBucket,  // the key's hash is that of another bucket
+  };
+  Kind kind = Kind::kNone;
+  std::uint32_t bucket = 0;
+  std::uint64_t offset = 0;  // of the record
+};
+
 template <Unit T>
 class BufferDict {
  public:
@@ -31,6 +63,7 @@ class BufferDict {
   using View = BufferRef<T>;
 
   BufferDict() = default;
+  ~BufferDict() { close(); }
   BufferDict(BufferDict&& other) noexcept { *this = std::move(other); }
   BufferDict& operator=(BufferDict&& other) noexcept;
 
@@ -38,6 +71,12 @@ class BufferDict {
   //
   // Reads a regular file whole; of one whose header does not agree with its size, the header only.
   std::uint32_t open(const char* path);
+  // The same, but maps the file: nothing is copied, and no more is read than look-ups touch. The file
+  // has to stay as long as it is. When somebody cuts it, touching what was cut ends the process with
+  // SIGBUS, and when somebody writes to it the dictionary changes; no check can rule that out. Whoever
+  // replaces it as save() does harms nobody: who mapped the old file keeps it. Take open() for files
+  // that others may change.
+  std::uint32_t open_mapped(const char* path);
   // Takes the buffer over, also when it turns out to be no image.
   std::uint32_t open(Buffer<unsigned char>&& image);
   // Builds the image of a table: each key once, with the value of the node that find() gives (when it
@@ -47,8 +86,10 @@ class BufferDict {
   // they came.
   std::uint32_t open(const BufferHash<T>& table, std::uint32_t* cut = nullptr);
 
-  // Writes the image to a file, replacing what is there. 0, or FAILURE when there is no image or it
-  // could not be written whole; what was written by then stays.
+  // Writes the image to a new file in the same folder, and puts that in the place of the file in one
+  // step: at every moment, a crash's included, the path leads to the old file or to the whole new one.
+  // (A device or a pipe is written itself.) 0, or FAILURE with the file as it was when there is no image
+  // or it could not be written whole.
   std::uint32_t save(const char* path) const;
 
   // As that of BufferList, in the order of for_each. Of an image that is not whole it writes what a
@@ -57,13 +98,16 @@ class BufferDict {
 
   void close();
   bool is_empty() const { return header_ == nullptr; }
+  // A mapped image is there as a const text.
   const Buffer<unsigned char>& ref_internal_data() const { return image_; }
 
   // Whether the image is whole: the table and every record lie inside it, no two records share a
   // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
   // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
   // in proportion to the image's length. False when it is empty or memory is short.
-  bool check() const;
+  bool check() const { return find_fault().kind == DictFault::Kind::kNone; }
+  // The same, with the first fault in the order of buckets.
+  DictFault find_fault() const;
 
   // Buckets that can be used: fewer than the header says when the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }
@@ -98,6 +142,7 @@ class BufferDict {
   static constexpr std::uint32_t kAhead = 16;
 
   std::uint32_t itn_open();
+  void set_table(const dict_format::Header& header);
   const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(header_); }
   std::uint32_t first_offset(std::uint32_t bucket) const { return table_[bucket].first.get(); }
   // Whether units may lie in a record there; they may then in all that follow it, too.
@@ -133,6 +178,7 @@ class BufferDict {
   const dict_format::Header* header_ = nullptr;
   const dict_format::Bucket* table_ = nullptr;
   std::uint32_t bucket_cnt_ = 0;
+  bool is_mapped_ = false;  // the image is a mapping
   Buffer<unsigned char> image_;
 };
 

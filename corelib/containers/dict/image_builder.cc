@@ -1,12 +1,11 @@
 #include "corelib/containers/dict/image_builder.h"
 
-#include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <span>
-#include <utility>
 
-#include "corelib/containers/chunk.h"
-#include "corelib/containers/dict/format.h"
+#include "corelib/containers/crc32.h"
+#include "corelib/containers/dict/detail/image_layout.h"
 
 namespace tstl::detail {
 namespace {
@@ -14,173 +13,132 @@ namespace {
 using dict_format::Bucket;
 using dict_format::Header;
 
-constexpr std::uint32_t kNone = 0xFFFFFFFF;
-
-// Five buckets for three keys: more than half of all buckets are empty then, where a search for
-// what is not there ends in the table, which takes less than seven bytes a key.
-constexpr std::uint64_t bucket_cnt_for(std::uint64_t keys) {
-  return std::max<std::uint64_t>(1, keys * 5 / 3);
-}
-
-// A key takes a record and, rounded up, two buckets.
-constexpr std::uint64_t kMostKeys =
-    dict_format::kGreatestImage / (dict_format::kLeastRecord + 2 * sizeof(Bucket));
-
-// A node, and its bucket's next one in the order of keys.
 template <Unit T>
-struct Entry {
-  const BufferHashNode<T>* node;
-  std::uint64_t rank;  // the first units of the key, as a number that orders as they do
-  std::uint32_t next;
-};
-
-template <Unit T>
-std::uint64_t rank_of(BufferRef<T> key) {
-  std::uint64_t rank = 0;
-  for (unsigned i = 0; i < sizeof rank / sizeof(T); ++i) {
-    rank = rank << 8 * sizeof(T) | (i < key.len() ? key[i] : 0);
-  }
-  return rank;
-}
-
-template <Unit T, class Fn>
-void for_each_node(const BufferHash<T>& table, Fn fn) {
-  if (table.table() == nullptr) return;
-  for (std::uint32_t i = 0; i < table.tabsize(); ++i) {
-    for (const auto* node = table.table()[i].node(); node != nullptr; node = node->next()) fn(node);
-  }
-}
-
-template <Unit T>
-class Builder {
+class Writer {
  public:
-  // False when memory is short.
-  bool sort(const BufferHash<T>& table);
-  bool group();
-  std::uint64_t size() const;
-  // Returns how many values were cut. REQUIRES: `image` has size() zero bytes.
-  std::uint32_t write(unsigned char* image) const;
+  Writer(const PairStore<T>& pairs, unsigned char* image, std::uint32_t bucket_cnt)
+      : pairs_(pairs),
+        entries_(pairs.sorted()),
+        image_(image),
+        bucket_cnt_(bucket_cnt),
+        layout_(reinterpret_cast<Bucket*>(image + sizeof(Header)), bucket_cnt) {}
+
+  // Returns how many values were cut. REQUIRES: the table is zero.
+  std::uint32_t write() {
+    lay_out();
+    const std::uint32_t cut = write_records();
+    layout_.finish(bucket_cnt_);
+    return cut;
+  }
 
  private:
-  std::uint32_t bucket_cnt() const { return static_cast<std::uint32_t>(buckets_.size()); }
+  static std::uint64_t size_of(const PairEntry& entry) {
+    return BufferDictNode<T>::node_size(entry.len());
+  }
 
-  Chunk arena_;
-  std::span<Entry<T>> entries_;       // in the order of keys, each key once
-  std::span<std::uint32_t> buckets_;  // the first entry of each bucket
+  void lay_out() {
+    const std::size_t n = entries_.size();
+    for_each_ahead(
+        n,
+        [this](std::size_t i) {
+          entries_[i].crc %= bucket_cnt_;
+          layout_.prefetch(entries_[i].crc);
+        },
+        [this](std::size_t i) { layout_.count(entries_[i].crc, size_of(entries_[i])); });
+    for_each_ahead(
+        n, [this](std::size_t i) { layout_.prefetch(entries_[i].crc); },
+        [this](std::size_t i) { layout_.start(entries_[i].crc); });
+  }
+
+  // Backwards; an entry's bucket becomes its record's offset on the way.
+  std::uint32_t write_records() {
+    std::uint32_t cut = 0;
+    const std::size_t n = entries_.size();
+    const auto backwards = [this, n](std::size_t i) -> PairEntry& { return entries_[n - 1 - i]; };
+    const auto place = [&](std::size_t i) {
+      PairEntry& entry = backwards(i);
+      entry.crc = layout_.take(entry.crc, size_of(entry));
+      __builtin_prefetch(image_ + entry.crc, 1);
+    };
+    const auto write = [&](std::size_t i) { cut += write_record_of(backwards(i)); };
+    for (std::size_t i = 0; i < n + 2 * kAhead; ++i) {
+      if (i < n) {
+        layout_.prefetch(backwards(i).crc);
+        __builtin_prefetch(&pairs_.pair(backwards(i)));
+      }
+      if (i >= kAhead && i - kAhead < n) place(i - kAhead);
+      if (i >= 2 * kAhead) write(i - 2 * kAhead);
+    }
+    return cut;
+  }
+
+  // Whether its value is cut.
+  bool write_record_of(const PairEntry& entry) {
+    const StoredPair<T>& pair = pairs_.pair(entry);
+    const bool is_last = (entry.crc & ImageLayout::kIsLast) != 0;
+    write_record<T>(image_ + (entry.crc & ~ImageLayout::kIsLast), pair.key(), pair.value, is_last);
+    return pair.value > kGreatestValue;
+  }
+
+  const PairStore<T>& pairs_;
+  const std::span<PairEntry> entries_;
+  unsigned char* const image_;
+  const std::uint32_t bucket_cnt_;
+  ImageLayout layout_;
 };
 
-// Which of the nodes with one key gives its value: the one that find() gives. Nodes whose recorded
-// length wrapped may all stand in buckets of other keys, where find() does not look; of these the one
-// with the least value, so that the order in which they came does not matter.
+// A table's look-up finds a node in its key's bucket only, and the first one there. Nodes in other
+// buckets are those whose key's recorded length wrapped.
 template <Unit T>
-const Entry<T>& chosen(const BufferHash<T>& table, std::span<const Entry<T>> same) {
-  if (same.size() == 1) return same.front();
-  const auto* const found = table.find(same.front().node->key());
-  return *std::ranges::min_element(same, {}, [found](const Entry<T>& entry) {
-    return std::pair(entry.node != found, entry.node->value());
-  });
-}
-
-// Keeps one of all entries with the same key. Returns the end of what is kept. REQUIRES: sorted.
-template <Unit T>
-Entry<T>* keep_each_key_once(const BufferHash<T>& table, Entry<T>* first, Entry<T>* end) {
-  Entry<T>* kept = first;
-  while (first != end) {
-    Entry<T>* const next = std::find_if(first + 1, end, [first](const Entry<T>& entry) {
-      return entry.rank != first->rank || entry.node->key() != first->node->key();
-    });
-    *kept++ = chosen<T>(table, {first, next});
-    first = next;
-  }
-  return kept;
-}
-
-template <Unit T>
-bool Builder<T>::sort(const BufferHash<T>& table) {
-  std::uint64_t n = 0;
-  for_each_node(table, [&n](const auto*) { ++n; });
-  if (n > kMostKeys) return false;
-  auto* const entries = arena_.alloc_array<Entry<T>>(n + 1);
-  if (entries == nullptr) return false;
-  auto* end = entries;
-  for_each_node(table, [&end](const auto* node) { *end++ = {node, rank_of(node->key()), kNone}; });
-
-  std::stable_sort(entries, end, [](const Entry<T>& a, const Entry<T>& b) {
-    return a.rank != b.rank ? a.rank < b.rank : a.node->key() < b.node->key();
-  });
-  entries_ = {entries, keep_each_key_once(table, entries, end)};
-  return true;
-}
-
-template <Unit T>
-bool Builder<T>::group() {
-  const std::uint64_t cnt = bucket_cnt_for(entries_.size());
-  buckets_ = {arena_.alloc_array<std::uint32_t>(cnt), cnt};
-  if (buckets_.data() == nullptr) return false;
-  std::fill(buckets_.begin(), buckets_.end(), kNone);
-  for (std::size_t i = entries_.size(); i-- != 0;) {
-    std::uint32_t& first = buckets_[dict_format::bucket_of(entries_[i].node->key(), bucket_cnt())];
-    entries_[i].next = first;
-    first = static_cast<std::uint32_t>(i);
-  }
-  return true;
-}
-
-template <Unit T>
-std::uint64_t Builder<T>::size() const {
-  std::uint64_t size = dict_format::records_offset(buckets_.size());
-  for (const Entry<T>& entry : entries_) size += BufferDictNode<T>::node_size(entry.node->len());
-  return size;
-}
-
-// Buckets stand in the order of their first keys, so that the records of keys with a common start,
-// which are often looked up one after another, are near each other.
-template <Unit T>
-std::uint32_t Builder<T>::write(unsigned char* image) const {
-  auto* const header = reinterpret_cast<Header*>(image);
-  auto* const table = reinterpret_cast<Bucket*>(header + 1);
-  std::uint64_t offset = dict_format::records_offset(buckets_.size());
-  std::uint32_t cut = 0;
-  for (std::size_t i = 0; i < entries_.size(); ++i) {
-    const std::uint32_t bucket = dict_format::bucket_of(entries_[i].node->key(), bucket_cnt());
-    if (buckets_[bucket] != i) continue;
-    table[bucket].first.set(static_cast<std::uint32_t>(offset));
-    for (std::uint32_t at = buckets_[bucket]; at != kNone; at = entries_[at].next) {
-      const auto* const node = entries_[at].node;
-      auto* const record = reinterpret_cast<BufferDictNode<T>*>(image + offset);
-      record->init_key(node->key());
-      record->set_value(static_cast<std::uint32_t>(node->value()));
-      cut += record->value() != node->value();
-      record->set_lastnode(entries_[at].next == kNone);
-      offset += record->node_size();
+bool add_nodes(const BufferHash<T>& table, PairStore<T>& pairs) {
+  if (table.table() == nullptr) return true;
+  for (std::uint32_t i = 0; i < table.tabsize(); ++i) {
+    for (const auto* node = table.table()[i].node(); node != nullptr; node = node->next()) {
+      const std::uint32_t crc = crc32(node->key());
+      if (!pairs.add(node->key(), node->value(), crc, crc % table.tabsize() != i)) return false;
     }
   }
-  header->bucket_cnt.set(bucket_cnt());
-  // The number of keys; but a reader wants it not to be zero.
-  header->key_cnt.set(std::max(static_cast<std::uint32_t>(entries_.size()), 1u));
-  header->length.set(static_cast<std::uint32_t>(offset));
-  return cut;
+  return true;
 }
 
 }  // namespace
 
 template <Unit T>
+int build_dict_image(const PairStore<T>& pairs, Buffer<unsigned char>& image, std::uint32_t& cut,
+                     std::uint64_t limit) {
+  cut = 0;
+  const std::span<PairEntry> entries = pairs.sorted();
+  if (entries.size() > kMostKeys) return EFBIG;
+  const std::uint64_t bucket_cnt = bucket_cnt_for(entries.size());
+  std::uint64_t size = dict_format::records_offset(bucket_cnt);
+  for (const PairEntry& entry : entries) size += BufferDictNode<T>::node_size(entry.len());
+  if (size > limit) return EFBIG;
+  if (!image.recapacity(size)) return ENOMEM;
+  image.set_len(static_cast<unsigned>(size));
+  image.set_zend();
+  write_header(image.str(), entries.size(), size);
+  std::memset(image.str(sizeof(Header)), 0, dict_format::table_size(bucket_cnt));
+  cut = Writer<T>(pairs, image.str(), static_cast<std::uint32_t>(bucket_cnt)).write();
+  return 0;
+}
+
+template <Unit T>
 bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image, std::uint32_t& cut,
                       std::uint64_t limit) {
+  PairStore<T> pairs;
   cut = 0;
-  Builder<T> builder;
-  if (!builder.sort(table) || !builder.group()) return false;
-  const std::uint64_t size = builder.size();
-  if (size > limit || !image.recapacity(size)) return false;
-  image.set_len(static_cast<unsigned>(size));
-  std::memset(image.str(), 0, size);
-  cut = builder.write(image.str());
-  return true;
+  const auto keep_first = [](std::uint64_t before, std::uint64_t) { return before; };
+  return add_nodes(table, pairs) && pairs.sort(keep_first) &&
+         build_dict_image(pairs, image, cut, limit) == 0;
 }
 
 template bool build_dict_image(const BufferHash<unsigned char>&, Buffer<unsigned char>&,
                                std::uint32_t&, std::uint64_t);
 template bool build_dict_image(const BufferHash<unsigned short>&, Buffer<unsigned char>&,
                                std::uint32_t&, std::uint64_t);
+template int build_dict_image(const PairStore<unsigned char>&, Buffer<unsigned char>&,
+                              std::uint32_t&, std::uint64_t);
+template int build_dict_image(const PairStore<unsigned short>&, Buffer<unsigned char>&,
+                              std::uint32_t&, std::uint64_t);
 
 }  // namespace tstl::detail

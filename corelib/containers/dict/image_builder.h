@@ -1,10 +1,11 @@
-// The builder of dictionary images.
+// The builder of dictionary images: a table's, and that of pairs in memory.
 #pragma once
 
 #include <cstdint>
 
 #include "corelib/base/types.h"
 #include "corelib/containers/buffer_hash.h"
+#include "corelib/containers/dict/detail/pair_store.h"
 #include "corelib/containers/dict/format.h"
 #include "corelib/text/buffer.h"
 
@@ -16,5 +17,11 @@ namespace tstl::detail {
 template <Unit T>
 bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image, std::uint32_t& cut,
                       std::uint64_t limit = dict_format::kGreatestImage);
+
+// The same for sorted pairs, whose entries it uses up. Returns 0; or ENOMEM, or EFBIG for an image that
+// would be longer.
+template <Unit T>
+int build_dict_image(const PairStore<T>& pairs, Buffer<unsigned char>& image, std::uint32_t& cut,
+                     std::uint64_t limit = dict_format::kGreatestImage);
 
 }  // namespace tstl::detail

@@ -1,4 +1,4 @@
-// BufferDict::check: whether an image is whole.
+// BufferDict::find_fault: whether an image is whole.
 #include <algorithm>
 #include <cstdint>
 
@@ -45,30 +45,35 @@ bool ends_with_zeros(const BufferDictNode<T>& node) {
 }  // namespace
 
 template <Unit T>
-bool BufferDict<T>::check() const {
-  if (is_empty() || bucket_cnt_ != header_->bucket_cnt.get()) return false;
+DictFault BufferDict<T>::find_fault() const {
+  using Kind = DictFault::Kind;
+  if (is_empty()) return {Kind::kNoImage};
+  if (!has_whole_table()) return {Kind::kTableCut, bucket_cnt_, image_.len()};
   const std::uint64_t start = dict_format::records_offset(bucket_cnt_);
   Cells cells(image_.len());
-  if (!cells) return false;
-  const auto is_whole = [&](const Node* node, std::uint32_t bucket) {
-    const std::uint64_t offset = offset_of(node);
-    return offset >= start && offset % kRecordAlignment == 0 &&
-           cells.take(offset, node->node_size()) && ends_with_zeros(*node) &&
-           hash_id(node->key()) == bucket;
+  if (!cells) return {Kind::kNoMemory};
+  const auto fault_of = [&](const Node* node, std::uint64_t offset, std::uint32_t bucket) {
+    if (offset < start || offset % kRecordAlignment != 0) return Kind::kOffset;
+    if (node == nullptr) return Kind::kOutside;
+    if (!cells.take(offset, node->node_size())) return Kind::kShared;
+    if (!ends_with_zeros(*node)) return Kind::kPadding;
+    return hash_id(node->key()) == bucket ? Kind::kNone : Kind::kWrongBucket;
   };
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
     prefetch_ahead(bucket);
-    bool ended = first_offset(bucket) == dict_format::kEmptyBucket;
-    for (const Node* node = first_record(bucket); node != nullptr; node = next_record(node)) {
-      if (!is_whole(node, bucket)) return false;
+    std::uint64_t offset = first_offset(bucket);
+    for (bool ended = offset == dict_format::kEmptyBucket; !ended;) {
+      const Node* const node = record_at(offset);
+      const Kind kind = fault_of(node, offset, bucket);
+      if (kind != Kind::kNone) return {kind, bucket, offset};
       ended = node->is_lastnode();
+      offset += node->node_size();
     }
-    if (!ended) return false;
   }
-  return true;
+  return {};
 }
 
-template bool BufferDict<unsigned char>::check() const;
-template bool BufferDict<unsigned short>::check() const;
+template DictFault BufferDict<unsigned char>::find_fault() const;
+template DictFault BufferDict<unsigned short>::find_fault() const;
 
 }  // namespace tstl

@@ -1,7 +1,7 @@
 #include "corelib/containers/shared/mapped_file.h"
 
 #include "corelib/base/types.h"
-#include "corelib/containers/shared/mapping.h"
+#include "corelib/io/files/mapping.h"
 
 namespace tstl {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "corelib/base/types.h"
-#include "corelib/containers/shared/mapping.h"
 #include "corelib/io/files/descriptor.h"
+#include "corelib/io/files/mapping.h"
 
 namespace tstl {
 namespace {

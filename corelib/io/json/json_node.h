@@ -7,10 +7,10 @@
 
 #include <cstdint>
 #include <cstring>
-#include <limits>
 #include <type_traits>
 
 #include "corelib/base/arena_ref.h"
+#include "corelib/io/json/detail/json_number.h"
 #include "corelib/text/buffer_ref.h"
 #include "corelib/text/num.h"
 
@@ -26,6 +26,7 @@ enum class JsonType : std::uint8_t { kObject, kArray, kString, kNumber, kBool, k
 class JsonNode {
  public:
   [[nodiscard]] JsonType type() const noexcept { return type_; }
+  [[nodiscard]] bool type_is(JsonType type) const noexcept { return type_ == type; }
 
   // ---- The tree
 
@@ -33,6 +34,9 @@ class JsonNode {
   [[nodiscard]] JsonNode* first_child() noexcept { return is_container() ? child_ : nullptr; }
   // The value after this one in the same object or array; null after the last.
   [[nodiscard]] JsonNode* next() noexcept { return next_; }
+  // Calls `visit(node)` for each member or element in order, until it says false.
+  template <class Visit>
+  void each(Visit visit);
 
   // ---- The key, of members of an object. An element of an array has none, which is not the same
   // as an empty one.
@@ -45,6 +49,8 @@ class JsonNode {
   [[nodiscard]] BufferRef<unsigned char> key(ArenaRef arena) const;
   // The key as it stands in the text, escapes and all.
   [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
+  // Its first byte; that of the value where there is no key.
+  [[nodiscard]] const unsigned char* key_place() const noexcept { return text_; }
 
   // ---- Scalars
 
@@ -59,6 +65,16 @@ class JsonNode {
   [[nodiscard]] bool is_integer() const noexcept;
   // The number as the nearest double; past the greatest double it is that one. 0 for other values.
   [[nodiscard]] double real() const noexcept;
+  // The two as JsonCursor has them, for who reads from either: false for values of another type,
+  // which leave `value` alone.
+  [[nodiscard]] bool boolean(bool& value) const noexcept {
+    if (type_ == JsonType::kBool) value = boolean();
+    return type_ == JsonType::kBool;
+  }
+  [[nodiscard]] bool real(double& value) const noexcept {
+    if (type_ == JsonType::kNumber) value = real();
+    return type_ == JsonType::kNumber;
+  }
 
   // ---- Strings
   //
@@ -74,15 +90,9 @@ class JsonNode {
   [[nodiscard]] BufferRef<unsigned char> str8(ArenaRef arena);
   [[nodiscard]] BufferRef<unsigned short> str16(ArenaRef arena);
 
-  // For who asks but once: the string is decoded into room of the caller's own, raw().len() units,
-  // neither kept on the node nor terminated. Returns how many units there are; 0 for other values.
-  std::uint32_t decode(unsigned short* units) const noexcept;
-
   // The value as it stands in the text, escapes and all, a string's quotes left out. Empty for
   // objects and arrays.
   [[nodiscard]] BufferRef<unsigned char> raw() const noexcept;
-  // Whether the value is a string with escapes, of which raw() is not the decoded form.
-  [[nodiscard]] bool has_escapes() const noexcept { return flags_ & kEscaped; }
 
  private:
   friend class detail::JsonParser;
@@ -112,8 +122,6 @@ class JsonNode {
   BufferRef<T> kept_string(ArenaRef arena);
   // The integer as magnitude and sign; false when it is none or passes 64 bits.
   bool magnitude(std::uint64_t& value, bool& negative) const noexcept;
-  // The same for a number with a fraction or an exponent.
-  bool fraction_magnitude(std::uint64_t& value, bool& negative) const noexcept;
 
   const unsigned char* text_;  // the key's first byte; the value's where there is no key
   JsonNode* next_;             // while a container is being read: the container around it
@@ -147,12 +155,13 @@ template <Integer T>
 bool JsonNode::integer(T& value) const noexcept {
   std::uint64_t size;
   bool negative;
-  if (!magnitude(size, negative)) return false;
-  constexpr std::uint64_t kMax = std::numeric_limits<T>::max();
-  if (size > kMax + (negative && std::is_signed_v<T>)) return false;
-  if (negative && std::is_unsigned_v<T> && size != 0) return false;
-  value = static_cast<T>(negative ? 0 - size : size);
-  return true;
+  return magnitude(size, negative) && detail::fit_integer(size, negative, value);
+}
+
+template <class Visit>
+void JsonNode::each(Visit visit) {
+  for (JsonNode* child = first_child(); child != nullptr && visit(*child); child = child->next()) {
+  }
 }
 
 }  // namespace tstl

@@ -2,100 +2,15 @@
 
 #include <algorithm>
 #include <cassert>
-#include <string_view>
 
-#include "corelib/io/json/detail/json_escape.h"
+#include "corelib/io/json/detail/json_grammar.h"
 #include "corelib/io/json/detail/json_scan.h"
 
-// Of the parser's functions some must be inlined and some must not, or its state is spilled at
-// every byte.
+// The parser's functions must be inlined, or its state is spilled at every byte.
 #define ZENTA_HOT [[gnu::always_inline]] inline
-#define ZENTA_COLD [[gnu::noinline]]
 
 namespace tstl {
 namespace detail {
-
-namespace {
-
-bool is_blank(unsigned char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
-bool is_digit(unsigned char c) { return c >= '0' && c <= '9'; }
-
-const unsigned char* skip_blanks(const unsigned char* at, const unsigned char* end) {
-  while (at != end && is_blank(*at)) ++at;
-  return at;
-}
-
-const unsigned char* skip_digits(const unsigned char* at, const unsigned char* end) {
-  while (at != end && is_digit(*at)) ++at;
-  return at;
-}
-
-// What a piece of the text ends with: the place after it, or the fault and its place.
-struct Piece {
-  const unsigned char* at;
-  JsonFault fault = JsonFault::kNone;
-};
-
-Piece broken(const unsigned char* at, const unsigned char* end, JsonFault fault) {
-  return {at, at == end ? JsonFault::kEnds : fault};
-}
-
-// One or more digits.
-Piece read_digits(const unsigned char* at, const unsigned char* end) {
-  if (at == end || !is_digit(*at)) return broken(at, end, JsonFault::kUnexpected);
-  return {skip_digits(at, end)};
-}
-
-// The fraction and the exponent of a number, at its '.' or its 'e'.
-ZENTA_COLD Piece read_fraction(const unsigned char* at, const unsigned char* end) {
-  if (*at == '.') {
-    const Piece digits = read_digits(at + 1, end);
-    if (digits.fault != JsonFault::kNone) return digits;
-    at = digits.at;
-    if (at == end || (*at | 0x20) != 'e') return {at};
-  }
-  ++at;
-  if (at != end && (*at == '+' || *at == '-')) ++at;
-  return read_digits(at, end);
-}
-
-Piece read_literal(const unsigned char* at, const unsigned char* end, std::string_view literal) {
-  for (const char c : literal) {
-    if (at == end || *at != static_cast<unsigned char>(c))
-      return broken(at, end, JsonFault::kUnexpected);
-    ++at;
-  }
-  return {at};
-}
-
-// One escape, at its backslash.
-Piece read_escape(const unsigned char* at, const unsigned char* end) {
-  ++at;
-  if (at == end || *at != 'u') {
-    if (at == end || json_short_escape(*at) == 0) return broken(at, end, JsonFault::kEscape);
-    return {at + 1};
-  }
-  ++at;
-  for (int i = 0; i < 4; ++i, ++at) {
-    if (at == end || json_hex_digit(*at) > 15) return broken(at, end, JsonFault::kEscape);
-  }
-  return {at};
-}
-
-// The rest of a string from its first stop that is not its end, up to the closing quote.
-ZENTA_COLD Piece read_escaped(const unsigned char* at, const unsigned char* end,
-                              StopFinder& stops) {
-  while (at != end && *at != '"') {
-    if (*at != '\\') return {at, JsonFault::kControl};
-    const Piece escape = read_escape(at, end);
-    if (escape.fault != JsonFault::kNone) return escape;
-    at = escape.at;
-    if (at != end && *at != '\\') at = stops.next(at);
-  }
-  return at == end ? Piece{at, JsonFault::kEnds} : Piece{at};
-}
-
-}  // namespace
 
 // One pass over the text. A value's node is linked into the tree when the value is complete, a
 // container's when it opens; so after a fault the tree is whole as soon as the containers that are
@@ -142,14 +57,14 @@ class JsonParser {
   // The same after blanks.
   ZENTA_HOT unsigned char token() {
     if (peek() <= ' ') [[unlikely]]
-      at_ = skip_blanks(at_, end_);
+      at_ = skip_json_blanks(at_, end_);
     return peek();
   }
   ZENTA_HOT bool fail(JsonFault fault) {
     result_.fault = at_ == end_ ? JsonFault::kEnds : fault;
     return false;
   }
-  ZENTA_HOT bool take(Piece piece) {
+  ZENTA_HOT bool take(JsonPiece piece) {
     at_ = piece.at;
     result_.fault = piece.fault;
     return piece.fault == JsonFault::kNone;
@@ -185,18 +100,18 @@ inline bool JsonParser::element() {
     ++start;
     node.type = JsonType::kString;
     good = string(node, JsonNode::kEscaped);
-  } else if (c == '-' || is_digit(c)) {
+  } else if (c == '-' || is_json_digit(c)) {
     node.type = JsonType::kNumber;
     good = number(node);
   } else if (c == '{' || c == '[') {
     return container(node, c == '{' ? JsonType::kObject : JsonType::kArray);
   } else if (c == 'n') {
     node.type = JsonType::kNull;
-    good = take(read_literal(at_, end_, "null"));
+    good = take(read_json_literal(at_, end_, "null"));
   } else {
     node.type = JsonType::kBool;
     if (c == 't') node.flags |= JsonNode::kTrue;
-    good = take(read_literal(at_, end_, c == 't' ? "true" : "false"));
+    good = take(read_json_literal(at_, end_, c == 't' ? "true" : "false"));
   }
   if (!good) return false;
   if (!is_member) node.text = start;
@@ -244,20 +159,22 @@ inline bool JsonParser::string(Draft& node, JsonNode::Flags escaped) {
   if (peek() == '"') [[likely]]
     return true;
   node.flags |= escaped;
-  return take(read_escaped(at_, end_, stops_));
+  StopFinder& stops = stops_;
+  return take(
+      read_json_escaped(at_, end_, [&stops](const unsigned char* at) { return stops.next(at); }));
 }
 
 inline bool JsonParser::number(Draft& node) {
   if (*at_ == '-') ++at_;
   if (peek() == '0') {
     ++at_;
-  } else if (!take(read_digits(at_, end_))) {
+  } else if (!take(read_json_digits(at_, end_))) {
     return false;
   }
   if (peek() != '.' && (peek() | 0x20) != 'e') [[likely]]
     return true;
   node.flags |= JsonNode::kFraction;
-  return take(read_fraction(at_, end_));
+  return take(read_json_fraction(at_, end_));
 }
 
 // Opens the container at at_, and closes it again when it is empty.
@@ -330,7 +247,7 @@ JsonParse json_parse(BufferRef<unsigned char> text, ArenaRef arena) {
 }
 
 std::uint32_t json_value_start(BufferRef<unsigned char> text) noexcept {
-  return static_cast<std::uint32_t>(detail::skip_blanks(text.cbegin(), text.cend()) -
+  return static_cast<std::uint32_t>(detail::skip_json_blanks(text.cbegin(), text.cend()) -
                                     text.cbegin());
 }
 

@@ -1,10 +1,10 @@
 // The JSON reader: UTF-8 text in, one tree of nodes in the caller's arena out.
 //
-//   JsonParse parse = json_parse(text, arena);
-//   for (JsonNode* member = parse.root->first_child(); member != nullptr; member = member->next())
-//   {
-//     if (member->key_is("cuid") && member->type() == JsonType::kString) cuid =
-//     member->str8(arena);
+//   tstl::Chunk arena;
+//   const tstl::JsonParse parse = tstl::json_parse(text, arena);
+//   if (!parse) std::printf("%s at byte %u\n", json_fault_text(parse.fault), parse.position);
+//   for (auto* node = parse ? parse.root->first_child() : nullptr; node; node = node->next()) {
+//     if (node->key_is("word")) word = node->str8(arena);  // decoded into the arena; empty: no text
 //   }
 //
 // Accepted are exactly the texts of RFC 8259, plus bytes that are not UTF-8 inside strings, plus

@@ -1,5 +1,4 @@
-// Digits of unsigned numbers: how many there are, and the writing of them, two at a time from the
-// last to the first. Knowing the count beforehand, every digit is written once and in its place.
+// Digits of unsigned numbers: how many there are, and the writing of them, two at a time.
 #pragma once
 
 #include <array>
@@ -61,34 +60,37 @@ void write_pairs(T* dst, std::uint32_t value) {
   for (unsigned i = pairs; i-- != 0; value /= 100) write_pair(dst + 2 * i, value % 100);
 }
 
-// Recursion instead of a loop gives each length of number branches of its own, which are predicted
-// better.
-template <unsigned more_pairs = 4, Unit T>
-void write_decimal_before(T* end, std::uint32_t value) {
-  if constexpr (more_pairs != 0) {
-    if (value >= 100) {
-      write_pair(end - 2, value % 100);
-      return write_decimal_before<more_pairs - 1>(end - 2, value / 100);
-    }
-  }
-  if (value >= 10) {
-    write_pair(end - 2, value);
-  } else {
-    end[-1] = static_cast<T>('0' + value);
-  }
+// The same of a number below 10000.
+constexpr unsigned few_digits(std::uint32_t value) {
+  return 1u + (value >= 10) + (value >= 100) + (value >= 1000);
 }
 
-// Writes the `count` digits of a number below 10000, and zero units up to the fourth: how many digits
-// there are is not a matter of branches, so they are shifted to the front of a word. REQUIRES: what is
-// behind the digits is written later.
+// Two units in one store.
+template <Unit T>
+using PairWord = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
+
+// A number below 10000. How many digits it has is not a matter of branches, which nobody could
+// foresee: they are shifted to the front of a word.
+template <Unit T>
+struct FewDigits {
+  using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
+
+  FewDigits(std::uint32_t value, unsigned count)
+      : last_pair(base::load<PairWord<T>>(&kDigitPairs<T>[2 * (value % 100)])) {
+    const auto first_pair = base::load<PairWord<T>>(&kDigitPairs<T>[2 * (value / 100)]);
+    const Word four = first_pair | Word{last_pair} << 8 * sizeof(first_pair);
+    front = static_cast<Word>(four >> 8 * sizeof(T) * (4 - count));
+  }
+
+  PairWord<T> last_pair;
+  Word front;  // all digits, zeros behind them
+};
+
+// Writes the `count` digits of a number below 10000, and zero units up to the fourth. REQUIRES: what
+// is behind the digits is written later.
 template <Unit T>
 void write_front(T* dst, std::uint32_t value, unsigned count) {
-  using Pair = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
-  using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
-  const Pair first = base::load<Pair>(&kDigitPairs<T>[2 * (value / 100)]);
-  const Pair second = base::load<Pair>(&kDigitPairs<T>[2 * (value % 100)]);
-  const Word digits = first | Word{second} << 8 * sizeof(Pair);
-  base::store(dst, static_cast<Word>(digits >> 8 * sizeof(T) * (4 - count)));
+  base::store(dst, FewDigits<T>(value, count).front);
 }
 
 // In two halves, which do not wait for each other.
@@ -101,27 +103,55 @@ void write_eight_before(T* end, std::uint32_t value) {
 // Values above 32 bits: eight digits at a time, so that most divisions are 32-bit ones. Kept out of
 // line for the sake of the short numbers.
 template <Unit T>
-[[gnu::noinline]] void write_long_decimal(T* dst, std::uint64_t value, unsigned count) {
+[[gnu::noinline]] unsigned write_long_decimal(T* dst, std::uint64_t value) {
   constexpr std::uint64_t kEightDigits = 100000000;
+  const unsigned count = decimal_digits(value);
   T* const end = dst + count;
   const std::uint64_t high = value / kEightDigits;
-  const auto low = static_cast<std::uint32_t>(value % kEightDigits);
-  if (high >= kEightDigits) {
+  if (high < 10000) {
+    write_front(dst, static_cast<std::uint32_t>(high), count - 8);
+  } else if (high < kEightDigits) {
+    write_front(dst, static_cast<std::uint32_t>(high / 10000), count - 12);
+    write_pairs<2>(end - 12, static_cast<std::uint32_t>(high % 10000));
+  } else {
     write_front(dst, static_cast<std::uint32_t>(high / kEightDigits), count - 16);
     write_eight_before(end - 8, static_cast<std::uint32_t>(high % kEightDigits));
-  } else {
-    write_decimal_before(end - 8, static_cast<std::uint32_t>(high));
   }
-  write_eight_before(end, low);
+  write_eight_before(end, static_cast<std::uint32_t>(value % kEightDigits));
+  *end = 0;
+  return count;
 }
 
-// Writes all digits of `value`, which has 32 or 64 bits. REQUIRES: count == decimal_digits(value).
+// Writes all digits of a value of 32 or 64 bits, a zero unit and nothing behind that; returns the
+// count of digits. A single digit, which is the most frequent number, goes before all others.
 template <Unit T, std::unsigned_integral V>
-void write_decimal(T* dst, V value, unsigned count) {
-  if constexpr (sizeof(V) > sizeof(std::uint32_t)) {
-    if (value > 0xFFFFFFFF) return write_long_decimal(dst, value, count);
+unsigned write_decimal(T* dst, V value) {
+  if (value < 10) {
+    dst[0] = static_cast<T>('0' + value);
+    dst[1] = 0;
+    return 1;
   }
-  write_decimal_before(dst + count, static_cast<std::uint32_t>(value));
+  if constexpr (sizeof(V) > sizeof(std::uint32_t)) {
+    if (value > 0xFFFFFFFF) return write_long_decimal(dst, value);
+  }
+  const auto number = static_cast<std::uint32_t>(value);
+  unsigned count;
+  if (number < 10000) {  // two stores, which overlap unless there are four digits
+    count = few_digits(number);
+    const FewDigits<T> digits(number, count);
+    base::store(dst, static_cast<PairWord<T>>(digits.front));
+    base::store(dst + count - 2, digits.last_pair);
+  } else if (number < 100000000) {
+    count = 4 + few_digits(number / 10000);
+    write_front(dst, number / 10000, count - 4);
+    write_pairs<2>(dst + count - 4, number % 10000);
+  } else {
+    count = 9 + (number >= 1000000000);
+    write_front(dst, number / 100000000, count - 8);
+    write_eight_before(dst + count, number % 100000000);
+  }
+  dst[count] = 0;
+  return count;
 }
 
 }  // namespace tstl::detail

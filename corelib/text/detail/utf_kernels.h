@@ -28,8 +28,8 @@ struct Kernels {
 // Blocks of ASCII only; for every machine.
 extern const Kernels kPlainKernels;
 
-// All text but surrogate pairs, for processors that shuffle bytes by a table: x86-64 with SSE4.2 and
-// every arm64.
+// All well-formed text but the surrogate pairs of UTF-16, for processors that shuffle bytes by a
+// table: x86-64 with SSE4.2 and every arm64.
 extern const Kernels kVectorKernels;
 
 // Whether this processor, at its present level, is one.

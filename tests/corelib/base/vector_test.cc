@@ -42,6 +42,8 @@ TEST_F(VectorTest, MasksHaveTheHighBitOfEachByte) {
     EXPECT_EQ(any(mask), bits != 0);
     EXPECT_EQ(all(mask), bits == 0xFFFF);
     EXPECT_EQ(LaneMask<unsigned char>(positions).bit_per_byte(), bits);
+    EXPECT_EQ(movemask(mask, ~mask, Bytes{}, mask),
+              bits | std::uint64_t{~bits & 0xFFFF} << 16 | std::uint64_t{bits} << 48);
   }
   EXPECT_TRUE(all(Bytes{} == 0));
   EXPECT_FALSE(any(Bytes{}));

@@ -4,12 +4,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 
 #include "corelib/containers/buffer_hash.h"
 #include "corelib/containers/buffer_list.h"
 #include "corelib/containers/chunk.h"
-#include "corelib/containers/dict/buffer_dict.h"
+#include "corelib/containers/dict/dict_builder.h"
 #include "corelib/containers/tree.h"
 #include "corelib/containers/trie.h"
 #include "tests/corelib/containers/contents.h"
@@ -106,6 +107,16 @@ TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
     if (dict.save(path.c_str()) != 0) std::filesystem::remove(path);
     const bool read = Try([&] { return loaded.open(path.c_str()); }) == 0;
     EXPECT_EQ(Contents<T>(loaded), read ? Contents<T>(dict) : Pairs<T>());
+
+    DictBuilder<T> builder;
+    if (k % 2 != 0) builder.set_memory(9000, files.At("").c_str());
+    Try([&] {
+      return std::ranges::all_of(
+          in_tree, [&](const auto& pair) { return builder.add(pair.first, pair.second); });
+    });
+    const bool made_of_pairs = Try([&] { return builder.build(dict); }) == 0;
+    EXPECT_EQ(Sorted<T>(Contents<T>(dict)), made_of_pairs ? in_tree : Pairs<T>());
+    EXPECT_EQ(builder.error(), made_of_pairs ? 0 : ENOMEM);
 
     const auto write = [&] { return list.write_kvfile(path.c_str(), ';', false); };
     if (!Try(write)) write();

@@ -183,7 +183,7 @@ TYPED_TEST(StrTest, SearchesAgreeWithTheStandardLibrary) {
   }
 }
 
-TYPED_TEST(StrTest, ARareNeedleIsFoundWhereverItStandsInALongText) {
+TYPED_TEST(StrTest, ARareNeedleOrBreakIsFoundWhereverItStandsInALongText) {
   // How far the needle's first unit stands apart.
   for (const unsigned gap : {1u, 7u, 60u, 300u, 9000u}) {
     std::string text(6000, '.');
@@ -193,6 +193,13 @@ TYPED_TEST(StrTest, ARareNeedleIsFoundWhereverItStandsInALongText) {
       ASSERT_EQ(units.view().find_str(Widen<TypeParam>("needle")), at) << gap;
       ASSERT_EQ(units.view().findback_str(Widen<TypeParam>("needle")), at) << gap;
       ASSERT_EQ(units.view().find_str(Widen<TypeParam>("seldom")), NOT_FOUND) << gap;
+      const HeapText<TypeParam> line(text.substr(0, at) + "\r\n");
+      unsigned brk_len = 0;
+      ASSERT_EQ(line.view().find_crlf(brk_len), at);
+      ASSERT_EQ(brk_len, 2);
+      ASSERT_EQ(line.view().find_chr('\n', '?'), at + 1);
+      ASSERT_EQ(line.view().find_chr('\n'), at + 1);
+      ASSERT_EQ(line.view().sub_head(at).find_crlf(brk_len), NOT_FOUND);
     }
   }
 }

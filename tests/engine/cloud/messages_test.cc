@@ -9,16 +9,16 @@
 #include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "corelib/io/json/json_text.h"
 #include "engine/cloud/cloud_request.h"
 #include "engine/cloud/cloud_response.h"
+#include "fuzz/cloud/message_fuzz.h"
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
 
 namespace zenta::cloud {
 namespace {
 
-using records::BinaryResult;
-using records::JsonResult;
 using records::kFields;
 using records::Record;
 using reference::Difference;
@@ -43,26 +43,25 @@ std::string Json(const R& record) {
   return std::string(text.std_view());
 }
 
-// A record with the arena that it was read into. Binary messages are read from an exactly sized copy.
+// What was read, and what became of it; it lies in an arena that lives as long as the program. Binary
+// messages are read from an exactly sized copy.
+Chunk& TheArena() {
+  static Chunk arena;
+  return arena;
+}
 template <Record R>
-struct Read {
-  static Read FromBinary(std::string_view bytes) {
-    Read read;
-    const std::vector<char> copy(bytes.begin(), bytes.end());
-    read.binary = read_binary(read.record, {copy.data(), unsigned(copy.size())}, read.arena);
-    return read;
-  }
-  static Read FromJson(std::string_view text) {
-    Read read;
-    read.json = read_json(read.record, text, read.arena);
-    return read;
-  }
-
-  Chunk arena;
+auto FromBinary(std::string_view bytes) {
+  const std::vector<char> copy(bytes.begin(), bytes.end());
   R record;
-  BinaryResult binary;
-  JsonResult json;
-};
+  const auto read = read_binary(record, {copy.data(), unsigned(copy.size())}, TheArena());
+  return std::pair(record, read);
+}
+template <Record R>
+auto FromJson(std::string_view text) {
+  R record;
+  const auto read = read_json(record, text, TheArena());
+  return std::pair(record, read);
+}
 
 template <class R>
 class RecordTest : public testing::Test {};
@@ -71,24 +70,6 @@ using Records = testing::Types<ReqInfo, InputInfo, EnvInfo, ClientInfo, SugLog, 
                                ServInfo, VerRange, PkgVersion, SugAction, LianItem, MutiLian,
                                CandItem, ServItem, SugCard, CloudResponse>;
 TYPED_TEST_SUITE(RecordTest, Records);
-
-TYPED_TEST(RecordTest, ComesBackWholeFromEitherForm) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
-    const bool well_formed = seed % 2 == 0;
-    RecordFiller filler(seed, well_formed);
-    const auto made = filler.template Make<TypeParam>();
-    const std::string bytes = Binary(made), json = Json(made);
-    const auto from_bytes = Read<TypeParam>::FromBinary(bytes);
-    const auto from_json = Read<TypeParam>::FromJson(json);
-    EXPECT_TRUE(from_bytes.binary && from_json.json);
-    EXPECT_EQ(from_bytes.binary.position, bytes.size());
-    EXPECT_EQ(Difference(from_bytes.record, made), "");
-    EXPECT_EQ(Difference(from_json.record, made), "");
-    EXPECT_EQ(Binary(from_json.record), bytes);
-    EXPECT_EQ(Json(from_bytes.record), json);
-    EXPECT_EQ(tstl::valid_utf8_prefix(Bytes(json).cstr(), json.size()), json.size());
-  }
-}
 
 // Fed one by one, the fields by falling number, the members last to first.
 TYPED_TEST(RecordTest, TakesItsFieldsInAnyOrder) {
@@ -146,145 +127,140 @@ TYPED_TEST(RecordTest, KeepsWhatStoodBeforeTheFault) {
     tstl::WireReader reader{Bytes(cut)};
     std::size_t good = 0;
     for (tstl::WireField field; reader.next(field);) good = reader.position();
-    const auto read = Read<TypeParam>::FromBinary(cut);
-    EXPECT_EQ(read.binary.fault, good == n ? WireFault::kNone : WireFault::kTruncated);
-    EXPECT_EQ(read.binary.position, reader.position());
-    EXPECT_EQ(Difference(read.record, Read<TypeParam>::FromBinary(cut.substr(0, good)).record), "");
+    const auto [record, read] = FromBinary<TypeParam>(cut);
+    EXPECT_EQ(read.fault, good == n ? WireFault::kNone : WireFault::kTruncated);
+    EXPECT_EQ(read.position, reader.position());
+    EXPECT_EQ(Difference(record, FromBinary<TypeParam>(cut.substr(0, good)).first), "");
   }
 }
 
-// ---- What the bytes are
-
-std::string Hex(std::string_view bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    char digits[4];
-    std::snprintf(digits, sizeof digits, "%02X ", static_cast<unsigned char>(byte));
-    text += digits;
-  }
-  return text.substr(0, text.empty() ? 0 : text.size() - 1);
-}
-
-TEST(CloudRequestTest, IsWrittenByteForByteAsTheServiceReadsIt) {
+TEST(CloudMessageTest, IsWrittenAsTheServiceReadsIt) {
   static SugLog log[1];
   static Text16 cands[] = {u"a", u"", u"\xD800"};
-  struct Row {
+  const struct {
     std::function<void(CloudRequest&)> set;
-    const char* bytes;
+    std::string_view bytes;
     const char* json;  // what differs from that of an empty request: the object that is changed
-  };
-  const Row rows[] = {
-      {[](auto&) {}, "", R"("ipt":{})"},
-      {[](auto& r) { r.req.need_zj_forcast = true; }, "0A 02 20 01",
-       R"("req":{"need_zj_forcast":true,"is_ft":false})"},
-      {[](auto& r) { r.req.is_ft = true; }, "0A 02 28 01",
+  } rows[] = {
+      {[](auto& r) { r.req.is_ft = true; }, "\x0A\x02\x28\x01",
        R"("req":{"need_zj_forcast":false,"is_ft":true})"},
-      {[](auto& r) { log[0].sug_word = log[0].input_inline = u"中文a", r.attach.suglogs = log; },
-       "2A 13 0A 11 2A 07 E4 B8 AD E6 96 87 61 32 06 2D 4E 87 65 61 00",
-       R"("attach":{"suglogs":[{"sug_word":"中文a","input_inline":"中文a"}],"json")"},
-      {[](auto& r) { r.attach.json.report.status = 0; }, "2A 06 32 04 12 02 08 00",
+      {[](auto& r) { log[0].sug_word = log[0].input_inline = u"中a", r.attach.suglogs = log; },
+       "\x2A\x0E\x0A\x0C\x2A\x04\xE4\xB8\xAD\x61\x32\x04\x2D\x4E\x61\0"sv,
+       R"("attach":{"suglogs":[{"sug_word":"中a","input_inline":"中a"}],"json")"},
+      {[](auto& r) { r.attach.json.report.status = 0; }, "\x2A\6\x32\4\x12\2\x08\0"sv,
        R"("report":{"status":0})"},
-      {[](auto& r) { r.attach.json.report.cost = -2; },
-       "2A 0F 32 0D 12 0B 10 FE FF FF FF FF FF FF FF FF 01", R"("report":{"cost":-2})"},
-      {[](auto& r) { r.attach.json.cands = cands; }, "2A 0C 32 0A 22 01 61 22 00 22 03 ED A0 80",
+      {[](auto& r) { r.attach.json.cands = cands; }, "\x2A\x0C\x32\x0A\"\1a\"\0\"\3\xED\xA0\x80"sv,
        R"("cands":["a","","\ud800"])"},
   };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.json);
+  for (const auto& row : rows) {
     CloudRequest request;
     row.set(request);
-    EXPECT_EQ(Hex(Binary(request)), row.bytes);
+    EXPECT_EQ(Binary(request), row.bytes) << row.json;
     EXPECT_NE(Json(request).find(row.json), std::string::npos) << Json(request);
   }
+  EXPECT_EQ(Binary(CloudRequest()), "");
   EXPECT_EQ(Json(CloudRequest()),
             R"({"req":{"need_zj_forcast":false,"is_ft":false},"ipt":{},"env":{},"client":{},)"
             R"("attach":{"json":{"info":{},"report":{},"input":{}}}})");
-}
 
-TEST(CloudResponseTest, CardsReadTheirPackageNameAndWriteItUnderAnotherKeyOnly) {
-  SugCard card[1];
+  SugCard card[1];  // reads its package name and writes it under another key only
   card[0].apk_name = "com.x";
   CloudResponse response;
   response.sug_card_list = card;
   EXPECT_NE(Json(response).find(R"("sug_card_list":[{"akp_name":"com.x"}]})"), std::string::npos);
-  EXPECT_EQ(Hex(Binary(response)), "3A 00");
-  EXPECT_EQ(Read<SugCard>::FromJson(R"({"apk_name":"b","akp_name":"c"})").record.apk_name, "b"sv);
-  EXPECT_EQ(Read<SugCard>::FromBinary(PlainField(10, "com.y")).record.apk_name, "com.y"sv);
+  EXPECT_EQ(Binary(response), "\x3A\0"sv);
+  EXPECT_EQ(FromJson<SugCard>(R"({"apk_name":"b","akp_name":"c"})").first.apk_name, "b"sv);
+  EXPECT_EQ(FromBinary<SugCard>(PlainField(10, "com.y")).first.apk_name, "com.y"sv);
 }
 
 TEST(CloudMessageTest, WhatComesAgainReplacesAppendsOrMerges) {
   const auto report = [](std::string_view fields) {
     return PlainField(5, PlainField(6, PlainField(2, fields)));
   };
-  const auto binary = Read<CloudRequest>::FromBinary(
+  const auto binary = FromBinary<CloudRequest>(
       report(PlainField(1, 3)) + PlainField(5, PlainField(1, "") + PlainField(5, "old")) +
       report(PlainField(2, 4)) + PlainField(5, PlainField(1, "") + PlainField(5, "")));
-  const auto json = Read<CloudRequest>::FromJson(
+  const auto json = FromJson<CloudRequest>(
       R"({"attach":{"json":{"report":{"status":3}},"suglogs":[{},7],"ai_cloud":"old"},)"
       R"("attach":{"json":{"report":{"cost":4}},"suglogs":[{}],"ai_cloud":""}})");
-  for (const auto* read : {&binary, &json}) {
-    const AttachInfo& attach = read->record.attach;
-    EXPECT_EQ(attach.json.report.status, 3);
-    EXPECT_EQ(attach.json.report.cost, 4);
-    EXPECT_EQ(attach.suglogs.size(), 2u);
-    EXPECT_TRUE(attach.ai_cloud.is_empty());
+  for (const CloudRequest* request : {&binary.first, &json.first}) {
+    const std::string attach = Json(*request);
+    EXPECT_NE(attach.find(R"({"suglogs":[{},{}],"json":)"), attach.npos) << attach;
+    EXPECT_NE(attach.find(R"("report":{"status":3,"cost":4})"), attach.npos) << attach;
   }
   // A varint that is wider than the member is cut to its width; a number of JSON is not taken.
-  const auto item = Read<ServItem>::FromBinary(PlainField(1, 0x12345) + PlainField(5, ~0ull - 1) +
-                                               PlainField(12, ~0ull >> 32));
-  EXPECT_EQ(Json(item.record),
+  EXPECT_EQ(Json(FromBinary<ServItem>(PlainField(1, 0x12345) + PlainField(5, ~0ull - 1) +
+                                      PlainField(12, ~0ull >> 32))
+                     .first),
             R"({"show_type":9029,"img_rect":18446744073709551614,"max_show_num":-1})");
-  EXPECT_TRUE(Read<ReqInfo>::FromBinary(PlainField(4, 1ull << 63)).record.need_zj_forcast);
-  EXPECT_EQ(Read<ServItem>::FromJson(R"({"show_type":65535,"show_type":65536})").record.show_type,
-            65535);
-  const auto raw = Read<SugLog>::FromBinary(PlainField(6, "a\0b\0c"sv)).record.input_inline;
-  EXPECT_EQ(raw.len(), 2u);
+  EXPECT_TRUE(FromBinary<ReqInfo>(PlainField(4, 1ull << 63)).first.need_zj_forcast);
+  EXPECT_EQ(FromJson<ServItem>(R"({"show_type":65535,"show_type":65536})").first.show_type, 65535);
+  EXPECT_EQ(FromBinary<SugLog>(PlainField(6, "a\0b\0c"sv)).first.input_inline.len(), 2u);
+}
+
+// In lines, with keys that are escaped, cut short, and with each byte changed: a cursor and a tree make
+// the same of it (message_fuzz.h asks for that).
+TEST(CloudMessageTest, JsonIsReadAsItsTreeIsHoweverItIsSpelled) {
+  RecordFiller filler(11, false);
+  const std::string json = Json(filler.Make<CloudResponse>());
+  const auto check = [](const std::string& text) {
+    const std::vector<char> copy(text.begin(), text.end());
+    fuzz::CheckJson<CloudResponse>({copy.data(), unsigned(copy.size())});
+  };
+  Buffer<unsigned char> lines;
+  ASSERT_TRUE(tstl::json_pretty(json, lines));
+  check(std::string(lines.std_view()));
+  std::string escaped;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    const bool begins_key = json[i] == 'i' && (json[i - 1] == '"');
+    escaped += begins_key ? "\\u0069" : std::string(1, json[i]);
+  }
+  check(escaped);
+  for (std::size_t i = 0; i < json.size(); i += 1 + i / 64) {
+    check(json.substr(0, i));
+    std::string changed = json;
+    for (const char byte : "\"\\{}[]:,0-e \x01\xE4"sv) changed[i] = byte, check(changed);
+  }
 }
 
 // A fault of the message itself ends it. One of a nested record costs that record what stands behind
 // it, and the fields that follow are read.
 TEST(CloudMessageTest, FaultsAreNamedWithTheirPlaceInTheWholeMessage) {
-  struct Row {
+  const struct {
     std::string_view bytes;
     WireFault fault;
     std::uint32_t position;
     std::uint32_t read_on;  // the context_id behind it, 0 if it was not read
     std::string_view json;  // a part of what was read
-  };
-  const std::string_view before = "\x2A\x03\x2A\x01\x61"sv;  // ai_cloud "a"
-  const Row rows[] = {
-      {"\x12\x02\x18\x07"sv, WireFault::kNone, 0, 9, ""},
-      {"\x2A\x03\x1A\x05\x41"sv, WireFault::kTruncated, 4, 9, R"("ai_cloud":"a")"},
+  } rows[] = {
+      {"\x2A\x03\x1A\x05\x41"sv, WireFault::kTruncated, 4, 9, ""},
       {"\x2A\x08\x32\x06\x12\x04\x08\x01\x10\x80"sv, WireFault::kTruncated, 9, 9,
        R"("report":{"status":1})"},
       {"\x2A\x06\x0A\x04\x08\x05\x0C\x00"sv, WireFault::kGroup, 6, 9,
        R"("suglogs":[{"sug_log_type":5}])"},
-      {"\x2A\x04\x06\x00\x1A\x00"sv, WireFault::kFieldNumber, 2, 9, R"("ai_cloud":"a")"},
-      {"\x2A\x02\x0F\x00\x0A\x01\x08"sv, WireFault::kWireType, 2, 9, R"("ai_cloud":"a")"},
+      {"\x2A\x02\x0F\x00\x0A\x01\x08"sv, WireFault::kWireType, 2, 9, ""},
       {"\x08\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x00"sv, WireFault::kOverlong, 1, 0, ""},
       {"\x0A\x01\x08\x0C"sv, WireFault::kTruncated, 3, 0, ""},  // the first of two
-      {"\x7B\x0A\x01\x08\x7C\x2A\x05\x7B\x7C\x1A\x01\x62"sv, WireFault::kNone, 0, 9,
+      {"\x7B\x0A\x01\x08\x7C\x2A\x05\x7B\x7C\x1A\x01\x62"sv, WireFault::kNone, 12 + 4, 9,
        R"("binary_log":"b")"},
   };
-  for (const Row& row : rows) {
-    const auto read = Read<CloudRequest>::FromBinary(std::string(before).append(row.bytes) +
-                                                     PlainField(2, PlainField(3, 9)));
-    EXPECT_EQ(read.binary.fault, row.fault) << Hex(row.bytes);
-    const auto good = row.fault == WireFault::kNone;
-    EXPECT_EQ(read.binary.position, before.size() + (good ? row.bytes.size() + 4 : row.position))
-        << Hex(row.bytes);
-    EXPECT_EQ(read.record.attach.ai_cloud, "a"sv);
-    EXPECT_EQ(read.record.ipt.context_id, row.read_on) << Hex(row.bytes);
-    EXPECT_NE(Json(read.record).find(row.json), std::string::npos) << Json(read.record);
+  const std::string before = "\x2A\x03\x2A\x01\x61", after = PlainField(2, PlainField(3, 9));
+  for (const auto& row : rows) {
+    const auto [request, read] =
+        FromBinary<CloudRequest>(std::string(before).append(row.bytes) + after);
+    SCOPED_TRACE(testing::PrintToString(row.bytes) + Json(request));
+    EXPECT_EQ(read.fault, row.fault);
+    EXPECT_EQ(read.position, before.size() + row.position);
+    EXPECT_EQ(request.attach.ai_cloud, "a"sv);
+    EXPECT_EQ(request.ipt.context_id, row.read_on);
+    EXPECT_NE(Json(request).find(row.json), std::string::npos);
   }
-  const auto text =
-      Read<CloudRequest>::FromJson(R"({"ipt":{"context_id":3},"env":{"net_type":2,x)");
-  EXPECT_EQ(text.json.fault, JsonFault::kUnexpected);
-  EXPECT_EQ(text.json.position, 44u);
-  EXPECT_EQ(text.record.env.net_type, 2u);
-  const auto array = Read<CloudRequest>::FromJson(" [1]");
-  EXPECT_EQ(array.json.fault, JsonFault::kUnexpected);
-  EXPECT_EQ(array.json.position, 1u);
+  const auto [request, text] =
+      FromJson<CloudRequest>(R"({"ipt":{"context_id":3},"env":{"net_type":2,x)");
+  EXPECT_EQ(std::pair(text.fault, text.position), std::pair(JsonFault::kUnexpected, 44u));
+  EXPECT_EQ(request.env.net_type, 2u);
+  const auto array = FromJson<CloudRequest>(" [1]").second;
+  EXPECT_EQ(std::pair(array.fault, array.position), std::pair(JsonFault::kUnexpected, 1u));
 }
 
 }  // namespace

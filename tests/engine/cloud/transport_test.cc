@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <string_view>
 
@@ -45,16 +47,13 @@ constexpr char kBadAnswer[] = "[the answer is broken off or too long]";
 
 TEST_F(RecordedTransportTest, AnswersTheRequestWithTheSameBytesInTheSameEncoding) {
   const std::string with_zero("a\0b", 3);
-  Put("b.request.bin", with_zero);
-  Put("b.response.bin", "of b");
-  Put("c.request.bin", with_zero);
-  Put("c.response.bin", "of c");
-  Put("d.request.bin", "");
-  Put("d.response.bin", "");
+  for (const auto& [name, request] :
+       {std::pair("b", with_zero), {"c", with_zero}, {"d", ""}, {"", "nameless"}}) {
+    Put(name + std::string(".request.bin"), request);
+    Put(name + std::string(".response.bin"), request.empty() ? "" : std::string("of ") + name);
+  }
   Put("b.request.json", "{}");
   Put("b.response.json", "[]");
-  Put(".request.bin", "nameless");
-  Put(".response.bin", "nameless");
   fs::create_directory(folder_ / "folder.request.bin");
   ASSERT_EQ(mkfifo((folder_ / "a.request.bin").c_str(), 0600), 0);  // would be waited for for ever
 
@@ -68,21 +67,16 @@ TEST_F(RecordedTransportTest, AnswersTheRequestWithTheSameBytesInTheSameEncoding
 }
 
 TEST_F(RecordedTransportTest, SaysWhatIsWrong) {
-  Put("none.request.bin", "none");
-  Put("folder.request.bin", "folder");
+  for (const char* name : {"none", "folder", "most", "more"})
+    Put(name + std::string(".request.bin"), name);
   fs::create_directory(folder_ / "folder.response.bin");
-  for (const auto& [name, size] : {std::pair("most", RecordedTransport::kMaxResponse),
-                                   std::pair("more", RecordedTransport::kMaxResponse + 1)}) {
-    Put(std::string(name) + ".request.bin", name);
-    Put(std::string(name) + ".response.bin", "");
-    fs::resize_file(folder_ / (std::string(name) + ".response.bin"), size);
-  }
-  EXPECT_EQ(AskBinary("none"), kBadAnswer);
-  EXPECT_EQ(AskBinary("folder"), kBadAnswer);
-  EXPECT_EQ(AskBinary("more"), kBadAnswer);
+  fs::resize_file(Put("most.response.bin", ""), RecordedTransport::kMaxResponse);
+  fs::resize_file(Put("more.response.bin", ""), RecordedTransport::kMaxResponse + 1);
+  for (const char* name : {"none", "folder", "more"}) EXPECT_EQ(AskBinary(name), kBadAnswer);
   EXPECT_EQ(AskBinary("most").size(), RecordedTransport::kMaxResponse);
-  EXPECT_EQ(Ask(folder_ / "missing", CloudEncoding::kBinary, "none"), kUnreachable);
-  EXPECT_EQ(Ask(folder_ / "none.request.bin", CloudEncoding::kBinary, "none"), kUnreachable);
+  for (const char* no_folder : {"missing", "none.request.bin"}) {
+    EXPECT_EQ(Ask(folder_ / no_folder, CloudEncoding::kBinary, "none"), kUnreachable);
+  }
 }
 
 // Answers with what it is given.
@@ -146,6 +140,27 @@ TEST(AskTest, MemoryStaysInsideTheLimit) {
     EXPECT_LE(arena.total(), std::min(limit, kMaxResponseMemory));
     EXPECT_EQ(arena.limit(), limit);
   }
+}
+
+// docs/cloud-messages.md shows the bytes and the text that are recorded, which the example sends.
+TEST(CloudPageTest, ShowsTheRecordedRequestInBothForms) {
+  std::ifstream page(ZENTA_SOURCE_DIR "/docs/cloud-messages.md");
+  std::string kind, bytes, json;
+  for (std::string line; std::getline(page, line);) {
+    if (line.starts_with("```")) {
+      kind = line.substr(3);
+    } else if (kind == "json") {
+      json += line.substr(line.find_first_not_of(' '));
+    } else if (kind == "hex") {  // pairs of digits, up to the first word that is none
+      std::istringstream words(line);
+      for (std::string word; words >> word && word.size() == 2 && std::isxdigit(word[0]) != 0;)
+        bytes += static_cast<char>(std::stoi(word, nullptr, 16));
+    }
+  }
+  RecordedTransport recorded(ZENTA_SOURCE_DIR "/examples/recorded");
+  Buffer<unsigned char> response;
+  EXPECT_EQ(recorded.Exchange(CloudEncoding::kBinary, bytes, response), ExchangeFault::kNone);
+  EXPECT_EQ(recorded.Exchange(CloudEncoding::kJson, json, response), ExchangeFault::kNone);
 }
 
 }  // namespace

@@ -5,12 +5,13 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <map>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "corelib/containers/chunk.h"
+#include "engine/records/copy.h"
 #include "engine/records/message.h"
 #include "fuzz/io/wire_oracle.h"
 #include "tests/reference/record_reference.h"
@@ -34,6 +35,7 @@ struct Sample {
   bool flag = false;
   double real = 0;
   List<std::int32_t> numbers;
+  List<float> parts;
   List<double> reals;
   List<Tone> tones;
   List<bool> flags;
@@ -44,8 +46,9 @@ constexpr auto fields_of(std::type_identity<Sample>) {
   return Fields<Field<1, "part", &Sample::part>, Field<2, "tone", &Sample::tone>,
                 Field<3, "flag", &Sample::flag>, Field<4, "real", &Sample::real>,
                 Field<5, "numbers", &Sample::numbers>, Field<6, "reals", &Sample::reals>,
-                Field<7, "tones", &Sample::tones>, Field<16, "flags", &Sample::flags>,
-                Field<17, "leaves", &Sample::leaves>, Field<18, "text", &Sample::text>>();
+                Field<7, "tones", &Sample::tones>, Field<8, "parts", &Sample::parts>,
+                Field<16, "flags", &Sample::flags>, Field<17, "leaves", &Sample::leaves>,
+                Field<18, "text", &Sample::text>>();
 }
 
 // A record in itself.
@@ -74,7 +77,7 @@ std::string Written(const R& record, bool json = false) {
   return std::string(bytes.std_view());
 }
 
-TEST(CodecTest, NumbersHaveTheirBytesAndComeBackFromEitherForm) {
+TEST(CodecTest, NumbersHaveTheirBytesAndTheirText) {
   std::int32_t numbers[] = {1, -1, 300};
   double reals[] = {0.1, -0.0};
   Tone tones[] = {Tone::kHigh, Tone::kLow};
@@ -92,16 +95,6 @@ TEST(CodecTest, NumbersHaveTheirBytesAndComeBackFromEitherForm) {
   EXPECT_EQ(Written(sample, true),
             R"({"part":1.5,"tone":-3,"real":-0,"numbers":[1,-1,300],"reals":[0.1,-0],)"
             R"("tones":[300,-3],"flags":[true,false]})");
-  reference::RecordFiller filler(3, false);
-  for (int i = 0; i < 200; ++i) {
-    const auto made = filler.Make<Sample>();
-    Chunk arena;
-    Sample from_binary, from_json;
-    EXPECT_TRUE(read_binary(from_binary, Written(made), arena));
-    EXPECT_EQ(Difference(from_binary, made), "");
-    EXPECT_TRUE(read_json(from_json, Written(made, true), arena));
-    EXPECT_EQ(Difference(from_json, made), "");
-  }
 }
 
 // Packed and single elements of one list, and what is wrong in a packed field.
@@ -116,8 +109,8 @@ TEST(CodecTest, ListsOfNumbersAreReadPackedAndSingle) {
       {PlainField(16, "\x02") + PlainField(16, ""), R"("flags":[true])"},
       {PlainField(5, "\x01\x80") + PlainField(18, "x"), R"("numbers":[1],"text":"x")",
        WireFault::kTruncated, 3},
-      {PlainField(5, "\x01" + std::string(10, '\x80') + "\x01"), R"("numbers":[1])",
-       WireFault::kOverlong, 3},
+      {PlainField(5, "\x01" + std::string(10, '\x80')), R"("numbers":[1])", WireFault::kOverlong,
+       3},
       {PlainField(6, std::string(9, '\0')), R"("reals":[0])", WireFault::kTruncated, 10},
       {PlainField(6, 5) + PlainFixedField(5, 5, 4) + PlainFixedField(6, 0, 4), ""},
   };
@@ -135,7 +128,10 @@ TEST(CodecTest, ListsOfNumbersAreReadPackedAndSingle) {
 // given lists of the caller's at random; each of them has to be what all its messages make of a fresh
 // record, whatever was done to the others, also when the arena gives no more at any k-th call.
 TEST(RecordModelTest, NoRecordChangesAnother) {
-  reference::RecordFiller filler(5, true);
+  struct : IgnoredListener {
+    void ignored(const Ignored& value) override { ADD_FAILURE() << value.key.std_view(); }
+  } nothing;  // is ignored, also where memory is short
+  reference::RecordFiller filler(5, false);
   std::int32_t numbers[] = {4, 5, 6, -1};
   Leaf leaves[3];
   leaves[1].id = 7;
@@ -163,9 +159,14 @@ TEST(RecordModelTest, NoRecordChangesAnother) {
           const auto made = filler.Make<Sample>();
           const bool json = random() % 2 == 0;
           const std::string message = Written(made, json);
+          Chunk check;
+          Sample back;
+          ASSERT_TRUE(json ? bool(read_json(back, message, check))
+                           : bool(read_binary(back, message, check)));
+          ASSERT_EQ(Difference(back, made), "");
           JsonResult text;
           BinaryResult bytes;
-          if (json) text = read_json(records[i], message, arena);
+          if (json) text = read_json(records[i], message, arena, &nothing);
           if (!json) bytes = read_binary(records[i], message, arena);
           const bool good = text && bytes;
           ASSERT_TRUE(good || bytes.out_of_memory || text.fault == tstl::JsonFault::kMemory);
@@ -234,6 +235,31 @@ TEST(RecordTest, NestingEndsAtOneHundred) {
   EXPECT_EQ(read_binary(nest, binary, arena).fault, WireFault::kDepth);
 }
 
+TEST(RecordTest, CopyIsWholeWithoutTheArenaOfTheOriginalOrIsNotMade) {
+  Chunk arena, kept;
+  Sample sample, copy;
+  ASSERT_TRUE(read_json(sample, R"({"part":1.5,"tone":300,"flag":true,"real":2,"numbers":[1,-2],
+    "reals":[0.5],"tones":[-3],"flags":[true],"leaves":[{"id":7,"names":["a","你好",""]},{}],
+    "text":"text"})",
+                        arena));
+  const std::string want = Written(sample, true);
+  copy.part = 9;
+  constexpr unsigned kAllocations = 10;  // six lists, one of them of texts, and four texts
+  for (unsigned blocks = 0; blocks < kAllocations; ++blocks) {
+    ShortArena narrow{blocks};
+    Sample other = copy;
+    EXPECT_FALSE(copy_record(sample, other, narrow)) << blocks;
+    EXPECT_EQ(Written(other), Written(copy)) << blocks;
+  }
+  ASSERT_TRUE(copy_record(sample, copy, kept));
+  arena.rewind();  // whatever still points into it is another text after this
+  ASSERT_TRUE(replace_json(
+      sample, std::string(want.size(), ' ') + "{\"text\":\"" + std::string(2000, 'x') + "\"}",
+      arena));
+  EXPECT_EQ(Written(copy, true), want);
+  EXPECT_EQ(copy.text.cstr()[copy.text.len()], 0);
+}
+
 TEST(RecordTest, ListenerIsToldWhatIsIgnored) {
   struct Log : IgnoredListener {
     void ignored(const Ignored& value) override {
@@ -266,13 +292,20 @@ no: an unknown key
 static_assert(Record<Sample> && !Record<Chunk> && !Record<int>);
 static_assert(!std::is_constructible_v<List<int>, int (&&)[3]>, "no list of a temporary");
 
-// What is wrong with a declaration is one error of the compiler, which says what. Clang says more after it.
+#if defined(__clang__)  // stops at the twentieth
+#define ZENTA_ALL_ERRORS "-ferror-limit=0"
+#else
+#define ZENTA_ALL_ERRORS ""
+#endif
+
+// What is wrong with a declaration is one error of the compiler, which says what. All rows are
+// compiled at once, each in a namespace of its own.
 class DeclarationTest : public testing::Test, protected TempFolder {};
 TEST_F(DeclarationTest, EachMistakeIsOneErrorInWords) {
   const std::pair<const char*, const char*> rows[] = {
-      {R"(Field<1, "a", &R::a>, Field<2, "b", &R::b>)", ""},
+      {R"(Field<1, "a", &R::a>, Field<536870911, "b", &R::b>)", ""},
       {R"(Field<2, "a", &R::a>, Field<1, "b", &R::b>)", "numbers of a table's fields rise"},
-      {R"(Field<536870912, "a", &R::a>)", "below 2^29"},
+      {R"(Field<536870912, "a", &R::a>)", "numbers of a table's fields rise"},
       {R"(Field<1, "a", &R::a>, Field<2, "a", &R::b>)", "one key and the same type"},
       {R"(Field<1, "a", &R::a>, Field<2, "b", &R::b, WrittenAs<"a">>)", "written under one key"},
       {R"(Field<1, "a", &R::a>, Field<2, "a", &R::list>)", "written under one key"},
@@ -281,37 +314,38 @@ TEST_F(DeclarationTest, EachMistakeIsOneErrorInWords) {
       {R"(Field<1, "a", &R::a, Misspelt>)", "a trait of this field"},
       {R"(Field<1, "a", &R::none>)", "has no codec"},
       {R"(Field<1, "a", &R::nones>)", "has no codec"},
-      {R"(Field<1, "a", &R::rect>)", "no binary form"},
+      {R"(Field<1, "a", &R::rect>)", "member has no binary form"},
       {R"(Field<1, "a", &R::big>)", "at most 128 bytes"},
   };
-  for (const auto& [table, words] : rows) {
-    const std::string source = Put("r.cc", R"(#include "engine/records/message.h"
-namespace zenta::records {
+  std::string source = "#include \"engine/records/message.h\"\n";
+  std::map<std::string, int> want, got;  // how often each is said
+  for (int i = 0; const auto& [table, words] : rows) {
+    const std::string row = "zenta::records::row" + std::to_string(i++);
+    source += "namespace " + row + R"( {
 struct Big { Bytes t[12]; int n = 0; };
 constexpr auto fields_of(std::type_identity<Big>) { return Fields<Field<1, "n", &Big::n>>(); }
 struct None {};
 struct Misspelt { static constexpr bool kAlwaysInJason = true; };
 struct R { int a, b; List<int> list; None none; List<None> nones; std::array<int, 2> rect; List<Big> big; };
 constexpr auto fields_of(std::type_identity<R>) { return Fields<)" +
-                                               std::string(table) + R"(>(); }
-template struct MessageCodec<R>;
-})");
-    const std::string command = ZENTA_CXX_COMPILER " -std=c++20 -fsyntax-only -I" ZENTA_SOURCE_DIR
-                                                   " " +
-                                source + " 2> " + At("errors");
-    EXPECT_EQ(std::system(command.c_str()) == 0, *words == 0) << table;
-    std::ifstream file(At("errors"));
-    [[maybe_unused]] int errors = 0;
-    bool told = *words == 0;
-    for (std::string line; std::getline(file, line);) {
-      errors += line.find("error:") != line.npos;
-      told |= line.find(words) != line.npos;
-    }
-    EXPECT_TRUE(told) << table;
-#if !defined(__clang__)
-    EXPECT_EQ(errors, *words == 0 ? 0 : 1) << table;
-#endif
+              table + ">(); }\n}\ntemplate struct zenta::records::MessageCodec<" + row + "::R>;\n";
+    if (*words != 0) ++want[words];
   }
+  const std::string command =
+      ZENTA_CXX_COMPILER " -std=c++20 -fsyntax-only " ZENTA_ALL_ERRORS " -I" ZENTA_SOURCE_DIR " ";
+  EXPECT_NE(std::system((command + Put("r.cc", source) + " 2> " + At("errors")).c_str()), 0);
+  std::ifstream errors(At("errors"));
+  for (std::string line; std::getline(errors, line);) {
+    if (line.find("error:") == line.npos) continue;
+    for (const auto& [words, count] : want) {
+      if (line.find(words) != line.npos) line = words;
+    }
+    ++got[line];
+  }
+#if defined(__clang__)  // says more after each
+  std::erase_if(got, [&](const auto& line) { return !want.contains(line.first); });
+#endif
+  EXPECT_EQ(got, want);
 }
 
 }  // namespace

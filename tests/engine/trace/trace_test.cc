@@ -116,32 +116,16 @@ TEST(TraceRecordTest, IgnoresWhatIsNoValueOfAMember) {
   }
 }
 
-TEST(TraceRecordTest, ComesBackAsItWas) {
+// At any k-th call the arenas may give no more: then the record is empty, and the fault says why.
+TEST(TraceRecordTest, ComesBackAsItWasOrEmptyWhereMemoryIsShort) {
   reference::RecordFiller filler(7, false);
   for (unsigned i = 0; i < 2000; ++i) {
-    auto record = filler.Make<TraceRecord>();
-    record.has_needs_iec = i % 3 == 0;
-    record.kind = TraceKind::kOther;
-    if (i % 4 != 0) record.SetKind(static_cast<TraceKind>(i % 4));
-    const Read read(Written(record));
-    EXPECT_EQ(read.record.kind, record.kind);
-    kFields<TraceRecord>.each([&](auto field) {
-      EXPECT_EQ(field.in_json(read.record), field.in_json(record)) << field.kKey;
-      if (!field.in_json(record)) return;
-      EXPECT_EQ(reference::Difference(field.of(read.record), field.of(record)), "") << field.kKey;
-    });
-  }
-}
-
-// At any k-th call the arenas may give no more: then the record is empty, and the fault says why.
-TEST(TraceRecordTest, ShortMemoryIsAFaultAndLeavesNothing) {
-  reference::RecordFiller filler(9, false);
-  for (unsigned kind = 0; kind < 4; ++kind) {
     auto made = filler.Make<TraceRecord>();
-    made.SetKind(static_cast<TraceKind>(kind));
+    made.has_needs_iec = i % 3 == 0;
+    made.kind = TraceKind::kOther;
+    if (i % 4 != 0) made.SetKind(static_cast<TraceKind>(i % 4));
     const std::string line = Written(made);
-    unsigned served = 0;
-    for (unsigned k = 0; served < 2; ++k) {
+    for (unsigned k = i < 20 ? 0u : 1000u, served = 0; served < 2; ++k) {
       for (const bool tree : {false, true}) {
         reference::ShortArena arena{tree ? ~0u : k}, nodes{tree ? k : ~0u};
         auto record = filler.Make<TraceRecord>();
@@ -151,9 +135,15 @@ TEST(TraceRecordTest, ShortMemoryIsAFaultAndLeavesNothing) {
         if (fault != JsonFault::kNone) {
           EXPECT_EQ(fault, JsonFault::kMemory);
           EXPECT_EQ(reference::Difference(record, TraceRecord()), "");
+          continue;
         }
-        EXPECT_EQ(Written(record), Written(fault == JsonFault::kNone ? made : TraceRecord()));
-        served += fault == JsonFault::kNone;
+        ++served;
+        EXPECT_EQ(record.kind, made.kind);
+        kFields<TraceRecord>.each([&](auto field) {
+          EXPECT_EQ(field.in_json(record), field.in_json(made)) << field.kKey;
+          if (!field.in_json(made)) return;
+          EXPECT_EQ(reference::Difference(field.of(record), field.of(made)), "") << field.kKey;
+        });
       }
     }
   }
@@ -218,7 +208,7 @@ TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
 }
 
 TEST_F(TraceFileTest, ListenerIsToldWhatIsIgnoredAndInWhichLine) {
-  Put("trace", R"({"type":"inputSelection","time":[1,1700000000000],"del_tail":7.5}
+  Put("trace", R"({"type":"inputSelection","time":[1,1700000000000]}
 
 {"bad
 {"type":"switchPad","time":[5],"x":{"time":-1}}
@@ -236,7 +226,6 @@ TEST_F(TraceFileTest, ListenerIsToldWhatIsIgnoredAndInWhichLine) {
   log.reader.Listen(&log);
   EXPECT_EQ(Types(log.reader), "inputSelection switchPad inputSelection setLayout ");
   EXPECT_EQ(log.text, R"(1 time: a number out of range
-1 del_tail: a number that is no integer
 4 x: an unknown key
 4 time: a value of another type
 5 point: a number that is no integer

@@ -29,7 +29,12 @@ TEST_F(MachineTest, MissingEndsAndLastLinksHaveHostPathsToo) {
   const MachineFolder machine(root_);
   fs::create_symlink("/nowhere/x", At("/dangling"));
   fs::create_symlink("loop", At("/loop"));
+  for (int i = 0; i != 41; ++i) {  // of which 40 may be followed
+    fs::create_symlink(std::to_string(i + 1), At("/" + std::to_string(i)));
+  }
   constexpr auto kKeep = MachineFolder::LastLink::kKeep;
+  EXPECT_EQ(machine.HostPath("/1"), At("/41"));
+  EXPECT_THROW((void)machine.HostPath("/0"), std::system_error);
   EXPECT_EQ(machine.HostPath("/dangling/y"), At("/nowhere/x/y"));
   EXPECT_EQ(machine.HostPath("/../none/../dangling", kKeep), At("/dangling"));
   EXPECT_EQ(machine.HostPath("relative"), At("/relative"));
@@ -62,9 +67,9 @@ TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
   const std::string journal = "/var/log/notifications.log";
   const auto notifications = HostNotifications(MachineFolder(root_));
   notifications->Post("Some_Notification");
-  notifications->Post("two\nlines");
+  notifications->Post("two\n\x7Flines");
   EXPECT_THAT(Contents(journal),
-              testing::MatchesRegex(time + "Some_Notification\n" + time + "two lines\n"));
+              testing::MatchesRegex(time + "Some_Notification\n" + time + "two  lines\n"));
   fs::remove(At(journal));
   ASSERT_EQ(mkfifo(At(journal).c_str(), 0600), 0);  // which nobody reads
   EXPECT_THROW(notifications->Post("x"), std::system_error);

@@ -38,7 +38,9 @@ TEST_F(PreferencesTest, IntegersSurviveAndOtherKeysStay) {
   EXPECT_EQ(defaults_->Integer(kKey), 0);
   EXPECT_TRUE(defaults_->Remove(kKey));
   EXPECT_EQ(Count(""), 0);  // asking makes nothing
-  Put(kFile, Binary(Dict("<key>other</key><array><date>2024-01-01T00:00:00Z</date></array>")));
+  std::string dates;
+  while (dates.size() < 10000) dates += "<date>2024-01-01T00:00:00Z</date>";
+  Put(kFile, Binary(Dict("<key>other</key><array>" + dates + "</array>")));
   using Limits = std::numeric_limits<std::int64_t>;
   for (const std::int64_t value : {Limits::min(), Limits::max(), std::int64_t{-1}}) {
     EXPECT_TRUE(defaults_->SetInteger(kKey, value));
@@ -48,6 +50,7 @@ TEST_F(PreferencesTest, IntegersSurviveAndOtherKeysStay) {
   EXPECT_FALSE(defaults_->HasObject(kKey));
   EXPECT_THAT(Contents(kFile), testing::HasSubstr("<date>2024-01-01T00:00:00Z</date>"));
   EXPECT_EQ(Count(kFolder), 1);
+  EXPECT_EQ(fs::status(At(kFile)).permissions(), fs::perms{0600});
 }
 
 // Each key begins with the number that its value reads as.
@@ -58,7 +61,8 @@ TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
       "<key>0 word</key><string>abc</string><key>0 text</key><string></string>"
       "<key>9223372036854775807 text</key><string>99999999999999999999</string>"
       "<key>1 yes</key><true/><key>0 no</key><false/><key>-2 real</key><real>-2.9</real>"
-      "<key>9223372036854775807 real</key><real>1e300</real><key>0 array</key><array/>"
+      "<key>9223372036854775807 real</key><real>9223372036854775808</real><key>0 "
+      "array</key><array/>"
       "<key>0 data</key><data>MTI=</data><key>0 date</key><date>2024-01-01T00:00:00Z</date>");
   for (const std::string& bytes : {xml, Binary(xml)}) {
     Put(kFile, bytes);
@@ -83,10 +87,10 @@ TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {
     EXPECT_EQ(Contents(kFile + ".broken"), bytes);
   }
   fs::remove(At(kFile));
-  fs::create_directory(At(kFile));
+  ASSERT_EQ(mkfifo(At(kFile).c_str(), 0600), 0);
   EXPECT_THROW((void)defaults_->SetInteger(kKey, 1), std::system_error);
   EXPECT_THROW((void)defaults_->HasObject(kKey), std::system_error);
-  EXPECT_TRUE(fs::is_directory(At(kFile)));
+  EXPECT_TRUE(fs::is_fifo(At(kFile)));
   EXPECT_TRUE(PlistFile("/proc/self/mem").unreadable()) << "its first byte is a read error";
 }
 

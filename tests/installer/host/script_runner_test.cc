@@ -36,7 +36,8 @@ TEST_F(ScriptRunnerTest, OutcomeOfACommandIsMappedAsOnTheMac) {
       {"true", "= "},
       {R"(printf 'a\\nb\\n\\n')", "= a\rb\r"},
       {"echo done; echo noise >&2", "= done"},
-      {"cat", "= "},  // there is nothing to read
+      {R"(printf 'a\tb\rc\n')", "= a\tb\rc"},  // the script language's escapes
+      {"cat", "= "},                           // there is nothing to read
       {R"(echo \"a  b\" '$HOME' \\\\)", R"(= a  b $HOME \)"},
       {R"(echo lost; printf 'why\\nnot\\n' >&2; exit 3)", "3 why\rnot"},
       {"exit 1", "1 The command exited with a non-zero status."},

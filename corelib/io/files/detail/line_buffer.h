@@ -27,14 +27,12 @@ namespace tstl::detail {
 // the line before.
 template <Unit U>
 std::uint64_t breaks_from(const U* p) noexcept {
-  std::uint64_t breaks = 0;
-  for (unsigned i = 0; i < 64; i += 16) {
-    const auto units = base::Block<U>::load(p + i / sizeof(U));
-    const auto hits =
-        equal(units, base::Block<U>::fill('\n')) | equal(units, base::Block<U>::fill('\r'));
-    breaks |= hits.mask().bit_per_byte() << i;
-  }
-  return sizeof(U) == 1 ? breaks : breaks & 0x5555555555555555;
+  using Block = base::Block<U>;
+  const auto hits = [p](unsigned i) {
+    const auto units = Block::load(p + i * Block::kUnits);
+    return equal(units, Block::fill('\n')) | equal(units, Block::fill('\r'));
+  };
+  return bit_per_unit(hits(0), hits(1), hits(2), hits(3));
 }
 
 class LineBuffer {

@@ -1,6 +1,8 @@
 // The escapes of JSON strings (RFC 8259, section 7), read and written.
 #pragma once
 
+#include <array>
+
 namespace tstl::detail {
 
 // Value of a hexadecimal digit of either case, 16 for any other byte.
@@ -11,26 +13,18 @@ namespace tstl::detail {
   return letter < 6 ? letter + 10 : 16;
 }
 
+// Characters by the letters of the short escapes; 0 for others.
+inline constexpr auto kJsonShortEscapes = [] {
+  std::array<unsigned char, 256> characters{};
+  characters['"'] = '"', characters['\\'] = '\\', characters['/'] = '/';
+  characters['b'] = '\b', characters['f'] = '\f', characters['n'] = '\n';
+  characters['r'] = '\r', characters['t'] = '\t';
+  return characters;
+}();
+
 // The character for the letter of a short escape ("n" of \n); 0 when there is no such escape.
 [[nodiscard]] constexpr unsigned char json_short_escape(unsigned char letter) noexcept {
-  switch (letter) {
-    case '"':
-    case '\\':
-    case '/':
-      return letter;
-    case 'b':
-      return '\b';
-    case 'f':
-      return '\f';
-    case 'n':
-      return '\n';
-    case 'r':
-      return '\r';
-    case 't':
-      return '\t';
-    default:
-      return 0;
-  }
+  return kJsonShortEscapes[letter];
 }
 
 // The most bytes that put_json_escape writes.

@@ -65,17 +65,17 @@ std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
 
 // Finds the end of each plain run of a text that is being parsed, left to right. The text is looked
 // at in windows of 64 bytes, and a window's stops are found all at once: so most searches are a
-// shift and a bit scan in a register and do not wait for memory.
+// shift and a bit scan in a register and do not wait for memory. A search further back is one from
+// the start.
 class StopFinder {
  public:
   StopFinder(const unsigned char* begin, const unsigned char* end) : window_(begin), end_(end) {
     look();
   }
 
-  // The first stop in [at, end), or the end. REQUIRES: `at` is in the text, and not before that of
-  // the last call.
+  // The first stop in [at, end), or the end. REQUIRES: `at` is in the text.
   [[gnu::always_inline]] inline const unsigned char* next(const unsigned char* at) {
-    assert(window_ <= at && at <= end_);
+    assert(at <= end_);
     const auto offset = static_cast<std::size_t>(at - window_);
     if (offset < kWindow) [[likely]] {
       if (const std::uint64_t stops = stops_ >> offset) return at + std::countr_zero(stops);
@@ -87,6 +87,7 @@ class StopFinder {
   static constexpr std::size_t kWindow = 64;
 
   [[gnu::noinline]] const unsigned char* next_window(const unsigned char* at) {
+    if (at < window_) window_ = at - kWindow;
     std::uint64_t stops = 0;
     do {
       window_ += kWindow;
@@ -96,17 +97,17 @@ class StopFinder {
     } while (stops == 0);
     return window_ + std::countr_zero(stops);
   }
-  // The last window is filled up with zeros, so that a stop is always found, at the end of the
-  // text.
   void look() {
     const auto left = static_cast<std::size_t>(end_ - window_);
-    if (left >= kWindow) [[likely]] {
-      stops_ = stops_of(window_);
-      return;
-    }
+    stops_ = left >= kWindow ? stops_of(window_) : stops_of_last(window_, left);
+  }
+  // The last window is filled up with zeros, so that a stop is always found, at the end of the
+  // text.
+  [[gnu::noinline]] static std::uint64_t stops_of_last(const unsigned char* window,
+                                                       std::size_t left) {
     unsigned char bytes[kWindow] = {};
-    if (left != 0) std::memcpy(bytes, window_, left);
-    stops_ = stops_of(bytes);
+    if (left != 0) std::memcpy(bytes, window, left);
+    return stops_of(bytes);
   }
   static std::uint64_t stops_of(const unsigned char* window) {
     std::uint64_t stops = 0;

@@ -58,18 +58,6 @@ bool decode_pieces(BufferRef<unsigned char> raw, Take take) noexcept {
   return true;
 }
 
-// UTF-8 without escapes to units; a byte that is not part of valid UTF-8 gives DC00 + the byte.
-unsigned short* decode_run(const unsigned char* at, std::size_t n, unsigned short* dst) noexcept {
-  for (;;) {
-    const std::size_t good = valid_utf8_prefix(at, n);
-    dst += utf8_to_utf16(at, good, dst, good);
-    if (good == n) return dst;
-    *dst++ = static_cast<unsigned short>(0xDC00 + at[good]);
-    at += good + 1;
-    n -= good + 1;
-  }
-}
-
 }  // namespace
 
 std::size_t decode_json_string(BufferRef<unsigned char> raw, bool escaped,
@@ -95,7 +83,7 @@ std::size_t decode_json_string(BufferRef<unsigned char> raw, bool escaped,
   while (at != end) {
     const auto rest = static_cast<std::size_t>(end - at);
     const std::size_t run = escaped ? first_of(at, rest, static_cast<unsigned char>('\\')) : rest;
-    if (run != 0) to = decode_run(at, run, to);
+    if (run != 0) to += utf8_to_utf16_lossless(at, run, to);
     at += run;
     if (at != end) *to++ = static_cast<unsigned short>(read_escape(at));
   }

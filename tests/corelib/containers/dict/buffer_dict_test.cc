@@ -3,9 +3,14 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <map>
+
+#include "corelib/containers/dict/dict_builder.h"
 #include "corelib/containers/dict/image_builder.h"
 #include "fuzz/containers/dict_oracle.h"
 #include "tests/corelib/containers/contents.h"
+#include "tests/corelib/io/files/system_calls.h"
 #include "tests/temp_folder.h"
 
 namespace tstl {
@@ -23,7 +28,7 @@ Bytes Image(const std::vector<std::uint32_t>& words, const Bytes& rest = {}) {
 
 template <class T>
 struct BufferDictTest : testing::Test {
-  std::unique_ptr<unsigned char[]> memory;
+  std::unique_ptr<unsigned char[]> storage;
   BufferDict<T> dict;
 
   static BufferHash<T> RandomTable(unsigned keys, unsigned seed) {
@@ -39,10 +44,10 @@ struct BufferDictTest : testing::Test {
   }
   // Opens exactly these bytes, with a zero behind them, where they are; `shift` misaligns them.
   std::uint32_t Open(const Bytes& bytes, unsigned shift = 0) {
-    memory = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
-    std::copy(bytes.begin(), bytes.end(), &memory[shift]);
+    storage = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
+    std::copy(bytes.begin(), bytes.end(), &storage[shift]);
     Buffer<unsigned char> buffer;
-    buffer.set_data_external(unsigned(bytes.size()), &memory[shift], unsigned(bytes.size()));
+    buffer.set_data_external(unsigned(bytes.size()), &storage[shift], unsigned(bytes.size()));
     return dict.open(std::move(buffer));
   }
   // What holds for any image. Returns check().
@@ -219,9 +224,147 @@ TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
     EXPECT_EQ(this->dict.save(nullptr), FAILURE);
     EXPECT_EQ(this->dict.save("/dev/full"), FAILURE);
     EXPECT_EQ(this->dict.open(path), FAILURE);
+    EXPECT_EQ(this->dict.open_mapped(path), FAILURE);
     EXPECT_TRUE(this->dict.is_empty() && this->image().empty());
     EXPECT_EQ(this->dict.save("/dev/null"), FAILURE);  // there is nothing to write
   }
+}
+
+// Pairs for a builder: many keys several times, many with long common starts and with zeros, some as
+// long as can be, some longer.
+template <class T>
+Pairs<T> PairsWithRepeats(unsigned cnt, unsigned seed) {
+  RandomTexts random(seed);
+  const std::string starts[] = {"", "a", std::string(7, 'b'), std::string(150, 'c'),
+                                std::string(3, '\0')};
+  Pairs<T> pairs;
+  while (pairs.size() < cnt) {
+    StdString<T> key = Widen<T>(starts[random.below(5)]);
+    const HeapText<T> rest = random.next<T>(6, "ab\xE1");
+    key += BufferRef<T>(rest).std_view();
+    key.append(random.below(4), 0);
+    if (pairs.size() % 200 == 0) key.append(60000 + random.below(2) * 5536, 'x');
+    pairs.emplace_back(key, random.below(~0u) * std::uint64_t{3});
+  }
+  return pairs;
+}
+
+// The builder's images beside those of tables with the same contents, merged by the standard library's
+// map. A bound of 1 byte makes a file of every pair.
+TYPED_TEST(BufferDictTest, BuilderMakesTheImageOfATableWithTheMergedContents) {
+  using T = TypeParam;
+  struct Row {
+    DictMerge merge;
+    unsigned pairs;
+    std::uint64_t memory;  // 0: without a bound
+    bool sorted = false;
+  };
+  const zenta::TempFolder folder;
+  const std::string path = folder.At("file");
+  for (const auto& [merge, cnt, memory, sorted] :
+       {Row{dict_merge::last, 0, 0}, Row{dict_merge::last, 5000, 0},
+        Row{dict_merge::first, 5000, 0}, Row{dict_merge::sum, 5000, 0},
+        Row{dict_merge::max, 5000, 0, true}, Row{dict_merge::last, 700, 1},
+        Row{dict_merge::first, 5000, 20000}, Row{dict_merge::sum, 5000, 2000, true},
+        Row{dict_merge::max, 5000, 300000},
+        Row{[](std::uint64_t a, std::uint64_t b) { return a ^ b; }, 3000, 5000}}) {
+    SCOPED_TRACE(testing::Message() << cnt << " pairs, memory " << memory);
+    Pairs<T> pairs = PairsWithRepeats<T>(cnt, cnt + unsigned(memory));
+    if (sorted) std::ranges::stable_sort(pairs, {}, &Pairs<T>::value_type::first);
+    DictBuilder<T> builder(merge);
+    if (memory != 0) builder.set_memory(memory, folder.At("").c_str());
+    std::map<StdString<T>, std::uint64_t> merged;
+    for (const auto& [key, value] : pairs) {
+      const auto [at, is_new] = merged.emplace(key, value);
+      if (!is_new && key.size() < 65536) at->second = merge(at->second, value);
+      if (!is_new && key.size() >= 65536) at->second = std::min(at->second, value);
+    }
+    BufferHash<T> table(99991);
+    for (const auto& [key, value] : merged) table[key]->set_value(value);
+    std::uint32_t cut = 0;
+    ASSERT_EQ(this->dict.open(table, &cut), 0u);
+    ASSERT_TRUE(this->dict.check());
+    const Bytes image = this->image();
+    for (const bool to_file : {false, true}) {
+      for (const auto& [key, value] : pairs) ASSERT_TRUE(builder.add(key, value));
+      ASSERT_EQ(to_file ? builder.save(path.c_str()) : builder.build(this->dict), 0u);
+      EXPECT_EQ(builder.cut_cnt(), cut);
+      EXPECT_TRUE(!to_file || this->dict.open_mapped(path.c_str()) == 0);
+      ASSERT_TRUE(this->image() == image);
+    }
+  }
+}
+
+TEST(DictBuilderTest, ManyRepeatsAreMergedOnTheWay) {
+  DictBuilder<unsigned char> builder(dict_merge::sum);
+  const std::string key(1000, 'k');
+  for (unsigned i = 0; i < 100000; ++i) ASSERT_TRUE(builder.add(key + char('a' + i % 7), i));
+  BufferDict<unsigned char> dict;
+  ASSERT_EQ(builder.build(dict), 0u);
+  EXPECT_EQ(Contents<unsigned char>(dict).size(), 7u);
+  EXPECT_EQ(dict.find(key + 'a')->value(), 714264285u);  // of 14286 terms, 0 + 7 + 14 + ...
+  EXPECT_EQ(dict_merge::sum(UINT64_MAX - 1, 1), UINT64_MAX);
+  EXPECT_EQ(dict_merge::sum(UINT64_MAX - 1, 2), UINT64_MAX);
+}
+
+// The k-th write fails, for k = 0, 1, 2 ... to success: of temporary files and of the image.
+TYPED_TEST(BufferDictTest, AFullDiskLeavesTheOldFileAndNoOther) {
+  using T = TypeParam;
+  const zenta::TempFolder folder;
+  const std::string path = folder.Put("file", "old");
+  const Pairs<T> pairs = PairsWithRepeats<T>(1000, 1);
+  for (const std::uint64_t memory : {0u, 20000u}) {
+    unsigned calls = 0;
+    for (unsigned k = 0; calls >= k; ++k) {
+      ASSERT_LT(k, 1000u);
+      calls = 0;
+      const Answering full(writes, [&](std::uint64_t n) {
+        return calls++ == k ? -ENOSPC : static_cast<std::int64_t>(n);
+      });
+      DictBuilder<T> builder;
+      if (memory != 0) builder.set_memory(memory, folder.At("").c_str());
+      bool good = true;
+      for (const auto& [key, value] : pairs) good = good && builder.add(key, value);
+      const std::uint32_t result = builder.save(path.c_str());
+      EXPECT_EQ(result == 0, calls <= k);
+      EXPECT_EQ(builder.error(), result == 0 ? 0 : ENOSPC);
+      EXPECT_EQ(folder.Get("file") == "old", result != 0);
+      EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.At("")), {}), 1);
+    }
+    folder.Put("file", "old");
+  }
+  DictBuilder<T> builder;
+  builder.set_memory(1, folder.At("missing").c_str());
+  EXPECT_FALSE(builder.add(Widen<T>("k"), 1) || builder.add(Widen<T>("k"), 1));
+  EXPECT_EQ(builder.build(this->dict), FAILURE);
+  EXPECT_EQ(builder.error(), ENOENT);
+}
+
+// Who mapped the old file keeps it, and a link goes on leading to the file.
+TYPED_TEST(BufferDictTest, SavingReplacesTheFileInOneStep) {
+  using T = TypeParam;
+  const zenta::TempFolder folder;
+  const std::string path = folder.At("file"), link = folder.At("link");
+  std::filesystem::create_symlink("file", link);
+  BufferDict<T> old, fresh;
+  ASSERT_EQ(fresh.open(this->RandomTable(30, 1)), 0u);
+  ASSERT_EQ(fresh.save(path.c_str()), 0u);
+  ::chmod(path.c_str(), 0606);
+  ASSERT_EQ(old.open_mapped(path.c_str()), 0u);
+  const Pairs<T> contents = Contents<T>(fresh);
+  ASSERT_EQ(fresh.open(this->RandomTable(40, 2)), 0u);
+  ASSERT_EQ(fresh.save(link.c_str()), 0u);
+  this->dict = std::move(old);
+  EXPECT_TRUE(this->ExpectSafe());
+  EXPECT_EQ(Contents<T>(this->dict), contents);
+  ASSERT_EQ(this->dict.open_mapped(path.c_str()), 0u);
+  EXPECT_EQ(Contents<T>(this->dict), Contents<T>(fresh));
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  struct stat info;
+  ASSERT_EQ(::stat(path.c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0606u);
+  EXPECT_EQ(fresh.save(folder.At("missing/file").c_str()), FAILURE);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.At("")), {}), 2);
 }
 
 // The bytes of the example in docs/formats/dictionary-image.md.

@@ -10,7 +10,7 @@
 #include "corelib/base/types.h"
 #include "corelib/containers/shared/mapped_file.h"
 #include "corelib/containers/shared/mapped_store.h"
-#include "corelib/containers/shared/mapping.h"
+#include "corelib/io/files/mapping.h"
 #include "tests/child.h"
 #include "tests/temp_folder.h"
 

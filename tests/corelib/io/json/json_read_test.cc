@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,9 +31,12 @@ struct Parsed {
   JsonParse parse;
 };
 
-// The reader and the peer agree, wherever the peer has an opinion.
+// The reader and the peer agree, wherever the peer has an opinion; and a cursor with the tree.
 void ExpectAgreement(std::string_view text) {
   Parsed parsed(text);
+  Chunk arena;
+  const BufferRef<unsigned char> copy(parsed.text.data(), static_cast<unsigned>(text.size()));
+  EXPECT_TRUE(oracle::WalksAsTree(copy, parsed.parse, arena)) << text;
   const Verdict peer = oracle::AskPeer(text);
   EXPECT_TRUE(peer.kind == Verdict::kNoOpinion ||
               bool(parsed.parse) == (peer.kind == Verdict::kGood))
@@ -109,7 +113,14 @@ TEST(JsonReadTest, NestingEndsAt512) {
   };
   EXPECT_TRUE(nested("[", ']', 512).parse);
   EXPECT_TRUE(nested("{\"\":", '}', 512).parse);
+  std::string siblings = "[";
+  while (siblings.size() < 4096) siblings += "[0],";
+  EXPECT_TRUE(Parsed(siblings + "0]").parse);
   EXPECT_EQ(nested("{\"\":", '}', 513).parse.position, 512u * 4);
+  for (const std::size_t depth : {511u, 512u, 513u, 600u}) {
+    ExpectAgreement(std::string(depth, '['));
+    ExpectAgreement(std::string(depth - 1, '[') + "{\"\":[0],\"\":{}}" + std::string(depth, ']'));
+  }
   for (const std::size_t depth : {513u, 1000000u}) {
     EXPECT_EQ(nested("[", ']', depth).parse.fault, JsonFault::kDepth);
     EXPECT_EQ(nested("[", ']', depth).parse.position, 512u);
@@ -127,6 +138,7 @@ void ExpectLimits() {
        {std::is_signed_v<T> ? next(least) : "-1", next(most), next(most) + ".0", "1.5"s, "15e-1"s,
         "0.1"s, "1e20"s, "1e-400000000000000000000"s, "1E99999999999999999999"s, "\"1\""s, "true"s,
         "[1]"s, "123456789012345678901"s, "0.100e3000"s}) {
+    ExpectAgreement(other + std::string(10, ' '));
     EXPECT_FALSE(Parsed(other).parse.root->integer(value)) << other;
     EXPECT_EQ(value, 42);
   }
@@ -146,6 +158,7 @@ void ExpectLimits() {
         {"0.05E+2", 5},
         {"1" + zeros + "e-3000", 1},
         {"0." + zeros + "7e3001", 7}}) {
+    ExpectAgreement(text + std::string(10, ' '));
     EXPECT_TRUE(Parsed(text).parse.root->integer(value)) << text;
     EXPECT_EQ(value, want) << text;
   }
@@ -162,9 +175,12 @@ TEST(JsonReadTest, NumbersAreExactAndFitOrAreLeftAlone) {
   const auto expect = []<class... T>() { (ExpectLimits<T>(), ...); };
   expect.operator()<std::int8_t, std::int16_t, std::int32_t, std::int64_t, std::uint8_t,
                     std::uint16_t, std::uint32_t, std::uint64_t>();
+  std::uint64_t great = 0;
+  EXPECT_TRUE(Parsed("1e19").parse.root->integer(great) && great == 10'000'000'000'000'000'000u);
   EXPECT_EQ(Parsed("-12.5e-1").parse.root->real(), -1.25);
   for (const auto& [text, whole] : {std::pair("1.5E3", true),
                                     {"1e400", true},
+                                    {"5.0", true},
                                     {"7", true},
                                     {"1.5", false},
                                     {"1e-400", false},
@@ -198,6 +214,7 @@ TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
   for (const Row& row : rows) {
     const std::string text(row.json);
     SCOPED_TRACE(text);
+    ExpectAgreement('"' + text + "\"" + std::string(40, ' '));
     Parsed parsed("{\"" + text + "\":\"" + text + "\"}");
     JsonNode* const node = parsed.parse.root->first_child();
     const auto bytes = node->str8(parsed.arena);
@@ -212,6 +229,29 @@ TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
     EXPECT_FALSE(node->key_is(std::string(row.bytes) + "x") || node->key_is("y"));
   }
   EXPECT_FALSE(Parsed("[1]").parse.root->first_child()->key_is(""));  // an element has no key
+}
+
+// Runs of each kind, of any length, one behind the other, in texts that go on and that do not.
+TEST(JsonReadTest, StringsOfAllKindsOfRunsAreReadAlike) {
+  constexpr std::string_view kRuns[] = {"a",
+                                        "plain text",
+                                        "\xE4\xBD\xA0\xE5\xA5\xBD",
+                                        "\\\"\\n",
+                                        "\\u4f60",
+                                        "\xC3\xA9\xF0\x9F\x98\x80",
+                                        "\xE0\x9F\xBF",
+                                        "\xED\xA0\x80",
+                                        "\xE4\xBD",
+                                        "\xFF"};
+  std::mt19937 random(3);
+  for (int i = 0; i < 4000; ++i) {
+    std::string text = "\"";
+    for (auto runs = random() % 5; runs != 0; --runs) {
+      const std::string_view run = kRuns[random() % (i % 2 == 0 ? 4 : std::size(kRuns))];
+      for (auto times = random() % 12; times != 0; --times) text += run;
+    }
+    ExpectAgreement(text + '"' + std::string(random() % 40, ' '));
+  }
 }
 
 TEST(JsonReadTest, MemoryIsBoundedByTheText) {

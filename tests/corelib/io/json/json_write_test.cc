@@ -7,9 +7,11 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "corelib/containers/chunk.h"
 #include "corelib/io/json/json_read.h"
+#include "corelib/io/json/json_text.h"
 #include "fuzz/io/json_oracle.h"
 
 namespace tstl {
@@ -139,6 +141,46 @@ TEST(JsonWriteDeathTest, CallsOutOfOrderAreAsserted) {
   deep.null();
   for (int i = 0; i < 100; ++i) deep.end_object(), deep.end_array();
   EXPECT_DEBUG_DEATH(deep.end_array(), "without its begin");
+}
+
+TEST(JsonTextTest, PrettyTextIsOneMemberALineAndTheSameValue) {
+  const std::pair<std::string_view, std::string_view> rows[] = {
+      {"", ""},
+      {" 1 ", "1"},
+      {"{ }", "{}"},
+      {R"({"a":[ ],"b":{},"c":1})", "{\n  \"a\": [],\n  \"b\": {},\n  \"c\": 1\n}"},
+      {"[[1,\n2],\t[]]", "[\n  [\n    1,\n    2\n  ],\n  []\n]"},
+      {R"(["a\\","{,:\"]} x"])", "[\n  \"a\\\\\",\n  \"{,:\\\"]} x\"\n]"},
+      // No JSON: something bounded comes out.
+      {"\"", "\""},
+      {"\"\\", "\"\\"},
+      {"]}", "\n]\n}"},
+      {"{", "{\n  "},
+  };
+  for (const auto& [json, want] : rows) {
+    Buffer<unsigned char> out("> ");
+    EXPECT_TRUE(json_pretty(json, out));
+    EXPECT_EQ(out.std_view(), "> " + std::string(want));
+    Chunk arena;
+    EXPECT_EQ(bool(json_parse(json, arena)), bool(json_parse(want, arena))) << json;
+  }
+  const std::string deep = std::string(10000, '[') + std::string(10000, ']');
+  Buffer<unsigned char> out;
+  EXPECT_TRUE(json_pretty(deep, out));
+  EXPECT_LT(out.len(), 70 * deep.size());
+}
+
+TEST(JsonTextTest, PlaceCountsLinesAndCharacters) {
+  const std::string_view text = "a\n\xE4\xBD\xA0 b\r\nc\rd\xFF";
+  const struct {
+    std::uint32_t position, line, column;
+  } rows[] = {{0, 1, 1}, {1, 1, 2},  {2, 2, 1},  {5, 2, 2},  {6, 2, 3},  {7, 2, 4},
+              {9, 3, 1}, {10, 3, 2}, {11, 4, 1}, {12, 4, 2}, {13, 4, 3}, {~0u, 4, 3}};
+  for (const auto& [position, line, column] : rows) {
+    const TextPlace place = text_place(text, position);
+    EXPECT_EQ(place.line, line) << position;
+    EXPECT_EQ(place.column, column) << position;
+  }
 }
 
 }  // namespace

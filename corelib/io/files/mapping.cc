@@ -1,4 +1,4 @@
-#include "corelib/containers/shared/mapping.h"
+#include "corelib/io/files/mapping.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

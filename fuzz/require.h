@@ -1,0 +1,15 @@
+// How a fuzz target says that an input broke what must hold: it ends the program.
+#pragma once
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace zenta::fuzz {
+
+inline void Require(bool holds, const char* what = nullptr) {
+  if (holds) return;
+  if (what != nullptr) std::fprintf(stderr, "broken: %s\n", what);
+  std::abort();
+}
+
+}  // namespace zenta::fuzz

@@ -1,0 +1,34 @@
+#include "tools/zentactl/commands.h"
+#include "tools/zentactl/dict_commands.h"
+
+namespace zenta::zentactl {
+
+void DefineDict(CLI::App& command) {
+  constexpr struct {
+    const char* name;
+    const char* summary;
+    void (*define)(CLI::App&);
+  } kCommands[] = {
+      {"build", "make an image of word lists", DefineDictBuild},
+      {"get", "look keys up", DefineDictGet},
+      {"prefix", "list the keys that begin with a text", DefineDictPrefix},
+      {"dump", "write an image as a word list", DefineDictDump},
+      {"check", "tell whether an image is whole, and where it is not", DefineDictCheck},
+      {"stats", "tell or draw what takes room in an image, and how long its chains are",
+       DefineDictStats},
+      {"diff", "tell where two images differ", DefineDictDiff},
+      {"merge", "make one image of several", DefineDictMerge},
+  };
+  for (const auto& row : kCommands) row.define(*command.add_subcommand(row.name, row.summary));
+  command.require_subcommand(1);
+  command.footer(
+      "Dictionary images, which hold words and a number for each and are searched where they lie.\n"
+      "'zentactl dict COMMAND --help' explains a command.\n"
+      "\n"
+      "Examples:\n"
+      "  zentactl dict build words.txt --out words.image\n"
+      "  zentactl dict get words.image 你好\n"
+      "  zentactl dict dump words.image --order value | head");
+}
+
+}  // namespace zenta::zentactl
