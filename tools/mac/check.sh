@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
 # what they import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that
-# Homebrew has for it, whose symbols are left open. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
+# Homebrew has for it, whose symbols are left open; ZENTA_CHECK_SHORT=1 leaves it out. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -89,7 +89,8 @@ build_for() {
   local program
   for program in "${programs[@]}"; do find "$out/$1" -type f -name "$program" -delete; done
   local targets=("${programs[@]}")
-  [[ $1 != arm64 ]] || targets+=(zentactl)  # one architecture will do: it is what Homebrew has the libraries for
+  # One architecture will do: it is what Homebrew has the libraries for.
+  [[ $1 != arm64 || -n ${ZENTA_CHECK_SHORT:-} ]] || targets+=(zentactl)
   cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${targets[@]}"
 }
 
