@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
 # what they import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that
-# Homebrew has for it, whose symbols are left open; ZENTA_CHECK_SHORT=1 leaves it out. `./dev mac-check` calls it. docs/macos.md says what this shows and what not.
+# Homebrew has for it, whose symbols are left open; ZENTA_CHECK_SHORT=1 leaves it out. `./dev mac-check` calls it.
+# docs/macos.md says what this shows and what not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
