@@ -134,14 +134,13 @@ IgnoredReason ReadState::integer_reason(const tstl::JsonCursor& json) noexcept {
                                                 : IgnoredReason::kNoInteger;
 }
 
-template <>
+
 bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node) {
   const Bytes kept = node.str8(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
   if (kept.cstr() != nullptr) text = kept;
   return kept.cstr() != nullptr;
 }
-template <>
 bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   const Text16 kept = node.str16(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
@@ -149,7 +148,7 @@ bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   return kept.cstr() != nullptr;
 }
 
-template <>
+
 tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;
@@ -160,7 +159,6 @@ tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   text = kept;
   return behind;
 }
-template <>
 tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;
