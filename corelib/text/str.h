@@ -197,9 +197,13 @@ struct STR {
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findcrlf(const T* p, Length n, unsigned& brk_len) noexcept {
     const Length at = detail::first_break(p, n);
-    brk_len = at == n ? 0 : 1;
+    if (at == n) [[unlikely]] {
+      brk_len = 0;
+      return position(at, n);
+    }
+    brk_len = 1;
     // Foreseen, as all breaks of a text are alike, the next search need not wait for it.
-    if (n - at > 1 && p[at] == '\r') [[unlikely]] {
+    if (p[at] == '\r' && n - at > 1) [[unlikely]] {
       if (p[at + 1] == '\n') [[likely]]
         brk_len = 2;
     }
