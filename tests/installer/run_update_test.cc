@@ -78,8 +78,10 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
     Text output = kSame, error = kSame;
     FakePart part(machine);
     const bool succeeded = row.outcome.succeeded;
-    EXPECT_EQ(RunAsAdministrator(part, "/a b", words, &output, &error), succeeded);
-    EXPECT_EQ(std::pair(output, error), std::pair(row.output, row.error));
+    std::optional<std::int64_t> number;
+    EXPECT_EQ(RunAsAdministrator(part, "/a b", words, &output, &error, &number), succeeded);
+    EXPECT_EQ(std::tuple(output, error, number),
+              std::tuple(row.output, row.error, row.outcome.error_number));
     EXPECT_EQ(RunAsAdministrator(part, "/a b", words), succeeded);
     EXPECT_THAT(machine.effects, testing::Each("run do shell script \"'/a b' -x  two \"words\"\" "
                                                "with administrator privileges"));

@@ -72,6 +72,12 @@ TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
       EXPECT_EQ(defaults_->Integer(key), std::stoll(key)) << key;
     }
   }
+  // A dictionary that ends where the table of offsets begins.
+  const auto number = [](char value) { return std::string(7, '\0') + value; };
+  Put(kFile, "bplist00\x5F\x10\x10" + std::string(kKey) + "\x10\x02\xD1" + std::string("\0\1", 2) +
+                 "\x08\x1B\x1D" + std::string(6, '\0') + "\1\1" + number(3) + number(2) +
+                 number(32));
+  EXPECT_EQ(defaults_->Integer(kKey), 2);
 }
 
 TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {

@@ -192,8 +192,13 @@ TEST(ProtoWriteTest, MemoryIsKeptFromMessageToMessageAndLetGoWhenOneIsTooLong) {
   EXPECT_FALSE(write(huge));
   EXPECT_EQ(out.measured_size(), FAILURE);
   EXPECT_EQ(out.output().ref_internal_data(), nullptr);
-  EXPECT_TRUE(write(""));
+  out.begin_measuring();
+  encode(out, "");
+  EXPECT_TRUE(out.begin_writing());
+  encode(out, "");
   EXPECT_EQ(Hex(out.output().std_view()), "0A040A000A00");
+  encode(out, "b");  // appended
+  EXPECT_EQ(Hex(out.output().std_view()), "0A040A000A000A060A01620A0162");
   EXPECT_FALSE(out.write_once([&](auto pass) { return encode(pass, huge), pass; }));
   EXPECT_EQ(out.output().ref_internal_data(), nullptr);
 
