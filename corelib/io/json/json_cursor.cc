@@ -12,7 +12,7 @@ using detail::JsonPiece;
 
 namespace {
 
-// The kinds of the containers that are open inside of a value that is passed over.
+// Which of the open containers inside a skipped value are objects: one bit for each level.
 class OpenKinds {
  public:
   void set(unsigned depth, bool is_object) {
@@ -28,7 +28,7 @@ class OpenKinds {
   std::array<std::uint64_t, kJsonMaxDepth / 64> objects_{};
 };
 
-// From the opening quote of a string to its closing one.
+// Scans a string from its opening quote to its closing one.
 JsonPiece read_string(const unsigned char* at, const unsigned char* end, detail::StopFinder& stops,
                       bool& escaped) {
   const unsigned char* const stop = stops.next(at + 1);
@@ -97,7 +97,7 @@ bool JsonCursor::key_is(BufferRef<unsigned char> name) const noexcept {
   return escaped ? detail::json_string_is(raw_key(), name) : raw_key() == name;
 }
 
-// Its end is looked for anew: hardly anybody asks.
+// The end of the key is not stored but searched for again, since few callers ask for it.
 BufferRef<unsigned char> JsonCursor::raw_key() const noexcept {
   const unsigned char* const key = text_->key_;
   if (text_->key_kind_ == KeyKind::kNone) return {key, 0};
@@ -147,8 +147,8 @@ JsonCursor::Magnitude JsonCursor::any_magnitude(JsonCursor at) noexcept {
   return found;
 }
 
-// Plain runs are copied with some bytes too many where there is room, so that their length is no matter
-// of branches.
+// A plain run of up to 32 bytes is copied as 32 bytes where there is space for them, so that the
+// copy does not branch on the length.
 std::uint32_t JsonCursor::quick_string(unsigned char* to, std::uint64_t room) noexcept {
   struct Run {
     unsigned char bytes[32];
@@ -210,7 +210,7 @@ bool JsonCursor::skip_scalar() noexcept {
   return true;
 }
 
-// Without recursion: the containers that are open inside of the value are counted by the text.
+// Without recursion: the text counts the open containers, and `kinds` holds their kinds.
 JsonCursor JsonCursor::skip_value(JsonCursor at) noexcept {
   JsonText& text = *at.text_;
   const unsigned outside = text.depth_;
