@@ -48,7 +48,7 @@ extern "C" dirent* readdir(DIR* folder) {
   if (tstl::Call(tstl::listings, 0, [](auto) { return 0; }) < 0) return nullptr;
   return real(folder);
 }
-// What is closed is gone in any case.
+// The real close runs even if the answer is an error, as on a real system.
 extern "C" int close(int fd) {
   static const auto real = reinterpret_cast<decltype(&close)>(dlsym(RTLD_NEXT, "close"));
   const int result = real(fd);
