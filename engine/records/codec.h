@@ -18,7 +18,7 @@
 // A codec is a structure of static members. The members for a form that a type does not have are
 // missing, and a table that needs them does not compile:
 //
-//   kJsonType, kWireType     what a value looks like; a reader takes nothing else
+//   kJsonType, kWireType     the types of a value; readers accept no other
 //   kAlwaysInJson = true     optional: written in JSON although it is empty
 //   kOtherWireType           optional: another wire type that read_binary() accepts
 //   is_empty(value)          whether it is omitted (but in a list everything is written)

@@ -22,7 +22,7 @@
 //   kWrittenKey                          the JSON key that is written, if not the one that is read
 //   kAlwaysInJson, kNeverInBinary = true
 //   Codec                                another codec than that of the member's type
-//   is_absent(member) -> bool            whether the value counts as absent; without it, 0 and empty do
+//   is_absent(member) -> bool            whether the value counts as absent (default: 0 and empty)
 //   applies(record) -> bool              whether the field is written at all for this record
 //   written_value(record) -> value       what is written, if not the member's own value
 //   after_read(record)                   runs after a reader has read the field

@@ -33,9 +33,9 @@ namespace zenta::records {
 
 // The most bytes of arena memory that readers of records take for one byte of a message. An element
 // costs two bytes or more of the message (a number one or more). It takes at most four times its
-// size: the capacity is less than twice the count, and the memory abandoned on the way is less than
-// that. A list of unknown length starts with the capacity kFirstRoom, which is paid for by the
-// seven bytes of its key and brackets.
+// size: the capacity is less than twice the count, and the memory abandoned while growing is less
+// than the capacity. A list of unknown length starts with the capacity kFirstRoom, which is paid
+// for by the seven bytes of its key and brackets.
 inline constexpr std::uint32_t kMaxGrowth = 256;
 inline constexpr std::uint32_t kFirstRoom = 8;
 

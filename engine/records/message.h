@@ -58,8 +58,8 @@ struct JsonResult {
   // kUnexpected also for a value that is no object. kDepth also for records that are nested too
   // deep; `position` is then that of the first of them.
   tstl::JsonFault fault = tstl::JsonFault::kNone;
-  // The number of bytes read. After a fault: the offset of the first byte that cannot be part of a
-  // valid message. For kMemory: the length of the text.
+  // The number of bytes read. After a fault: the offset of the first byte that makes the message
+  // invalid. For kMemory: the length of the text.
   std::uint32_t position = 0;
 
   explicit operator bool() const noexcept { return fault == tstl::JsonFault::kNone; }

@@ -35,8 +35,7 @@
 namespace zenta::trace {
 
 // What is wrong with a line, and where: the number of the line, from 1, and the offset of the first
-// byte that cannot be part of a valid line, from 0. kUnexpected also when the line is a JSON value
-// but no object.
+// byte that makes it invalid, from 0. kUnexpected also when the line is a JSON value but no object.
 struct TraceFault {
   tstl::JsonFault fault = tstl::JsonFault::kNone;
   std::uint64_t line = 0;

@@ -15,21 +15,13 @@
 #include "corelib/containers/chunk.h"
 #include "corelib/text/utf.h"
 #include "engine/records/record.h"
+#include "tests/reference/short_arena.h"
 
 namespace zenta::reference {
 
 using records::kFields;
 using records::List;
 using records::Record;
-
-// An arena that gives `left` blocks and no more.
-struct ShortArena {
-  void* alloc_aligned(std::uint64_t n, std::size_t align) {
-    return left-- == 0 ? (left = 0, nullptr) : arena.alloc_aligned(n, align);
-  }
-  unsigned left;
-  tstl::Chunk arena{};
-};
 
 // The first member in which two values differ, as a path of keys; empty when there is none. Texts
 // of the first value must end with a zero, as those do that were read.

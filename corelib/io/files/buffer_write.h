@@ -5,7 +5,7 @@
 //   if (out.open(path, false) == FAILURE) ...
 //   (out << "width=").write_num(640).write_line_end(false);
 //   out.close();
-//   if (out.error() != 0) ...                           // the disk was full, or the like
+//   if (out.error() != 0) ...                           // a full disk, say
 //
 // Elements are the units of the buffer: bytes, or 16-bit units. 16-bit units are written in the
 // machine's byte order, after a byte-order mark. All counts are in elements unless they say bytes.

@@ -17,8 +17,8 @@
 //
 // Symbolic links to directories are not entered, so the walk cannot loop. Trees may be deeper than
 // the limit of open files, and paths longer than PATH_MAX: the walker keeps one descriptor open and
-// does not recurse. (If others replace a directory by a link during the walk, the walk may go on
-// behind that link, but it still ends.)
+// does not recurse. (If others replace a directory by a link during the walk, the walk may continue
+// in the link's target, but it still ends.)
 //
 // The walker owns its memory, which is in proportion to the names that were read and are still to
 // come. path() is valid until the next operation. A walker is for one thread at a time.
@@ -44,9 +44,9 @@ class DirectoryWalker {
   DirectoryWalker& operator=(const DirectoryWalker&) = delete;
   ~DirectoryWalker() { close(); }
 
-  // Starts at a directory (or a link to one), which is not an entry itself. Only files whose names
-  // end with `suffix` are entries, and all directories. `suffix` must outlive the walk. Returns 0;
-  // or FAILURE, with no entries, when `path` is null, the directory cannot be read, or an
+  // Starts at a directory (or a link to one), which is not an entry itself. The entries are all
+  // directories, and the files whose names end with `suffix`, which must outlive the walk. Returns
+  // 0; or FAILURE, with no entries, when `path` is null, the directory cannot be read, or an
   // allocation fails.
   std::uint32_t open(const char* path, View suffix = {});
 

@@ -2,7 +2,10 @@
 //
 //   TextRead<unsigned char> words;
 //   if (words.open(path) == FAILURE) ...
-//   words.for_each_pair('\t', [&](BufferRef<unsigned char> word, long long count) { ... return true; });
+//   words.for_each_pair('\t', [&](BufferRef<unsigned char> word, long long count) {
+//     ...
+//     return true;
+//   });
 //   if (words.error() != 0) ...              // reading failed before the end of the file
 //
 // A line ends with LF, CR or CR LF, the last one also with the end of the file. The line end is not

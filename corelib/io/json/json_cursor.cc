@@ -56,7 +56,7 @@ unsigned char JsonCursor::token() noexcept {
 
 bool JsonCursor::find_key() noexcept { return token() == '"' || fail(JsonFault::kUnexpected); }
 
-JsonCursor JsonCursor::enter_odd(JsonCursor at, unsigned char closer, bool& more) noexcept {
+JsonCursor JsonCursor::enter_slow(JsonCursor at, unsigned char closer, bool& more) noexcept {
   more = at.text_->depth_ != kJsonMaxDepth || at.fail(JsonFault::kDepth);
   if (!more) return at;
   ++at.at_;
@@ -65,7 +65,7 @@ JsonCursor JsonCursor::enter_odd(JsonCursor at, unsigned char closer, bool& more
   return at;
 }
 
-JsonCursor JsonCursor::after_value(JsonCursor at, unsigned char closer, bool& more) noexcept {
+JsonCursor JsonCursor::next_slow(JsonCursor at, unsigned char closer, bool& more) noexcept {
   const unsigned char c = at.token();
   more = false;
   if (c == ',') {

@@ -190,8 +190,8 @@ class JsonCursor {
     return closer == '}' ? at_[1] == '"' : at_[1] > ' ' && at_[1] != ']';
   }
   // The slow paths of enter() and next(): whitespace, empty containers and faults.
-  static JsonCursor enter_odd(JsonCursor at, unsigned char closer, bool& more) noexcept;
-  static JsonCursor after_value(JsonCursor at, unsigned char closer, bool& more) noexcept;
+  static JsonCursor enter_slow(JsonCursor at, unsigned char closer, bool& more) noexcept;
+  static JsonCursor next_slow(JsonCursor at, unsigned char closer, bool& more) noexcept;
   // Moves past whitespace to the key of a member. Without one, a fault.
   bool find_key() noexcept;
   bool leave() noexcept {
@@ -232,7 +232,7 @@ class JsonCursor {
     return true;
   }
   bool more;
-  *this = enter_odd(*this, closer, more);
+  *this = enter_slow(*this, closer, more);
   return more;
 }
 [[gnu::always_inline]] inline bool JsonCursor::enter_object() noexcept { return enter('}'); }
@@ -247,7 +247,7 @@ class JsonCursor {
     if (*at_ == closer) return leave();
   }
   bool more;
-  *this = after_value(*this, closer, more);
+  *this = next_slow(*this, closer, more);
   return more;
 }
 

@@ -50,8 +50,8 @@ struct JsonParse {
   // The value. After a fault: the part of it that was complete, or null when there is none.
   JsonNode* root = nullptr;
   JsonFault fault = JsonFault::kNone;
-  // The number of bytes read. After a fault: the offset of the first byte that cannot be part of a
-  // valid text; for kEnds, the length of the text.
+  // The number of bytes read. After a fault: the offset of the first byte that makes the text
+  // invalid; for kEnds, the length of the text.
   std::uint32_t position = 0;
 
   explicit operator bool() const noexcept { return fault == JsonFault::kNone; }

@@ -27,8 +27,8 @@
 // is the encoder's task. They can also be called on the writer directly, outside of write() and
 // write_once(). Then they append to its output, and patch lengths as write_once() does.
 //
-// Nested messages end in the reverse of the order in which they began, all of them before the output
-// is taken. Debug builds assert it.
+// Nested messages end in the reverse of the order in which they began, all of them before the
+// output is taken. Debug builds assert it.
 //
 // When an allocation fails, or a message would be longer than 32 bits can count, the output is
 // emptied, all further operations do nothing, and write() returns false. A writer is for one thread

@@ -23,7 +23,7 @@ inline constexpr unsigned kMaxVarint64 = 10;
   if (value < 0x80) return 1;
   if (value < 0x4000) return 2;
   const auto bits = static_cast<unsigned>(std::bit_width(value | 1));
-  return (bits * 9 + 64) / 64;  // the quotient of bits and 7, rounded up, for 1 to 64 bits
+  return (bits * 9 + 64) / 64;  // bits / 7, rounded up, for 1 to 64 bits
 }
 
 // Writes varint_size(value) bytes at `at` and returns the position after them.

@@ -11,6 +11,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "fuzz/io/json_oracle.h"
+#include "tests/reference/short_arena.h"
 
 namespace tstl {
 namespace {
@@ -18,6 +19,7 @@ namespace {
 using oracle::Verdict;
 using std::string_literals::operator""s;
 using std::string_view_literals::operator""sv;
+using zenta::reference::ShortArena;
 
 // Parses an exactly sized heap copy, so that a sanitizer sees a read past the end.
 struct Parsed {
@@ -263,15 +265,6 @@ TEST(JsonReadTest, MemoryIsBoundedByTheText) {
   while (zeros.size() < 1 << 20) zeros += ",0";
   EXPECT_LT(Parsed(zeros + "]").arena.total(), 16 * zeros.size() + 8192 * 32);
 }
-
-// An arena that serves `left` requests and no more.
-struct ShortArena {
-  void* alloc_aligned(std::uint64_t n, std::size_t align) {
-    return left-- > 0 ? memory.alloc_aligned(n, align) : nullptr;
-  }
-  int left;
-  Chunk memory{};
-};
 
 TEST(JsonReadTest, ShortMemoryIsAFaultOrAnEmptyString) {
   std::string text = "[\"\\n\"";
