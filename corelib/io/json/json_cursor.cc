@@ -117,9 +117,8 @@ bool JsonCursor::boolean(bool& value) noexcept {
 
 JsonCursor::RawNumber JsonCursor::find_number() const noexcept {
   if (!type_is(JsonType::kNumber)) return {};
-  JsonPiece number = detail::read_json_whole(at_, text_->end_);
-  const bool has_fraction = number && detail::is_json_fraction(number.at, text_->end_);
-  if (has_fraction) number = detail::read_json_fraction(number.at, text_->end_);
+  bool has_fraction;
+  const JsonPiece number = detail::read_json_number(at_, text_->end_, has_fraction);
   if (!number) return {};
   return {{at_, static_cast<std::uint32_t>(number.at - at_)}, has_fraction};
 }
@@ -193,15 +192,12 @@ bool JsonCursor::skip_string(bool& escaped) noexcept {
 
 bool JsonCursor::skip_scalar() noexcept {
   const unsigned char c = peek();
-  bool escaped;
-  if (c == '"') return skip_string(escaped);
+  bool unused;
+  if (c == '"') return skip_string(unused);
   const unsigned char* const end = text_->end_;
   JsonPiece piece{at_};
   if (begins(c, JsonType::kNumber)) {
-    piece = detail::read_json_whole(at_, end);
-    if (piece && detail::is_json_fraction(piece.at, end)) {
-      piece = detail::read_json_fraction(piece.at, end);
-    }
+    piece = detail::read_json_number(at_, end, unused);
   } else {
     piece = detail::read_json_literal(at_, end, c == 'n' ? "null" : c == 't' ? "true" : "false");
   }

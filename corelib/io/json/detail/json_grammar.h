@@ -68,6 +68,14 @@ inline JsonPiece read_json_whole(const unsigned char* at, const unsigned char* e
   return read_json_digits(at, end);
 }
 
+// A number. `has_fraction`: whether it has a fraction or an exponent.
+inline JsonPiece read_json_number(const unsigned char* at, const unsigned char* end,
+                                  bool& has_fraction) {
+  const JsonPiece whole = read_json_whole(at, end);
+  has_fraction = whole && is_json_fraction(whole.at, end);
+  return has_fraction ? read_json_fraction(whole.at, end) : whole;
+}
+
 inline JsonPiece read_json_literal(const unsigned char* at, const unsigned char* end,
                                    std::string_view literal) {
   for (const char c : literal) {
