@@ -65,7 +65,7 @@ class DirectoryWalker {
   // end then). REQUIRES: next() returned true.
   bool enter();
 
-  // False when a directory could not be entered, or the walk has ended because an allocation
+  // False when enter() could not read a directory, or the walk has ended because an allocation
   // failed.
   bool is_complete() const { return complete_; }
 

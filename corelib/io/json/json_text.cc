@@ -89,7 +89,7 @@ class Layout {
   const unsigned char* end_;
   Buffer<unsigned char>& out_;
   std::uint64_t before_;
-  std::uint64_t expected_ = 0;  // bytes that were put
+  std::uint64_t expected_ = 0;  // bytes passed to put()
   std::uint32_t depth_ = 0;
 };
 

@@ -218,7 +218,7 @@ bool ProtoWrite::write(Encoder&& encode) {
 
 template <class Encoder>
 bool ProtoWrite::write_once(Encoder&& encode) {
-  constexpr std::uint64_t kFirstRoom = 1000;  // bytes to begin with, where there is no memory yet
+  constexpr std::uint64_t kFirstRoom = 1000;  // bytes of the first allocation
   begin_measuring();
   mode_ = Mode::kAppending;
   stop_at(encode(PatchingPass(this, out_.room(nullptr, kFirstRoom))).position());

@@ -1,4 +1,4 @@
-// WireReader: walks through a message in the Protocol Buffers wire format and hands out its fields
+// WireReader: walks through a message in the Protocol Buffers wire format and returns its fields
 // one by one.
 //
 //   WireReader reader(message);
@@ -60,8 +60,8 @@ class WireField {
         length_(static_cast<std::uint32_t>(length)),
         bytes_(bytes) {}
 
-  // Plain words, so that a field stays in registers between the reader and the code that it is
-  // handed to.
+  // Scalars only, so that a field stays in registers between the reader and the code that it is
+  // passed to.
   std::uint32_t key_ = 0;
   std::uint32_t length_ = 0;
   std::uint64_t varint_ = 0;

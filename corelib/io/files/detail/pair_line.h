@@ -30,7 +30,7 @@ template <Unit T>
   const bool negative = text && text.front() == '-';
   const BufferRef<T> digits = text.sub_tail(negative);
   const long long value = negative ? text.to_int64() : static_cast<long long>(text.to_uint64());
-  const bool at_limit = value == (negative ? INT64_MIN : -1);  // -1: the greatest of 64 bits
+  const bool at_limit = value == (negative ? INT64_MIN : -1);  // -1: the bits of UINT64_MAX
   if (!all_digits(digits)) {
     ++faults.no_number;
   } else if (at_limit &&
