@@ -3,12 +3,12 @@
 //   type                      binary                                  JSON
 //   integer                   varint, cut to the type's width         number
 //   bool                      varint; any non-zero is true            true or false
-//   float, double             4 and 8 bytes                           number; null for what is none
+//   float, double             4 and 8 bytes                           number; null if not finite
 //   enumeration               as the integers of its underlying type, which is fixed
 //   Bytes                     the bytes                               string
 //   Text16                    UTF-8                                   string
 //   Text16 with As<RawUnits>  its units, little-endian                string
-//   a record                  nested message; left out if it has no   object, written even if empty
+//   a record                  nested message; omitted if it has no    object, written even if empty
 //                             field to write
 //   List<T>, T one of the     packed: one field with all elements;    array
 //   first four                read also as one field for each
@@ -24,15 +24,17 @@
 //   is_empty(value)          whether it is omitted (but in a list everything is written)
 //   read_json(value, json, state) -> bool
 //                            REQUIRES: the JSON value is of kJsonType. False, with `value`
-//                            unchanged, when it does not fit all the same; the codec then gives
-//                            the state the reason: state.refuse(reason). A template: `json` is a
-//                            node of a tree (JsonNode&) or a cursor in the text (JsonCursor&),
-//                            which have the same calls
+//                            unchanged, when the JSON value does not fit; the codec then reports
+//                            the reason with state.refuse(reason). A template: `json` is a node of
+//                            a tree (JsonNode&) or a cursor in the text (JsonCursor&), which have
+//                            the same calls
 //   write_json(value, out)
-//   read_binary(value, field, state)           REQUIRES: field.type() is one of the two. For a List
+//   read_binary(value, field, state)
+//                            REQUIRES: field.type() is kWireType or kOtherWireType. For a List
 //                            whose elements are fields of their own it has one more argument, as
 //                            below
-//   write_binary(value, number, out) -> out    `out` is any pass of a ProtoWrite, by value
+//   write_binary(value, number, out) -> out
+//                            `out` is any pass of a ProtoWrite, by value
 //
 // Your own types get a codec by a specialization of Codec or, for single fields, by the trait As<>.
 #pragma once
@@ -256,8 +258,8 @@ struct Codec<Text16> : detail::TextCodec<unsigned short> {
   }
 };
 
-// 16-bit text that the binary form carries as its units, little-endian. A last byte that is no unit
-// is dropped.
+// 16-bit text that the binary form carries as its units, little-endian. An odd last byte is
+// dropped.
 struct RawUnits : detail::TextCodec<unsigned short> {
   static_assert(std::endian::native == std::endian::little, "units are sent as they lie in memory");
 
@@ -279,7 +281,7 @@ struct RawUnits : detail::TextCodec<unsigned short> {
 
 namespace detail {
 
-// The bytes of elements that are sent as they lie in memory. A size of 32 bits or more becomes
+// The bytes of elements that are sent as they lie in memory. A size that exceeds 32 bits becomes
 // FAILURE, which is too long for any message and makes the writer fail.
 template <class T>
 Bytes bytes_of(const T* elements, std::uint32_t count) noexcept {
@@ -417,7 +419,7 @@ struct ListCodec {
 
   static constexpr bool is_empty(const List<T>& list) noexcept { return list.is_empty(); }
 
-  // Appends the elements; those that are no values of T are left out.
+  // Appends the elements, and skips those that are not values of T.
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
     if (!list.reserve(count_of(array), state.arena())) {
       state.stop_for_memory();

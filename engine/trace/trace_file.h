@@ -43,9 +43,9 @@ struct TraceFault {
 };
 
 // Reads a line into an empty record. The record's texts and lists lie in `arena`. The JSON tree
-// lies in `nodes`, which may be emptied after the call. Each of the two gives at most 16 bytes for
-// each byte of the line, plus 64 KiB. On a fault `record` is empty, `position` is the offset of the
-// fault, and nothing was taken from `arena` unless the fault is kMemory.
+// lies in `nodes`, which may be emptied after the call. From each of the two it takes at most 16
+// bytes for each byte of the line, plus 64 KiB. On a fault `record` is empty, `position` is the
+// offset of the fault, and nothing was taken from `arena` unless the fault is kMemory.
 //
 // `listener`, which may be null, is called for each value that is ignored. That includes the number
 // "time" in an input and the array "time" in a pad, since each kind has the other form.
