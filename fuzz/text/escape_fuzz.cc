@@ -1,5 +1,6 @@
 // Escapes and unescapes a text. The escaped text must have no control characters and must unescape
 // to the original. Unescaping must give the same text in UTF-8 and in UTF-16.
+// Input: 1 for 16-bit units, then the text.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>

@@ -38,7 +38,7 @@ extern "C" int openat(int folder, const char* path, int flags, ...) {
   static const auto real = reinterpret_cast<decltype(&openat)>(dlsym(RTLD_NEXT, "openat"));
   va_list arguments;
   va_start(arguments, flags);
-  const auto mode = va_arg(arguments, unsigned);  // whatever it is, without O_CREAT
+  const auto mode = va_arg(arguments, unsigned);  // meaningless without O_CREAT
   va_end(arguments);
   return static_cast<int>(
       tstl::Call(tstl::opens, 0, [=](auto) { return real(folder, path, flags, mode); }));
