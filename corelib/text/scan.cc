@@ -6,13 +6,13 @@
 
 namespace tstl::detail {
 
-template <Unit T>
+template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n) {
   return first_of_blocks(p, n, T{'\n'}, T{'\r'});
 }
 
 // Compares in full wherever the first and the last unit fit.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   using Block = base::Block<T>;
   constexpr std::uint64_t kStep = Block::kUnits;
@@ -43,7 +43,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
 
 // Leaps from one first unit to the next where these are rare; where leaps turn out short, the
 // stretches that are compared in between grow, until the leaps no longer count.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
   constexpr std::uint64_t kLong = 256 * kShort;

@@ -90,15 +90,15 @@ class ReadState {
   [[nodiscard]] Text16 keep_units(Bytes payload);
   // Makes `text` refer to the decoded string of a JSON node, zero-terminated, which the node keeps.
   // False, and reading stops, when the arena is out of memory.
-  template <tstl::Unit T>
-  bool keep_string(tstl::BufferRef<T>& text, tstl::JsonNode& node);
+  bool keep_string(Bytes& text, tstl::JsonNode& node);
+  bool keep_string(Text16& text, tstl::JsonNode& node);
   // The same for the string at a cursor, which moves past it. False, with the cursor where it was,
   // also when the string is malformed.
   template <tstl::Unit T>
   bool keep_string(tstl::BufferRef<T>& text, tstl::JsonCursor& json) {
-    const tstl::JsonCursor after = read_string(text, json);
-    if (after.is_at(json)) return false;
-    json = after;
+    const tstl::JsonCursor behind = read_string(text, json);
+    if (behind.is_at(json)) return false;
+    json = behind;
     return true;
   }
 
@@ -121,8 +121,8 @@ class ReadState {
     return reinterpret_cast<std::uintptr_t>(payload.cstr()) + bytes <= message_end_ &&
            text_left_ > units * sizeof(T);
   }
-  template <tstl::Unit T>
-  tstl::JsonCursor read_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Bytes& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Text16& text, tstl::JsonCursor json);
   template <tstl::Unit T>
   tstl::JsonCursor read_any_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
 
@@ -146,15 +146,5 @@ class ReadState {
   IgnoredReason reason_ = IgnoredReason::kOtherType;
   bool stopped_ = false;
 };
-
-// Defined in read_state.cc.
-template <>
-bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node);
-template <>
-bool ReadState::keep_string(Text16& text, tstl::JsonNode& node);
-template <>
-tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json);
-template <>
-tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json);
 
 }  // namespace zenta::records
