@@ -21,7 +21,8 @@ std::uint64_t stops_of(const unsigned char* window) {
   return stops;
 }
 
-// The last window is filled up with zeros, so that a stop is always found, at the end of the text.
+// The last window is padded with zeros, which are stops. So a search always ends, at the end of the
+// text at the latest.
 std::uint64_t stops_of_last(const unsigned char* window, std::size_t left) {
   unsigned char bytes[kWindow] = {};
   if (left != 0) std::memcpy(bytes, window, left);
