@@ -1,5 +1,5 @@
-// The random numbers that a story is drawn from (splitmix64). A seed gives the same numbers on every
-// machine and in every version.
+// The random numbers that a story is drawn from (splitmix64). A seed gives the same numbers on
+// every machine and in every version.
 #pragma once
 
 #include <cstddef>

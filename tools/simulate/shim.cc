@@ -4,8 +4,8 @@
 // the call is made, fails, is cut short, or is the last one of its process. Time and random numbers
 // come from the simulator, and no process really sleeps.
 //
-// Only the programs under test take part. The shell between them runs freely while its parent waits.
-// Calls that the C library makes inside itself (stdio, the user database) are not seen.
+// Only the programs under test take part. The shell between them runs freely while its parent
+// waits. Calls that the C library makes inside itself (stdio, the user database) are not seen.
 //
 // The library's state is one socket, the last result, the clocks and the random numbers. It calls
 // the kernel directly, so that it never calls its own functions.
@@ -46,7 +46,7 @@ char g_root[PATH_MAX];
 std::size_t g_root_length = 0;
 std::int32_t g_error = 0;  // errno after the last call, if its result is -1
 
-// --- Turns -----------------------------------------------------------------------------------------
+// --- Turns ---------------------------------------------------------------------------------------
 
 // If the simulator is gone, the process dies.
 Reply Exchange(Request& request) {
@@ -100,7 +100,7 @@ long Failed(int error) {
   return Recorded(-1);
 }
 
-// --- Paths -----------------------------------------------------------------------------------------
+// --- Paths ---------------------------------------------------------------------------------------
 
 namespace {
 
@@ -174,7 +174,7 @@ bool Writes(const char* what, const Place& place) {
   return true;
 }
 
-// --- Start -----------------------------------------------------------------------------------------
+// --- Start ---------------------------------------------------------------------------------------
 
 namespace {
 

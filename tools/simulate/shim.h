@@ -11,8 +11,8 @@
 #include "tools/simulate/protocol.h"
 #include "tools/simulate/random.h"
 
-namespace zenta::simulate {
-namespace [[gnu::visibility("hidden")]] shim {
+#pragma GCC visibility push(hidden)  // the library exports the C library's names alone
+namespace zenta::simulate::shim {
 
 extern bool g_active;                         // this process asks before it calls
 extern std::int64_t g_result;                 // of the last call; sent with the next request
@@ -20,7 +20,7 @@ extern std::int64_t g_monotonic, g_realtime;  // the simulated clocks, nanosecon
 extern std::int32_t g_process;                // the process ID that the program sees
 extern Random g_random;
 
-// --- Turns -----------------------------------------------------------------------------------------
+// --- Turns ---------------------------------------------------------------------------------------
 
 struct Asked {
   Call call;
@@ -53,7 +53,7 @@ Function* Next(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
-// --- Paths -----------------------------------------------------------------------------------------
+// --- Paths ---------------------------------------------------------------------------------------
 
 struct Place {
   char path[PATH_MAX * 2];
@@ -76,5 +76,5 @@ void Report(const char* what, const char* path);
 // folder. A folder that does not exist is not reported, because the call will fail.
 bool Writes(const char* what, const Place& place);
 
-}  // namespace gnu::visibility("hidden")]]shim
-}  // namespace zenta::simulate
+}  // namespace zenta::simulate::shim
+#pragma GCC visibility pop

@@ -22,8 +22,8 @@ using namespace zenta::simulate::shim;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
 
-// Repeats `attempt` until it returns true, each time after the simulator has let this process retry.
-// False when `nanoseconds` are over; -1 waits without end.
+// Repeats `attempt` until it returns true, each time after the simulator has let this process
+// retry. False when `nanoseconds` are over; -1 waits without end.
 template <class Attempt>
 bool Until(std::int64_t nanoseconds, Attempt attempt) {
   while (!attempt()) {
