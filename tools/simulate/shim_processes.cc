@@ -94,8 +94,8 @@ int Spawn(Spawner* spawn, pid_t* child, const char* program,
 
 }  // namespace
 
-// The names are the C library's, and the checker does not see that va_start starts a list.
-// NOLINTBEGIN(bugprone-reserved-identifier, bugprone-macro-parentheses, clang-analyzer-valist.Uninitialized)
+// The names are those of the C and C++ libraries.
+// NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" {
 
 int flock(int descriptor, int operation) {
@@ -203,4 +203,4 @@ unsigned _ZNSt13random_device9_M_getvalEv(void*) {
 }
 
 }  // extern "C"
-// NOLINTEND(bugprone-reserved-identifier, bugprone-macro-parentheses, clang-analyzer-valist.Uninitialized)
+// NOLINTEND(bugprone-reserved-identifier)
