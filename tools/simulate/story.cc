@@ -17,7 +17,7 @@ namespace {
 using Kind = Event::Kind;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
-// At most so many calls lie between the updater's last look at the package and its removal.
+// The most calls between the last look of the updater at the package and its removal.
 constexpr std::uint64_t kBlindCalls = 40;
 constexpr int kBusy = 75;                            // the installer waited for another one in vain
 constexpr std::int64_t kLongestWait = 61 * kSecond;  // for a lock that another process holds
