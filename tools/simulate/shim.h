@@ -11,7 +11,7 @@
 #include "tools/simulate/protocol.h"
 #include "tools/simulate/random.h"
 
-#pragma GCC visibility push(hidden)  // the library exports the C library's names alone
+#pragma GCC visibility push(hidden)  // the library must not export what follows
 namespace zenta::simulate::shim {
 
 extern bool g_active;                         // this process asks before it calls
