@@ -14,11 +14,13 @@
 #pragma GCC visibility push(hidden)  // the library must not export what follows
 namespace zenta::simulate::shim {
 
+// NOLINTBEGIN(bugprone-dynamic-static-initializers): constants initialise them in shim.cc
 extern bool g_active;                         // this process asks before it calls
 extern std::int64_t g_result;                 // of the last call; sent with the next request
 extern std::int64_t g_monotonic, g_realtime;  // the simulated clocks, nanoseconds
 extern std::int32_t g_process;                // the process ID that the program sees
 extern Random g_random;
+// NOLINTEND(bugprone-dynamic-static-initializers)
 
 // --- Turns ---------------------------------------------------------------------------------------
 
