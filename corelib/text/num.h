@@ -31,7 +31,7 @@ struct NUM {
   static constexpr unsigned kSizeRoom = 8;
   static constexpr unsigned kRealRoom = 26;
   static constexpr unsigned kFixedRealRoom = 83;
-  // Counts of digits above this are taken for this by zz_toreal.
+  // zz_toreal reduces greater counts of digits to this.
   static constexpr unsigned kMaxRealDigits = 40;
 
   // Decimal digits, without leading zeros, after a '-' when the value is negative. Room:
@@ -62,10 +62,9 @@ struct NUM {
     return width;
   }
 
-  // The value divided by 10^decimals: all its digits with a '.' before the last `decimals` of them,
-  // one digit before the
-  // '.' at least. The '.' is always there, so 0 decimals give "5.". Room: max(decimals + 1, 20)
-  // + 3.
+  // The value divided by 10^decimals: all its digits with a '.' before the last `decimals` of them
+  // and at least one digit before the '.'. The '.' is always there: 0 decimals give "5.". Room:
+  // max(decimals + 1, 20) + 3.
   template <Unit T, Integer V>
   static unsigned zz_totc(T* buf, V value, unsigned decimals) noexcept {
     const unsigned len = zz_fixp(buf, zz_tostr(buf, value), decimals + 1 + (value < 0));
@@ -75,10 +74,9 @@ struct NUM {
     return len + 1;
   }
 
-  // A count of bytes in the greatest unit that it reaches, of powers of 1024 with the letters
-  // "BKMGTPE": the whole part, a '.' and a fraction that is cut, not rounded. Whole part and
-  // fraction have 5 digits together, the fraction 3 at most: "1000.0B", "1.500K", "15.999E". Room:
-  // kSizeRoom.
+  // A count of bytes in its greatest unit: a power of 1024 with a letter of "BKMGTPE". Writes the
+  // whole part, a '.' and a fraction that is cut, not rounded. Whole part and fraction have 5
+  // digits together, the fraction at most 3: "1000.0B", "1.500K", "15.999E". Room: kSizeRoom.
   template <Unit T>
   static unsigned zz_tofsize(T* buf, unsigned long long bytes) noexcept {
     const unsigned step = static_cast<unsigned>(std::bit_width(bytes | 1) - 1) / 10;
@@ -111,10 +109,10 @@ struct NUM {
   // or 1e+21 outside; "nan", "inf" and "-inf". Room: kRealRoom.
   template <Unit T>
   static unsigned zz_toreal(T* buf, double value) noexcept;
-  // With `frac_digits` digits after the point (and no point for 0), correctly rounded, and at least
-  // `int_digits` before it, filled up with zeros after the sign; both at most kMaxRealDigits. From
-  // 1e21 on, and for what is not finite, the shortest form. Zero and what rounds to it keep their
-  // sign. Room: kFixedRealRoom.
+  // Correctly rounded to `frac_digits` digits after the point (no point for 0), and padded with
+  // zeros after the sign to at least `int_digits` before it; both are at most kMaxRealDigits.
+  // Values from 1e21 on and those that are not finite get the shortest form. Zero, and what rounds
+  // to it, keeps its sign. Room: kFixedRealRoom.
   template <Unit T>
   static unsigned zz_toreal(T* buf, double value, unsigned int_digits,
                             unsigned frac_digits) noexcept;
@@ -123,7 +121,7 @@ struct NUM {
   template <class V>
   using Magnitude = std::conditional_t<sizeof(V) <= 4, std::uint32_t, std::uint64_t>;
 
-  // The absolute value, which the most negative number has too as an unsigned one.
+  // The absolute value, unsigned so that the most negative number has one too.
   template <Integer V>
   static constexpr Magnitude<V> magnitude(V value) noexcept {
     const auto bits = static_cast<Magnitude<V>>(value);
