@@ -38,6 +38,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/str.h"
 #include "corelib/text/text_ops.h"
@@ -264,7 +265,9 @@ void write_text(Stream& out, BufferRef<T> text) {
       continue;
     }
     out.put('\\').put('u');
-    for (int shift = 12; shift >= 0; shift -= 4) out.put("0123456789ABCDEF"[unit >> shift & 15]);
+    for (int shift = 12; shift >= 0; shift -= 4) {
+      out.put(static_cast<char>(base::upper_hex_digit(unit >> shift & 15)));
+    }
   }
 }
 }  // namespace detail

@@ -4,8 +4,7 @@
 #include <cassert>
 #include <string_view>
 
-#include "corelib/text/detail/digits.h"
-#include "corelib/text/parse.h"
+#include "corelib/base/digit.h"
 #include "corelib/text/str.h"
 #include "corelib/text/utf.h"
 
@@ -34,8 +33,8 @@ unsigned char letter_of(T unit) {
 template <Unit T>
 unsigned hex_at(BufferRef<T> text, unsigned pos, unsigned count) {
   const BufferRef<T> digits = text.sub_str(pos, count);
-  const bool all =
-      std::all_of(digits.begin(), digits.end(), [](T unit) { return hex_digit(unit) < 16; });
+  const bool all = std::all_of(digits.begin(), digits.end(),
+                               [](T unit) { return base::hex_digit_value(unit) < 16; });
   return all && digits.len() == count ? digits.to_hex32() : NOT_FOUND;
 }
 
@@ -111,8 +110,8 @@ void escape(BufferRef<T> text, T* dst) noexcept {
     *dst++ = '\\';
     *dst++ = letter;
     if (letter != 'x') continue;
-    *dst++ = hex_unit(unit >> 4);
-    *dst++ = hex_unit(unit & 15);
+    *dst++ = base::upper_hex_digit(unit >> 4);
+    *dst++ = base::upper_hex_digit(unit & 15);
   }
 }
 

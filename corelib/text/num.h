@@ -12,6 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/detail/digits.h"
 
@@ -84,8 +85,8 @@ struct NUM {
     const auto rest = step == 0 ? 0u : static_cast<unsigned>(bytes >> 10 * (step - 1) & 1023);
     const unsigned len = zz_tostr(buf, whole);
     const unsigned decimals = std::min(5 - len, 3u);
-    // The fraction with its point is "1ddd" with the 1 written over.
-    const auto power = static_cast<unsigned>(detail::kDecimalPowers[decimals]);
+    // The fraction is written as "1ddd"; the '.' then overwrites the 1.
+    const auto power = static_cast<unsigned>(base::kPowersOfTen[decimals]);
     const unsigned end = len + zz_tostr(buf + len, power + rest * power / 1024);
     buf[len] = '.';
     buf[end] = static_cast<unsigned char>("BKMGTPE"[step]);
@@ -99,7 +100,7 @@ struct NUM {
   static unsigned zz_tohex(T* buf, V value) noexcept {
     std::uint64_t rest = static_cast<std::make_unsigned_t<V>>(value);
     const unsigned len = detail::hex_digits(rest);
-    for (T* p = buf + len; p != buf; rest >>= 4) *--p = detail::hex_unit(rest & 15);
+    for (T* p = buf + len; p != buf; rest >>= 4) *--p = base::upper_hex_digit(rest & 15);
     buf[len] = 0;
     return len;
   }

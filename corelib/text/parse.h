@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -11,20 +10,13 @@
 
 #include "corelib/base/block.h"
 #include "corelib/base/bytes.h"
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
 
-// Value of a digit; above 9 (above 15) for any other unit.
-constexpr unsigned decimal_digit(unsigned unit) { return unit - '0'; }
-constexpr unsigned hex_digit(unsigned unit) {
-  const unsigned digit = decimal_digit(unit);
-  const unsigned letter = (unit | 0x20) - 'a';
-  return digit < 10 ? digit : letter < 6 ? letter + 10 : 16;
-}
-
-// The decimal digits at the front of up to eight units, taken as the bytes of one word, the first
-// unit lowest.
+// The leading decimal digits of up to eight units, which are loaded as the bytes of one word, the
+// first unit lowest.
 class DigitWord {
  public:
   // The first min(n, 8) of the `n` units at `p`. REQUIRES: n >= 4.
@@ -81,15 +73,12 @@ class DigitWord {
   unsigned count_;
 };
 
-inline constexpr std::array<std::uint64_t, 9> kPowersOfTen = {
-    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
-
-// Reads digits from p[i] on into `value`, one by one; kLimit when the number is above it.
+// Appends the digits from p[i] on to `value`, one by one; kLimit if the number is above it.
 template <std::uint64_t kLimit, Unit T>
 constexpr std::uint64_t add_digits(std::uint64_t value, const T* p, std::uint64_t i,
                                    std::uint64_t n) {
   for (; i < n; ++i) {
-    const unsigned digit = decimal_digit(p[i]);
+    const unsigned digit = base::digit_value(p[i]);
     if (digit > 9) break;
     if (value >= kLimit / 10 && (value > kLimit / 10 || digit > kLimit % 10)) return kLimit;
     value = value * 10 + digit;
@@ -104,7 +93,7 @@ template <std::uint64_t kLimit, Unit T>
   std::uint64_t i = 0;
   for (; i < 16 && n - i >= 4; i += 8) {
     const auto word = DigitWord::load(p + i, n - i);
-    value = value * kPowersOfTen[word.count()] + word.value();
+    value = value * base::kPowersOfTen[word.count()] + word.value();
     if (word.count() < 8) return std::min(value, kLimit);
   }
   return add_digits<kLimit>(value, p, i, n);
@@ -116,8 +105,8 @@ constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
   if (n < 8) {  // most numbers; no limit is near
     static_assert(kLimit >= 9999999);
     std::uint32_t value = 0;
-    for (std::uint64_t i = 0; i < n && decimal_digit(p[i]) < 10; ++i) {
-      value = value * 10 + decimal_digit(p[i]);
+    for (std::uint64_t i = 0; i < n && base::is_digit(p[i]); ++i) {
+      value = value * 10 + base::digit_value(p[i]);
     }
     return value;
   }
@@ -144,7 +133,7 @@ constexpr std::uint32_t hex_value(const T* p, std::uint64_t n) {
   std::uint32_t value = 0;
   unsigned seen = 0;
   for (std::uint64_t i = 0; i < n; ++i) {
-    const unsigned digit = hex_digit(p[i]);
+    const unsigned digit = base::hex_digit_value(p[i]);
     seen |= digit;
     value = value << 4 | (digit & 15);
   }

@@ -83,7 +83,7 @@ class Reader {
   bool take_sign() { return take('-') || (take('+') && false); }
   template <class Use>
   void take_digits(Use use) {
-    for (; at_digit(); ++p_) use(*p_ - unsigned{'0'});
+    for (; at_digit(); ++p_) use(base::digit_value(*p_));
   }
 
  private:

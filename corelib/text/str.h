@@ -25,6 +25,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/parse.h"
 #include "corelib/text/scan.h"
@@ -355,7 +356,9 @@ struct STR {
 
   // ---- Single units
 
-  [[nodiscard]] static constexpr bool is_digit(unsigned unit) noexcept { return unit - '0' < 10; }
+  [[nodiscard]] static constexpr bool is_digit(unsigned unit) noexcept {
+    return base::is_digit(unit);
+  }
   [[nodiscard]] static constexpr bool is_letter(unsigned unit) noexcept {
     return (unit & ~0x20u) - 'A' < 26;
   }

@@ -11,6 +11,7 @@
 #include <type_traits>
 
 #include "corelib/base/bytes.h"
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
@@ -26,24 +27,14 @@ inline constexpr std::array<T, 200> kDigitPairs = [] {
   return pairs;
 }();
 
-inline constexpr std::array<std::uint64_t, 20> kDecimalPowers = [] {
-  std::array<std::uint64_t, 20> powers{1};
-  for (unsigned i = 1; i < 20; ++i) powers[i] = powers[i - 1] * 10;
-  return powers;
-}();
-
-// Decimal digits of `value`, 1 for 0. 1233 / 4096 is a little more than the decimal logarithm of 2.
+// The count of decimal digits of `value`, 1 for 0. 1233 / 4096 is slightly more than log10(2).
 constexpr unsigned decimal_digits(std::uint64_t value) {
   if (value < 10) return 1;
   const unsigned guess = static_cast<unsigned>(std::bit_width(value)) * 1233 >> 12;
-  return guess + (value >= kDecimalPowers[guess]);
+  return guess + (value >= base::kPowersOfTen[guess]);
 }
 
-// The upper-case hexadecimal digit. REQUIRES: value < 16.
-constexpr unsigned char hex_unit(unsigned value) {
-  return static_cast<unsigned char>("0123456789ABCDEF"[value]);
-}
-
+// The count of hexadecimal digits of `value`, 1 for 0.
 constexpr unsigned hex_digits(std::uint64_t value) {
   return static_cast<unsigned>(std::bit_width(value | 1) + 3) / 4;
 }
