@@ -6,13 +6,13 @@
 
 namespace tstl::detail {
 
-template <Unit T>
+template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n) {
   return first_of_blocks(p, n, T{'\n'}, T{'\r'});
 }
 
 // Compares in full wherever the first and the last unit of `s` match.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   using Block = base::Block<T>;
   constexpr std::uint64_t kStep = Block::kUnits;
@@ -44,7 +44,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
 // Alternates between a leap to the next unit equal to s[0], which pays where these are rare, and a
 // stretch that first_run_near searches. Where leaps turn out short, the stretches grow, so that the
 // cost of the leaps becomes negligible.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
   constexpr std::uint64_t kLong = 256 * kShort;

@@ -89,7 +89,7 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
 }
 
 // First LF or CR of a run of a block or more, `n` when there is none.
-template <Unit T>
+template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n);
 
 // The same for any run. Splitting a text into lines is the most frequent search, so the sought
@@ -143,9 +143,9 @@ constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
 // The first position in p[0, starts) at which the `m` units of `s` are found, `starts` if there is
 // none. first_run_far is for long runs. REQUIRES: `starts` is a block or more; m > 0 units can be
 // read from each position.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
-template <Unit T>
+template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
 
 // First start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.

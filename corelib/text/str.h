@@ -351,8 +351,8 @@ struct STR {
   // are 1.5. Anything else ("", "-", ".", "inf", " 1") is 0. Rounded to the nearest double, ties to
   // even, however many digits there are. Overflow gives the greatest double with its sign, like the
   // other parsers' limits; underflow gives a signed 0.
-  template <Unit T>
-  [[nodiscard]] static double zz_toreal(const T* p, Length n) noexcept;
+  [[nodiscard]] static double zz_toreal(const unsigned char* p, Length n) noexcept;
+  [[nodiscard]] static double zz_toreal(const unsigned short* p, Length n) noexcept;
 
   // ---- Single units
 
@@ -386,8 +386,5 @@ struct STR {
     return len;
   }
 };
-
-extern template double STR::zz_toreal(const unsigned char*, Length) noexcept;
-extern template double STR::zz_toreal(const unsigned short*, Length) noexcept;
 
 }  // namespace tstl

@@ -16,9 +16,13 @@ static_assert(std::endian::native == std::endian::little,
 
 namespace {
 
-// What most texts are no longer than.
+// Most texts fit into 32 bytes, nearly all into 64. A copy of all of these bytes is quicker than one of
+// the text's own length.
 struct Short {
   unsigned char bytes[32];
+};
+struct Line {
+  unsigned char bytes[64];
 };
 constexpr std::uint32_t kShortUtf8 = 48;
 static_assert(kShortUtf8 / 2 + tstl::kQuickThreesBytes == kShortUtf8 + 4);
@@ -74,6 +78,10 @@ Bytes ReadState::keep_bytes(Bytes payload) {
   if (n <= sizeof(Short) && has_slack<unsigned char>(payload, sizeof(Short), sizeof(Short)))
       [[likely]] {
     tstl::base::store(text_, tstl::base::load<Short>(payload.cstr()));
+    return end_text<unsigned char>(n);
+  }
+  if (n <= sizeof(Line) && has_slack<unsigned char>(payload, sizeof(Line), sizeof(Line))) {
+    tstl::base::store(text_, tstl::base::load<Line>(payload.cstr()));
     return end_text<unsigned char>(n);
   }
   auto* const copy = begin_text<unsigned char>(n, payload);
@@ -134,14 +142,13 @@ IgnoredReason ReadState::integer_reason(const tstl::JsonCursor& json) noexcept {
                                                 : IgnoredReason::kNoInteger;
 }
 
-template <>
 bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node) {
   const Bytes kept = node.str8(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
   if (kept.cstr() != nullptr) text = kept;
   return kept.cstr() != nullptr;
 }
-template <>
+
 bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   const Text16 kept = node.str16(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
@@ -149,7 +156,6 @@ bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   return kept.cstr() != nullptr;
 }
 
-template <>
 tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;
@@ -160,7 +166,7 @@ tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   text = kept;
   return behind;
 }
-template <>
+
 tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;

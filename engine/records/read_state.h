@@ -89,8 +89,8 @@ class ReadState {
   [[nodiscard]] Text16 keep_units(Bytes payload);
   // Has `text` be the string of a JSON node, which keeps it for who asks again, with a zero after it.
   // False, and the reader stops, when memory is short.
-  template <tstl::Unit T>
-  bool keep_string(tstl::BufferRef<T>& text, tstl::JsonNode& node);
+  bool keep_string(Bytes& text, tstl::JsonNode& node);
+  bool keep_string(Text16& text, tstl::JsonNode& node);
   // The same for the string at a cursor, which goes behind it. False, with the cursor where it was, also
   // when the string is not whole.
   template <tstl::Unit T>
@@ -118,8 +118,8 @@ class ReadState {
     return reinterpret_cast<std::uintptr_t>(payload.cstr()) + bytes <= message_end_ &&
            text_left_ > units * sizeof(T);
   }
-  template <tstl::Unit T>
-  tstl::JsonCursor read_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Bytes& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Text16& text, tstl::JsonCursor json);
   template <tstl::Unit T>
   tstl::JsonCursor read_any_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
 
@@ -143,15 +143,5 @@ class ReadState {
   IgnoredReason reason_ = IgnoredReason::kOtherType;
   bool stopped_ = false;
 };
-
-// The string is decoded by read_state.cc.
-template <>
-bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node);
-template <>
-bool ReadState::keep_string(Text16& text, tstl::JsonNode& node);
-template <>
-tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json);
-template <>
-tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json);
 
 }  // namespace zenta::records

@@ -3,7 +3,6 @@
 // Nothing here allocates or fails; a scan reads units of its run only.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -69,9 +68,7 @@ std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
 // the start.
 class StopFinder {
  public:
-  StopFinder(const unsigned char* begin, const unsigned char* end) : window_(begin), end_(end) {
-    look();
-  }
+  StopFinder(const unsigned char* begin, const unsigned char* end);
 
   // The first stop in [at, end), or the end. REQUIRES: `at` is in the text.
   [[gnu::always_inline]] inline const unsigned char* next(const unsigned char* at) {
@@ -86,37 +83,14 @@ class StopFinder {
  private:
   static constexpr std::size_t kWindow = 64;
 
-  [[gnu::noinline]] const unsigned char* next_window(const unsigned char* at) {
-    if (at < window_) window_ = at - kWindow;
-    std::uint64_t stops = 0;
-    do {
-      window_ += kWindow;
-      look();
-      const auto offset = static_cast<std::size_t>(std::max<std::ptrdiff_t>(at - window_, 0));
-      stops = offset < kWindow ? stops_ >> offset << offset : 0;
-    } while (stops == 0);
-    return window_ + std::countr_zero(stops);
-  }
-  void look() {
-    const auto left = static_cast<std::size_t>(end_ - window_);
-    stops_ = left >= kWindow ? stops_of(window_) : stops_of_last(window_, left);
-  }
-  // The last window is filled up with zeros, so that a stop is always found, at the end of the
-  // text.
-  [[gnu::noinline]] static std::uint64_t stops_of_last(const unsigned char* window,
-                                                       std::size_t left) {
-    unsigned char bytes[kWindow] = {};
-    if (left != 0) std::memcpy(bytes, window, left);
-    return stops_of(bytes);
-  }
-  static std::uint64_t stops_of(const unsigned char* window) {
-    std::uint64_t stops = 0;
-    for (unsigned i = 0; i < kWindow; i += base::Block<unsigned char>::kUnits) {
-      const auto found = json_stops<Plain::kText>(base::Block<unsigned char>::load(window + i));
-      stops |= found.mask().bit_per_byte() << i;
-    }
-    return stops;
-  }
+  // As `next`, when the window at hand has no stop from `at` on. The window that has it becomes the one
+  // at hand, or the text's last.
+  const unsigned char* next_window(const unsigned char* at);
+  const unsigned char* next_window_avx2(const unsigned char* at);
+  template <std::uint64_t (*kStopsOf)(const unsigned char* window)>
+  [[gnu::always_inline]] inline const unsigned char* walk(const unsigned char* at);
+  [[gnu::noinline]] const unsigned char* last_window(const unsigned char* at);
+  std::size_t left(const unsigned char* at) const { return static_cast<std::size_t>(end_ - at); }
 
   const unsigned char* window_;
   const unsigned char* end_;
