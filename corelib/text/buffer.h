@@ -75,7 +75,7 @@ class Buffer : public BufferMemOwner<T> {
   // ---- Construction and assignment
 
   Buffer() noexcept = default;
-  // Empty, with room for `capacity` units (for 32 at least, unless it is 0).
+  // Empty, with a capacity of `capacity` units, but at least 32 unless it is 0.
   explicit Buffer(unsigned capacity) noexcept { this->recapacity(capacity); }
   // Copies.
   explicit Buffer(View text) noexcept { append_str(text); }

@@ -1,9 +1,9 @@
 // NUM: numbers as text, written into an array of units that the caller provides.
 //
 // Every function writes the text and a zero after it, returns the length without the zero, and
-// never fails. Nothing is allocated. The caller provides room: each function names what it needs,
-// zero included, and writes no unit beyond that whatever the value is. The text is the same for
-// both unit widths; no locale is consulted.
+// never fails. Nothing is allocated. "Room" is the size of the buffer that a function needs, in
+// units and with the zero; it writes no unit beyond that, whatever the value is. The text is the
+// same for both unit widths; no locale is consulted.
 #pragma once
 
 #include <algorithm>
@@ -25,8 +25,8 @@ concept Integer = std::integral<V> && !std::same_as<V, bool> && !std::same_as<V,
                   !std::same_as<V, char16_t> && !std::same_as<V, char32_t>;
 
 struct NUM {
-  // Rooms in units, with the zero: any number of 64 bits in decimal and in hexadecimal, a size, and
-  // a `double` in its shortest form and with given counts of digits.
+  // Buffer sizes in units, with the zero: for any number of 64 bits in decimal and in hexadecimal,
+  // for a size, and for a `double` in its shortest form and with given counts of digits.
   static constexpr unsigned kDecimalRoom = 21;
   static constexpr unsigned kHexRoom = 17;
   static constexpr unsigned kSizeRoom = 8;

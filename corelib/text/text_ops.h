@@ -75,8 +75,8 @@ class TextOps {
   [[nodiscard]] constexpr View sub_head(unsigned n) const noexcept {
     return View(data(), std::min(n, size()));
   }
-  // From the position `pos` on. Mind the pair: sub_tail takes a position, sub_tail_rev a count from
-  // the end.
+  // From the position `pos` on. Note the difference: sub_tail takes a position, sub_tail_rev a
+  // count from the end.
   [[nodiscard]] constexpr View sub_tail(unsigned pos) const noexcept {
     return View(unit_at(pos), rest(pos));
   }
@@ -313,7 +313,7 @@ class TextOps {
   [[nodiscard]] constexpr unsigned long long to_uint64() const noexcept {
     return STR::zz_touint64(data(), size());
   }
-  // Up to 16 hexadecimal digits, of which a bad half counts as 0: see STR::zz_tohex.
+  // Up to 16 hexadecimal digits, in two halves; an invalid half counts as 0: see STR::zz_tohex.
   [[nodiscard]] constexpr unsigned long long to_hex() const noexcept {
     return STR::zz_tohex(data(), size());
   }

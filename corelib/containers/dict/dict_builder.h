@@ -39,7 +39,7 @@ inline std::uint64_t first(std::uint64_t before, std::uint64_t) { return before;
 inline std::uint64_t max(std::uint64_t before, std::uint64_t after) {
   return before < after ? after : before;
 }
-// 2^64 - 1 when it would be more.
+// Saturates at 2^64 - 1.
 inline std::uint64_t sum(std::uint64_t before, std::uint64_t after) {
   const std::uint64_t sum = before + after;
   return sum < before ? UINT64_MAX : sum;
