@@ -93,13 +93,18 @@ template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n);
 
 // The same for any run. Splitting a text into lines is the most frequent search, so the sought
-// units are compiled in.
+// units are compiled in. Most lines of 8-bit text end in the first block, which is searched without
+// a call.
 template <Unit T>
 constexpr std::uint64_t first_break(const T* p, std::uint64_t n) {
-  if (!std::is_constant_evaluated() && n >= base::Block<T>::kUnits) {
-    return first_break_of_blocks(p, n);
+  using Block = base::Block<T>;
+  if (std::is_constant_evaluated() || n < Block::kUnits) return first_of(p, n, T{'\n'}, T{'\r'});
+  if constexpr (sizeof(T) == 1) {
+    const auto block = Block::load(p);
+    const auto mask = (equal(block, Block::fill('\n')) | equal(block, Block::fill('\r'))).mask();
+    if (mask) return mask.first();
   }
-  return first_of(p, n, T{'\n'}, T{'\r'});
+  return first_break_of_blocks(p, n);
 }
 
 // Last position that holds one of `sought`, `n` when there is none.

@@ -198,10 +198,14 @@ struct STR {
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findcrlf(const T* p, Length n, unsigned& brk_len) noexcept {
     const Length at = detail::first_break(p, n);
-    brk_len = at == n ? 0 : 1;
+    if (at == n) [[unlikely]] {
+      brk_len = 0;
+      return position(at, n);
+    }
+    brk_len = 1;
     // A branch, because it is predicted well (the breaks of a text are alike): the next search does
     // not wait for the length.
-    if (n - at > 1 && p[at] == '\r') [[unlikely]] {
+    if (p[at] == '\r' && n - at > 1) [[unlikely]] {
       if (p[at + 1] == '\n') [[likely]]
         brk_len = 2;
     }
