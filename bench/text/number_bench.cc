@@ -27,8 +27,8 @@ std::vector<V> numbers(unsigned fewest, unsigned most) {
   std::vector<V> values(kCount);
   for (V& value : values) {
     const unsigned digits = fewest + static_cast<unsigned>(random() % (most - fewest + 1));
-    const std::uint64_t low = detail::kDecimalPowers[digits - 1];
-    value = static_cast<V>(low + random() % (detail::kDecimalPowers[digits] - low));
+    const std::uint64_t low = base::kPowersOfTen[digits - 1];
+    value = static_cast<V>(low + random() % (base::kPowersOfTen[digits] - low));
   }
   return values;
 }

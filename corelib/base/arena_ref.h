@@ -1,10 +1,9 @@
-// ArenaRef: the arena of whoever calls, as the readers of this folder see it.
+// ArenaRef: a reference to the caller's arena, for readers that cannot include the arena's header.
 //
-// The arena itself (tstl::Chunk, or anything else that hands out memory and frees it all at once)
-// lives in a folder above this one. A reader needs a single operation of it, so that operation is
-// what it is given: an object and a function pointer, made on the spot from any arena. Readers ask
-// for blocks of nodes and for whole strings, so the indirect call costs nothing that can be
-// measured, and their code is compiled once.
+// The arena (tstl::Chunk, or any other type that frees all its memory at once) lives in a folder
+// above this one. A reader only allocates from it, so ArenaRef is an object pointer and a function
+// pointer, converted implicitly from any arena. Readers allocate blocks of nodes and whole strings:
+// the cost of the indirect call cannot be measured, and their code is compiled only once.
 //
 // A reference owns nothing; the arena must outlive it and everything that was read with it.
 #pragma once
@@ -15,9 +14,9 @@
 
 namespace tstl {
 
-// `alloc_aligned(n, align)` gives n bytes at a multiple of `align`, a power of two from 4 to 16, or
-// null when memory is short. The memory stays where it is until the arena is emptied; nothing in it
-// is destroyed.
+// `alloc_aligned(n, align)` returns n bytes aligned to `align`, a power of two from 4 to 16, or
+// null if the allocation fails. The memory keeps its address until the arena is reset. No
+// destructor is called for what lies in it.
 template <class A>
 concept Arena = requires(A& arena, std::uint64_t n, std::size_t align) {
   { arena.alloc_aligned(n, align) } -> std::same_as<void*>;
@@ -31,7 +30,7 @@ class ArenaRef {
           return static_cast<A*>(self)->alloc_aligned(n, align);
         }) {}
 
-  // `n` bytes at a multiple of `align`; null when memory is short.
+  // `n` bytes aligned to `align`, as alloc_aligned() above; null if the allocation fails.
   [[nodiscard]] void* alloc(std::uint64_t n, std::size_t align) const {
     return alloc_(arena_, n, align);
   }

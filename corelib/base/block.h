@@ -1,5 +1,5 @@
-// Block: sixteen bytes of text units, and LaneMask: which of them answered yes. What every scan is
-// made of.
+// Block: a vector of sixteen bytes of code units. LaneMask: the lanes in which a comparison held.
+// Every scan is built from these two.
 #pragma once
 
 #include <array>
@@ -14,8 +14,7 @@
 
 namespace tstl::base {
 
-// Which lanes of a block answered yes: kBitsPerUnit equal bits for each unit, the first unit's
-// lowest.
+// The lanes of a block that are set: kBitsPerUnit equal bits per unit, the first unit's lowest.
 template <Unit T>
 class LaneMask {
  public:
@@ -24,7 +23,7 @@ class LaneMask {
   explicit constexpr LaneMask(std::uint64_t bits) : bits_(bits) {}
 
   explicit operator bool() const { return bits_ != 0; }
-  // Index of the first and of the last unit that answered yes. REQUIRES: there is one.
+  // Index of the first and of the last lane that is set. REQUIRES: a lane is set.
   unsigned first() const {
     assert(bits_ != 0);
     return static_cast<unsigned>(std::countr_zero(bits_)) / kBitsPerUnit;
@@ -33,11 +32,12 @@ class LaneMask {
     assert(bits_ != 0);
     return (63u - static_cast<unsigned>(std::countl_zero(bits_))) / kBitsPerUnit;
   }
+  // Clears the first lane that is set.
   void drop_first() {
     const std::uint64_t lowest = bits_ & (0 - bits_);
     bits_ -= lowest * ((std::uint64_t{1} << kBitsPerUnit) - 1);
   }
-  // The answers as one bit for each byte, the first byte's lowest.
+  // The mask as one bit for each byte, the first byte's lowest.
   std::uint64_t bit_per_byte() const {
     if constexpr (kMaskBits == 1) return bits_;
     std::uint64_t bits = bits_ & 0x1111111111111111;
@@ -68,28 +68,28 @@ class Block {
     const auto second = base::load<std::uint32_t>(b);
     return Block(std::array{first, second, first, second});
   }
-  // By way of 32-bit lanes: a single byte goes into all lanes through memory with some compilers,
-  // which stalls.
+  // `unit` in every lane. Broadcasts a 32-bit word: some compilers broadcast a single byte through
+  // memory, which stalls.
   static Block fill(T unit) {
     using Words32 [[gnu::vector_size(16)]] = std::uint32_t;
     constexpr std::uint32_t kEach = ~std::uint32_t{0} / std::numeric_limits<T>::max();
     return Block(Words32{} + unit * kEach);
   }
 
-  // All ones in the lanes that are equal, or less, zero in the others.
+  // A lane of the result is all ones where the comparison holds, zero elsewhere.
   friend Block equal(Block a, Block b) { return Block(a.lanes_ == b.lanes_); }
   friend Block less(Block a, Block b) { return Block(a.lanes_ < b.lanes_); }
   friend Block operator|(Block a, Block b) { return Block(a.lanes_ | b.lanes_); }
   friend Block operator&(Block a, Block b) { return Block(a.lanes_ & b.lanes_); }
   friend Block operator~(Block a) { return Block(~a.lanes_); }
 
-  // The units as bytes, the first lowest; one above 0xFF becomes 0 or 0xFF.
+  // The units as bytes, the first one lowest. A unit above 0xFF becomes 0 or 0xFF.
   std::uint64_t narrow() const requires(sizeof(T) == 2) { return base::narrow(lanes_); }
 
   // REQUIRES: every lane is all ones or zero.
   LaneMask<T> mask() const { return LaneMask<T>(position_mask(Bytes(lanes_))); }
 
-  // The answers of four blocks in a row, as one bit for each unit: bit sizeof(T) * i for unit i.
+  // The mask of four consecutive blocks with one bit for each unit: bit sizeof(T) * i for unit i.
   // REQUIRES: as mask().
   friend std::uint64_t bit_per_unit(Block a, Block b, Block c, Block d) {
     constexpr std::uint64_t kUnitBits = sizeof(T) == 1 ? ~std::uint64_t{0} : 0x5555555555555555;

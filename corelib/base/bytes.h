@@ -13,8 +13,8 @@
 
 #include "corelib/base/types.h"
 
-// Where a run's length is known to be short, g++ 12 warns of the branches for longer ones, which are
-// never taken there.
+// Where a run's length is known to be short, g++ 12 warns of the branches for longer ones, which
+// are never taken there.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Warray-bounds"
@@ -78,8 +78,8 @@ inline void copy_bytes(void* to, const void* from, std::size_t n) noexcept {
   }
 }
 
-// copy_bytes for runs whose length changes from one to the next, as that of words does: with four
-// words that overlap, 4 to 15 bytes are one branch. Where the length repeats it is slower.
+// copy_bytes for runs of unpredictable length, such as words. Four overlapping 4-byte moves copy 4
+// to 15 bytes with one branch on the length. Where the length is predictable, copy_bytes is faster.
 inline void copy_varied(void* to, const void* from, std::size_t n) noexcept {
   if (n - 4 >= 12) return copy_bytes(to, from, n);
   auto* const dst = static_cast<unsigned char*>(to);
@@ -89,13 +89,14 @@ inline void copy_varied(void* to, const void* from, std::size_t n) noexcept {
   copy_ends<4>(dst + step, src + step, n - 2 * step);
 }
 
-// copy_bytes as a call, where the caller is inlined in many places and should stay small.
+// copy_bytes without inlining, for callers that are inlined in many places and should stay small.
 [[gnu::noinline]] inline void copy_bytes_called(void* to, const void* from,
                                                 std::size_t n) noexcept {
   copy_bytes(to, from, n);
 }
 
-// Whether the first and the last Word of two runs of sizeof(Word) to 2 * sizeof(Word) bytes are equal.
+// Whether two runs of sizeof(Word) to 2 * sizeof(Word) bytes are equal: compares the first Word of
+// each, then the last.
 template <class Word>
 [[nodiscard]] inline bool equal_ends(const unsigned char* a, const unsigned char* b,
                                      std::size_t n) noexcept {
@@ -103,13 +104,13 @@ template <class Word>
   return ((load<Word>(a) ^ load<Word>(b)) | (load<Word>(a + last) ^ load<Word>(b + last))) == 0;
 }
 
-// Whether two runs of `n` bytes are equal; the pointers may be null when `n` is 0. This one never
-// calls, so that a loop around it keeps its registers.
+// Whether two runs of `n` bytes are equal; the pointers may be null when `n` is 0. It contains no
+// call, so a loop around it keeps its values in registers.
 [[nodiscard]] inline bool equal_short(const void* a, const void* b, std::size_t n) noexcept {
   using Word = std::uint64_t;
   const auto* const p = static_cast<const unsigned char*>(a);
   const auto* const q = static_cast<const unsigned char*>(b);
-  if (n > 2 * sizeof(Word)) {  // word by word, the last one ending with the run
+  if (n > 2 * sizeof(Word)) {  // word by word; the last word ends with the run
     const std::size_t last = n - sizeof(Word);
     for (std::size_t at = 0; at < last; at += sizeof(Word)) {
       if (load<Word>(p + at) != load<Word>(q + at)) return false;

@@ -17,7 +17,7 @@ namespace {
 #if defined(__x86_64__)
 constexpr const char* kNames[] = {"baseline", "sse42", "avx2", "avx512"};
 
-// Bits of CPUID's answers and of XCR0: Intel's Software Developer's Manual, volume 2, CPUID, and
+// For the bits of CPUID and of XCR0 see Intel's Software Developer's Manual: volume 2, CPUID, and
 // volume 1, chapter 13.
 struct Cpuid {
   explicit Cpuid(unsigned leaf) { __get_cpuid_count(leaf, 0, &eax, &ebx, &ecx, &edx); }
@@ -25,7 +25,7 @@ struct Cpuid {
 };
 constexpr bool has(unsigned word, unsigned bits) { return (word & bits) == bits; }
 
-// Which registers the system saves. REQUIRES: OSXSAVE.
+// XCR0: the registers that the operating system saves for a thread. REQUIRES: OSXSAVE.
 unsigned saved_registers() {
   unsigned low, high;
   __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
@@ -35,12 +35,15 @@ unsigned saved_registers() {
 CpuLevel ask() {
   const Cpuid basic(1), wide(7), extended(0x80000001);
   constexpr unsigned kOsxsaveAvx = bit_OSXSAVE | bit_AVX;
+  constexpr unsigned kYmmSaved = 0x6;   // XCR0: XMM and YMM
+  constexpr unsigned kZmmSaved = 0xE6;  // XCR0: these, mask registers and ZMM
   if (!has(basic.ecx, bit_SSE4_2 | bit_POPCNT | bit_PCLMUL)) return CpuLevel::kBaseline;
-  if (!has(basic.ecx, kOsxsaveAvx) || !has(saved_registers(), 0x6) ||
+  if (!has(basic.ecx, kOsxsaveAvx) || !has(saved_registers(), kYmmSaved) ||
       !has(wide.ebx, bit_AVX2 | bit_BMI | bit_BMI2) || !has(extended.ecx, bit_LZCNT)) {
     return CpuLevel::kSse42;
   }
-  if (!has(saved_registers(), 0xE6) || !has(wide.ebx, bit_AVX512F | bit_AVX512BW | bit_AVX512VL)) {
+  if (!has(saved_registers(), kZmmSaved) ||
+      !has(wide.ebx, bit_AVX512F | bit_AVX512BW | bit_AVX512VL)) {
     return CpuLevel::kAvx2;
   }
   return CpuLevel::kAvx512;
@@ -52,7 +55,7 @@ CpuLevel ask() {
 #if defined(__linux__)
   return (getauxval(AT_HWCAP) & HWCAP_CRC32) != 0 ? CpuLevel::kCrc : CpuLevel::kNeon;
 #else
-  return CpuLevel::kCrc;  // every Apple silicon has them
+  return CpuLevel::kCrc;  // every Apple silicon chip has the CRC-32 instructions
 #endif
 }
 #else

@@ -1,14 +1,15 @@
-// The processor's level: which instructions beyond those of every x86-64 or arm64 are used.
+// The processor's level: which instruction set extensions are used beyond baseline x86-64 or arm64.
 //
-// A kernel for extra instructions is a function with a target attribute (the macros below), and is
-// called behind a comparison with cpu_level():
+// A kernel that needs an extension is a function with a target attribute (the macros below). It is
+// called after a comparison with cpu_level():
 //
 //   ZENTA_TARGET_AVX2 std::size_t count_avx2(...);
 //   if (cpu_level() >= CpuLevel::kAvx2) return count_avx2(...);
 //
-// The processor is asked once, before main(). ZENTA_CPU, read at the same time, lowers the level and
-// never raises it: baseline, sse42, avx2, avx512 on x86-64; baseline, neon, crc on arm64. What it
-// does not know it ignores. A constructor that runs earlier sees kBaseline: the same results, slower.
+// The processor is asked once, before main(). The environment variable ZENTA_CPU, read at the same
+// time, lowers the level and never raises it: baseline, sse42, avx2, avx512 on x86-64; baseline,
+// neon, crc on arm64. Any other value is ignored. A static constructor that runs earlier sees
+// kBaseline: the same results, slower.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +21,8 @@ namespace tstl::base {
 #if defined(__aarch64__)
 enum class CpuLevel : std::uint8_t {
   kBaseline,
-  kNeon,  // every arm64: the kernels that are written for NEON
-  kCrc,   // the CRC-32 instructions of ARMv8.1, optional before: every Apple silicon
+  kNeon,  // kernels written for NEON, which every arm64 processor has
+  kCrc,   // CRC-32 instructions: mandatory from ARMv8.1 on, in every Apple silicon chip
 };
 #else
 enum class CpuLevel : std::uint8_t {
@@ -41,15 +42,14 @@ extern constinit CpuLevel g_cpu_level;
 // What the processor has, whatever ZENTA_CPU says.
 [[nodiscard]] CpuLevel cpu_level_of_machine() noexcept;
 
-// The level of that name; the machine's for null and for any other name, and never above the
-// machine's.
+// The level called `name`, at most the machine's. Null and unknown names give the machine's level.
 [[nodiscard]] CpuLevel cpu_level_named(const char* name) noexcept;
 
-// Its name, as ZENTA_CPU takes it.
+// The name of `level`, as ZENTA_CPU accepts it.
 [[nodiscard]] const char* cpu_level_name(CpuLevel level) noexcept;
 
-// Uses another level from here on, at most the machine's: for tests and benchmarks that go through
-// the levels in one process. Returns the one before. REQUIRES: no other thread runs a kernel.
+// Sets the level, at most to the machine's, and returns the previous one. For tests and benchmarks
+// that run every level in one process. REQUIRES: no other thread runs a kernel.
 CpuLevel set_cpu_level(CpuLevel level) noexcept;
 
 }  // namespace tstl::base

@@ -1,10 +1,11 @@
-// Sixteen bytes at a time: the vector types of GCC and clang and what they have no operator for.
+// Vectors of sixteen bytes: the vector types of GCC and clang, and the operations that these lack.
 //
-// Arithmetic, comparison (all ones in a lane where it holds, else zero) and fixed shuffles are the
-// compilers' own and work on every machine. The few steps that differ from one instruction set to
-// another stand here and nowhere else: movemask(), position_mask(), narrow() and shuffle().
+// Arithmetic, comparison (all ones in a lane where it holds, else zero) and fixed shuffles are
+// built into the compilers and work on every machine. The few operations that differ between
+// instruction sets are written here and nowhere else: movemask(), any(), all(), position_mask(),
+// narrow() and shuffle().
 //
-// With ZENTA_PLAIN_VECTORS defined no intrinsics are used. The tests are built that way, too.
+// With ZENTA_PLAIN_VECTORS defined no intrinsics are used. The tests are also built that way.
 #pragma once
 
 #include <array>
@@ -32,8 +33,8 @@ using SignedBytes = signed char __attribute__((vector_size(16)));
 using Units = unsigned short __attribute__((vector_size(16)));
 using Words = std::uint64_t __attribute__((vector_size(16)));
 
-// Reads the first `n` bytes at `src`, and zeros behind them. Where two loads cover them, they
-// overlap. REQUIRES: n is 1 to 15.
+// Loads the `n` bytes at `src`, followed by zeros. Reads no byte past them: loads of a fixed size
+// overlap instead. REQUIRES: n is 1 to 15.
 template <class Vector>
 inline Vector load_first(const void* src, std::size_t n) noexcept {
   assert(n >= 1 && n <= 15);
@@ -55,7 +56,7 @@ inline Units broadcast(int value) noexcept {
   return Units{v, v, v, v, v, v, v, v};
 }
 
-// The lanes of `a` and `b` in turns: of their first halves, and of their second.
+// Alternates the lanes of `a` and `b`: those of their first halves (low) or second halves (high).
 inline Bytes interleave_low(Bytes a, Bytes b) noexcept {
   return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
 }
@@ -76,7 +77,8 @@ inline Bytes low_bytes(Units a, Units b) noexcept {
                                  26, 28, 30);
 }
 
-// Bit i of the result is the highest bit of byte i: what a table is indexed by, or counted.
+// Bit i of the result is the highest bit of byte i. For table indexes and for counting; where only
+// positions are wanted, position_mask() is quicker.
 inline unsigned movemask(Bytes v) noexcept {
 #if defined(ZENTA_VECTOR_SSE2)
   return static_cast<unsigned>(_mm_movemask_epi8(__m128i(v)));
@@ -91,10 +93,12 @@ inline unsigned movemask(Bytes v) noexcept {
 #endif
 }
 
-// The same of 64 bytes in four vectors, which are the result of a comparison.
+// The same for 64 bytes in four vectors. REQUIRES: each byte is all ones or zero, as a comparison
+// gives them.
 inline std::uint64_t movemask(Bytes a, Bytes b, Bytes c, Bytes d) noexcept {
 #if defined(ZENTA_VECTOR_NEON)
-  // Each byte keeps the bit of its place among eight; three rounds of adding neighbours gather them.
+  // Each byte keeps the bit of its position in a group of eight. Three rounds of pairwise addition
+  // sum up each group.
   const Bytes bit = {1, 2, 4, 8, 16, 32, 64, 128, 1, 2, 4, 8, 16, 32, 64, 128};
   const uint8x16_t ab = vpaddq_u8(uint8x16_t(a & bit), uint8x16_t(b & bit));
   const uint8x16_t cd = vpaddq_u8(uint8x16_t(c & bit), uint8x16_t(d & bit));
@@ -125,8 +129,8 @@ inline bool all(Mask mask) noexcept {
 #endif
 }
 
-// kMaskBits equal bits for every byte of a comparison's result, the first byte's lowest: where only
-// positions are wanted, this is one instruction with NEON, and movemask() four.
+// The result of a comparison as kMaskBits equal bits for each byte, the first byte's lowest. With
+// NEON this is one instruction, movemask() is four.
 #if defined(ZENTA_VECTOR_SSE2)
 inline constexpr unsigned kMaskBits = 1;
 #else
@@ -144,7 +148,7 @@ inline std::uint64_t position_mask(Bytes v) noexcept {
 #endif
 }
 
-// The units as bytes, the first lowest; one above 0xFF becomes 0 or 0xFF.
+// The units as bytes, the first one lowest. A unit above 0xFF becomes 0 or 0xFF.
 inline std::uint64_t narrow(Units v) noexcept {
 #if defined(ZENTA_VECTOR_SSE2)
   return std::uint64_t{Words(_mm_packus_epi16(__m128i(v), __m128i(v)))[0]};
@@ -157,8 +161,8 @@ inline std::uint64_t narrow(Units v) noexcept {
 #endif
 }
 
-// ---- Shuffle by a table, which baseline x86-64 lacks (it came with SSSE3). Kernels that use it are
-// compiled with ZENTA_TARGET_SHUFFLE and called where has_shuffle() says so.
+// ---- Byte shuffle with indexes from a vector, which baseline x86-64 lacks (SSSE3 added it).
+// Kernels that use it are compiled with ZENTA_TARGET_SHUFFLE and called only if has_shuffle().
 
 #if defined(ZENTA_VECTOR_SSE2)
 #define ZENTA_TARGET_SHUFFLE ZENTA_TARGET_SSE42
@@ -190,7 +194,7 @@ ZENTA_TARGET_SHUFFLE inline Bytes shuffle(Bytes v, Bytes index) noexcept {
 #endif
 }
 
-// Byte i moves to i + k, for k from -16 to 16; zeros come in.
+// Moves byte i to i + k and fills with zeros. REQUIRES: k is -16 to 16.
 ZENTA_TARGET_SHUFFLE inline Bytes slide(Bytes v, std::ptrdiff_t k) noexcept {
   static constexpr auto kIndexes = [] {
     std::array<unsigned char, 48> indexes{};

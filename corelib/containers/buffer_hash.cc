@@ -13,16 +13,16 @@
 namespace tstl {
 namespace {
 
-// Pairs on their way into a table, copied, so that they can be inserted together.
+// Copies pairs and inserts them into a table in batches.
 template <Unit T>
 class PairBatch {
  public:
   explicit PairBatch(BufferHash<T>& table) : table_(table) {}
 
-  // These return false when memory is short.
+  // These return false if an allocation fails.
   bool add(BufferRef<T> key, std::uint64_t value) {
     if (!text_.recapacity(std::uint64_t{text_.len()} + key.len())) {
-      cnt_ = 0;  // their keys are lost, too
+      cnt_ = 0;  // the failed allocation has freed the batch's keys too
       return false;
     }
     text_.append_str(key);
@@ -37,7 +37,7 @@ class PairBatch {
   static constexpr std::uint32_t kMuchText = 65536;
 
   BufferHash<T>& table_;
-  Buffer<T> text_;  // the keys, one behind the other
+  Buffer<T> text_;  // the keys, one after the other
   std::uint32_t cnt_ = 0;
   std::uint32_t ends_[kMost];
   std::uint64_t values_[kMost];
@@ -62,7 +62,7 @@ bool PairBatch<T>::insert() {
   return complete;
 }
 
-// Of a table's nodes those that find() gives.
+// Traverses only those nodes of a table that find() returns.
 template <Unit T>
 struct FoundNodes {
   const BufferHash<T>& table;
@@ -77,8 +77,8 @@ struct FoundNodes {
 };
 
 #if defined(ZENTA_TARGET_SHORT_KEY)
-// The searches of short keys, apart from those of all others because their functions are compiled for
-// other processors.
+// The searches for short keys. They are functions of their own because they are compiled for
+// another processor level.
 template <Unit T>
 ZENTA_TARGET_SHORT_KEY detail::ShortKey short_key(BufferRef<T> key) {
   return detail::ShortKey(key.cstr(), key.len() * sizeof(T));
@@ -86,19 +86,20 @@ ZENTA_TARGET_SHORT_KEY detail::ShortKey short_key(BufferRef<T> key) {
 
 template <class Node>
 ZENTA_TARGET_SHORT_KEY inline const Node* find_short_in(detail::ChainLink<Node> link,
-                                                        detail::KeyMark mark,
+                                                        detail::Fingerprint fingerprint,
                                                         const detail::ShortKey& key,
                                                         std::uint32_t len) {
-  for (; link.may_hold(mark); link = link->link()) {
+  for (; link.may_hold(fingerprint); link = link->link()) {
     if (link->len() == len && key.is_at(link->str())) return link;
   }
   return nullptr;
 }
 
 template <class Node, Unit T>
-ZENTA_TARGET_SHORT_KEY const Node* find_short_at(detail::ChainLink<Node> link, detail::KeyMark mark,
+ZENTA_TARGET_SHORT_KEY const Node* find_short_at(detail::ChainLink<Node> link,
+                                                 detail::Fingerprint fingerprint,
                                                  BufferRef<T> key) {
-  return find_short_in(link, mark, short_key(key), key.len());
+  return find_short_in(link, fingerprint, short_key(key), key.len());
 }
 
 template <class Node, Unit T>
@@ -106,7 +107,7 @@ ZENTA_TARGET_SHORT_KEY const Node* find_short(const detail::ChainLink<Node>* buc
                                               std::uint32_t bucket_cnt, BufferRef<T> key) {
   const detail::ShortKey bytes = short_key(key);
   const detail::ChainPlace place(bytes.crc32(), bucket_cnt);
-  return find_short_in(buckets[place.bucket], place.mark, bytes, key.len());
+  return find_short_in(buckets[place.bucket], place.fingerprint, bytes, key.len());
 }
 #endif
 
@@ -153,7 +154,7 @@ bool BufferHash<T>::make_buckets() {
   return true;
 }
 
-// Pushes the nodes, in the order of for_each, onto the heads of new buckets.
+// Inserts the nodes, in the order of for_each, at the heads of the new buckets.
 template <Unit T>
 void BufferHash<T>::set_tabsize(std::uint32_t n) {
   requested_ = clamp(n);
@@ -169,7 +170,7 @@ void BufferHash<T>::set_tabsize(std::uint32_t n) {
     for (Node* node = old[i].node(); node != nullptr;) {
       Node* const next = node->next();
       const Place place = place_of(node->key());
-      buckets_[place.bucket].insert(node, place.mark);
+      buckets_[place.bucket].insert(node, place.fingerprint);
       node = next;
     }
   }
@@ -179,7 +180,7 @@ void BufferHash<T>::set_tabsize(std::uint32_t n) {
 template <Unit T>
 typename BufferHash<T>::Node* BufferHash<T>::alloc_node(View key) {
   Node* const node = detail::alloc_node<Node>(arena_, key);
-  if (node == nullptr || !Link::holds(node)) return nullptr;  // the second never happens, see there
+  if (node == nullptr || !Link::holds(node)) return nullptr;  // holds() is always true, see there
   node->init_key(key, recorded_len(key.len()));
   ++item_cnt_;
   return node;
@@ -195,12 +196,12 @@ typename BufferHash<T>::Node* BufferHash<T>::insert_at(Place place, View key) {
   const detail::KeyProbe<T> probe(key);
   Link* link = &buckets_[place.bucket];
   while (Node* const node = link->node()) {
-    if (link->may_be(place.mark) && probe.matches(node->keyed())) return node;
+    if (link->may_be(place.fingerprint) && probe.matches(node->keyed())) return node;
     if (!probe.follows(node->keyed())) break;
-    link = link->pass(place.mark);
+    link = link->pass(place.fingerprint);
   }
   Node* const node = alloc_node(key);
-  if (node != nullptr) link->insert(node, place.mark);
+  if (node != nullptr) link->insert(node, place.fingerprint);
   return node;
 }
 
@@ -223,18 +224,18 @@ template <Unit T>
 const typename BufferHash<T>::Node* BufferHash<T>::find_at(Place place, View key) const {
 #if defined(ZENTA_TARGET_SHORT_KEY)
   if (detail::ShortKey::takes(key.len() * sizeof(T))) {
-    return find_short_at(buckets_[place.bucket], place.mark, key);
+    return find_short_at(buckets_[place.bucket], place.fingerprint, key);
   }
 #endif
   const detail::KeyProbe<T> probe(key);
-  for (Link link = buckets_[place.bucket]; link.may_hold(place.mark); link = link->link()) {
+  for (Link link = buckets_[place.bucket]; link.may_hold(place.fingerprint); link = link->link()) {
     if (probe.matches(link->keyed())) return link;
   }
   return nullptr;
 }
 
-// Calls fn(i, place) for the keys in order. The buckets of a group of them, and the nodes there that
-// most likely are theirs, are on their way when its first call is made. REQUIRES: there are buckets.
+// Calls fn(i, place) for the keys in order. Prefetches for a group of keys before the first of its
+// calls: the buckets, and the nodes that are most likely the keys'. REQUIRES: there are buckets.
 template <Unit T>
 template <class Fn>
 void BufferHash<T>::at_places(const View* keys, std::uint32_t n, Fn fn) const {
@@ -249,7 +250,8 @@ void BufferHash<T>::at_places(const View* keys, std::uint32_t n, Fn fn) const {
       __builtin_prefetch(buckets_[places[i].bucket].node());
     }
     for (std::uint32_t i = 0; i < cnt; ++i) {
-      __builtin_prefetch(detail::likely_link(&buckets_[places[i].bucket], places[i].mark)->node());
+      __builtin_prefetch(
+          detail::likely_link(&buckets_[places[i].bucket], places[i].fingerprint)->node());
     }
     for (std::uint32_t i = 0; i < cnt; ++i) fn(start + i, places[i]);
   });

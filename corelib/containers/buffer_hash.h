@@ -1,4 +1,4 @@
-// BufferHash: a table from a key of text units to a 64-bit value.
+// BufferHash: a hash table from keys of code units to 64-bit values.
 //
 //   tstl::BufferHash<unsigned char> words(100'000);        // about as many buckets as keys
 //   auto* const node = words.insert("你好");               // found, or made with the value 0
@@ -13,23 +13,23 @@
 //   |   0   |      8       8       4 bytes
 //   +-------+
 //
-// Size it: as many buckets as there will be keys. Their number is the caller's choice and never changes
-// by itself, so the least table, of 32, searches long chains: with 10,000 keys a look-up in it takes
-// 3,000 ns, and 30 ns in a table of 10,000.
+// Choose about as many buckets as there will be keys. The caller sets their number and it never
+// changes by itself, so the smallest table, of 32 buckets, has long chains: with 10,000 keys a
+// look-up in it takes 3,000 ns, and 30 ns in a table of 10,000.
 //
-// It is a chained table whose nodes lie packed in an arena that the table owns. Nodes never move, and
-// live until reset() or the table's end. Growing fails with a null node when memory is short, and
+// The table uses chaining; its nodes lie packed in an arena that it owns. Nodes never move, and
+// live until reset() or the table's end. If an allocation fails, an insertion returns null and
 // leaves the table as it was. One thread at a time.
 //
-// set_tabsize() on a table that has keys moves every node to the head of its new chain. Chains are
-// in key order before that and no longer after it, on purpose, while an insertion still looks no
-// further than the first node that orders after the new key. So after such a call insert() may miss
-// a key that is there and make a second node of it; find() scans whole chains and gives the one
-// that comes first. Whoever has to resize a filled table asks find() before insert(), or moves the
-// keys into a new table with for_each().
+// set_tabsize() on a table that has keys moves every node to the head of its new chain. Before
+// that, chains are in key order; after it they are not, on purpose. An insertion still searches
+// only up to the first node whose key is greater. So after such a call insert() may miss a key that
+// is there and make a second node for it; find() scans whole chains and returns the first one. To
+// resize a filled table, call find() before insert(), or move the keys into a new table with
+// for_each().
 //
-// The hash is a CRC, which is no defence against keys that somebody chose to share a bucket: take
-// such keys in bounded numbers only, or into a Tree. Keys of 65536 units or more are recorded with a
+// The hash is a CRC, which is no defence against keys that were chosen to share a bucket: take such
+// keys in bounded numbers only, or into a Tree. Keys of 65536 units or more are recorded with a
 // wrapped length: see recorded_len().
 #pragma once
 
@@ -86,8 +86,7 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   static constexpr std::uint32_t kMinTable = 32;
   static constexpr std::uint32_t kMaxTable = 1048576;
 
-  // `tabsize` buckets, cut to the range from kMinTable to kMaxTable, are made by the first
-  // insertion.
+  // The first insertion makes `tabsize` buckets, clamped to the range from kMinTable to kMaxTable.
   explicit BufferHash(std::uint32_t tabsize) : requested_(clamp(tabsize)) {}
   BufferHash(BufferHash&& other) noexcept : requested_(other.requested_) { swap(other); }
   BufferHash& operator=(BufferHash&& other) noexcept;
@@ -97,50 +96,52 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   // Releases all nodes and buckets.
   void reset();
 
-  // Asks for `n` buckets (cut as above). A table that has buckets, of another number, is rehashed:
-  // mind the opening comment. When memory is short such a table stays as it is.
+  // Sets the number of buckets (clamped as above). A table that has another number of buckets is
+  // rehashed: see the opening comment. If the allocation fails, it keeps its buckets.
   void set_tabsize(std::uint32_t n);
-  // The same for the buckets that the next first insertion makes; never rehashes.
+  // Sets the number of buckets that the first insertion, or the first after reset(), makes. Never
+  // rehashes.
   void itn_set_tabsize(std::uint32_t n) { requested_ = clamp(n); }
 
-  // Nodes made, those of alloc_node() included.
+  // Nodes allocated, those of alloc_node() included.
   std::uint32_t itemcnt() const { return item_cnt_; }
   // Buckets in use, or those that the first insertion will make.
   std::uint32_t tabsize() const { return bucket_cnt_ == 0 ? requested_ : bucket_cnt_; }
-  // The chain heads, tabsize() of them, each as good as a pointer to its first node; null before the
-  // first insertion.
+  // The tabsize() chain heads, which convert to pointers to the first nodes; null before the first
+  // insertion.
   const Link* table() const { return buckets_; }
 
   // The bucket of a key: its CRC-32 modulo the table size.
   std::uint32_t hash_id(View key) const { return crc32(key) % tabsize(); }
 
-  // The node of the key, made with value 0 when there is none; null when memory is short. `key` is
+  // The node of the key, made with value 0 if there is none; null if the allocation fails. `key` is
   // copied.
   Node* insert(View key);
   Node* operator[](View key) { return insert(key); }
 
-  // insert() for `n` keys in order; stores each one's node or null. In a table that is larger than
-  // the processor's caches this is up to two and a half times as quick as one after another, since
-  // the waits for memory overlap.
+  // insert() for `n` keys in order; stores the node of each, or null. In a table that is larger
+  // than the processor's caches this is up to two and a half times as quick as single calls,
+  // because the memory accesses overlap.
   void insert_all(const View* keys, std::uint32_t n, Node** nodes);
 
-  // A node with this key and value 0, counted but not in any chain; null when memory is short.
+  // A node with this key and value 0, counted but not in any chain; null if the allocation fails.
   [[nodiscard]] Node* alloc_node(View key);
 
   // The node of the key or null.
   Node* find(View key) { return const_cast<Node*>(std::as_const(*this).find(key)); }
   const Node* find(View key) const { return buckets_ == nullptr ? nullptr : find_key(key); }
 
-  // find() for `n` keys, with the same advantage: for all words that may start at a place of a text,
-  // say.
+  // find() for `n` keys, with the same advantage; for example for all words that may start at one
+  // position of a text. Stores the node of each, or null.
   void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
-  // As those of BufferList: the later of equal keys counts, and the order is that of for_each.
+  // As those of BufferList. Reading keeps the last value of a key; writing is in the order of
+  // for_each.
   //
   // write_kvfile writes every node. If a key has several, as it may after set_tabsize() on a filled
-  // table, the file has it several times, the value that find() gives first: whoever reads the file
-  // gets an older one. write_found_kvfile writes only the nodes that find() gives, so that the file
-  // read back finds the same.
+  // table, the file has all of them, the one that find() returns first, so that a reader of the
+  // file gets an older value. write_found_kvfile writes only the nodes that find() returns, so that
+  // look-ups give the same after the file is read.
   bool read_kvfile(const char* path, T separator, PairFaults* faults = nullptr);
   bool write_kvfile(const char* path, T separator, bool crlf) const;
   bool write_found_kvfile(const char* path, T separator, bool crlf) const;
@@ -158,7 +159,7 @@ class BufferHash : public KeyedTraversal<BufferHash<T>> {
   Place place_of(View key) const;
   bool make_buckets();
   const Node* find_key(View key) const;
-  // Not inlined: it would make a look-up of a short key save registers.
+  // Not inlined, because it would make the look-up of a short key save registers.
   [[gnu::noinline]] const Node* find_any(View key) const;
   Node* insert_at(Place place, View key);
   const Node* find_at(Place place, View key) const;
@@ -176,14 +177,16 @@ static_assert(sizeof(BufferHash<unsigned char>) == sizeof(Chunk) + 24);
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-// A key that is recorded as a shorter one is marked as that, which finds it in this bucket.
-// REQUIRES: there are buckets.
+// The bucket is that of the whole key. Lengths are recorded in 16 bits, so a longer key is stored
+// as its first units (see recorded_len), and its fingerprint is computed from these. REQUIRES:
+// there are buckets.
 template <Unit T>
 typename BufferHash<T>::Place BufferHash<T>::place_of(View key) const {
   const std::uint32_t hash = crc32(key);
   const std::uint32_t len = recorded_len(key.len());
   Place place(hash, bucket_cnt_);
-  if (len != key.len()) place.mark = Place(crc32(key.sub_head(len)), bucket_cnt_).mark;
+  if (len != key.len())
+    place.fingerprint = Place(crc32(key.sub_head(len)), bucket_cnt_).fingerprint;
   return place;
 }
 

@@ -11,15 +11,15 @@
 namespace tstl {
 namespace {
 
-// What is sorted in place of a node: the value beside the pointer, so that sorting does not have to
-// fetch it from all over the arena.
+// Sorted instead of the node pointers: holds the value too, so that sorting need not fetch it from
+// the arena.
 template <class Node>
 struct Entry {
   std::uint64_t value;
   Node* node;
 };
 
-// Sorts by one byte of the value, the greatest first, equals in the order in which they stand.
+// One pass of a radix sort: stable, by one byte of the value, the greatest first.
 template <class Node>
 void sort_by_byte(const Entry<Node>* from, Entry<Node>* to, std::uint32_t n, int shift) {
   std::array<std::uint32_t, 256> place{};
@@ -30,8 +30,8 @@ void sort_by_byte(const Entry<Node>* from, Entry<Node>* to, std::uint32_t n, int
   for (std::uint32_t i = 0; i < n; ++i) to[place[rank(from[i])]++] = from[i];
 }
 
-// Byte after byte, leaving out those in which all values agree. False, and nothing done, when there
-// is no memory for two lists of entries.
+// A radix sort, least significant byte first; skips the bytes in which all values agree. False, and
+// nothing is changed, if there is no memory for two arrays of entries.
 template <class Node>
 bool sort_by_bytes(Node** slots, std::uint32_t n) {
   auto* const entries = static_cast<Entry<Node>*>(std::malloc(2 * sizeof(Entry<Node>) * n));
@@ -60,7 +60,7 @@ void append_path(Buffer<unsigned short>& key, BufferRef<unsigned char> path) {
   key.append_lossless(path);
 }
 
-// Up to this length a heap is quicker.
+// Up to this length a heap sort is quicker.
 constexpr std::uint32_t kFewNodes = 256;
 
 }  // namespace
@@ -128,8 +128,8 @@ void BufferList<T>::modify(std::uint32_t index, View key, std::uint64_t value) {
   if (Node* const node = new_node(key, value)) slots_[index] = node;
 }
 
-// A min-heap gives the order from the greatest to the least. Where there is memory for it a long
-// list is sorted by the bytes of its values instead, which has the same result much sooner.
+// A min-heap sorts from the greatest to the least. A long list is sorted by radix instead, if there
+// is memory for that: the result is the same, and much quicker.
 template <Unit T>
 void BufferList<T>::sort() {
   if (size_ > kFewNodes && sort_by_bytes(slots_, size_)) return;
@@ -155,7 +155,7 @@ std::uint32_t BufferList<T>::find_index(View key) const {
 template <Unit T>
 bool BufferList<T>::read_kvfile(const char* path, T separator, PairFaults* faults) {
   reset();
-  // Inlined: the call takes a good part of the time of such a short append.
+  // Inlined: a call would take a good part of the time of such a short append.
   return detail::read_kvfile<T>(
       path, separator, faults, [this](View key, std::uint64_t value) __attribute__((flatten)) {
         return emplace_back(key, value) != nullptr;

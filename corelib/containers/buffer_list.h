@@ -1,18 +1,24 @@
 // BufferList: a list of keys, each with a 64-bit value, in the order in which they were appended.
 //
+//   tstl::BufferList<unsigned char> words;
+//   words.emplace_back("你好", 7);                         // null if the allocation fails
+//   for (const auto* node : words) total += node->value();
+//   words.sort();                                          // the greatest value first
+//   words.write_kvfile("words.txt", '\t', false);          // false if it could not be written
+//
 // The list owns an arena with the nodes, where a key is copied once and never moves, and an array
 // of pointers to them. A slot is an element of that array: it stays valid until the list grows,
-// while a node stays valid until clear(), reset() or the list's end. When memory is short an
-// appending operation gives null and the list stays as it was. One thread at a time.
+// while a node stays valid until clear(), reset() or the list's end. If an allocation fails, an
+// append returns null and the list stays as it was. One thread at a time.
 //
 // Search is linear; for look-up by key see BufferHash. Keys of 65536 units or more are recorded
 // with a wrapped length: see recorded_len().
 //
-// Lists are read from and written to text files, described in docs/formats/text-files.md. What
-// was written comes back unless a key is empty (it is not written) or has a line end in it (it comes
-// back as two keys or more), or the first key of an 8-bit file starts with the bytes of a byte-order
-// mark. A key may hold the separator, which is to be neither a line end nor what a number is made
-// of. A list of plain keys has no values.
+// Lists are read from and written to text files, described in docs/formats/text-files.md. Reading
+// restores what was written, with three exceptions: an empty key is not written, a key with a line
+// end in it is read as two or more keys, and the first key of an 8-bit file must not start with the
+// bytes of a byte-order mark. A key may contain the separator. The separator must be neither a line
+// end nor a character of a number. A file of plain keys has no values.
 #pragma once
 
 #include <algorithm>
@@ -48,7 +54,7 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   ~BufferList() { release_slots(); }
   void swap(BufferList& other) noexcept;
 
-  // Releases all nodes, and with reset() the array of slots too.
+  // Release all nodes; reset() also releases the array of slots.
   void reset();
   void clear();
 
@@ -61,14 +67,14 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   }
   Slot* push_back(const Node& node) { return push_back(node.key(), node.value()); }
 
-  // Puts a new node in the place of the one at `index`, whose memory is kept until the arena's
-  // next release. An index past the end, or no memory, changes nothing.
+  // Replaces the node at `index` by a new one. The memory of the old one is freed only by clear()
+  // or reset(). Does nothing if `index` is past the end or the allocation fails.
   void modify(std::uint32_t index, View key, std::uint64_t value);
 
-  // Makes room for `n` slots, exactly, if there are fewer. When memory is short nothing changes.
+  // Makes the capacity exactly `n` slots if it is less. If the allocation fails, nothing changes.
   void recapacity(std::uint32_t n);
 
-  // From the greatest value to the least. The order of nodes with equal values is not defined.
+  // Sorts from the greatest value to the least. The order of equal values is unspecified.
   void sort();
 
   std::uint32_t size() const { return size_; }
@@ -86,7 +92,7 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
 
   Slot* begin() const { return slots_; }
   Slot* end() const { return slots_ + size_; }
-  // For the way back: from rstart(), the last slot, down to rfinish(), the place before the first.
+  // For reverse iteration: from rstart(), the last slot, down to rfinish(), one before the first.
   Slot* rstart() const { return end() - (slots_ != nullptr); }
   Slot* rfinish() const { return slots_ - (slots_ != nullptr); }
 
@@ -94,38 +100,40 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   Slot* find(View key) const;
   std::uint32_t find_index(View key) const;
 
-  // Replace the contents by the pairs of a key-value file, in its order; by the lines of a text file
-  // with value 0, empty ones too if `empty_lines`. False when the file cannot be opened: the list is
-  // empty then; or when reading or memory ends before the file: the first elements are there then.
-  // 8-bit and 16-bit files are told apart by their byte-order mark: see text_read.h. A line that is no
-  // pair is no failure: `faults`, if not null, receives how many there were. Look at it where a file
-  // might have another separator, which would make every line a key with value 0.
+  // Replace the contents by the pairs of a key-value file, in its order; or by the lines of a text
+  // file with value 0, with the empty ones if `empty_lines`. False if the file cannot be opened:
+  // the list is then empty. False also if reading or an allocation fails: the list then has the
+  // elements before that. The byte-order mark distinguishes 8-bit from 16-bit files: see
+  // text_read.h. A line that is no pair is not a failure: `faults`, if not null, receives the
+  // number of such lines. Check it if the file may have another separator, which would make every
+  // line a key with value 0.
   bool read_kvfile(const char* path, T separator, PairFaults* faults = nullptr);
   bool read_txtfile(const char* path, bool empty_lines);
-  // Write the keys that are not empty, each on a line, with its value behind the separator or without;
-  // the line ends with "\r\n" if `crlf`, else "\n". A file that is there is replaced. False when it
-  // cannot be opened or not be written whole.
+  // Write the keys that are not empty, one per line; write_kvfile adds the separator and the value.
+  // Lines end with "\r\n" if `crlf`, else with "\n". An existing file is overwritten. False if the
+  // file cannot be opened or cannot be written whole.
   bool write_kvfile(const char* path, T separator, bool crlf) const;
   bool write_txtfile(const char* path, bool crlf) const;
 
-  // Replaces the contents by the paths, as the walker gives them, of all files of a directory whose
-  // names end with `suffix`; with those in the directories below it, each where it stands, if
-  // `recursive`. A 16-bit list has them decoded from UTF-8 without loss, whatever bytes they are:
-  // Buffer<unsigned char>().append_lossless(key) gives the path to be opened. False when the directory cannot be read: the list is
-  // empty then; or when one below it cannot, or memory is short: the rest is there then.
+  // Replaces the contents by the paths of all files of a directory whose names end with `suffix`,
+  // in the order of DirectoryWalker; if `recursive`, also of the files in directories below it, at
+  // the position where each directory is met. A 16-bit list has the paths decoded from UTF-8
+  // without loss, whatever their bytes: Buffer<unsigned char>().append_lossless(key) gives the path
+  // to open. False if the directory cannot be read: the list is then empty. False also if a
+  // directory below it cannot be read or an allocation fails: the list then has the other files.
   bool get_file_list(const char* path, bool recursive, BufferRef<unsigned char> suffix = {});
 
-  // Replaces the contents by those of a tree, in its order. False when memory is short: what fits is
-  // there then.
+  // Replaces the contents by those of a tree, in its order. False if an allocation fails: the list
+  // then has the elements before that.
   bool read_tree(const Tree<T>& tree);
-  // Inserts every key with its value into `tree`, the later of equal keys counts. False when memory
-  // is short: the first ones are there then.
+  // Inserts every key with its value into `tree`; the last value of a key counts. False if an
+  // allocation fails: the tree then has the keys before that.
   bool write_tree(Tree<T>& tree) const;
-  // Makes a trie of all keys that are not empty, the later of equal keys counts. False when memory
-  // is short: the trie is empty then.
+  // Builds a trie of all keys that are not empty; the last value of a key counts. False if an
+  // allocation fails: the trie is then empty.
   bool write_trie(Trie<T>& trie, TrieRoot::BldSpd speed) const;
 
-  // The same keys with the same values at the same places.
+  // The same keys with the same values in the same order.
   bool operator==(const BufferList& other) const;
 
  private:
@@ -142,7 +150,7 @@ class BufferList : public KeyedTraversal<BufferList<T>> {
   void release_slots();
 
   Chunk arena_;
-  Slot* slots_ = nullptr;  // with one more in front, so that rfinish() is a place in the array
+  Slot* slots_ = nullptr;  // the array has one more in front, to which rfinish() points
   std::uint32_t size_ = 0;
   std::uint32_t capacity_ = 0;
 };

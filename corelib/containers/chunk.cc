@@ -41,14 +41,13 @@ void Chunk::rewind() {
     if (keep != 0) make_current(obtain(keep, false));
     return;
   }
-  // One block of the right size: either the current one or a lone block that a single request took
-  // whole.
+  // One block of the right size: the current one, or one that a single request had for itself.
   detail::poison(blocks_->data(), keep);
   alloc_cnt_ = 0;
   make_current(blocks_);
 }
 
-// The request is already counted.
+// The caller has counted the request.
 void* Chunk::alloc_further(std::uint64_t n, std::size_t align) {
   const std::uint64_t gap = gap_before(align);
   if (unzeroed_ == 0 || n > left() || gap > left() - round_up(n)) return alloc_from_new_block(n);
@@ -56,7 +55,7 @@ void* Chunk::alloc_further(std::uint64_t n, std::size_t align) {
   return take(gap, n);
 }
 
-// Alignment needs no thought, since a block's first byte suits every request.
+// A block's first byte is aligned for every request.
 void* Chunk::alloc_from_new_block(std::uint64_t n) {
   if (n > std::numeric_limits<std::ptrdiff_t>::max() - sizeof(Block) - 3) return nullptr;
   n = round_up(n);
@@ -73,7 +72,8 @@ void* Chunk::alloc_from_new_block(std::uint64_t n) {
   return take(0, n);
 }
 
-// Zeroes more of the current block, so that `n` bytes can be taken. REQUIRES: left_ < n <= left().
+// Zeroes more of the current block, so that take() can serve `n` bytes.
+// REQUIRES: left_ < n <= left().
 void Chunk::zero_ahead(std::uint64_t n) {
   const auto missing = static_cast<std::uint32_t>(round_up(n) - left_);
   const std::uint32_t size = std::min(std::max(missing, kZeroedAhead), unzeroed_);
@@ -91,8 +91,8 @@ std::uint64_t Chunk::next_block_size() const {
   return std::min(std::max(base, grown), kMaxBlock);
 }
 
-// A block at the head of the chain, none of it handed out; null when memory is short and past the
-// limit.
+// Links a new, unallocated block at the head of the chain; null if the allocation fails or would
+// exceed the limit.
 Chunk::Block* Chunk::obtain(std::uint64_t size, bool zeroed) {
   if (size > allowed()) return nullptr;
   const std::uint64_t whole = sizeof(Block) + size;
@@ -107,7 +107,7 @@ Chunk::Block* Chunk::obtain(std::uint64_t size, bool zeroed) {
   return block;
 }
 
-// `block` may be null: then there is no current block, as before.
+// Does nothing if `block` is null.
 void Chunk::make_current(Block* block) {
   if (block == nullptr) return;
   cursor_ = block->data();

@@ -12,7 +12,7 @@ namespace {
 using detail::after_zero_bits;
 
 struct Tables {
-  // What a byte leaves in an all-zero register after itself and k zero bytes.
+  // [k][byte]: an all-zero register after `byte` and k zero bytes.
   std::uint32_t of_byte[8][256];
 };
 
@@ -28,16 +28,15 @@ constexpr Tables make_tables() {
 
 constexpr Tables kTables = make_tables();
 
-// What four bytes, the lowest of `word` first, leave in an all-zero register after themselves and
-// `zeros` zero bytes.
+// An all-zero register after the four bytes of `word`, the lowest first, and `zeros` zero bytes.
 std::uint32_t after_four(std::uint32_t word, int zeros) {
   const auto* const table = kTables.of_byte + zeros;
   return (table[3][word & 0xFF] ^ table[2][word >> 8 & 0xFF]) ^
          (table[1][word >> 16 & 0xFF] ^ table[0][word >> 24]);
 }
 
-// The register after the eight bytes of `word`. Only the first four meet the old register, so that
-// the others do not wait for it.
+// The register after the eight bytes of `word`, the lowest first. Only the first four bytes depend
+// on the old register, so the table look-ups of the others do not wait for it.
 std::uint32_t after_eight(std::uint32_t crc, std::uint64_t word) {
   const std::uint32_t later = after_four(static_cast<std::uint32_t>(word >> 32), 0);
   return after_four(static_cast<std::uint32_t>(word) ^ crc, 4) ^ later;
@@ -54,7 +53,8 @@ std::uint32_t crc32_short(const unsigned char* p, std::size_t n) {
   return ~crc;
 }
 
-// The bytes that exceed whole words are taken first, as a word with zero bytes in front of them.
+// Slicing by 8. The n % 8 bytes that do not fill a word are read first, as a word with zero bytes
+// in front of them.
 std::uint32_t crc32_tables(const unsigned char* p, std::size_t n) {
   if (n < 8) return crc32_short(p, n);
   const std::size_t odd = n % 8;
@@ -72,9 +72,9 @@ ZENTA_TARGET_SHORT_KEY std::uint32_t crc32_of_short(const unsigned char* p, std:
 #endif
 
 #if defined(ZENTA_VECTOR_SSE2)
-constexpr std::size_t kLeastOfBlocks = 17;  // what exceeds whole blocks, and one of these
+constexpr std::size_t kLeastOfBlocks = 17;  // a first block of 1 to 16 bytes, and a whole one
 
-// The same with blocks.
+// The same by folding 16-byte blocks. The first block has the 1 to 16 bytes that leave whole ones.
 ZENTA_TARGET_CRC_BLOCK std::uint32_t crc32_blocks(const unsigned char* p, std::size_t n) {
   assert(n >= kLeastOfBlocks);
   const unsigned char* const end = p + n;

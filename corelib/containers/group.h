@@ -1,5 +1,6 @@
-// Work on many items, a group at a time: so many that the waits for their memory overlap, so few
-// that what was fetched for the last of them is still there when the first is done.
+// Processes many items in groups, so that the memory of a whole group can be prefetched before its
+// first item is processed. A group is large enough for the cache misses to overlap, and small
+// enough for the prefetched lines to be still cached when they are used.
 #pragma once
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// KeyedTraversal: for_each and for_each_bk of the containers of keyed nodes, which derive from it. A
-// container's own header tells the order.
+// KeyedTraversal: for_each and for_each_bk of the containers of keyed nodes, which derive from it.
+// A container's own header states the order.
 #pragma once
 
 #include <cstdint>
@@ -10,15 +10,16 @@
 
 namespace tstl {
 
-// `Container` has a member walk(fn), const, which calls fn(Node&) for its nodes in order until that
-// returns false, and returns false then, else true.
+// `Container` has a const member walk(fn). It calls fn(Node&) for its nodes in order until a call
+// returns false; it then returns false, else true.
 template <class Container>
 class KeyedTraversal {
  public:
-  // Call fn(BufferRef const& key, u64& value) for every node. If `fn` changes `value`, a container that
-  // is not const keeps the change; otherwise the node keeps what it has, also what `fn` stored there
-  // by another way. `fn` must not add or remove nodes, or resize the container. for_each_bk stops at
-  // the first call that returns false and returns false then, else true.
+  // Call fn(BufferRef const& key, u64& value) for every node. If `fn` changes `value` and the
+  // container is not const, the node's value is set to it. If `fn` leaves `value` alone, the node's
+  // value is not written: `fn` may have set it by other means. `fn` must not add or remove nodes,
+  // or resize the container. for_each_bk stops at the first call that returns false and then
+  // returns false, else true.
   template <class Fn>
   void for_each(Fn&& fn) {
     self().walk([&](auto& node) { return visit(node, fn), true; });
@@ -39,8 +40,8 @@ class KeyedTraversal {
  private:
   const Container& self() const { return static_cast<const Container&>(*this); }
 
-  // A node is packed, so its value is handed over in an aligned copy. A copy that `fn` changed is stored
-  // back, unless the node is const.
+  // A node is packed, so `fn` gets an aligned copy of the value. If `fn` changes the copy, it is
+  // stored back, unless the node is const.
   template <class Node, class Fn>
   static decltype(auto) visit(Node& node, Fn& fn) {
     struct Copy {

@@ -17,10 +17,11 @@ namespace tstl::detail {
 // The size of the buffer that lists are read through, in bytes.
 inline constexpr unsigned kReadBuffer = 32768;
 
-// Lines are put together until there are so many units of them, and then written at once: page by
-// page a file system takes three times as long.
+// Lines are collected until they have this many units, and then written at once: page by page a
+// file system takes three times as long.
 inline constexpr unsigned kManyUnits = 524288;
-// The longest key of a container, and what follows it: a separator, digits, a zero, "\r\n".
+// The longest key of a container, and the space for what follows it: a separator, digits, a zero,
+// "\r\n".
 inline constexpr unsigned kLongestKey = 0xFFFF;
 inline constexpr unsigned kTailRoom = NUM::kDecimalRoom + 3;
 
@@ -31,9 +32,9 @@ T* put_line_end(T* at, bool crlf) {
   return at;
 }
 
-// Writes a new file with a line for every element whose key is not empty: the key, and what
-// put_tail(at, value) puts behind it, of which it returns the end. False when the file could not be
-// opened, or not written whole, or memory is short, or the container could not be traversed whole.
+// Writes a new file with a line for every element whose key is not empty: the key, then what
+// put_tail(at, value) writes at `at`; put_tail returns its end. False if the file could not be
+// opened or written whole, an allocation failed, or the container could not be traversed whole.
 template <Unit T, class Container, class PutTail>
 bool write_list(const Container& container, const char* path, PutTail put_tail) {
   Chunk arena;
@@ -67,8 +68,9 @@ bool write_kvfile(const Container& container, const char* path, T separator, boo
   });
 }
 
-// Calls add(key, value) for every pair of a file, until it returns false. False then, and when the
-// file could not be opened, or not read to its end. `faults`, if not null, receives what was odd.
+// Calls add(key, value) for every pair of a file until a call returns false. Returns false then,
+// and if the file could not be opened or read to its end. `faults`, if not null, receives the
+// numbers of lines that were no pairs.
 template <Unit T, class Add>
 bool read_kvfile(const char* path, T separator, PairFaults* faults, Add add) {
   TextRead<T> in;

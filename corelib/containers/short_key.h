@@ -1,9 +1,9 @@
-// ShortKey: the hash and the comparison of a key of 4 to 32 bytes, where CRC-32 of a block is quick.
+// ShortKey: hashes and compares a key of 4 to 32 bytes, on processors with CRC instructions.
 //
-// How long the next key is cannot be foreseen. So nothing here branches on it, but for one length
-// that most keys do not pass; and there are few instructions, because a processor that waits for one
-// look-up's memory goes on to the next look-ups only as far as its window of instructions reaches.
-// No byte outside the key is read: four words that overlap cover 4 to 16 bytes, and a shuffle puts
+// The processor cannot predict the length of the next key, so there is only one branch on it: at 16
+// bytes, which most keys do not exceed. The code is also short, because a processor that waits for
+// the memory of one look-up executes the next look-ups only as far as its reorder buffer reaches.
+// No byte outside the key is read: four overlapping words cover 4 to 16 bytes, and a shuffle puts
 // them in order.
 #pragma once
 
@@ -15,17 +15,17 @@
 #include "corelib/containers/detail/crc32_block.h"
 
 #if defined(ZENTA_TARGET_CRC_BLOCK)
-// Of every function that uses one.
+// The target attribute of every function that uses a ShortKey.
 #define ZENTA_TARGET_SHORT_KEY ZENTA_TARGET_CRC_BLOCK
 
 namespace tstl::detail {
 
-// Where the i-th of four words lies that cover n bytes. REQUIRES: n is 4 to 16.
+// The offset of the i-th of four words that together cover n bytes. REQUIRES: n is 4 to 16.
 constexpr std::size_t short_key_word(std::size_t n, std::size_t i) {
   const std::size_t step = n / 8 * 4;
   return (i >= 2 ? n - 4 - step : 0) + (i % 2) * step;
 }
-// By length: which bytes of the four words are those of a block that ends with the key.
+// By length: the shuffle from the four words to a block that ends with the key.
 inline constexpr auto kShortKeyOrders = [] {
   std::array<std::array<unsigned char, 16>, 17> orders{};
   for (std::size_t n = 4; n <= 16; ++n) {
@@ -39,7 +39,7 @@ inline constexpr auto kShortKeyOrders = [] {
 
 class ShortKey {
  public:
-  // Whether this processor takes keys of so many bytes.
+  // Whether a key of `n` bytes is short and this processor has the instructions.
   static bool takes(std::size_t n) { return n - 4 <= 28 && has_crc_block(); }
 
   // Views the bytes. REQUIRES: takes(n).
@@ -54,7 +54,7 @@ class ShortKey {
     return ~(crc ^ kCrcPresets.after[n_]);
   }
 
-  // Whether the same bytes are at `other`, where there must be as many.
+  // Whether the same bytes are at `other`. REQUIRES: as many bytes can be read there.
   ZENTA_TARGET_SHORT_KEY bool is_at(const void* other) const {
     const Ends ends = ends_of(static_cast<const unsigned char*>(other));
     if (is_one_block()) return base::all(ends.last == ends_.last);

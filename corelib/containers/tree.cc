@@ -43,8 +43,8 @@ typename Tree<T>::Node* Tree<T>::new_node(View key) {
   return node;
 }
 
-// A node never has a lesser child of its own level, nor two greater ones in a row: these two turns
-// see to it on the way back from a new leaf.
+// The invariants: no lesser child has its parent's level, and no two greater children in a row have
+// it. These two rotations restore them on the way back from a new leaf.
 template <Unit T>
 typename Tree<T>::Node* Tree<T>::skew(Node* node) {
   Node* const less = node->less_;
@@ -67,7 +67,8 @@ typename Tree<T>::Node* Tree<T>::split(Node* node) {
   return greater;
 }
 
-// The new root of the subtree at `node`; `found` receives the node of the key, null without memory.
+// Returns the new root of the subtree at `node`; `found` receives the node of the key, or null if
+// the allocation fails.
 template <Unit T>
 typename Tree<T>::Node* Tree<T>::insert_below(Node* node, View key, Node*& found) {
   if (node == nullptr) return found = new_node(key);

@@ -1,10 +1,10 @@
 // Tree: keys with 64-bit values, in the order of their units, each key once.
 //
 // A balanced tree (A. Andersson, "Balanced Search Trees Made Simple", 1993) whose nodes lie in an
-// arena that the tree owns: whatever order the keys come in, it is at most 2 log2(n + 1) levels
-// deep. Nodes never move and live until reset() or the tree's end. When memory is short insert()
-// gives null and the tree stays as it was. Keys of any length are kept and known whole. One thread
-// at a time.
+// arena that the tree owns. Whatever the order of insertion, it is at most 2 log2(n + 1) levels
+// deep. Nodes never move and live until reset() or the tree's end. If an allocation fails, insert()
+// returns null and the tree stays as it was. Keys of any length are stored and compared whole. One
+// thread at a time.
 #pragma once
 
 #include <array>
@@ -65,7 +65,7 @@ class Tree : public KeyedTraversal<Tree<T>> {
   std::uint32_t itemcnt() const { return item_cnt_; }
   bool is_empty() const { return root_ == nullptr; }
 
-  // The node of the key, made with value 0 when there is none; null when memory is short.
+  // The node of the key, made with value 0 if there is none; null if the allocation fails.
   Node* insert(View key);
   Node* operator[](View key) { return insert(key); }
 
@@ -76,7 +76,7 @@ class Tree : public KeyedTraversal<Tree<T>> {
  private:
   friend class KeyedTraversal<Tree>;
 
-  // Enough for as many nodes as a 32-bit count can tell.
+  // Enough for as many nodes as 32 bits can count.
   static constexpr std::size_t kMaxDepth = 64;
 
   static Node* skew(Node* node);

@@ -1,14 +1,14 @@
-// Trie: a compact, unchanging index of keys with 64-bit values, for exact and for prefix search.
+// Trie: a compact, immutable index of keys with 64-bit values, for exact and for prefix search.
 //
-// It is built from a Tree, of which it keeps nothing, and owns its memory. Building reports FAILURE
-// and leaves the trie empty when memory is short, as far as the index library below notices: it
-// does not look at the outcome of all its allocations. A search that runs out of memory ends as if
-// there were nothing more to find. One thread at a time, also for searching: a trie keeps what a
-// look-up works with.
+// It is built from a Tree, which it does not refer to afterwards, and owns its memory. If an
+// allocation fails, building returns FAILURE and leaves the trie empty, as far as the index library
+// notices: it does not check all its allocations. A search that runs out of memory ends as if there
+// were nothing more to find. One thread at a time, also for searching: a trie holds the working
+// state of its look-ups.
 //
-// The index is a marisa trie over bytes; the key of a 16-bit trie is entered as the two bytes of
-// each unit, the high one first, so that order and prefixes are those of the units and any units,
-// zeros and lone surrogates among them, are keys.
+// The index is a marisa trie over bytes. The key of a 16-bit trie is stored as the two bytes of
+// each unit, the high one first. So order and prefixes are those of the units, and any units can be
+// in a key, also zeros and lone surrogates.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +25,7 @@ namespace tstl {
 // What the tries of both unit widths share.
 class TrieRoot {
  public:
-  // How much time building may take, in exchange for a smaller index.
+  // How much time building may take; the slower, the smaller the index.
   enum class BldSpd { kFast, kNormal, kSlow };
 };
 
@@ -46,13 +46,13 @@ class Trie : public TrieRoot {
   std::uint32_t itemcnt() const { return item_cnt_; }
   bool is_empty() const { return item_cnt_ == 0; }
 
-  // The value of a key, which is part of the trie, or null.
+  // The value of a key, or null. The trie owns it.
   const std::uint64_t* find(View key) const;
 
-  // Call fn(BufferRef const& key, u64& value), the value being a copy, for every key with which
-  // `text` starts, the shortest first; and for every key that starts with `prefix`, in ascending
-  // order. A key is valid during its call. The forms with _bk stop at the first call that returns
-  // false and return false then, else true.
+  // Call fn(BufferRef const& key, u64& value) for every key with which `text` starts, the shortest
+  // first; or for every key that starts with `prefix`, in ascending order. The value is a copy; the
+  // key is valid during its call. The forms with _bk stop at the first call that returns false and
+  // then return false, else true.
   template <class Fn>
   void for_each_prefix_of(View text, Fn&& fn) const {
     for_each_prefix_of_bk(text,
@@ -77,7 +77,7 @@ class Trie : public TrieRoot {
 
   detail::TrieIndex index_;
   Chunk arena_;
-  std::uint64_t* values_ = nullptr;  // by the number that the index gives a key
+  std::uint64_t* values_ = nullptr;  // indexed by the number that the index gives a key
   std::uint32_t item_cnt_ = 0;
 };
 

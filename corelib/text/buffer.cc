@@ -9,7 +9,7 @@
 namespace tstl {
 namespace {
 
-// The two directions under one name, for Buffer's body to be the same for both widths.
+// Both directions under one name, so that Buffer has one body for both widths.
 std::size_t transcoded_size(BufferRef<unsigned short> text) {
   return utf8_size(text.cstr(), text.len());
 }
@@ -17,27 +17,27 @@ std::size_t transcoded_size(BufferRef<unsigned char> text) {
   return utf16_size(text.cstr(), text.len());
 }
 
-void transcode(BufferRef<unsigned short> text, unsigned char* dst, std::size_t room) {
-  utf16_to_utf8(text.cstr(), text.len(), dst, room);
+void transcode(BufferRef<unsigned short> text, unsigned char* dst, std::size_t capacity) {
+  utf16_to_utf8(text.cstr(), text.len(), dst, capacity);
 }
-void transcode(BufferRef<unsigned char> text, unsigned short* dst, std::size_t room) {
-  utf8_to_utf16(text.cstr(), text.len(), dst, room);
+void transcode(BufferRef<unsigned char> text, unsigned short* dst, std::size_t capacity) {
+  utf8_to_utf16(text.cstr(), text.len(), dst, capacity);
 }
 
-std::size_t lossless_room(BufferRef<unsigned short> text) {
+std::size_t lossless_capacity(BufferRef<unsigned short> text) {
   return utf8_size(text.cstr(), text.len(), LoneSurrogate::kKeep);
 }
-std::size_t lossless_room(BufferRef<unsigned char> text) { return text.len(); }
+std::size_t lossless_capacity(BufferRef<unsigned char> text) { return text.len(); }
 
 std::size_t transcode_lossless(BufferRef<unsigned short> text, unsigned char* dst,
-                               std::size_t room) {
-  return utf16_to_utf8_lossless(text.cstr(), text.len(), dst, room);
+                               std::size_t capacity) {
+  return utf16_to_utf8_lossless(text.cstr(), text.len(), dst, capacity);
 }
 std::size_t transcode_lossless(BufferRef<unsigned char> text, unsigned short* dst, std::size_t) {
   return utf8_to_utf16_lossless(text.cstr(), text.len(), dst);
 }
 
-// Writes one character and returns its units, 0 for what is no character.
+// Writes one character and returns how many units it takes, 0 for a value that is no character.
 std::size_t encode(char32_t c, unsigned char* dst) { return encode_utf8(c, dst); }
 std::size_t encode(char32_t c, unsigned short* dst) {
   if (c > 0x10FFFF || is_surrogate(c)) return 0;
@@ -50,8 +50,8 @@ std::size_t encode(char32_t c, unsigned short* dst) {
   return 2;
 }
 
-// Room for 2^64 milliseconds, which are 12 digits of days, and a zero.
-constexpr unsigned kTimecostRoom = 27;
+// Units for 2^64 milliseconds, which are 12 digits of days, and a zero.
+constexpr unsigned kTimecostCapacity = 27;
 
 template <Unit T>
 unsigned write_timecost(T* buf, unsigned long long rest) {
@@ -84,8 +84,8 @@ unsigned write_timecost(T* buf, unsigned long long rest) {
 template <Unit T>
 template <Unit U>
 bool Buffer<T>::make_room(std::uint64_t need, BufferRef<U>& text) noexcept {
-  // Only realloc takes the memory away. What is not owned stays where it is while it is copied out,
-  // so a text in it can still be read. Addresses are compared as numbers, as `text` may be foreign.
+  // Only realloc moves memory. Storage that is not owned is copied and stays readable, so a text in
+  // it needs no adjustment. Addresses are compared as integers, because `text` may lie elsewhere.
   const auto address = [](const void* p) { return reinterpret_cast<std::uintptr_t>(p); };
   const std::uintptr_t offset = address(text.cstr()) - address(str_);
   const bool moves = this->is_owner() && offset <= cap_ * sizeof(T);
@@ -113,7 +113,7 @@ Buffer<T>& Buffer<T>::assign(OtherView text) noexcept {
   if constexpr (sizeof(T) == 1) {
     return assign_transcoded(text);
   } else {
-    if (text.is_empty()) return clear();  // as no memory is needed for that
+    if (text.is_empty()) return clear();  // needs no memory
     if (make_room(text.len(), text)) BufferFixBase<T>::assign(text, cap_);
     return *this;
   }
@@ -131,8 +131,8 @@ Buffer<T>& Buffer<T>::assign_rv(Buffer&& other, bool reset_first) noexcept {
   } else if (other.is_with_data()) {
     assign(other);
   } else {
-    // Heap or external memory: the pointer is handed on first, then the owner bit, so that there is
-    // one owner at most. What this buffer owns is freed on the way.
+    // Heap or external memory: first the pointer is handed over, then the owner bit, so that there
+    // is at most one owner. set_data_external frees what this buffer owned.
     this->set_data_external(other.cap_, other.str_, other.len_);
     const bool owner = other.is_owner();
     other.release_the_ownership();
@@ -175,15 +175,15 @@ Buffer<T>& Buffer<T>::append_str(OtherView text) noexcept {
 
 template <Unit T>
 Buffer<T>& Buffer<T>::append_lossless(OtherView text) noexcept {
-  const std::size_t room = lossless_room(text);
-  if (text && make_room(std::uint64_t{len_} + room, text)) {
-    len_ += static_cast<unsigned>(transcode_lossless(text, str_ + len_, room));
+  const std::size_t capacity = lossless_capacity(text);
+  if (text && make_room(std::uint64_t{len_} + capacity, text)) {
+    len_ += static_cast<unsigned>(transcode_lossless(text, str_ + len_, capacity));
     str_[len_] = 0;
   }
   return *this;
 }
 
-// The room is asked for before the character is looked at, so that it does not depend on it.
+// The capacity is reserved before the character is examined, so that it does not depend on it.
 template <Unit T>
 Buffer<T>& Buffer<T>::append_encoded(char32_t c, unsigned headroom) noexcept {
   if (make_room(std::uint64_t{len_} + headroom)) {
@@ -208,7 +208,7 @@ Buffer<T>& Buffer<T>::replace_str(unsigned pos, unsigned n, View text) noexcept 
   pos = std::min(pos, len_);
   n = std::min(n, len_ - pos);
   const std::uint64_t need = std::uint64_t{len_} - n + text.len();
-  // Without this an edit that edits nothing would copy a const text, or allocate.
+  // An edit that changes nothing must not copy a const text or allocate.
   const bool changes = n != 0 || text;
   if (changes && make_room(need, text)) this->replace_in_place(pos, n, text);
   return *this;
@@ -244,7 +244,7 @@ Buffer<T>& Buffer<T>::erase_chrlist(View set) noexcept {
 template <Unit T>
 Buffer<T>& Buffer<T>::ensure_slash_end() noexcept {
   const bool has_slash = len_ != 0 && (this->back() == '/' || this->back() == '\\');
-  // All the room at once: after a failure in between, the slash would become a text of its own.
+  // All capacity is reserved at once: if appending the slash failed, the buffer would become "/".
   if (!make_room(std::uint64_t{len_} + !has_slash)) return *this;
   STR::zz_replchr<T>(str_, len_, '\\', '/');
   return has_slash ? *this : append_unit('/');
@@ -259,12 +259,12 @@ Buffer<T>& Buffer<T>::ensure_noslash_end() noexcept {
 
 // ---- Values and escapes as text
 
-// For texts whose length is known only when they are written: on the stack first, so that the
-// capacity grows by what is added and not by the room that the writing function wants.
+// For texts whose length is known only after writing: written on the stack first, so that the
+// buffer grows by the length of the text and not by the greatest possible length.
 template <Unit T>
-template <unsigned room, class Write>
+template <unsigned kCapacity, class Write>
 Buffer<T>& Buffer<T>::append_written(Write write) noexcept {
-  T text[room];
+  T text[kCapacity];
   return append_str(View(text, write(text)));
 }
 
@@ -307,7 +307,8 @@ Buffer<T>& Buffer<T>::append_filesize(unsigned long long bytes) noexcept {
 
 template <Unit T>
 Buffer<T>& Buffer<T>::append_timecost(unsigned long long milliseconds) noexcept {
-  return append_written<kTimecostRoom>([=](T* buf) { return write_timecost(buf, milliseconds); });
+  return append_written<kTimecostCapacity>(
+      [=](T* buf) { return write_timecost(buf, milliseconds); });
 }
 
 template <Unit T>

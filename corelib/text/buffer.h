@@ -1,4 +1,4 @@
-// Buffer: the owning, growable text, always with a zero one unit past its length.
+// Buffer: owning, growable text with a zero unit after its last unit.
 //
 //   tstl::Buffer<unsigned char> line;                      // 8-bit text: UTF-8
 //   line.append_str("count: ").append_num(42, 4);          // "count: 0042"
@@ -14,8 +14,8 @@
 //   | c | o | u | n | t | 0 |    free    |      len is 5; cap + 1 units in all
 //   +---+---+---+---+---+---+------------+
 //
-// The buffers are one chain of classes without virtual functions. Each adds operations, none but the
-// last adds data:
+// The buffers are one chain of classes without virtual functions. Each adds operations; only
+// BufferFixBase (the header) and BufferInline (the inline area) add data:
 //
 //   TextOps<T>              reading: search, compare, cut, split, parse      text_ops.h
 //     BufferFixBase<T>      the header (pointer, length, capacity, flags);
@@ -23,17 +23,17 @@
 //       BufferMemOwner<T>   where the memory comes from, who frees it,
 //                           how it grows                                     buffer_memory.h
 //         Buffer<T>         growing operations, transcoding, formatting      this header
-//           BufferInline<T, N>  room for N units in the object itself        buffer_inline.h
+//           BufferInline<T, N>  space for N units in the object itself       buffer_inline.h
 //
-// All of TextOps reads a buffer, and a BufferRef is made from it wherever a function takes one. Growth,
-// states of storage and what happens when memory cannot be had are told in buffer_memory.h; in
-// short: an operation that gets no memory leaves a null pointer and an empty text, writes nothing,
-// and the next operation starts anew.
+// All reading operations of TextOps work on a buffer, and it converts to a BufferRef wherever a
+// function takes one. buffer_memory.h describes growth, the states of storage and allocation
+// failure. In short: an operation whose allocation fails writes nothing and leaves a null pointer
+// and an empty text; the next operation starts from there.
 //
-// A text given to an operation may be a part of this very buffer's contents, also when the memory
-// moves. Operations that change anything copy a const text out first, whether they grow or not;
-// clear() and assignment just let go of it. Operations return the buffer, so that they can be
-// chained. One thread uses a buffer at a time.
+// A text that is passed to an operation may be a part of the same buffer's contents, even if the
+// memory moves. An operation that changes a const text first copies it to the heap, whether the
+// text grows or not; clear() and assignment only drop it. Operations return the buffer, so that
+// calls can be chained. One thread uses a buffer at a time.
 //
 // Compile with -fno-strict-aliasing, for char16_t text: see buffer_ref.h.
 //
@@ -58,7 +58,7 @@
 namespace tstl {
 
 namespace detail {
-// Never defined: a call that is left after optimization is the error.
+// Never defined. A call that is left after optimization is reported as an error.
 #if defined(__has_attribute) && __has_attribute(error)
 __attribute__((error("append_chr: no unit of this buffer has this value; write u'...' or U'...'")))
 #endif
@@ -75,7 +75,7 @@ class Buffer : public BufferMemOwner<T> {
   // ---- Construction and assignment
 
   Buffer() noexcept = default;
-  // Empty, with room for `capacity` units (for 32 at least, unless it is 0).
+  // Empty, with a capacity of `capacity` units, but at least 32 unless it is 0.
   explicit Buffer(unsigned capacity) noexcept { this->recapacity(capacity); }
   // Copies.
   explicit Buffer(View text) noexcept { append_str(text); }
@@ -94,32 +94,31 @@ class Buffer : public BufferMemOwner<T> {
   Buffer& operator=(Buffer&& other) noexcept { return assign_rv(std::move(other), true); }
   Buffer& operator=(View text) noexcept { return assign(text); }
 
-  // Makes a copy of `text` the contents.
+  // Replaces the contents by a copy of `text`.
   Buffer& assign(View text) noexcept {
     return text.is_empty() ? clear() : replace_str(0, len_, text);
   }
-  // Text of the other width: its UTF-8 form in an 8-bit buffer; but in a 16-bit buffer each byte
-  // becomes a unit and nothing is decoded, on purpose, see BufferFixBase. REQUIRES: `text` is not
-  // in this buffer's memory (bytes may be, at its very start).
+  // The same with text of the other width. An 8-bit buffer gets its UTF-8 form. In a 16-bit buffer
+  // each byte becomes a unit and nothing is decoded, on purpose: see BufferFixBase. REQUIRES:
+  // `text` is not in this buffer's memory (bytes may be, if they begin where it begins).
   Buffer& assign(OtherView text) noexcept;
-  // Makes the UTF-8 or UTF-16 form of `text` the contents. REQUIRES: `text` is not in this buffer's
-  // memory.
+  // Replaces the contents by `text`, transcoded to UTF-8 or UTF-16. REQUIRES: `text` is not in this
+  // buffer's memory.
   Buffer& assign_transcoded(OtherView text) noexcept { return clear().append_str(text); }
-  // The non-growing assignments of BufferFixBase, with a limit.
+  // The assignments of BufferFixBase, which take a limit and never grow.
   using BufferFixBase<T>::assign;
 
-  // Move assignment, after reset() of this buffer if `reset_first`. Heap and external memory are
-  // taken over with the owner bit, and `other` is as after reset() then; a const text is shared;
-  // what is in the inline area of `other` is copied and replaces the contents here. Without
-  // `reset_first` such a copy keeps the memory that this buffer has. Assigning a buffer to itself
-  // does nothing.
+  // Move assignment. If `reset_first`, this buffer is reset() first. Heap and external memory of
+  // `other` are taken over with the owner bit, and `other` is reset(). A const text is shared. A
+  // text in the inline area of `other` is copied and replaces the contents; without `reset_first`
+  // the copy uses the memory that this buffer has. Assigning a buffer to itself does nothing.
   Buffer& assign_rv(Buffer&& other, bool reset_first) noexcept;
 
   // ---- Length
 
-  // Length 0, memory kept; a const text is let go.
+  // Sets the length to 0 and keeps the memory. A const text is dropped.
   Buffer& clear() noexcept;
-  // Sets the length; what comes in by it has the value that is in the memory. REQUIRES: n <=
+  // Sets the length. Units that this adds have whatever value is in the memory. REQUIRES: n <=
   // capacity().
   Buffer& set_len(unsigned n) noexcept;
   // Writes the zero at len(), for callers that wrote into the memory themselves.
@@ -136,22 +135,23 @@ class Buffer : public BufferMemOwner<T> {
     const unsigned old = len_, n = text.len();
     T* const units = str_;
     if (n - 1 >= cap_ - old || units == nullptr)
-      return replace_str(old, 0, text);  // or nothing new
+      return replace_str(old, 0, text);  // does not fit, or `text` is empty
     len_ = old + n;
     base::copy_bytes_called(units + old, text.cstr(), n * sizeof(T));
     units[old + n] = 0;
     return *this;
   }
   Buffer& append_str(OtherView text) noexcept;
-  // The same without loss, for names of files and the like: bytes that are not well-formed UTF-8 become
-  // units of their own, and these become the bytes again. See utf8_to_utf16_lossless.
+  // The same without loss, for file names and the like: each byte that is not part of well-formed
+  // UTF-8 becomes a lone surrogate, and this becomes the byte again. See utf8_to_utf16_lossless.
   Buffer& append_lossless(OtherView text) noexcept;
 
-  // Appends one character: a unit of the buffer's own width (a `char` or an integer counts as one), or
-  // else the encoding of a UTF-16 unit or of a code point. A lone surrogate and what is no code point
-  // append nothing, though room for the longest encoding of such a character is reserved beforehand.
-  // An integer that is no unit appends nothing, too; a constant one is an error where the compiler
-  // optimizes. A wchar_t is refused: whether it is a unit or a code point differs by system.
+  // Appends one character. A unit of the buffer's own width is appended as it is; a `char` or an
+  // integer counts as one. A UTF-16 unit in an 8-bit buffer and a code point are encoded: capacity
+  // for the longest encoding is reserved first, and a lone surrogate or a value that is no code
+  // point appends nothing. An integer out of a unit's range appends nothing (debug builds assert);
+  // for a constant the compiler reports an error if it optimizes. A wchar_t is refused: whether it
+  // is a unit or a code point depends on the system.
   template <std::integral C>
   requires(!std::same_as<C, wchar_t> && !std::same_as<C, bool>) Buffer& append_chr(C c) noexcept {
     if constexpr (std::same_as<C, char32_t> ||
@@ -175,11 +175,11 @@ class Buffer : public BufferMemOwner<T> {
   // Appends zero units that count as text.
   Buffer& append_zero(unsigned count = 1) noexcept { return append_chr_repeat(0, count); }
 
-  // Puts `text` before the unit at `pos`, at the end when `pos` is past it.
+  // Inserts `text` before the unit at `pos`, or at the end if `pos` is past it.
   Buffer& insert_str(unsigned pos, View text) noexcept { return replace_str(pos, 0, text); }
-  // Puts `text` in the place of the units [pos, pos + n), the range cut to the text.
+  // Replaces the units [pos, pos + n) by `text`. The range is clamped to the contents.
   Buffer& replace_str(unsigned pos, unsigned n, View text) noexcept;
-  // Puts `text` over the units from `pos` (at most len()) on, past the end where it reaches so far.
+  // Overwrites the units from `pos` (at most len()) on with `text`, which may extend past the end.
   Buffer& write(unsigned pos, View text) noexcept { return replace_str(pos, text.len(), text); }
   // Removes the units [pos, pos + n), cut at the end.
   Buffer& erase(unsigned pos, unsigned n) noexcept { return replace_str(pos, n, View()); }
@@ -194,8 +194,8 @@ class Buffer : public BufferMemOwner<T> {
   // REQUIRES: `set` is not in this buffer's memory.
   Buffer& erase_chrlist(View set) noexcept;
 
-  // Turn every '\\' into '/'; then make the text end with a '/', so that an empty one becomes "/",
-  // or drop one '/' from its end.
+  // Turn every '\\' into '/'. Then append a '/' unless the text ends with one (an empty text
+  // becomes "/"), or drop one '/' from the end.
   Buffer& ensure_slash_end() noexcept;
   Buffer& ensure_noslash_end() noexcept;
   // Appends zero units, up to three, until the length is a multiple of 4 units.
@@ -203,7 +203,7 @@ class Buffer : public BufferMemOwner<T> {
 
   // ---- Appending values as text, by the functions of NUM
 
-  // Decimal digits, filled up with zeros after the sign to `width` units.
+  // Decimal digits, padded to `width` units with zeros after the sign.
   template <Integer V>
   Buffer& append_num(V value, unsigned width = 0) noexcept {
     if (width != 0)
@@ -212,8 +212,8 @@ class Buffer : public BufferMemOwner<T> {
     if (make_room(std::uint64_t{len_} + n)) len_ += NUM::zz_tostr(str_ + len_, value);
     return *this;
   }
-  // Upper-case hexadecimal digits, filled up with zeros to `width` units; a negative value in its
-  // own width.
+  // Upper-case hexadecimal digits, padded to `width` units with zeros. A negative value is written
+  // as the two's complement of its own width.
   template <Integer V>
   Buffer& append_hex(V value, unsigned width = 0) noexcept {
     return append_padded(width, [value](T* buf) { return NUM::zz_tohex(buf, value); });
@@ -226,7 +226,7 @@ class Buffer : public BufferMemOwner<T> {
   Buffer& append_date(const Date& value) noexcept;
   Buffer& append_time(const Time& value) noexcept;
   Buffer& append_datetime(const DateTime& value) noexcept;
-  // A count of bytes with its unit, "1.500K".
+  // A count of bytes with a unit letter: "1.500K". See NUM::zz_tofsize.
   Buffer& append_filesize(unsigned long long bytes) noexcept;
   // A duration: "7ms", from a second on "1.234s", then "2m03.004s", "1h02m03.004s",
   // "5d01h02m03.004s". Nothing is rounded; the units after the first have two digits.
@@ -239,9 +239,9 @@ class Buffer : public BufferMemOwner<T> {
   // Makes ASCII control characters visible: as \0 \a \b \t \n \v \f \r or \xHH, and the backslash
   // as \\.
   Buffer& append_ctrl(View text) noexcept;
-  // Resolves these escapes, \" \' \/ \e, and \uHHHH for a UTF-16 unit; in 8-bit text two of these
-  // make one character if they are a surrogate pair, and nothing if they are not. Whatever else
-  // follows a backslash stays as it is. Room for the whole of `text` is reserved.
+  // Resolves these escapes, \" \' \/ \e, and \uHHHH for a UTF-16 unit. In 8-bit text two \uHHHH
+  // that form a surrogate pair give one character, and a lone surrogate gives nothing. A backslash
+  // before anything else is copied. Capacity for the whole of `text` is reserved.
   Buffer& append_unescape(View text) noexcept;
 
  private:
@@ -253,14 +253,14 @@ class Buffer : public BufferMemOwner<T> {
     const unsigned old = len_;
     T* const units = str_;
     if (old >= cap_ || units == nullptr) return append_chr_repeat(c, 1);
-    len_ = old + 1;  // first, because the next append waits for it
+    len_ = old + 1;  // stored first: the next append depends on it
     units[old] = c;
     units[old + 1] = 0;
     return *this;
   }
   Buffer& append_encoded(char32_t c, unsigned headroom) noexcept;
   Buffer& append_padded_text(const T* text, unsigned len, unsigned width) noexcept;
-  template <unsigned room, class Write>
+  template <unsigned kCapacity, class Write>
   Buffer& append_written(Write write) noexcept;
   template <class Write>
   Buffer& append_padded(unsigned width, Write write) noexcept {
@@ -268,15 +268,14 @@ class Buffer : public BufferMemOwner<T> {
     return append_padded_text(text, write(text), width);
   }
 
-  // Makes sure of `need` units of memory that may be written. False when there are none: nothing is
-  // to be written then.
+  // Ensures a writable capacity of `need` units. False if there is none: the caller writes nothing.
   bool make_room(std::uint64_t need) noexcept {
     return (this->is_writable() && need <= cap_) || ((need | len_) != 0 && this->grow(need));
   }
-  // The same, and if `text` stands in memory that moves, it is moved along.
+  // The same. If `text` lies in this buffer's memory and the memory moves, `text` is adjusted.
   template <Unit U>
   bool make_room(std::uint64_t need, BufferRef<U>& text) noexcept;
-  // Lets `change` work on the contents as a view, which it may shorten.
+  // Calls `change` with a view of the contents, which it may shorten.
   template <class Change>
   Buffer& change_in_place(Change change) noexcept;
 };
@@ -289,6 +288,6 @@ extern template class Buffer<unsigned short>;
 
 }  // namespace tstl
 
-// That of a view of the text.
+// Equals the hash of a view of the text.
 template <tstl::Unit T>
 struct std::hash<tstl::Buffer<T>> : std::hash<tstl::BufferRef<T>> {};

@@ -5,8 +5,8 @@
 namespace tstl {
 namespace {
 
-// How many units of `text` stand before `tail` or outside the contents altogether, and so stay
-// where they are when the units [tail, end) move.
+// How many leading units of `text` stay where they are when the units [tail, end) move: those
+// before `tail`, or all if `text` does not overlap these units.
 template <Unit T>
 unsigned units_before(BufferRef<T> text, const T* tail, const T* end) {
   const auto address = [](const T* p) { return reinterpret_cast<std::uintptr_t>(p); };
@@ -26,12 +26,12 @@ void BufferFixBase<T>::replace_in_place(unsigned pos, unsigned n, View text) noe
   const unsigned tail_len = len_ - pos - n;
   const unsigned text_len = text.len();
   if (text_len <= n) {
-    // Written first, the text covers nothing but units that go.
+    // The text is written first: it overwrites only units that are removed.
     STR::zz_cast(at, text.cstr(), text_len);
     STR::zz_cast(at + text_len, tail, tail_len);
   } else {
-    // The tail moves up first, and the part of the text that stood in it is fetched from its new
-    // place.
+    // The tail moves up first. The part of the text that lay in the tail is read at its new
+    // position.
     const unsigned before = units_before<T>(text, tail, tail + tail_len);
     STR::zz_cast(at + text_len, tail, tail_len);
     STR::zz_cast(at, text.cstr(), before);

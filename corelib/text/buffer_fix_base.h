@@ -1,9 +1,9 @@
-// BufferFixBase: the contents of an owning buffer, seen without its memory handling. It reads (all
-// of TextOps), gives access to the units, and writes without ever growing.
+// BufferFixBase: an owning buffer without its memory management. It reads (all of TextOps), gives
+// access to the units, and writes without ever growing.
 //
 // It is the first link of the chain that buffer.h draws. Each link has the same 20-byte header:
 //
-//   offset   0      8     12     16      20 (on a 64-bit machine)
+//   offset   0      8     12     16      20
 //          +------+-----+-----+-------+ - - - - - - - - - - - - - +
 //          | str  | len | cap | flags |  inline area, cap + 1 units
 //          +------+-----+-----+-------+ - - - - - - - - - - - - - +
@@ -13,8 +13,8 @@
 //               24-29  free for derived types; every change of state keeps them
 //               0-23   units of the inline area, 0 when there is none
 //
-// Lengths and capacities count units, `cap` without the terminating zero, which stands at `len`
-// whatever the operation. Nothing here allocates. A null pointer is an empty text.
+// Lengths and capacities count units. `cap` does not count the terminating zero, which every
+// operation keeps at `len`. Nothing here allocates. A null pointer is an empty text.
 #pragma once
 
 #include <algorithm>
@@ -50,7 +50,7 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   [[nodiscard]] unsigned len() const noexcept { return len_; }
   [[nodiscard]] bool is_empty() const noexcept { return len_ == 0; }
   explicit operator bool() const noexcept { return len_ != 0; }
-  // Null in the empty state, and after memory could not be had.
+  // Null in the empty state, also after a failed allocation.
   [[nodiscard]] T* ref_internal_data() noexcept { return str_; }
   [[nodiscard]] const T* ref_internal_data() const noexcept { return str_; }
   // The text with its zero; never null. A const text has a zero after it only if its owner put one
@@ -64,7 +64,7 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   [[nodiscard]] T& operator[](unsigned pos) noexcept { return str_[pos]; }
   [[nodiscard]] const T& operator[](unsigned pos) const noexcept { return str_[pos]; }
   [[nodiscard]] const T& front() const noexcept { return str_[0]; }
-  // The unit `n` places before the last.
+  // The unit `n` positions before the last.
   [[nodiscard]] const T& back(unsigned n = 0) const noexcept {
     assert(n < len_);
     return str_[len_ - 1 - n];
@@ -80,13 +80,13 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   [[nodiscard]] StdView std_view() const noexcept { return View(*this).std_view(); }
   operator StdView() const noexcept { return std_view(); }
 
-  // ---- Writes that never grow. `cap` is the greatest length that the text may get, at most the
-  // buffer's own capacity; what does not fit is cut off the added text, never off what is kept. Where
-  // what is kept is longer than `cap`, nothing is added. `text` may be a part of this very buffer's
-  // contents. A const text is left alone.
+  // ---- Writes that never grow. `cap` limits the length of the result, as does the buffer's own
+  // capacity. What does not fit is cut off the added text, never off the units that are kept; if
+  // these alone exceed the limit, nothing is added. `text` may be a part of the same buffer's
+  // contents. A const text is not changed.
 
-  // Adds at the end; before the unit at `pos` (at the end when `pos` is past it); or over the units
-  // from `pos` on, past the end where the text reaches so far. Return the units taken of `text`.
+  // Append `text`; insert it before the unit at `pos`, or at the end if `pos` is past it; overwrite
+  // the units from `pos` on, also past the end. Return how many units of `text` were used.
   unsigned append_str_fix(View text, unsigned cap) noexcept {
     return replace_fix(len_, 0, text, cap);
   }
@@ -100,16 +100,16 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   void erase_fix(unsigned pos, unsigned n, unsigned cap) noexcept {
     replace_fix(pos, n, View(), cap);
   }
-  // Sets the length, `cap` at most, and returns it. Units that come in by this have the value that
-  // is in the memory.
+  // Sets the length, `cap` at most, and returns it. Units that this adds have whatever value is in
+  // the memory.
   unsigned set_len_fix(unsigned n, unsigned cap) noexcept;
 
-  // Makes `text` the contents; returns the units taken.
+  // Replaces the contents by `text`; returns how many units of it were used.
   unsigned assign(View text, unsigned cap) noexcept { return replace_fix(0, len_, text, cap); }
-  // The same from 8-bit text, one unit for each byte. This assignment does not decode, on purpose:
+  // The same with 8-bit text, one unit for each byte. This assignment does not decode, on purpose:
   // it is for ASCII, Latin-1 and raw bytes; UTF-8 is decoded by Buffer's constructors, append_str
-  // and assign_transcoded. REQUIRES: `bytes` are not in this buffer's memory, but for its very
-  // start.
+  // and assign_transcoded. REQUIRES: `bytes` is not in this buffer's memory, unless it begins where
+  // the memory begins.
   unsigned assign(OtherView bytes, unsigned cap) noexcept requires(sizeof(T) == 2) {
     if (!is_writable()) return 0;
     const unsigned n = std::min({bytes.len(), cap, cap_});
@@ -137,8 +137,8 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
   [[nodiscard]] bool is_writable() const noexcept {
     return str_ != nullptr && (flags_ & kConstFlag) == 0;
   }
-  // Puts `text`, which may be a part of the contents, in the place of the units [pos, pos + n).
-  // REQUIRES: is_writable(), the range lies within the text, and the result within the capacity.
+  // Replaces the units [pos, pos + n) by `text`, which may be a part of the contents.
+  // REQUIRES: is_writable(), the range lies within the contents, and the result fits.
   void replace_in_place(unsigned pos, unsigned n, View text) noexcept;
 
   T* str_ = nullptr;
@@ -149,7 +149,8 @@ class BufferFixBase : public TextOps<T, BufferFixBase<T>> {
  private:
   static constexpr T kZero = 0;
 
-  // `pos` and `n` are cut to the text, `text` to the room that `cap` leaves.
+  // The same with `pos` and `n` clamped to the contents and `text` cut to the space that `cap`
+  // leaves. Returns how many units of `text` were used.
   unsigned replace_fix(unsigned pos, unsigned n, View text, unsigned cap) noexcept;
 };
 #pragma pack(pop)

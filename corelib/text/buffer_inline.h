@@ -1,8 +1,8 @@
-// BufferInline: a Buffer with room for N units in the object itself.
+// BufferInline: a Buffer with space for N units in the object itself.
 //
 // Texts of up to N units need no heap. A longer one moves to the heap by the rules of every buffer;
-// reset() and shrink_to_fit() bring it back. The object can be handed on as a Buffer<T>, but it
-// must not be moved with memcpy: the pointer leads into the object.
+// reset() and shrink_to_fit() bring it back. The object can be passed as a Buffer<T>, but it must
+// not be moved with memcpy: its pointer points into itself.
 #pragma once
 
 #include <cassert>
@@ -26,8 +26,8 @@ class BufferInline : public Buffer<T> {
     assert(this->internal_with_data_ptr() == inline_);
     this->set_data_with_data(N);
   }
-  // A copy; a transcoded copy of text of the other width; the moved text (what is inline over there
-  // is copied).
+  // A copy; a transcoded copy of text of the other width; a copy; the moved text (a text in the
+  // inline area is copied).
   explicit BufferInline(View text) noexcept : BufferInline() { this->append_str(text); }
   explicit BufferInline(OtherView text) noexcept : BufferInline() { this->append_str(text); }
   BufferInline(const BufferInline& other) noexcept : BufferInline() { this->append_str(other); }

@@ -9,7 +9,7 @@
 namespace tstl {
 namespace {
 
-// Bytes of an allocation: the zero has its place beside the capacity.
+// Bytes of an allocation: the capacity and the terminating zero.
 template <Unit T>
 std::size_t allocation_size(std::uint64_t cap) {
   return static_cast<std::size_t>(cap + 1) * sizeof(T);
@@ -17,7 +17,7 @@ std::size_t allocation_size(std::uint64_t cap) {
 
 }  // namespace
 
-// Installs a state without looking at the one before.
+// Sets the fields and the zero; frees nothing.
 template <Unit T>
 void BufferMemOwner<T>::install(T* p, unsigned len, unsigned cap, unsigned storage) noexcept {
   str_ = p;
@@ -27,21 +27,21 @@ void BufferMemOwner<T>::install(T* p, unsigned len, unsigned cap, unsigned stora
   if (p != nullptr && storage != kConstFlag) p[len] = 0;
 }
 
-// The inline area when there is one, else nothing.
+// The inline area if there is one, else the empty state; frees nothing.
 template <Unit T>
 void BufferMemOwner<T>::install_start() noexcept {
   const unsigned n = inline_capacity();
   install(n != 0 ? internal_with_data_ptr() : nullptr, 0, n, 0);
 }
 
-// Every change of storage goes through here or install_start, so that what was owned is freed once.
+// Frees what is owned, then installs the new storage.
 template <Unit T>
 void BufferMemOwner<T>::set_data(T* p, unsigned len, unsigned cap, unsigned storage) noexcept {
   assert(len <= cap);
   assert(!is_owner() || p != str_ || p == nullptr);
   try_free();
-  if (p == nullptr) return install(nullptr, 0, 0, 0);  // malloc's failure handed on
-  install(p, std::min(len, cap), cap, storage);        // the zero stays inside whatever `len` is
+  if (p == nullptr) return install(nullptr, 0, 0, 0);  // the caller's malloc failed
+  install(p, std::min(len, cap), cap, storage);        // the zero never lies outside the memory
 }
 
 template <Unit T>
@@ -76,8 +76,8 @@ void BufferMemOwner<T>::reset() noexcept {
 
 template <Unit T>
 bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
-  // In 64 bits throughout: `need` may be a sum of lengths that 32 bits do not hold. A capacity without
-  // memory is no capacity.
+  // All in 64 bits: `need` may be a sum of lengths that 32 bits do not hold. Without memory `cap_`
+  // means nothing.
   const std::uint64_t old = str_ == nullptr ? 0 : cap_;
   const std::uint64_t doubled = std::min<std::uint64_t>(old * 2, kGreatestCapacity);
   const std::uint64_t cap = std::max({doubled, need, std::uint64_t{kLeastCapacity}});
@@ -92,7 +92,7 @@ bool BufferMemOwner<T>::grow(std::uint64_t need) noexcept {
     install(nullptr, 0, 0, 0);
     return false;
   }
-  // realloc has copied; inline, external and const text is copied here and stays where it is.
+  // realloc has copied the contents. Those in inline, external or const storage are copied here.
   T* const units = static_cast<T*>(memory);
   if (!owned) STR::zz_cast<T, T>(units, str_, len_);
   install(units, len_, static_cast<unsigned>(cap), kOwnerFlag);
@@ -105,7 +105,7 @@ void BufferMemOwner<T>::shrink_to_fit() noexcept {
   if (!is_owner()) return;
   if (len_ == 0) return reset();
   if (len_ <= inline_capacity()) {
-    T* const heap = str_;  // install_start forgets both
+    T* const heap = str_;  // install_start overwrites both
     const unsigned len = len_;
     install_start();
     STR::zz_cast<T, T>(str_, heap, len);

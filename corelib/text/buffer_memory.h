@@ -9,12 +9,14 @@
 //                                                        release_the_ownership
 //   const     caller's text  its length    no     yes    set_data_const
 //
-//   (*) set_data_empty leaves `cap` as it was. Without memory it means nothing: growth starts from 0.
+//   (*) set_data_empty leaves `cap` as it was. Without memory `cap` means nothing: growth starts
+//       from 0.
 //
 // Memory comes from malloc and realloc and is freed with free; an allocation is always cap + 1
-// units. When memory cannot be had, or a length passes 32 bits, the buffer lets go of what it had:
-// a null pointer, length and capacity 0, nothing leaked, nothing reported. It can be used again.
-// Callers that may ask for large sizes look at the pointer afterwards.
+// units. When an allocation fails, or a length exceeds 32 bits, the buffer frees what it owned and
+// becomes empty: a null pointer, length and capacity 0. Nothing is reported, and the buffer can be
+// used again. Callers that may ask for large sizes check the pointer (ref_internal_data)
+// afterwards.
 #pragma once
 
 #include <cstdint>
@@ -27,7 +29,7 @@ namespace tstl {
 template <Unit T>
 class BufferMemOwner : public BufferFixBase<T> {
  public:
-  // The least capacity that is ever allocated, and the greatest.
+  // The least and the greatest capacity that is ever allocated.
   static constexpr unsigned kLeastCapacity = 32;
   static constexpr unsigned kGreatestCapacity = 0xFFFFFFFE;
 
@@ -46,8 +48,7 @@ class BufferMemOwner : public BufferFixBase<T> {
   [[nodiscard]] T* internal_with_data_ptr() const noexcept {
     return reinterpret_cast<T*>(reinterpret_cast<std::uintptr_t>(this) + sizeof(*this));
   }
-  // The state is one of the table's, with a zero after a text that is not const. For tests, after
-  // each step.
+  // Whether the state is one of the table's, and a text that is not const has its zero. For tests.
   [[nodiscard]] bool check_invariants() const noexcept;
 
   // ---- Change the storage: owned memory is freed, the inline area's size and the flags of derived
@@ -66,38 +67,37 @@ class BufferMemOwner : public BufferFixBase<T> {
   void set_data_const(const T* p, unsigned len) noexcept {
     set_data(const_cast<T*>(p), len, len, kConstFlag);
   }
-  // No memory and no text; the number in capacity() stays.
+  // Sets the empty state; capacity() keeps its value.
   void set_data_empty() noexcept;
   // Switches to the inline area, empty, and records its size. REQUIRES: the object's type has an
   // array of n + 1 units directly after the header, as BufferInline does.
   void set_data_with_data(unsigned n) noexcept;
 
-  // Sets the owner bit over the current memory, which has to come from malloc. There is nothing to
-  // own in the inline area, in a const text or in the empty state: they stay as they are.
+  // Sets the owner bit for the current memory, which has to come from malloc. Does nothing in the
+  // inline, const and empty states, where there is nothing to own.
   void capture_the_ownership() noexcept;
-  // Clears the owner bit: the memory outlives the buffer, and who has the pointer must free() it.
+  // Clears the owner bit: the memory outlives the buffer, and the holder of the pointer must free()
+  // it.
   void release_the_ownership() noexcept { flags_ &= ~kOwnerFlag; }
 
-  // Frees the memory if it is owned and changes nothing else: the pointer dangles then. It is the
-  // destructor's step; before any other use a new state has to be set with set_data_empty, after
-  // release_the_ownership.
+  // Frees the memory if it is owned and changes nothing else, so that the pointer dangles. This is
+  // the destructor's step. Before any other use call release_the_ownership and then set_data_empty.
   void try_free() noexcept;
 
-  // Back to the start: owned memory is freed; the inline area is in use when there is one, else no
-  // memory.
+  // Frees owned memory and returns to the inline area if there is one, else to the empty state.
   void reset() noexcept;
 
-  // Makes room for `need` units in all, contents kept. Nothing happens when they fit. Otherwise the
-  // capacity becomes the largest of twice what it was, `need` and kLeastCapacity, in memory of the
-  // buffer's own; what is not owned is copied out, not freed. Returns whether there is room; see
-  // above for failure.
+  // Ensures a capacity of `need` units in all and keeps the contents. Does nothing if they fit.
+  // Otherwise the text moves to heap memory that the buffer owns; the capacity becomes the largest
+  // of twice the old one, `need` and kLeastCapacity. Storage that was not owned is not freed.
+  // Returns whether they fit now; after a failure the buffer is empty, as described above.
   bool recapacity(std::uint64_t need) noexcept {
     return (need <= cap_ && str_ != nullptr) || need == 0 || grow(need);
   }
 
-  // Gives back what the text does not need: an empty text's memory, the heap when the text fits
-  // into the inline area, the capacity above the length. Affects owned memory only, and is without
-  // effect when the heap cannot do it.
+  // Frees what the text does not need: all memory if it is empty, the heap memory if it fits into
+  // the inline area, else the capacity above its length. Affects owned memory only. If realloc
+  // fails, nothing changes.
   void shrink_to_fit() noexcept;
 
  protected:
@@ -112,8 +112,8 @@ class BufferMemOwner : public BufferFixBase<T> {
 
   [[nodiscard]] unsigned inline_capacity() const noexcept { return flags_ & kInlineMask; }
 
-  // recapacity when it does not fit, or when a const text has to be copied out. False after
-  // failure.
+  // The part of recapacity that allocates; also copies a const text to the heap. False after a
+  // failed allocation.
   bool grow(std::uint64_t need) noexcept;
 
  private:

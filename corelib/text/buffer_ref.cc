@@ -45,8 +45,7 @@ void BufferRef<T>::insert_str(unsigned pos, BufferRef other) noexcept {
     write(len_ - tail.len_ + other.len_, tail);
     write(len_ - tail.len_, other);
   } else {
-    // `other` stands in what is about to move: take it behind the text first, then exchange the
-    // two.
+    // `other` overlaps the units that move: append a copy of it, then rotate it before the tail.
     write(len_, other);
     std::rotate(tail.begin(), tail.end(), tail.end() + other.len_);
   }

@@ -1,5 +1,5 @@
-// BufferRef and BufferRefMutable: the views in which the whole library hands text from function to
-// function.
+// BufferRef and BufferRefMutable: non-owning views of text, which all functions of the library take
+// and return.
 //
 //   for (tstl::BufferRefMutable<unsigned char> text = "width=5\nheight=7\n"; text;) {
 //     tstl::BufferRefMutable<unsigned char> line = text.fetch_before_crlf();
@@ -11,21 +11,22 @@
 // the owner of the text must outlive it, and an owner that reallocates makes its views stale. No
 // zero is assumed after the text, which may be cut from the middle of a larger one.
 //
-//   offset  0      8 (4 on a 32-bit machine)
+//   offset  0      8
 //         +------+-----+
 //         | str  | len |   12 bytes, aligned to 4: an array of views has no gaps
 //         +------+-----+
 //
-// The constness of a view is its own, not that of the text: a view is made from a pointer to const
-// as well and drops the const, on purpose, so that one type serves both. The operations that change
-// units (the section "in place") are for views over writable memory only; the caller has to know.
+// A const view is one that does not change itself; its text may still be changed. A view can be
+// made from a pointer to const and drops the const, on purpose, so that one type serves both. The
+// operations that change units (the section "in place") are for views of writable memory only; the
+// caller has to know.
 //
 // char16_t text is viewed as units of `unsigned short` and back, which the language's aliasing rule
 // does not allow: whoever includes this compiles with -fno-strict-aliasing. The CMake targets and
 // the pkg-config files ask for it.
 //
-// The reading operations are those of TextOps. Nothing fails and nothing allocates. A reader holds
-// a BufferRefMutable over its input and takes it apart from the front, as above.
+// The reading operations are those of TextOps. Nothing fails and nothing allocates. A parser holds
+// a BufferRefMutable over its input and consumes it from the front, as above.
 #pragma once
 
 #include <cassert>
@@ -37,17 +38,18 @@
 #include <string_view>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/str.h"
 #include "corelib/text/text_ops.h"
 
 namespace tstl {
 
-// The standard library's character for a unit: views convert from and to its strings.
+// The standard library's character type for a unit: views convert from and to its strings.
 template <Unit T>
 using CharOf = std::conditional_t<sizeof(T) == 1, char, char16_t>;
 
-// What a forwarding reference to Text got: an object that nobody keeps and that owns its text.
+// A forwarding reference deduced Text from an rvalue: a temporary object that owns its text.
 template <class Text, class T>
 concept TemporaryText = !std::is_reference_v<Text> &&
                         (std::same_as<std::remove_cv_t<Text>, std::basic_string<CharOf<T>>> ||
@@ -86,7 +88,8 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   BufferRef(const C* str, unsigned len) noexcept
       : BufferRef(reinterpret_cast<const T*>(str), len) {}
 
-  // A buffer or string that ends with the statement cannot be viewed after it. It may be an argument.
+  // Refuses a temporary buffer or string: the view would dangle after the statement. A temporary as
+  // an argument of a call is fine.
   template <class Owner>
   requires TemporaryText<Owner, T> BufferRef& operator=(Owner&&) = delete;
 
@@ -99,13 +102,13 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
 
   [[nodiscard]] constexpr unsigned len() const noexcept { return len_; }
   [[nodiscard]] constexpr T* ref_internal_data() const noexcept { return str_; }
-  // The pointer to a unit; from ref() on, the unit itself.
+  // str() and cstr() return a pointer to the unit, the functions after them the unit itself.
   [[nodiscard]] constexpr T* str(unsigned pos = 0) const noexcept { return str_ + pos; }
   [[nodiscard]] constexpr const T* cstr(unsigned pos = 0) const noexcept { return str_ + pos; }
   [[nodiscard]] constexpr T& ref(unsigned pos) const noexcept { return str_[pos]; }
   [[nodiscard]] constexpr T& operator[](unsigned pos) const noexcept { return str_[pos]; }
   [[nodiscard]] constexpr T& front() const noexcept { return str_[0]; }
-  // The unit `n` places before the last.
+  // The unit `n` positions before the last.
   [[nodiscard]] constexpr T& back(unsigned n = 0) const noexcept {
     assert(n < len_);
     return str_[len_ - 1 - n];
@@ -117,14 +120,13 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   [[nodiscard]] constexpr bool is_empty() const noexcept { return len_ == 0; }
   explicit constexpr operator bool() const noexcept { return len_ != 0; }
 
-  // The text as the standard library sees it, of the same lifetime.
+  // The text as a view of the standard library, of the same lifetime.
   [[nodiscard]] StdView std_view() const noexcept {
     return StdView(reinterpret_cast<const Char*>(str_), len_);
   }
   operator StdView() const noexcept { return std_view(); }
 
-  // ---- In place. REQUIRES: the memory is writable, and as long as the result where that is longer
-  // than the view.
+  // ---- In place. REQUIRES: the memory is writable, and large enough where the text grows.
 
   // Writes a zero after the last unit.
   void ensure_zero_end() noexcept {
@@ -145,11 +147,11 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   // Removes the units [pos, pos + n), cut at the end; nothing when `pos` is past it.
   void erase(unsigned pos, unsigned n) noexcept;
 
-  // Copies `other` over the units from `pos` on; the length stays. Here and below `other` may view
-  // this very memory.
+  // Copies `other` over the units from `pos` on; the length stays. Here and below `other` may be a
+  // view of the same memory.
   void write(unsigned pos, BufferRef other) noexcept;
-  // Copies `other` behind the last unit, or before the unit at `pos` (behind the last when `pos` is
-  // past it), and takes it in. A sum of lengths past 32 bits changes nothing.
+  // Append `other`, or insert it before the unit at `pos` (at the end if `pos` is past it), and add
+  // its length. If the sum of the lengths exceeds 32 bits, nothing changes.
   void append_str(BufferRef other) noexcept;
   void insert_str(unsigned pos, BufferRef other) noexcept;
 
@@ -170,9 +172,9 @@ class BufferRef : public TextOps<T, BufferRef<T>> {
   unsigned len_ = 0;
 };
 
-// A view that consumes itself from the front: what every reader holds while it walks through its
-// input. What is taken out is a view into the same memory. fetch_before_chr and fetch_before_crlf
-// consume something as long as the view is not empty, so a loop "while not empty" ends.
+// A view that is consumed from the front: what a parser holds while it walks through its input.
+// Results are views of the same memory. fetch_before_chr and fetch_before_crlf always consume
+// something of a view that is not empty, so a loop "while not empty" ends.
 template <Unit T>
 class BufferRefMutable : public BufferRef<T> {
  public:
@@ -189,12 +191,13 @@ class BufferRefMutable : public BufferRef<T> {
     this->advance(n);
     return this->len();
   }
-  // Takes the first min(n, len) units, and drops `skip` more after them.
+  // Returns the first min(n, len) units; drops them and `skip` more.
   constexpr View fetch_head(unsigned n, unsigned skip = 0) noexcept {
     return take(this->sub_head(n), std::uint64_t{n} + skip);
   }
-  // Take what precedes the first `c`, `s` or line break (as find_crlf sees it) and drop that too;
-  // the whole view when there is none. An empty `s` precedes everything: nothing is taken.
+  // Return the units before the first `c`, `s` or line break (as find_crlf defines it); drop them
+  // and the separator. Without a separator that is the whole view. An empty `s` is found at the
+  // start: nothing is consumed.
   constexpr View fetch_before_chr(T c) noexcept { return fetch_before(this->find_chr(c), 1); }
   constexpr View fetch_before_str(View s) noexcept {
     return fetch_before(this->find_str(s), s.len());
@@ -219,7 +222,7 @@ class BufferRefMutable : public BufferRef<T> {
     this->advance(consumed);
     return head;
   }
-  // NOT_FOUND is no less than any length, so it takes and consumes everything.
+  // NOT_FOUND is no less than any length, so the whole view is fetched.
   constexpr View fetch_before(unsigned at, unsigned skip) { return fetch_head(at, skip); }
 };
 #pragma pack(pop)
@@ -262,13 +265,15 @@ void write_text(Stream& out, BufferRef<T> text) {
       continue;
     }
     out.put('\\').put('u');
-    for (int shift = 12; shift >= 0; shift -= 4) out.put("0123456789ABCDEF"[unit >> shift & 15]);
+    for (int shift = 12; shift >= 0; shift -= 4) {
+      out.put(static_cast<char>(base::upper_hex_digit(unit >> shift & 15)));
+    }
   }
 }
 }  // namespace detail
 
-// For messages and test output: 8-bit units as they are; 16-bit units as characters where they are
-// ASCII, else as \uXXXX, so that what is not valid text shows too.
+// For messages and test output. 8-bit units are written as they are; 16-bit units as characters if
+// they are ASCII, else as \uXXXX, so that ill-formed text is visible too.
 template <class Traits, Unit T>
 std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& out,
                                              BufferRef<T> text) {
@@ -278,8 +283,7 @@ std::basic_ostream<char, Traits>& operator<<(std::basic_ostream<char, Traits>& o
 
 }  // namespace tstl
 
-// Equal to the hash of the standard view of the same text, so that either finds the other in a
-// transparent table.
+// Equals the hash of the standard library's view of the same text, for heterogeneous lookup.
 template <tstl::Unit T>
 struct std::hash<tstl::BufferRef<T>> {
   std::size_t operator()(tstl::BufferRef<T> text) const noexcept {

@@ -1,14 +1,13 @@
 // Date, Time and DateTime: calendar dates and clock times in a byte for each field, and their fixed
 // text forms.
 //
-// Plain values; nothing is checked. A field that is out of range gives a text that is not a date,
-// of the same length: zz_str always writes exactly kLength units and a zero, so its room is kLength
-// + 1 units whatever the fields hold.
+// Plain values; nothing is checked. A field out of range gives a text of the same length that is no
+// date: zz_str always writes exactly kLength units and a zero, so its buffer holds kLength + 1
+// units whatever the fields hold.
 //
 // Each half of a text is made by one decimal conversion instead of three, on purpose: the fields
-// are spread over a single number with an empty digit between them, and the separators are then
-// written over the empty digits. Mind that a minute or second of 100 and more carries into the
-// separator's digit, and 1000 of anything into the field before.
+// become one number with a zero digit between them, and the separators then overwrite these digits.
+// So a month, day, minute or second of 100 or more loses its hundreds.
 #pragma once
 
 #include <compare>
@@ -49,7 +48,7 @@ struct Time {
   unsigned char minute = 0;
   unsigned char second = 0;
 
-  // "HH:MM:SS". Of an hour of three digits the last two are written.
+  // "HH:MM:SS". An hour of three digits loses its hundreds.
   template <Unit T>
   unsigned zz_str(T* buf) const noexcept {
     detail::write_pairs<4>(buf, hour * 1000000u + minute * 1000u + second);
@@ -61,8 +60,8 @@ struct Time {
   friend constexpr auto operator<=>(const Time&, const Time&) noexcept = default;
 };
 
-// A date, a time of that day, and the unit that stands between the two in the text. Values compare by
-// time; the separator has no part in it.
+// A date, a time of that day, and the unit between the two in the text. Comparison ignores the
+// separator.
 struct DateTime {
   static constexpr unsigned kLength = Date::kLength + 1 + Time::kLength;
 
@@ -70,7 +69,7 @@ struct DateTime {
   unsigned char hour = 0;
   unsigned char minute = 0;
   unsigned char second = 0;
-  char16_t separator = u' ';  // any unit in 16-bit text; of it the low byte in 8-bit text
+  char16_t separator = u' ';  // 8-bit text gets its low byte
 
   [[nodiscard]] constexpr Time time() const noexcept { return {hour, minute, second}; }
 

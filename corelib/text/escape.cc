@@ -4,8 +4,7 @@
 #include <cassert>
 #include <string_view>
 
-#include "corelib/text/detail/digits.h"
-#include "corelib/text/parse.h"
+#include "corelib/base/digit.h"
 #include "corelib/text/str.h"
 #include "corelib/text/utf.h"
 
@@ -14,15 +13,15 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// An escape's letter and what it stands for, at the same place. Only the first kWritten are
-// written.
+// The letters of the escapes and, at the same index, the characters that they stand for. escape()
+// writes the first kWritten of them, unescape() reads all.
 constexpr std::string_view kLetters = "\\0abtnvfre\"'/";
 constexpr std::string_view kMeanings = "\\\0\a\b\t\n\v\f\r\x1B\"'/"sv;
 constexpr std::size_t kWritten = 9;
 static_assert(kLetters.size() == kMeanings.size());
 
-// The letter to escape `unit` with; 'x' for a control character that has none, 0 for what stays as
-// it is.
+// The letter to escape `unit` with; 'x' for a control character without a letter, 0 for a unit that
+// is not escaped.
 template <Unit T>
 unsigned char letter_of(T unit) {
   if (unit >= 0x20 && unit != '\\' && unit != 0x7F) return 0;
@@ -34,8 +33,8 @@ unsigned char letter_of(T unit) {
 template <Unit T>
 unsigned hex_at(BufferRef<T> text, unsigned pos, unsigned count) {
   const BufferRef<T> digits = text.sub_str(pos, count);
-  const bool all =
-      std::all_of(digits.begin(), digits.end(), [](T unit) { return hex_digit(unit) < 16; });
+  const bool all = std::all_of(digits.begin(), digits.end(),
+                               [](T unit) { return base::hex_digit_value(unit) < 16; });
   return all && digits.len() == count ? digits.to_hex32() : NOT_FOUND;
 }
 
@@ -47,7 +46,8 @@ unsigned unit_at(BufferRef<T> text, unsigned pos) {
                                                                     : NOT_FOUND;
 }
 
-// Resolves a \u escape at the start of `rest` into `dst` and moves both on.
+// Writes what the \u escape at the start of `rest` stands for to `dst` and drops it from `rest`.
+// Returns the end of what was written. `unit` is the unit of that escape.
 unsigned short* resolve_unit(BufferRefMutable<unsigned short>& rest, unsigned unit,
                              unsigned short* dst) {
   rest.cut_head(6);
@@ -63,11 +63,10 @@ unsigned char* resolve_unit(BufferRefMutable<unsigned char>& rest, unsigned unit
   return dst + encode_utf8(join_surrogates(unit, next), dst);
 }
 
-// Resolves the escape, or the backslash that is none, at the start of `rest` into `dst` and moves
-// both on.
+// The same for any escape, and for a backslash that begins none.
 template <Unit T>
 T* resolve(BufferRefMutable<T>& rest, T* dst) {
-  // A letter of 0 stands for a missing one; it is no escape's letter.
+  // A letter of 0 means that there is none; no escape has it.
   const T letter = rest.len() > 1 ? rest[1] : T{0};
   const unsigned unit = unit_at<T>(rest, 0);
   if (unit != NOT_FOUND) return resolve_unit(rest, unit, dst);
@@ -111,8 +110,8 @@ void escape(BufferRef<T> text, T* dst) noexcept {
     *dst++ = '\\';
     *dst++ = letter;
     if (letter != 'x') continue;
-    *dst++ = hex_unit(unit >> 4);
-    *dst++ = hex_unit(unit & 15);
+    *dst++ = base::upper_hex_digit(unit >> 4);
+    *dst++ = base::upper_hex_digit(unit & 15);
   }
 }
 

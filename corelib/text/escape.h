@@ -2,10 +2,10 @@
 //
 // Escaping makes ASCII control characters and the backslash visible: \\ \0 \a \b \t \n \v \f \r,
 // the others as \xHH. Unescaping resolves these and \" \' \/ \e, any \xHH (a unit below 256), and
-// \uHHHH (a UTF-16 unit): in 16-bit text that very unit; in 8-bit text the UTF-8 of the character,
-// of which a high surrogate takes a low one that follows as \uHHHH along, and a surrogate alone
-// gives nothing. H is a hexadecimal digit of either case, and all of them have to be there. A
-// backslash before anything else, or at the end, is text.
+// \uHHHH (a UTF-16 unit). In 16-bit text \uHHHH becomes that unit. In 8-bit text it becomes the
+// UTF-8 of the character; two that form a surrogate pair become one character, and a lone surrogate
+// becomes nothing. Each H is one hexadecimal digit of either case. A backslash before anything
+// else, or at the end, is copied.
 //
 // Nothing here allocates or fails. Source and destination do not overlap.
 #pragma once
@@ -24,8 +24,8 @@ template <class T>
 template <class T>
 void escape(BufferRef<T> text, T* dst) noexcept;
 
-// Writes the text with its escapes resolved to `dst`, which has room for text.len() units; returns
-// the units written.
+// Writes the text with its escapes resolved to `dst`, which holds text.len() units; returns the
+// units written.
 template <class T>
 unsigned unescape(BufferRef<T> text, T* dst) noexcept;
 

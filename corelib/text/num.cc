@@ -10,7 +10,7 @@
 namespace tstl {
 namespace {
 
-constexpr double kLeastScientific = 1e21;  // the bounds that ECMAScript's Number.toString has, too
+constexpr double kLeastScientific = 1e21;  // the same bounds as in ECMAScript's Number.toString
 constexpr double kLeastFixed = 1e-6;
 
 // std::to_chars(first, last, value, form...) where the C++ library has it.
@@ -23,7 +23,8 @@ std::to_chars_result real_to_chars(char* first, char* last, double value, Form..
 #endif
 }
 
-// What real_to_chars wrote into `chars`, in units of T and with a zero.
+// Copies what real_to_chars wrote into `chars` to `buf` in units of T, with a zero; returns the
+// length.
 template <Unit T>
 unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
   assert(written.ec == std::errc());
@@ -34,8 +35,8 @@ unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
 
 template <Unit T>
 unsigned write_real(T* buf, double value) noexcept {
-  // real_to_chars knows the fewest digits, but chooses between its two forms by length; here the
-  // magnitude decides, so that neighbouring numbers look alike.
+  // Without a form, std::to_chars chooses between the two by length. Here the magnitude decides, so
+  // that neighbouring numbers have the same form.
   if (std::isnan(value)) value = std::abs(value);  // its sign means nothing
   const double size = std::abs(value);
   const bool fixed = size == 0 || (size >= kLeastFixed && size < kLeastScientific);
@@ -47,7 +48,7 @@ unsigned write_real(T* buf, double value) noexcept {
 
 template <Unit T>
 unsigned write_real(T* buf, double value, unsigned int_digits, unsigned frac_digits) noexcept {
-  // This keeps the room bounded: the greatest `double` has 309 digits before the point.
+  // This bounds the length: the greatest `double` has 309 digits before the point.
   if (!(std::abs(value) < kLeastScientific)) return write_real(buf, value);
   int_digits = std::min(int_digits, NUM::kMaxRealDigits);
   frac_digits = std::min(frac_digits, NUM::kMaxRealDigits);

@@ -1,9 +1,9 @@
 // NUM: numbers as text, written into an array of units that the caller provides.
 //
 // Every function writes the text and a zero after it, returns the length without the zero, and
-// never fails. Nothing is allocated. The caller provides room: each function names what it needs,
-// zero included, and writes no unit beyond that whatever the value is. The text is the same for
-// both unit widths; no locale is consulted.
+// never fails. Nothing is allocated. "Room" is the size of the buffer that a function needs, in
+// units and with the zero; it writes no unit beyond that, whatever the value is. The text is the
+// same for both unit widths; no locale is consulted.
 #pragma once
 
 #include <algorithm>
@@ -12,6 +12,7 @@
 #include <cstring>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/detail/digits.h"
 
@@ -24,14 +25,14 @@ concept Integer = std::integral<V> && !std::same_as<V, bool> && !std::same_as<V,
                   !std::same_as<V, char16_t> && !std::same_as<V, char32_t>;
 
 struct NUM {
-  // Rooms in units, with the zero: any number of 64 bits in decimal and in hexadecimal, a size, and
-  // a `double` in its shortest form and with given counts of digits.
+  // Buffer sizes in units, with the zero: for any number of 64 bits in decimal and in hexadecimal,
+  // for a size, and for a `double` in its shortest form and with given counts of digits.
   static constexpr unsigned kDecimalRoom = 21;
   static constexpr unsigned kHexRoom = 17;
   static constexpr unsigned kSizeRoom = 8;
   static constexpr unsigned kRealRoom = 26;
   static constexpr unsigned kFixedRealRoom = 83;
-  // Counts of digits above this are taken for this by zz_toreal.
+  // zz_toreal reduces greater counts of digits to this.
   static constexpr unsigned kMaxRealDigits = 40;
 
   // Decimal digits, without leading zeros, after a '-' when the value is negative. Room:
@@ -62,10 +63,9 @@ struct NUM {
     return width;
   }
 
-  // The value divided by 10^decimals: all its digits with a '.' before the last `decimals` of them,
-  // one digit before the
-  // '.' at least. The '.' is always there, so 0 decimals give "5.". Room: max(decimals + 1, 20)
-  // + 3.
+  // The value divided by 10^decimals: all its digits with a '.' before the last `decimals` of them
+  // and at least one digit before the '.'. The '.' is always there: 0 decimals give "5.". Room:
+  // max(decimals + 1, 20) + 3.
   template <Unit T, Integer V>
   static unsigned zz_totc(T* buf, V value, unsigned decimals) noexcept {
     const unsigned len = zz_fixp(buf, zz_tostr(buf, value), decimals + 1 + (value < 0));
@@ -75,10 +75,9 @@ struct NUM {
     return len + 1;
   }
 
-  // A count of bytes in the greatest unit that it reaches, of powers of 1024 with the letters
-  // "BKMGTPE": the whole part, a '.' and a fraction that is cut, not rounded. Whole part and
-  // fraction have 5 digits together, the fraction 3 at most: "1000.0B", "1.500K", "15.999E". Room:
-  // kSizeRoom.
+  // A count of bytes in its greatest unit: a power of 1024 with a letter of "BKMGTPE". Writes the
+  // whole part, a '.' and a fraction that is cut, not rounded. Whole part and fraction have 5
+  // digits together, the fraction at most 3: "1000.0B", "1.500K", "15.999E". Room: kSizeRoom.
   template <Unit T>
   static unsigned zz_tofsize(T* buf, unsigned long long bytes) noexcept {
     const unsigned step = static_cast<unsigned>(std::bit_width(bytes | 1) - 1) / 10;
@@ -86,8 +85,8 @@ struct NUM {
     const auto rest = step == 0 ? 0u : static_cast<unsigned>(bytes >> 10 * (step - 1) & 1023);
     const unsigned len = zz_tostr(buf, whole);
     const unsigned decimals = std::min(5 - len, 3u);
-    // The fraction with its point is "1ddd" with the 1 written over.
-    const auto power = static_cast<unsigned>(detail::kDecimalPowers[decimals]);
+    // The fraction is written as "1ddd"; the '.' then overwrites the 1.
+    const auto power = static_cast<unsigned>(base::kPowersOfTen[decimals]);
     const unsigned end = len + zz_tostr(buf + len, power + rest * power / 1024);
     buf[len] = '.';
     buf[end] = static_cast<unsigned char>("BKMGTPE"[step]);
@@ -101,7 +100,7 @@ struct NUM {
   static unsigned zz_tohex(T* buf, V value) noexcept {
     std::uint64_t rest = static_cast<std::make_unsigned_t<V>>(value);
     const unsigned len = detail::hex_digits(rest);
-    for (T* p = buf + len; p != buf; rest >>= 4) *--p = detail::hex_unit(rest & 15);
+    for (T* p = buf + len; p != buf; rest >>= 4) *--p = base::upper_hex_digit(rest & 15);
     buf[len] = 0;
     return len;
   }
@@ -111,10 +110,10 @@ struct NUM {
   // or 1e+21 outside; "nan", "inf" and "-inf". Room: kRealRoom.
   static unsigned zz_toreal(unsigned char* buf, double value) noexcept;
   static unsigned zz_toreal(unsigned short* buf, double value) noexcept;
-  // With `frac_digits` digits after the point (and no point for 0), correctly rounded, and at least
-  // `int_digits` before it, filled up with zeros after the sign; both at most kMaxRealDigits. From
-  // 1e21 on, and for what is not finite, the shortest form. Zero and what rounds to it keep their
-  // sign. Room: kFixedRealRoom.
+  // Correctly rounded to `frac_digits` digits after the point (no point for 0), and padded with
+  // zeros after the sign to at least `int_digits` before it; both are at most kMaxRealDigits.
+  // Values from 1e21 on and those that are not finite get the shortest form. Zero, and what rounds
+  // to it, keeps its sign. Room: kFixedRealRoom.
   static unsigned zz_toreal(unsigned char* buf, double value, unsigned int_digits,
                             unsigned frac_digits) noexcept;
   static unsigned zz_toreal(unsigned short* buf, double value, unsigned int_digits,
@@ -124,7 +123,7 @@ struct NUM {
   template <class V>
   using Magnitude = std::conditional_t<sizeof(V) <= 4, std::uint32_t, std::uint64_t>;
 
-  // The absolute value, which the most negative number has too as an unsigned one.
+  // The absolute value, unsigned so that the most negative number has one too.
   template <Integer V>
   static constexpr Magnitude<V> magnitude(V value) noexcept {
     const auto bits = static_cast<Magnitude<V>>(value);

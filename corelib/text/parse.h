@@ -1,8 +1,7 @@
-// Decimal and hexadecimal digits to numbers, for both unit widths and in constant expressions.
+// Parses decimal and hexadecimal numbers, of both unit widths and in constant expressions.
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -11,23 +10,16 @@
 
 #include "corelib/base/block.h"
 #include "corelib/base/bytes.h"
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
 
-// Value of a digit; above 9 (above 15) for any other unit.
-constexpr unsigned decimal_digit(unsigned unit) { return unit - '0'; }
-constexpr unsigned hex_digit(unsigned unit) {
-  const unsigned digit = decimal_digit(unit);
-  const unsigned letter = (unit | 0x20) - 'a';
-  return digit < 10 ? digit : letter < 6 ? letter + 10 : 16;
-}
-
-// The decimal digits at the front of up to eight units, taken as the bytes of one word, the first
-// unit lowest.
+// The leading decimal digits of up to eight units, which are loaded as the bytes of one word, the
+// first unit lowest.
 class DigitWord {
  public:
-  // REQUIRES: n >= 4; units from the eighth on are not looked at.
+  // The first min(n, 8) of the `n` units at `p`. REQUIRES: n >= 4.
   template <Unit T>
   static DigitWord load(const T* p, std::uint64_t n) {
     assert(n >= 4);
@@ -45,8 +37,8 @@ class DigitWord {
   }
 
   unsigned count() const { return count_; }
-  // Adds neighbours in pairs, then the pairs, then the fours: three multiplications for eight
-  // digits.
+  // Combines neighbouring digits into pairs, pairs into fours, fours into eight: three
+  // multiplications for eight digits.
   std::uint64_t value() const {
     if (count_ == 0) return 0;
     std::uint64_t bytes = bytes_ << (64 - 8 * count_);
@@ -57,8 +49,9 @@ class DigitWord {
 
  private:
   explicit DigitWord(std::uint64_t bytes) : bytes_(bytes) {
-    // A digit becomes at most 9, which 0x76 does not carry to the highest bit; what a byte that is
-    // no digit carries reaches only bytes after it.
+    // A digit becomes 0 to 9, and adding 0x76 leaves its highest bit clear. Any other byte has that
+    // bit set, before or after the addition; its carry reaches only bytes after it, which do not
+    // count.
     const std::uint64_t values = bytes ^ 0x3030303030303030;
     const std::uint64_t others = ((values + 0x7676767676767676) | values) & 0x8080808080808080;
     count_ = static_cast<unsigned>(std::countr_zero(others)) / 8;
@@ -80,15 +73,12 @@ class DigitWord {
   unsigned count_;
 };
 
-inline constexpr std::array<std::uint64_t, 9> kPowersOfTen = {
-    1, 10, 100, 1000, 10000, 100000, 1000000, 10000000, 100000000};
-
-// Reads digits from p[i] on into `value`, one by one; kLimit when the number is above it.
+// Appends the digits from p[i] on to `value`, one by one; kLimit if the number is above it.
 template <std::uint64_t kLimit, Unit T>
 constexpr std::uint64_t add_digits(std::uint64_t value, const T* p, std::uint64_t i,
                                    std::uint64_t n) {
   for (; i < n; ++i) {
-    const unsigned digit = decimal_digit(p[i]);
+    const unsigned digit = base::digit_value(p[i]);
     if (digit > 9) break;
     if (value >= kLimit / 10 && (value > kLimit / 10 || digit > kLimit % 10)) return kLimit;
     value = value * 10 + digit;
@@ -96,27 +86,27 @@ constexpr std::uint64_t add_digits(std::uint64_t value, const T* p, std::uint64_
   return std::min(value, kLimit);
 }
 
-// A number of eight units or more, eight digits at a time as long as they cannot overflow.
+// decimal_value() for eight units or more: eight digits at a time as long as they cannot overflow.
 template <std::uint64_t kLimit, Unit T>
 [[gnu::noinline]] std::uint64_t long_decimal_value(const T* p, std::uint64_t n) {
   std::uint64_t value = 0;
   std::uint64_t i = 0;
   for (; i < 16 && n - i >= 4; i += 8) {
     const auto word = DigitWord::load(p + i, n - i);
-    value = value * kPowersOfTen[word.count()] + word.value();
+    value = value * base::kPowersOfTen[word.count()] + word.value();
     if (word.count() < 8) return std::min(value, kLimit);
   }
   return add_digits<kLimit>(value, p, i, n);
 }
 
-// The value of the leading digits, or kLimit when it is above kLimit.
+// The value of the leading digits, at most kLimit.
 template <std::uint64_t kLimit, Unit T>
 constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
   if (n < 8) {  // most numbers; no limit is near
     static_assert(kLimit >= 9999999);
     std::uint32_t value = 0;
-    for (std::uint64_t i = 0; i < n && decimal_digit(p[i]) < 10; ++i) {
-      value = value * 10 + decimal_digit(p[i]);
+    for (std::uint64_t i = 0; i < n && base::is_digit(p[i]); ++i) {
+      value = value * 10 + base::digit_value(p[i]);
     }
     return value;
   }
@@ -126,8 +116,7 @@ constexpr std::uint64_t decimal_value(const T* p, std::uint64_t n) {
   return add_digits<kLimit>(0, p, 0, n);
 }
 
-// The number that starts with an optional '-'. A lone "-" and a text that starts with no digit give
-// 0.
+// The value of the leading digits after an optional '-', within Int's limits; 0 without digits.
 template <class Int, Unit T>
 constexpr Int signed_decimal(const T* p, std::uint64_t n) {
   constexpr auto kMax = static_cast<std::uint64_t>(std::numeric_limits<Int>::max());
@@ -137,14 +126,14 @@ constexpr Int signed_decimal(const T* p, std::uint64_t n) {
   return static_cast<Int>(decimal_value<kMax>(p, n));
 }
 
-// The value of 1 to 8 hexadecimal digits; 0 for any other length and when a unit is no digit.
+// The value of 1 to 8 hexadecimal digits; 0 for any other length or if a unit is no digit.
 template <Unit T>
 constexpr std::uint32_t hex_value(const T* p, std::uint64_t n) {
   if (n > 8) return 0;
   std::uint32_t value = 0;
   unsigned seen = 0;
   for (std::uint64_t i = 0; i < n; ++i) {
-    const unsigned digit = hex_digit(p[i]);
+    const unsigned digit = base::hex_digit_value(p[i]);
     seen |= digit;
     value = value << 4 | (digit & 15);
   }

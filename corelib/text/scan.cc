@@ -32,7 +32,7 @@ ZENTA_TARGET_AVX2 std::uint64_t first_break_avx2(const unsigned char* p, std::ui
     const std::uint32_t breaks = breaks_avx2(p + i);
     if (breaks != 0) return i + static_cast<unsigned>(std::countr_zero(breaks));
   }
-  // The rest as a whole block: units that are read twice hold no break.
+  // The rest is read as a whole block: the bytes read twice hold no break.
   const std::uint32_t breaks = breaks_avx2(p + (n - kStep));
   return breaks != 0 ? n - kStep + static_cast<unsigned>(std::countr_zero(breaks)) : n;
 }
@@ -50,7 +50,7 @@ std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n) {
   return first_of_blocks(p, n, T{'\n'}, T{'\r'});
 }
 
-// Compares in full wherever the first and the last unit fit.
+// Compares in full wherever the first and the last unit of `s` match.
 template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   using Block = base::Block<T>;
@@ -70,7 +70,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
       if (base::equal_short(p + at, s, m * sizeof(T))) return at;
     }
   }
-  // The rest as whole blocks: starts that are looked at twice are none.
+  // The rest is read as whole blocks: the positions tested twice did not match.
   for (; i != starts; i += kStep) {
     i = std::min(i, starts - kStep);
     for (auto mask = fits(i).mask(); mask; mask.drop_first()) {
@@ -80,8 +80,9 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
   return starts;
 }
 
-// Leaps from one first unit to the next where these are rare; where leaps turn out short, the
-// stretches that are compared in between grow, until the leaps no longer count.
+// Alternates between a leap to the next unit equal to s[0], which pays where these are rare, and a
+// stretch that first_run_near searches. Where leaps turn out short, the stretches grow, so that the
+// cost of the leaps becomes negligible.
 template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
@@ -97,7 +98,7 @@ std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::u
     i += stretch;
     stretch = leap >= kShort ? kShort : std::min(2 * stretch, kLong);
   }
-  // The rest, as one block at least: what it takes in again before `i` holds no start.
+  // The rest is searched as one block at least: the positions before `i` in it did not match.
   i = std::min(i, starts - base::Block<T>::kUnits);
   return i + first_run_near(p + i, starts - i, s, m);
 }

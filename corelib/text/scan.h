@@ -22,8 +22,8 @@ constexpr bool is_any(T unit, Sought... sought) {
   return ((unit == sought) || ...);
 }
 
-// The scan of a run shorter than a block: its first and its last units, which may overlap, make up
-// one block.
+// first_of() for a run shorter than a block: its first and its last units, which may overlap, are
+// loaded into one block.
 template <Unit T, class... Sought>
 std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
   constexpr unsigned kHalf = 8 / sizeof(T);
@@ -40,7 +40,7 @@ std::uint64_t first_of_short(const T* p, std::uint64_t n, Sought... sought) {
   return i;
 }
 
-// The scan of a run of a block or more.
+// first_of() for a run of a block or more.
 template <Unit T, class... Sought>
 std::uint64_t first_of_blocks(const T* p, std::uint64_t n, Sought... sought) {
   using Block = base::Block<T>;
@@ -52,8 +52,8 @@ std::uint64_t first_of_blocks(const T* p, std::uint64_t n, Sought... sought) {
   constexpr bool kHasMemchr = sizeof(T) == 1 && sizeof...(Sought) == 1;
   constexpr std::uint64_t kNear = (kHasMemchr ? 4 : 8) * kStep;
   std::uint64_t i = 0;
-  // Block by block while the match is near: the processor foresees in which one, and what comes next
-  // need not wait for all of them.
+  // Block by block at first: where matches are near, the processor predicts which block holds one,
+  // and the code after the search does not wait for it.
   for (; i != kNear && i + kStep <= n; i += kStep) {
     if (const auto mask = hits(i).mask()) return i + mask.first();
   }
@@ -70,13 +70,13 @@ std::uint64_t first_of_blocks(const T* p, std::uint64_t n, Sought... sought) {
   for (; i + kStep <= n; i += kStep) {
     if (const auto mask = hits(i).mask()) return i + mask.first();
   }
-  // The rest as a whole block: units that are read twice hold no match.
+  // The rest is read as a whole block: the units read twice hold no match.
   if (i == n) return n;
   const auto mask = hits(n - kStep).mask();
   return mask ? n - kStep + mask.first() : n;
 }
 
-// First position that holds one of `sought`, `n` when there is none.
+// First position that holds one of `sought`, `n` if there is none.
 template <Unit T, class... Sought>
 constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) {
   if (std::is_constant_evaluated()) {
@@ -92,9 +92,9 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
 template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n);
 
-// The same of any run. Text is taken apart into lines more often than anything else is searched for,
-// so what is sought is compiled in. Most lines of 8-bit text end in the first block, which is searched
-// without a call.
+// The same for any run. Splitting a text into lines is the most frequent search, so the sought
+// units are compiled in. Most lines of 8-bit text end in the first block, which is searched without
+// a call.
 template <Unit T>
 constexpr std::uint64_t first_break(const T* p, std::uint64_t n) {
   using Block = base::Block<T>;
@@ -145,9 +145,9 @@ constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
   return base::equal_bytes(a, b, n * sizeof(T));
 }
 
-// First of `starts` positions from `p` on where the `m` units at `s` stand, `starts` when there is
-// none; the second one is for long runs. REQUIRES: a block of positions at least; m > 0 units can
-// be read from each.
+// The first position in p[0, starts) at which the `m` units of `s` are found, `starts` if there is
+// none. first_run_far is for long runs. REQUIRES: `starts` is a block or more; m > 0 units can be
+// read from each position.
 template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
 template <class T>
@@ -179,9 +179,9 @@ constexpr std::uint64_t last_run(const T* p, std::uint64_t n, const T* s, std::u
   return n;
 }
 
-// A set of units to look up many times: a bit per low byte rules out nearly all units that are not
-// in it, so that a long set costs no more than a short one. Views the caller's units, which must
-// outlive it.
+// A set of units for many lookups. A bitmap of their low bytes rules out nearly all units that are
+// not in it, so that a long set costs no more than a short one. Views the caller's units, which
+// must outlive it.
 template <Unit T>
 class UnitSet {
  public:

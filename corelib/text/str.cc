@@ -10,10 +10,10 @@
 namespace tstl {
 namespace {
 
-// The number that starts at `p`, and where it ends; a null pointer when a double cannot hold it.
+// Parses the number that starts at `p`. Returns its end, or null if it is out of a double's range.
 const char* parse_double(const char* p, const char* end, double& value) {
 #ifdef ZENTA_REAL_CHARS_BY_C
-  // REQUIRES: *end is 0, and there is no point, which a locale could want otherwise.
+  // REQUIRES: *end is 0, and the text has no point, because strtod expects the locale's.
   const double parsed = std::strtod(p, nullptr);
   if (!std::isfinite(parsed)) return nullptr;
   value = parsed;
@@ -24,9 +24,9 @@ const char* parse_double(const char* p, const char* end, double& value) {
 #endif
 }
 
-// The digits of a real number without its point, and the power of ten that makes 0.[digits] the
-// number. No number needs more than 768 significant digits to tell which double is nearest; what
-// follows them counts only as "more than nothing", and one last digit 1 stands for it.
+// The significant digits of a real number and its decimal exponent: the number is 0.[digits] *
+// 10^exponent. 768 significant digits always decide which double is nearest. Of the digits after
+// them it only matters whether one is not 0; a single digit 1 then stands for them all.
 class RealDigits {
  public:
   void add(unsigned digit, bool after_point) {
@@ -65,7 +65,7 @@ class RealDigits {
   std::int64_t exponent_ = 0;
 };
 
-// Walks over a text of units of either width.
+// A cursor over a text of either unit width.
 template <Unit T>
 class Reader {
  public:
@@ -83,7 +83,7 @@ class Reader {
   bool take_sign() { return take('-') || (take('+') && false); }
   template <class Use>
   void take_digits(Use use) {
-    for (; at_digit(); ++p_) use(*p_ - unsigned{'0'});
+    for (; at_digit(); ++p_) use(base::digit_value(*p_));
   }
 
  private:
@@ -91,8 +91,8 @@ class Reader {
   const T* end_;
 };
 
-// What from_chars can read in place, or after narrowing to a few dozen characters. False when the
-// number does not end there or a double cannot hold it.
+// Parses by std::from_chars: 8-bit text in place, of 16-bit text the first 48 units. False if the
+// number may go on after these, or is out of a double's range.
 template <Unit T>
 bool parse_short(const Reader<T>& in, double& value) {
 #ifdef ZENTA_REAL_CHARS_BY_C
@@ -109,7 +109,7 @@ bool parse_short(const Reader<T>& in, double& value) {
       narrow[i] = static_cast<char>(unit < 0x80 ? unit : 0);
     }
     const char* const stop = parse_double(narrow.data(), narrow.data() + n, value);
-    // Near the end of the array it may have been cut, in an exponent's "e+" too.
+    // A number that ends near the end of the array may have been cut, also in an exponent's "e+".
     return stop != nullptr && (n == in.size() || narrow.data() + n - stop > 2);
   }
 }
@@ -121,7 +121,7 @@ double parse_long(Reader<T> in) {
   if (in.take('.')) in.take_digits([&](unsigned digit) { digits.add(digit, true); });
   std::int64_t shift = 0;
   if (in.take('e') || in.take('E')) {
-    // Outweighs all digits that fit into memory.
+    // More than all digits that fit into memory can compensate.
     constexpr std::int64_t kEnough = std::int64_t{1} << 58;
     const bool down = in.take_sign();
     in.take_digits([&](unsigned digit) { shift = std::min(shift * 10 + digit, kEnough); });

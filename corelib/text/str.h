@@ -1,4 +1,4 @@
-// STR: the functions over raw runs of text units, the layer under every view and buffer.
+// STR: functions over raw runs of code units, the layer under every view and buffer.
 //
 // A run is a pointer and a length in units (`unsigned long long`); a zero-terminated text is a
 // pointer alone. Nothing here owns or allocates memory. A counted function reads and writes units
@@ -25,6 +25,7 @@
 #include <limits>
 #include <type_traits>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/text/parse.h"
 #include "corelib/text/scan.h"
@@ -40,8 +41,8 @@ struct STR {
 
   // ---- Zero-terminated text
 
-  // Units before the first zero, 2^32 - 1 when there are more; 0 for a null pointer. With `max`: at most
-  // `max`, and nothing is read from p[max] on.
+  // Units before the first zero, 2^32 - 1 if there are more; 0 for a null pointer. With `max`: at
+  // most `max`, and nothing is read from p[max] on.
   template <Unit T>
   [[nodiscard]] static constexpr unsigned zz_len(const T* p) noexcept {
     if (sizeof(T) == 1 && p != nullptr && !std::is_constant_evaluated()) {
@@ -59,7 +60,7 @@ struct STR {
   }
 
   // Copies `src` and its zero; with `max`, at most `max` units of it and a zero, so that "abc" with
-  // 2 becomes "ab". Returns the length; `dst` has room for one unit more than that.
+  // 2 becomes "ab". Returns the length. REQUIRES: `dst` holds one unit more than that.
   template <Unit T>
   static unsigned zz_cpy(T* dst, const T* src) noexcept {
     return copy_terminated(dst, src, zz_len(src));
@@ -68,8 +69,8 @@ struct STR {
   static unsigned zz_cpy(T* dst, const T* src, Length max) noexcept {
     return copy_terminated(dst, src, zz_len(src, max));
   }
-  // Appends `src` and a zero to the text in `dst`; returns the new length. As for all texts here, what
-  // would pass 2^32 - 1 units is cut.
+  // Appends `src` and a zero to the text in `dst`; returns the new length. The result is cut at
+  // 2^32 - 1 units.
   template <Unit T>
   static unsigned zz_cat(T* dst, const T* src) noexcept {
     const unsigned len = zz_len(dst);
@@ -85,9 +86,9 @@ struct STR {
   }
 
   // Copies a zero-terminated text into units of another width; returns its length. Widening extends
-  // with zeros. Narrowing keeps low bytes and takes the first low byte of zero for the end, on
-  // purpose: it is for ASCII text. U+4E00, whose low byte is zero, ends the copy; check first where
-  // such text can come in.
+  // with zeros. Narrowing keeps the low bytes, and the first low byte of zero ends the copy, on
+  // purpose: it is for ASCII text. U+4E00, whose low byte is zero, would end it; check the text
+  // first where such characters can occur.
   template <Unit A, Unit B>
   static constexpr unsigned zz_cast(A* dst, const B* src) noexcept {
     Length n = 0;
@@ -97,8 +98,8 @@ struct STR {
 
   // ---- Counted text: copying and changing in place
 
-  // The same conversion of `n` units, zeros among them; returns n. Runs of one width may overlap in
-  // any way, and narrowing may be done in place.
+  // The same conversion for exactly `n` units, zeros included; returns n. Runs of one width may
+  // overlap in any way, and narrowing may be done in place.
   template <Unit A, Unit B>
   static unsigned zz_cast(A* dst, const B* src, Length n) noexcept {
     if constexpr (std::is_same_v<A, B>) {
@@ -202,15 +203,16 @@ struct STR {
       return position(at, n);
     }
     brk_len = 1;
-    // Foreseen, as all breaks of a text are alike, the next search need not wait for it.
+    // A branch, because it is predicted well (the breaks of a text are alike): the next search does
+    // not wait for the length.
     if (p[at] == '\r' && n - at > 1) [[unlikely]] {
       if (p[at + 1] == '\n') [[likely]]
         brk_len = 2;
     }
     return position(at, n);
   }
-  // The last line break. Seen from the end a CR is always a break of its own; an LF takes a CR
-  // before it along.
+  // The last line break, found from the end: an LF and a CR before it are one break, a CR that is
+  // met first is a break of its own.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findbcrlf(const T* p, Length n,
                                                   unsigned& brk_len) noexcept {
@@ -219,8 +221,8 @@ struct STR {
     return position(brk_len == 2 ? at - 1 : at, n);
   }
 
-  // The first and the last start of `s`. An empty `s` is found at 0 by the first and never by the
-  // last.
+  // The first and the last start of `s`. An empty `s` is found at 0 by zz_findstr, never by
+  // zz_findb_str.
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findstr(const T* p, Length n, const T* s,
                                                 Length m) noexcept {
@@ -284,7 +286,7 @@ struct STR {
                                                     Length m) noexcept {
     return static_cast<unsigned>(detail::common_prefix(p, s, n < m ? n : m));
   }
-  // Whether the text starts, or ends, with `s`. Every text does with an empty `s`.
+  // Whether the text starts, or ends, with `s`; always true for an empty `s`.
   template <Unit T>
   [[nodiscard]] static constexpr bool zz_stwith(const T* p, Length n, const T* s,
                                                 Length m) noexcept {
@@ -296,8 +298,8 @@ struct STR {
     return m <= n && detail::same_units(p + (n - m), s, m);
   }
 
-  // True for 1 to 20 units that are digits, but for a '-' that may come first and not alone: what
-  // zz_toint64 reads whole, although it may be past a limit.
+  // True for 1 to 20 units, all digits after an optional '-'; false for "" and "-". zz_toint64
+  // reads such a text to its end, but its value may be out of range.
   template <Unit T>
   [[nodiscard]] static constexpr bool zz_isnum(const T* p, Length n) noexcept {
     if (n == 0 || n > 20) return false;
@@ -310,8 +312,7 @@ struct STR {
   // ---- Counted text: numbers
   //
   // Decimal: an optional '-' (signed forms only), then digits up to the first other unit. No
-  // blanks, no '+'; a text that does not start so is 0. A value past a limit of the type is that
-  // limit.
+  // blanks, no '+'; any other text is 0. A value out of the type's range is the nearest limit.
   //
   //   "12ab"        12               "-", "+5", " 5"        0 (unsigned forms: "-1" too)
   //   "-2147483649" -2147483648 (int) "9223372036854775808" 9223372036854775807 (long long)
@@ -338,9 +339,9 @@ struct STR {
   [[nodiscard]] static constexpr unsigned zz_tohex32(const T* p, Length n) noexcept {
     return detail::hex_value(p, n);
   }
-  // As zz_tohex32 up to 8 units; 9 to 16 units are two texts, the last 8 units and those before
-  // them, and each half that holds a bad unit counts as 0 while the other keeps its value. On
-  // purpose: check the text first where a half number would do harm.
+  // As zz_tohex32 up to 8 units. 9 to 16 units are read as two halves, the last 8 units and those
+  // before them: a half with a unit that is no digit counts as 0, and the other keeps its value. On
+  // purpose: check the text first where half a number would do harm.
   template <Unit T>
   [[nodiscard]] static constexpr unsigned long long zz_tohex(const T* p, Length n) noexcept {
     if (n <= 8) return detail::hex_value(p, n);
@@ -349,23 +350,25 @@ struct STR {
     return high << 32 | detail::hex_value(p + (n - 8), 8);
   }
 
-  // A real number: [+-] digits [. digits] [e|E [+-] digits], where digits before or after the point
-  // may be missing but not both, read up to the first unit that does not fit: "1.5e" and "1.5x"
+  // A real number: [+-] digits [. digits] [e|E [+-] digits]. Digits before or after the point may
+  // be missing, but not both. Reading stops at the first unit that does not fit: "1.5e" and "1.5x"
   // are 1.5. Anything else ("", "-", ".", "inf", " 1") is 0. Rounded to the nearest double, ties to
-  // even, however many digits there are. A value past the greatest double is that one with its
-  // sign, like the other parsers' limits; one below the least is a signed 0.
+  // even, however many digits there are. Overflow gives the greatest double with its sign, like the
+  // other parsers' limits; underflow gives a signed 0.
   [[nodiscard]] static double zz_toreal(const unsigned char* p, Length n) noexcept;
   [[nodiscard]] static double zz_toreal(const unsigned short* p, Length n) noexcept;
 
   // ---- Single units
 
-  [[nodiscard]] static constexpr bool is_digit(unsigned unit) noexcept { return unit - '0' < 10; }
+  [[nodiscard]] static constexpr bool is_digit(unsigned unit) noexcept {
+    return base::is_digit(unit);
+  }
   [[nodiscard]] static constexpr bool is_letter(unsigned unit) noexcept {
     return (unit & ~0x20u) - 'A' < 26;
   }
 
  private:
-  // As many as a length of 32 bits and a position hold.
+  // The greatest length: it fits into 32 bits, and no position equals NOT_FOUND.
   static constexpr Length kMostUnits = NOT_FOUND;
 
   template <Unit T>
@@ -378,7 +381,7 @@ struct STR {
   }
   template <Unit T>
   static void move_units(T* dst, const T* src, Length n) {
-    if (n != 0) std::memmove(dst, src, n * sizeof(T));  // null pointers stay away from memmove
+    if (n != 0) std::memmove(dst, src, n * sizeof(T));  // memmove takes no null pointers
   }
   template <Unit T>
   static unsigned copy_terminated(T* dst, const T* src, unsigned len) {

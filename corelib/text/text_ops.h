@@ -65,9 +65,9 @@ class TextOps {
   // ---- Sub-views. Of "abcd": sub_str(1, 100) is "bcd", sub_head(2) "ab", sub_tail(1) "bcd",
   // sub_head_rev(1) "abc", sub_tail_rev(1) "d".
 
-  // Units [pos, pos + n), cut at the end. `pos` is not cut: the pointer of the result, which is
-  // empty then, stands `pos` units after the start, so that a caller can see what was asked for.
-  // (In a constant expression, where no such pointer exists, it stands at the end.)
+  // Units [pos, pos + n), clamped at the end. `pos` is not clamped: if it is past the end, the
+  // result is empty, but its pointer is still `pos` units after the start, so that a caller can see
+  // what was asked for. (In a constant expression, where no such pointer exists, it is the end.)
   [[nodiscard]] constexpr View sub_str(unsigned pos, unsigned n) const noexcept {
     return View(unit_at(pos), std::min(n, rest(pos)));
   }
@@ -75,8 +75,8 @@ class TextOps {
   [[nodiscard]] constexpr View sub_head(unsigned n) const noexcept {
     return View(data(), std::min(n, size()));
   }
-  // From the position `pos` on. Mind the pair: sub_tail takes a position, sub_tail_rev a count from
-  // the end.
+  // From the position `pos` on. Note the difference: sub_tail takes a position, sub_tail_rev a
+  // count from the end.
   [[nodiscard]] constexpr View sub_tail(unsigned pos) const noexcept {
     return View(unit_at(pos), rest(pos));
   }
@@ -89,8 +89,8 @@ class TextOps {
     const unsigned count = std::min(n, size());
     return View(data() + (size() - count), count);
   }
-  // What follows, and what precedes, the last '/' or '\\'; the whole text when there is none:
-  // "file.txt" and "dir/sub" of "dir/sub\\file.txt".
+  // The units after, and before, the last '/' or '\\'; the whole text if there is none. Of
+  // "dir/sub\\file.txt": "file.txt" and "dir/sub".
   [[nodiscard]] constexpr View sub_fname() const noexcept {
     const unsigned slash = findback_slash();
     return slash == NOT_FOUND ? view() : sub_tail(slash + 1);
@@ -120,7 +120,7 @@ class TextOps {
   [[nodiscard]] constexpr unsigned find_chr(T c1, T c2) const noexcept {
     return position(STR::zz_findchr(data(), size(), c1, c2));
   }
-  // A number is no unit: to search from a position on is find_chr_bypos.
+  // Refuses a number as the second unit: find_chr_bypos searches from a position on.
   template <std::integral C>
   requires(sizeof(C) > 2 && !std::same_as<C, char32_t>) unsigned find_chr(T, C) const = delete;
   [[nodiscard]] constexpr unsigned find_chr_bypos(T c, unsigned pos) const noexcept {
@@ -164,8 +164,8 @@ class TextOps {
   [[nodiscard]] constexpr unsigned find_crlf(unsigned& brk_len) const noexcept {
     return position(STR::zz_findcrlf(data(), size(), brk_len));
   }
-  // Last line break. Seen from the end a CR is always a break of its own; an LF takes a CR before
-  // it along.
+  // Last line break, found from the end: an LF and a CR before it are one break, a CR that is met
+  // first is a break of its own.
   [[nodiscard]] constexpr unsigned findback_crlf(unsigned& brk_len) const noexcept {
     return position(STR::zz_findbcrlf(data(), size(), brk_len));
   }
@@ -183,7 +183,7 @@ class TextOps {
     return between(inner_len, find_chr(open), 1, [&](View inner) { return inner.find_chr(close); });
   }
 
-  // Length of the prefix that both texts share.
+  // Length of the common prefix.
   [[nodiscard]] constexpr unsigned match_str(View other) const noexcept {
     return STR::zz_mchstr<T>(data(), size(), other.ref_internal_data(), other.len());
   }
@@ -204,7 +204,7 @@ class TextOps {
     return size() == other.len() &&
            detail::same_units<T>(data(), other.ref_internal_data(), size());
   }
-  // The units are the characters of the zero-terminated `text`, all of them.
+  // Whether the units are exactly the characters of the zero-terminated `text`.
   [[nodiscard]] constexpr bool is_equal(const char* text) const noexcept {
     for (const T unit : view()) {
       if (*text == 0 || unit != static_cast<unsigned char>(*text++)) return false;
@@ -227,7 +227,7 @@ class TextOps {
     return STR::zz_edwith<T>(data(), size(), suffix.ref_internal_data(), suffix.len());
   }
 
-  // ---- The same for 16-bit text and an ASCII literal, which 8-bit text takes as a view
+  // ---- The same for 16-bit text with an ASCII literal (8-bit text takes the literal as a view)
 
   template <std::size_t N>
   requires kIsWide [[nodiscard]] constexpr unsigned find_str(
@@ -274,9 +274,9 @@ class TextOps {
     return is_endwith(View(detail::WideLiteral(suffix)));
   }
 
-  // ---- Classification: true for an empty text unless it says otherwise
+  // ---- Classification: true for an empty text unless stated otherwise
 
-  // 1 to 20 digits, of which the first may be a '-' that is not alone.
+  // 1 to 20 units, all digits after an optional '-'. False for "" and "-".
   [[nodiscard]] constexpr bool is_numstr() const noexcept { return STR::zz_isnum(data(), size()); }
   // ASCII letters only; letters and digits only; units from `low` to `high` only.
   [[nodiscard]] constexpr bool is_alpha_str() const noexcept { return all(STR::is_letter); }
@@ -286,21 +286,22 @@ class TextOps {
   [[nodiscard]] constexpr bool is_range(T low, T high) const noexcept {
     return all([=](T unit) { return low <= unit && unit <= high; });
   }
-  // Ends with an ASCII letter, digit or '_' and an '@': somebody is typing a mail address.
+  // Ends with an ASCII letter, digit or '_' and then an '@': somebody is typing a mail address.
+  // False for an empty text.
   [[nodiscard]] constexpr bool is_email_pred() const noexcept {
     if (size() < 2 || data()[size() - 1] != '@') return false;
     const T before = data()[size() - 2];
     return before == '_' || STR::is_digit(before) || STR::is_letter(before);
   }
-  // Starts with neither a drive letter's ':' in second place nor a '/'. Anything shorter than 2
-  // units is relative, "/" too, and so is anything that starts with '.'.
+  // The first unit is not '/', and the second is not ':', as after a drive letter. Anything shorter
+  // than 2 units is relative, "/" too, and so is anything that starts with '.'.
   [[nodiscard]] constexpr bool is_relative_path() const noexcept {
     if (size() < 2 || data()[0] == '.') return true;
     return data()[1] != ':' && data()[0] != '/';
   }
 
-  // ---- Conversion to numbers, by the rules of STR: a text that is no number is 0, one that goes
-  // on after a number is that number, a number too great is the limit of the type
+  // ---- Conversion to numbers, by the rules of STR: a text that does not start with a number is 0,
+  // text after the number is ignored, and a number out of range is the limit of the type
 
   [[nodiscard]] constexpr int to_int32() const noexcept { return STR::zz_toint32(data(), size()); }
   [[nodiscard]] constexpr unsigned to_uint32() const noexcept {
@@ -312,7 +313,7 @@ class TextOps {
   [[nodiscard]] constexpr unsigned long long to_uint64() const noexcept {
     return STR::zz_touint64(data(), size());
   }
-  // Up to 16 hexadecimal digits, of which a bad half counts as 0: see STR::zz_tohex.
+  // Up to 16 hexadecimal digits, in two halves; an invalid half counts as 0: see STR::zz_tohex.
   [[nodiscard]] constexpr unsigned long long to_hex() const noexcept {
     return STR::zz_tohex(data(), size());
   }
@@ -338,7 +339,7 @@ class TextOps {
     return count;
   }
 
-  // ---- Copying out. REQUIRES: pos + n <= len(); `dst` has room for what is written.
+  // ---- Copying out. REQUIRES: pos + n <= len(); `dst` is large enough.
 
   // Copies `n` units from `pos` on; returns n.
   constexpr unsigned read(T* dst, unsigned pos, unsigned n) const noexcept {
@@ -357,7 +358,7 @@ class TextOps {
   // ---- Splitting
 
   // Stores the non-empty fields between `sep` units in out[0 .. max) and returns how many. Empty
-  // fields are skipped: "a" and "b" of ",a,,b,". What follows the last field that fits is left out.
+  // fields are skipped: ",a,,b," gives "a" and "b". Text after the last field that fits is ignored.
   constexpr unsigned split(BufferRefMutable<T>* out, T sep, unsigned max) const noexcept {
     assert(out != nullptr || max == 0);
     BufferRefMutable<T> rest = view();
@@ -373,9 +374,9 @@ class TextOps {
   //   1  a section header, "[name]": the name as `key`, `value` empty;
   //   2  "key = value", cut at the first '=', or a key alone, with `value` empty;
   //   0  anything else, with both empty.
-  // Dropped are the text from `comment_chr` on, when that is not 0, and the spaces around the line,
-  // the key and the value; tabs stay, on purpose. What is left must have 3 units at least ("a=b",
-  // "[a]") and not start with '='. Either output may be this line itself.
+  // The text from `comment_chr` on is dropped, unless that is 0, and so are spaces around the line,
+  // the key and the value; tabs stay, on purpose. The rest must have at least 3 units ("a=b",
+  // "[a]") and must not start with '='. Either output may be this line itself.
   constexpr int parse_ini_line(BufferRefMutable<T>& key, BufferRefMutable<T>& value,
                                T comment_chr) const noexcept {
     const unsigned comment = comment_chr == 0 ? NOT_FOUND : find_chr(comment_chr);
@@ -401,7 +402,7 @@ class TextOps {
 
   static constexpr unsigned position(int at) { return static_cast<unsigned>(at); }
   constexpr unsigned rest(unsigned pos) const { return pos < size() ? size() - pos : 0; }
-  // Beyond the text the address is computed as a number: no pointer may be formed there.
+  // Past the end the address is computed as an integer: no pointer may be formed there.
   constexpr const T* unit_at(unsigned pos) const {
     if (pos <= size()) return data() + pos;
     if (std::is_constant_evaluated()) return data() + size();
@@ -433,8 +434,8 @@ concept TextLike = requires(const V& v) {
   { v.len() } -> std::same_as<unsigned>;
   { v.ref_internal_data() } -> std::convertible_to<const typename V::unit_type*>;
 };
-// What is compared with a text V through a view: views, buffers, and standard strings of the same
-// width.
+// What converts to a view and so compares with a text V: views, buffers, and standard strings of
+// the same width.
 template <class O, class V>
 concept ComparableWith = std::convertible_to<const O&, BufferRef<typename V::unit_type>>;
 

@@ -15,7 +15,7 @@ namespace {
 
 // One character at a time -------------------------------------------------------------------------
 
-// Converts one character. False, with nothing done, when there is no room for it.
+// Converts one character. False, and nothing is changed, if it does not fit.
 bool take_one(ToUtf8& at, ToUtf8 end, LoneSurrogate lone) noexcept {
   char32_t c = *at.src;
   std::size_t taken = 1;
@@ -31,12 +31,13 @@ bool take_one(ToUtf8& at, ToUtf8 end, LoneSurrogate lone) noexcept {
   return true;
 }
 
-// Units that a sequence of `length` bytes, 0 for a byte that begins none, gives in UTF-16.
+// Units that a sequence of `length` bytes gives in UTF-16; a `length` of 0 is a byte that begins
+// none.
 constexpr std::size_t units_of(std::size_t length) noexcept {
   return length == 4 ? 2 : length != 0;
 }
 
-// Converts one sequence. False, with nothing done, when the end cuts it short or there is no room.
+// Converts one sequence. False, and nothing is changed, if it is truncated or does not fit.
 bool take_one(ToUtf16& at, ToUtf16 end) noexcept {
   const std::size_t length = utf8_lead_length(*at.src);
   if (length > count(at.src, end.src) || units_of(length) > count(at.dst, end.dst)) return false;
@@ -51,7 +52,7 @@ bool take_one(ToUtf16& at, ToUtf16 end) noexcept {
   return true;
 }
 
-// Counts one sequence. False, with nothing done, when the end cuts it short.
+// Counts one sequence. False, and nothing is changed, if it is truncated.
 bool take_one(ToUtf16Size& at, ToUtf16Size end) noexcept {
   const std::size_t length = utf8_lead_length(*at.src);
   if (length > count(at.src, end.src)) return false;
@@ -60,14 +61,14 @@ bool take_one(ToUtf16Size& at, ToUtf16Size end) noexcept {
   return true;
 }
 
-// Passes over one sequence. False, with nothing done, when it is not well-formed.
+// Skips one sequence. False, and nothing is changed, if it is not well-formed.
 bool take_one(ToValid& at, ToValid end) noexcept {
   const std::size_t length = utf8_sequence_length(at.src, count(at.src, end.src));
   at.src += length;
   return length != 0;
 }
 
-// Takes the characters that begin in the next block, until take_one declines.
+// Processes the characters that begin in the next block, until take_one returns false.
 template <class Work, class... Policy>
 Work take_ones(Work at, Work end, Policy... policy) noexcept {
   const auto* const stop = at.src + std::min(kBlock, count(at.src, end.src));
@@ -106,8 +107,8 @@ Conversion convert_ascii(Conversion at, Conversion end) noexcept {
 }
 
 ToUtf16Size size_ascii(ToUtf16Size at, ToUtf16Size end) noexcept {
-  const unsigned char* const behind = skip_ascii(at.src, end.src);
-  return {behind, at.units + count(at.src, behind)};
+  const unsigned char* const after = skip_ascii(at.src, end.src);
+  return {after, at.units + count(at.src, after)};
 }
 
 ToValid pass_ascii(ToValid at, ToValid end) noexcept { return {skip_ascii(at.src, end.src)}; }
@@ -122,15 +123,16 @@ ToUtf16Size take_block(ToUtf16Size at, ToUtf16Size end) noexcept { return take_o
 ToValid take_block(ToValid at, ToValid end) noexcept { return take_ones(at, end); }
 
 constinit const Kernels kPlainKernels = {
-    [](const unsigned short* src, std::size_t n, unsigned char* dst, std::size_t room,
+    [](const unsigned short* src, std::size_t n, unsigned char* dst, std::size_t capacity,
        LoneSurrogate lone) noexcept {
-      return convert(convert_ascii<ToUtf8>, src, n, dst, room, lone);
+      return convert(convert_ascii<ToUtf8>, src, n, dst, capacity, lone);
     },
-    [](const unsigned char* src, std::size_t n, unsigned short* dst, std::size_t room) noexcept {
-      return convert(convert_ascii<ToUtf16>, src, n, dst, room);
+    [](const unsigned char* src, std::size_t n, unsigned short* dst,
+       std::size_t capacity) noexcept {
+      return convert(convert_ascii<ToUtf16>, src, n, dst, capacity);
     },
     [](const unsigned char* src, std::size_t n) noexcept { return measure(size_ascii, src, n); },
-    [](const unsigned char* src, std::size_t n) noexcept { return judge(pass_ascii, src, n); },
+    [](const unsigned char* src, std::size_t n) noexcept { return validate(pass_ascii, src, n); },
 };
 
 }  // namespace detail::utf
@@ -144,18 +146,17 @@ const utf::Kernels& kernels() noexcept {
   return utf::has_vector_kernels() ? utf::kVectorKernels : utf::kPlainKernels;
 }
 
-// What is taken off the three bytes that every unit of a surrogate's size counts for: from each
-// surrogate, and besides from the high one of a pair (where less than nothing puts some back on).
+// Corrections to the three bytes that unit_sizes() counts for a surrogate: `each` is subtracted for
+// every surrogate, `pair` also for the high one of a pair, so that a pair takes four bytes in all.
 struct SurrogateCost {
   Units each, pair;
 };
 
-// Bytes that each of eight units takes, before the units `next` to them. A pair is counted at its
-// high surrogate, beside what its low one takes by itself.
-inline Units unit_sizes(Units u, Units next, const SurrogateCost& less) noexcept {
+// The UTF-8 bytes of each of eight units; lane i of `next` is the unit after lane i of `u`.
+inline Units unit_sizes(Units u, Units next, const SurrogateCost& cost) noexcept {
   const Units surrogate = Units((u & 0xF800) == 0xD800);
   const Units pair = Units((u & 0xFC00) == 0xD800) & Units((next & 0xFC00) == 0xDC00);
-  return 1 - Units(u >= 0x80) - Units(u >= 0x800) - (surrogate & less.each) - (pair & less.pair);
+  return 1 - Units(u >= 0x80) - Units(u >= 0x800) - (surrogate & cost.each) - (pair & cost.pair);
 }
 
 // The sum of all lanes. REQUIRES: it is below 65,536.
@@ -169,11 +170,11 @@ inline std::size_t total(Units sizes) noexcept {
 std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lone) noexcept {
   assert(src != nullptr || n == 0);
   constexpr std::size_t kLanes = 8;
-  const SurrogateCost less = lone == LoneSurrogate::kKeep
+  const SurrogateCost cost = lone == LoneSurrogate::kKeep
                                  ? SurrogateCost{utf::broadcast(0), utf::broadcast(2)}
                                  : SurrogateCost{utf::broadcast(3), utf::broadcast(-4)};
-  const auto sizes = [&less](const unsigned short* at) {  // reads the unit behind the eight too
-    return unit_sizes(utf::load<Units>(at), utf::load<Units>(at + 1), less);
+  const auto sizes = [&cost](const unsigned short* at) {  // also reads the unit after the eight
+    return unit_sizes(utf::load<Units>(at), utf::load<Units>(at + 1), cost);
   };
   std::size_t size = 0;
   for (; n > 4 * kLanes; src += 4 * kLanes, n -= 4 * kLanes) {
@@ -188,7 +189,7 @@ std::size_t utf8_size(const unsigned short* src, std::size_t n, LoneSurrogate lo
   if (n == 0) return size;
   const Units last = n == kLanes ? utf::load<Units>(src) : utf::load_first<Units>(src, 2 * n);
   const Units next = __builtin_shufflevector(last, Units{}, 1, 2, 3, 4, 5, 6, 7, 8);
-  return size + total(unit_sizes(last, next, less)) - (kLanes - n);  // what is missing came as 0
+  return size + total(unit_sizes(last, next, cost)) - (kLanes - n);  // each padding 0 counts as 1
 }
 
 std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
@@ -197,15 +198,15 @@ std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
 }
 
 std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n, unsigned char* dst,
-                          std::size_t room, LoneSurrogate lone) noexcept {
-  assert((src != nullptr || n == 0) && (dst != nullptr || room == 0));
-  return kernels().utf16_to_utf8(src, n, dst, room, lone);
+                          std::size_t capacity, LoneSurrogate lone) noexcept {
+  assert((src != nullptr || n == 0) && (dst != nullptr || capacity == 0));
+  return kernels().utf16_to_utf8(src, n, dst, capacity, lone);
 }
 
 std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n, unsigned short* dst,
-                          std::size_t room) noexcept {
-  assert((src != nullptr || n == 0) && (dst != nullptr || room == 0));
-  return kernels().utf8_to_utf16(src, n, dst, room);
+                          std::size_t capacity) noexcept {
+  assert((src != nullptr || n == 0) && (dst != nullptr || capacity == 0));
+  return kernels().utf8_to_utf16(src, n, dst, capacity);
 }
 
 std::size_t valid_utf8_prefix(const unsigned char* src, std::size_t n) noexcept {

@@ -1,4 +1,4 @@
-// The conversions without loss of utf.h.
+// The lossless conversions of utf.h.
 #include "corelib/text/utf.h"
 
 namespace tstl {
@@ -17,11 +17,11 @@ std::size_t utf8_to_utf16_lossless(const unsigned char* src, std::size_t n,
 }
 
 std::size_t utf16_to_utf8_lossless(const unsigned short* src, std::size_t n, unsigned char* dst,
-                                   std::size_t room) noexcept {
+                                   std::size_t capacity) noexcept {
   unsigned char* to = dst;
   std::size_t done = 0;
   const auto convert_up_to = [&](std::size_t end) {
-    const std::size_t left = room - static_cast<std::size_t>(to - dst);
+    const std::size_t left = capacity - static_cast<std::size_t>(to - dst);
     to += utf16_to_utf8(src + done, end - done, to, left, LoneSurrogate::kKeep);
     done = end;
   };

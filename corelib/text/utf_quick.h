@@ -1,6 +1,6 @@
-// Short texts of UTF-8 to 16-bit units, for readers that convert many of them, one behind the other, out
-// of one text and into one block: what lies behind a text may be read, and what lies behind its units be
-// written over. So its length is no matter of branches.
+// Conversion of short UTF-8 texts to 16-bit units, for readers that convert many of them in
+// sequence from one text into one block. It takes no branch on a text's length: it may read past
+// the text and overwrite the units past the result.
 #pragma once
 
 #include <bit>
@@ -12,21 +12,22 @@
 
 namespace tstl {
 
-// What is read at `src` and written at `dst`, in bytes and in units.
+// The bytes that quick_threes() reads at `src` and the units that it writes at `dst`, whatever the
+// length of the text.
 inline constexpr std::ptrdiff_t kQuickThreesBytes = 28;
 inline constexpr std::ptrdiff_t kQuickThreesUnits = 8;
 
 #if defined(ZENTA_TARGET_SHUFFLE)
 namespace detail {
 
-// quick_threes(), for processors with a shuffle.
+// quick_threes() for processors with a byte shuffle.
 ZENTA_TARGET_SHUFFLE inline std::size_t threes_by_shuffle(const unsigned char* src,
                                                           unsigned short* dst) noexcept {
   using base::Bytes;
   using base::Units;
   using Lanes32 [[gnu::vector_size(16)]] = std::uint32_t;
   constexpr unsigned char kNo = base::kNoByte;
-  // Each character in a lane of 32 bits, its last byte lowest.
+  // One character in each 32-bit lane, its last byte lowest.
   constexpr Bytes kSpread = {2, 1, 0, kNo, 5, 4, 3, kNo, 8, 7, 6, kNo, 11, 10, 9, kNo};
   const auto a = Lanes32(base::shuffle(base::load<Bytes>(src), kSpread));
   const auto b = Lanes32(base::shuffle(base::load<Bytes>(src + 12), kSpread));
@@ -48,9 +49,9 @@ ZENTA_TARGET_SHUFFLE inline std::size_t threes_by_shuffle(const unsigned char* s
 }  // namespace detail
 #endif
 
-// Converts eight characters of three bytes, as those of a Chinese text are. Returns how many of them, from
-// the first on, are valid UTF-8; the units of the others mean nothing. 0 at the levels of the processor
-// that have no shuffle.
+// Converts eight characters of three bytes each, as in Chinese text. Returns how many of them, from
+// the first on, are valid UTF-8; the units of the others are unspecified. Returns 0 and writes
+// nothing at the processor levels that have no byte shuffle.
 [[nodiscard]] inline std::size_t quick_threes([[maybe_unused]] const unsigned char* src,
                                               [[maybe_unused]] unsigned short* dst) noexcept {
 #if defined(ZENTA_TARGET_SHUFFLE)

@@ -1,6 +1,6 @@
-// The vector kernels. Both conversions work alike: every character is computed in the form of the
-// longest one, without a branch, and a table of byte rearrangements, chosen by the lengths of the
-// characters, squeezes out what is not there. So it does not matter how ASCII and Chinese mix.
+// The vector kernels. Both conversions first compute every character in its longest form, without a
+// branch. A shuffle from a table, which the lengths of the characters index, then removes the
+// unused bytes. So the speed does not depend on how ASCII and Chinese alternate.
 #include "corelib/text/detail/utf_vector.h"
 
 #include <algorithm>
@@ -18,7 +18,7 @@ namespace {
 using Row = std::array<unsigned char, 16>;
 using Table = std::array<Row, 256>;
 
-// Row m keeps those of eight 16-bit lanes whose bit in m is set.
+// Row m is the shuffle that packs those of eight 16-bit lanes whose bit in m is set.
 constexpr Table keep_lanes() {
   Table table{};
   for (unsigned mask = 0; mask != 256; ++mask) {
@@ -31,9 +31,9 @@ constexpr Table keep_lanes() {
   return table;
 }
 
-// Row m keeps of four characters the bytes that their lengths call for. A character comes in four
-// bytes: the first of three, nothing, the last but one and the last. Bit 2i of m is set when
-// character i is shorter than two bytes, bit 2i + 1 when it is shorter than three.
+// Row m is the shuffle that packs four characters into the bytes that their lengths need. Each
+// comes in four bytes: the first of three, an unused one, the last but one and the last. Bit 2i of
+// m is set if character i is shorter than two bytes, bit 2i + 1 if it is shorter than three.
 constexpr Table keep_bytes() {
   Table table{};
   for (unsigned mask = 0; mask != 256; ++mask) {
@@ -64,7 +64,8 @@ ZENTA_TARGET_SHUFFLE inline std::size_t ones(std::uint64_t mask) noexcept {
 
 inline Units is_surrogate(Units u) noexcept { return Units((u & 0xF800) == 0xD800); }
 
-// Eight units as UTF-8: four characters and four, so many bytes of them, zeros behind.
+// Eight units in UTF-8: the bytes of the first four and of the last four, followed by zeros, and
+// how many bytes each has.
 struct Encoded {
   Bytes low, high;
   std::size_t low_size, high_size;
@@ -73,7 +74,7 @@ struct Encoded {
 // REQUIRES: there is no surrogate among them.
 ZENTA_TARGET_SHUFFLE inline Encoded encode(Units u) noexcept {
   const Units one = Units(u < 0x80);
-  const Units two = Units(u < 0x800);  // or one
+  const Units two = Units(u < 0x800);  // two bytes or one
   const Units first = u >> 12 | 0xE0;
   const Units middle = (u >> 6 & 0x3F) | (two & 0x40) | 0x80;
   const Units last = (u & (one | 0x3F)) | (~one & 0x80);
@@ -86,7 +87,7 @@ ZENTA_TARGET_SHUFFLE inline Encoded encode(Units u) noexcept {
           12 - ones(high)};
 }
 
-// How many units in front take three bytes each, as those of a Chinese text do. Zeros do not.
+// How many units, from the first on, take three bytes each, as in Chinese text. Zeros do not.
 inline std::size_t threes_in_front(Units u) noexcept {
   const Units other = Units(u < 0x800) | is_surrogate(u);
   return static_cast<std::size_t>(std::countr_zero(movemask(Bytes(other)) | 0x10000)) / 2;
@@ -94,7 +95,7 @@ inline std::size_t threes_in_front(Units u) noexcept {
 
 // The bytes of eight units if all of them take three.
 struct EncodedInThree {
-  Bytes low, high;  // of the first four, of the others
+  Bytes low, high;  // of the first four units, of the last four
 };
 ZENTA_TARGET_SHUFFLE inline EncodedInThree encode_in_three(Units u) noexcept {
   constexpr unsigned char kNo = kNoByte;
@@ -105,7 +106,7 @@ ZENTA_TARGET_SHUFFLE inline EncodedInThree encode_in_three(Units u) noexcept {
           shuffle(Bytes(interleave_high(first, tail)), kPack)};
 }
 
-// Stores what eight units give, and up to 16 bytes behind it; returns the end of it.
+// Stores the bytes of eight units and returns their end. Overwrites up to 16 bytes after it.
 ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst, const Encoded& e) noexcept {
   store(dst, e.low);
   store(dst + e.low_size, e.high);
@@ -119,7 +120,7 @@ ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst,
   return dst + 24;
 }
 
-// While there is much of everything: 16 units at a time.
+// 16 units at a time, as long as source and capacity have enough for them without further checks.
 ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
   while (count(at.src, end.src) >= 16 && count(at.dst, end.dst) >= 16) {
     const Units a = load<Units>(at.src);
@@ -131,7 +132,7 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcep
       if (count(at.dst, end.dst) < 64 || any(is_surrogate(a) | is_surrogate(b))) break;
       if (any(Units(a < 0x800) | Units(b < 0x800))) {
         at.dst = put(put(at.dst, encode(a)), encode(b));
-      } else {  // all take three bytes, as those of a Chinese text do
+      } else {  // all take three bytes, as in Chinese text
         at.dst = put(put(at.dst, encode_in_three(a)), encode_in_three(b));
       }
     }
@@ -140,28 +141,30 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcep
   return at;
 }
 
-// Room in which eight units can be stored without a look at what they take.
+// A capacity, in bytes, that is enough for put() whatever the eight units are.
 constexpr std::size_t kAmple = 32;
 
-// Stores what the first `taken` of eight units give, if there is room for it; the others are 0.
+// Converts the first `taken` of eight units; the others are 0. False, and nothing is changed, if
+// there is a surrogate or the bytes do not fit.
 ZENTA_TARGET_SHUFFLE inline bool put_tight(ToUtf8& at, ToUtf8 end, Units u,
                                            std::size_t taken) noexcept {
   if (any(is_surrogate(u))) return false;
   const Encoded e = encode(u);
   const std::size_t size = e.low_size + e.high_size - (8 - taken);
-  const std::size_t room = count(at.dst, end.dst);
-  if (room >= kAmple) {
+  const std::size_t capacity = count(at.dst, end.dst);
+  if (capacity >= kAmple) {
     put(at.dst, e);
   } else {
-    if (size > room) return false;
-    store_joined(at.dst, room, e.low, e.low_size, e.high, size - e.low_size);
+    if (size > capacity) return false;
+    store_joined(at.dst, capacity, e.low, e.low_size, e.high, size - e.low_size);
   }
   at.src += taken;
   at.dst += size;
   return true;
 }
 
-// A short text, as most are. REQUIRES: it has 1 to 8 units, and there is ample room.
+// Converts a short text; most texts are. REQUIRES: it has 1 to 8 units, and the capacity is at
+// least kAmple.
 ZENTA_TARGET_SHUFFLE inline ToUtf8 short_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
   const std::size_t n = count(at.src, end.src);
   const Units u = n == 8 ? load<Units>(at.src) : load_first<Units>(at.src, 2 * n);
@@ -189,12 +192,12 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 blocks(ToUtf8 at, ToUtf8 end) noexcept {
 
 // From UTF-8 --------------------------------------------------------------------------------------
 
-// Sixteen bytes inside a text of whole sequences.
+// Sixteen bytes of a text of whole sequences.
 struct Window {
   Bytes b;             // the bytes; zeros past the end of the text
-  Bytes b1, b2;        // for each the one before it, the one before that
+  Bytes b1, b2;        // for each byte the one before it, and the one two before it
   unsigned units;      // bit i: byte i gives a unit; it ends its sequence or is the third of four
-  std::size_t length;  // how many bytes are there
+  std::size_t length;  // bytes of the text in `b`
 };
 
 // Which bytes of a window belong to a sequence of four.
@@ -204,28 +207,28 @@ struct Fours {
 
 inline Bytes is_continuation(Bytes b) noexcept { return Bytes(SignedBytes(b) < -64); }
 
-// What the sequence that ends a window leaves to the next one: nothing, its last bytes, or those of a
-// sequence of four.
+// What the last sequence of a window leaves to the next window: nothing, its last bytes, or the
+// last bytes of a sequence of four.
 enum Open : unsigned { kWhole = 0, kOpen = 1, kOpenFour = kOpen | 0x10000 };
 
-// Where continuation bytes have to stand, and nowhere else, as bits; one more bit is set for
-// kOpenFour.
+// Bit i tells whether byte i must be a continuation byte; if not, it must not be one. For kOpenFour
+// a bit past the window is set, so that no window of shorter sequences matches.
 inline unsigned expected_continuations(unsigned ends, unsigned open) noexcept {
   return (~ends << 1 & 0xFFFF) | open;
 }
 
-// A window that begins with a sequence and holds at least five of three bytes: these are its
-// continuation bytes.
+// The continuation bytes of a window of five three-byte sequences and the first byte of another.
 constexpr unsigned kThreeByteRun = 0b0110110110110110;
 
-// Hands `taker` one window of the text after the other until it declines one, or the next is not
-// well-formed. Where a run of ASCII or of three-byte sequences may begin, the taker may take all of
-// it first; it answers with where that ends. Returns the start of the first sequence that it did
-// not see the end of. Without `fours` it ends before sequences of four, and has more registers.
-template <bool fours = true, class Taker>
+// Passes the text to `sink` window by window until the sink returns false or the next window is not
+// well-formed. Where a run of ASCII or of three-byte sequences may begin, the sink may first take
+// the whole run; it returns the end of what it took. walk() returns the start of the first sequence
+// that was not taken to its end. Without `fours` it stops before sequences of four bytes and needs
+// fewer registers.
+template <bool fours = true, class Sink>
 ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
                                                       const unsigned char* src_end,
-                                                      Taker& taker) noexcept {
+                                                      Sink& sink) noexcept {
   constexpr std::size_t kFew = 6;  // not worth the effort
   Window w{};
   unsigned open = kWhole;
@@ -245,24 +248,24 @@ ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
       ends &= ~thirds;
       if (continuations != expected_continuations(ends, open & kOpen) || any(w.b >= 0xF8)) break;
       w.units = (ends | thirds) & inside;
-      if (!taker.take_fours(w, of_four)) break;
+      if (!sink.take_fours(w, of_four)) break;
       src += w.length;
       open = (ends >> 15 & 1) != 0 ? kWhole : kOpenFour;
       continue;
     }
-    const unsigned char* behind = src;
+    const unsigned char* after = src;
     if (continuations == kThreeByteRun) {
-      behind = taker.take_three_bytes(src, src_end);
+      after = sink.take_three_bytes(src, src_end);
     } else if (continuations == 0) {
-      behind = taker.take_ascii(src, src_end);
+      after = sink.take_ascii(src, src_end);
     }
-    if (behind != src) {
-      src = behind;
+    if (after != src) {
+      src = after;
       w.b = Bytes{};
       continue;
     }
     w.units = ends & inside;
-    if (!taker.take(w)) break;
+    if (!sink.take(w)) break;
     src += w.length;
     open = ~ends >> 15 & 1;
   }
@@ -270,12 +273,12 @@ ZENTA_TARGET_SHUFFLE inline const unsigned char* walk(const unsigned char* src,
   const unsigned char* first = src;
   do --first;
   while ((*first & 0xC0) == 0x80);
-  if (count(first, src) == 3) taker.untake_unit();  // the third byte of four
+  if (count(first, src) == 3) sink.untake_unit();  // the third byte of four
   return first;
 }
 
-// What a taker does with runs if it has no better way: passes ASCII, leaves the rest to take().
-struct RunTaker {
+// A sink's default for runs: skips ASCII, leaves the rest to take().
+struct DefaultSink {
   ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(
       const unsigned char* src, const unsigned char* src_end) const noexcept {
     while (count(src, src_end) >= 16 && movemask(load<Bytes>(src)) == 0) src += 16;
@@ -288,10 +291,10 @@ struct RunTaker {
   void untake_unit() const noexcept {}
 };
 
-// Up to eight sequences of three bytes: how many there are in front, and their units.
+// Up to eight sequences of three bytes: how many there are from the first on, and their units.
 struct ThreeByteRun {
-  // Four in the first 12 bytes of `a`, four in the last 12 of `b`, which begins eight bytes after it;
-  // zeros where the text has ended.
+  // Four lie in the first 12 bytes of `a`, four in the last 12 of `b`, which is loaded eight bytes
+  // after `a`. Both have zeros past the end of the text.
   ZENTA_TARGET_SHUFFLE ThreeByteRun(Bytes a, Bytes b) noexcept {
     constexpr unsigned char kNo = kNoByte;
     // clang-format off
@@ -299,8 +302,8 @@ struct ThreeByteRun {
     constexpr Bytes kTailB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 6, 5, 9, 8, 12, 11, 15, 14};
     constexpr Bytes kLeadA = {0, kNo, 3, kNo, 6, kNo, 9, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo};
     constexpr Bytes kLeadB = {kNo, kNo, kNo, kNo, kNo, kNo, kNo, kNo, 4, kNo, 7, kNo, 10, kNo, 13, kNo};
-    // The bits that tell a lead byte of three, in every third place, and a continuation byte. All of
-    // them but the lowest are set in such a byte.
+    // The bits that identify a lead byte of three, at every third position, and a continuation
+    // byte. In such a byte all of them but the lowest are set.
     constexpr Bytes kKindA = {0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0,
                               0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0};
     constexpr Bytes kKindB = {0xC0, 0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0, 0xF0,
@@ -315,7 +318,7 @@ struct ThreeByteRun {
     sequences = static_cast<std::size_t>(std::countr_one(good)) / 3;
   }
 
-  Units units;  // those past the sequences mean nothing
+  Units units;  // unspecified past the sequences
   std::size_t sequences;
 };
 
@@ -329,8 +332,9 @@ class Utf16Writer {
   ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept { return put(w.units, units_of(w)); }
 
   ZENTA_TARGET_SHUFFLE bool take_fours(const Window& w, const Fours& fours) noexcept {
-    // The last byte gives the low surrogate, like that of a shorter sequence but for its highest six
-    // bits. The third one gives the high surrogate: the ten bits before those, less 0x40.
+    // The last byte gives the low surrogate, computed as for a shorter sequence except for its
+    // highest six bits. The third one gives the high surrogate: the ten bits above those of the low
+    // one, minus 0x40.
     const Bytes bits = (Bytes(Units(w.b1) << 2) & 0xFC) | (Bytes(Units(w.b) >> 4) & 0x03);
     const Bytes borrow = Bytes(bits < 0x40);
     const Bytes high_surrogate = ((w.b2 + borrow) & 0x03) | 0xD8;
@@ -371,10 +375,10 @@ class Utf16Writer {
     Bytes low, high;
   };
 
-  // Those of sequences of one to three bytes.
+  // For sequences of one to three bytes.
   ZENTA_TARGET_SHUFFLE static UnitBytes units_of(const Window& w) noexcept {
-    // The last byte of a sequence gives six bits of the unit or, alone, all of it; the byte before
-    // it up to six more; the one before that, if it is one of three, the highest four.
+    // The last byte of a sequence gives six bits of the unit, or all of it if it is the only one.
+    // The byte before it gives up to six more bits, the first of three bytes the highest four.
     const Bytes last = is_continuation(w.b);
     const Bytes middle = is_continuation(w.b1);
     return {
@@ -382,19 +386,19 @@ class Utf16Writer {
         last & ((Bytes(Units(w.b1) >> 2) & 0x0F) | (Bytes(Units(w.b2) << 4) & (middle & 0xF0)))};
   }
 
-  // Writes the units of those bytes whose bit is set. False when there is no room for them.
+  // Writes the units of those bytes whose bit is set. False if they do not fit.
   ZENTA_TARGET_SHUFFLE bool put(unsigned bytes, const UnitBytes& units) noexcept {
     const Bytes a = keep(kKeepLanes, bytes & 0xFF, interleave_low(units.low, units.high));
     const Bytes b = keep(kKeepLanes, bytes >> 8, interleave_high(units.low, units.high));
     const std::size_t a_count = ones(bytes & 0xFF);
     const std::size_t b_count = ones(bytes >> 8);
-    const std::size_t room = count(dst_, dst_end_);
-    if (room >= 16) {
+    const std::size_t capacity = count(dst_, dst_end_);
+    if (capacity >= 16) {
       store(dst_, a);
       store(dst_ + a_count, b);
     } else {
-      if (a_count + b_count > room) return false;
-      store_joined(dst_, 2 * room, a, 2 * a_count, b, 2 * b_count);
+      if (a_count + b_count > capacity) return false;
+      store_joined(dst_, 2 * capacity, a, 2 * a_count, b, 2 * b_count);
     }
     dst_ += a_count + b_count;
     return true;
@@ -404,7 +408,7 @@ class Utf16Writer {
   unsigned short* dst_end_;
 };
 
-// Whether a text is short, as most are, and may begin with a three-byte sequence.
+// Whether a text is short, as most are (3 to 24 bytes), and may begin with a three-byte sequence.
 inline bool is_short(const unsigned char* src, const unsigned char* src_end) noexcept {
   return count(src, src_end) - 3 <= 24 - 3 && *src >= 0xE0;
 }
@@ -425,16 +429,16 @@ ZENTA_TARGET_SHUFFLE inline ToUtf16 blocks(ToUtf16 at, ToUtf16 end) noexcept {
     at = {at.src + 3 * run.sequences, at.dst + run.sequences};
   }
   Utf16Writer writer(at.dst, end.dst);
-  const unsigned char* const behind = walk(at.src, end.src, writer);
-  return {behind, writer.dst()};
+  const unsigned char* const after = walk(at.src, end.src, writer);
+  return {after, writer.dst()};
 }
 
-struct Utf16Counter : RunTaker {
+struct Utf16Counter : DefaultSink {
   ZENTA_TARGET_SHUFFLE const unsigned char* take_ascii(const unsigned char* src,
                                                        const unsigned char* src_end) noexcept {
-    const unsigned char* const behind = RunTaker::take_ascii(src, src_end);
-    units += count(src, behind);
-    return behind;
+    const unsigned char* const after = DefaultSink::take_ascii(src, src_end);
+    units += count(src, after);
+    return after;
   }
   ZENTA_TARGET_SHUFFLE bool take(const Window& w) noexcept {
     units += ones(w.units);
@@ -448,8 +452,8 @@ struct Utf16Counter : RunTaker {
   std::size_t units = 0;
 };
 
-// 64 bytes at a time, as long as they are well-formed: a bit for each byte that begins a sequence, of
-// two bytes or more, of three or more, of four, tells where continuation bytes have to stand.
+// 64 bytes at a time, as long as they are well-formed. Masks of the bytes that begin a sequence of
+// at least two, at least three, and four bytes tell where continuation bytes must be.
 ZENTA_TARGET_SHUFFLE inline ToUtf16Size count_freely(ToUtf16Size at, ToUtf16Size end) noexcept {
   const auto bits_of = [](const Bytes(&b)[4], auto is) {
     return movemask(Bytes(is(b[0])), Bytes(is(b[1])), Bytes(is(b[2])), Bytes(is(b[3])));
@@ -476,7 +480,7 @@ ZENTA_TARGET_SHUFFLE inline ToUtf16Size count_freely(ToUtf16Size at, ToUtf16Size
     open_units = four >> 61 != 0 ? 2 : 1;
   }
   if (open == 0) return at;
-  do --at.src;  // the last sequence was not seen to its end
+  do --at.src;  // the last sequence continues after the last block
   while ((*at.src & 0xC0) == 0x80);
   return {at.src, at.units - open_units};
 }
@@ -484,12 +488,12 @@ ZENTA_TARGET_SHUFFLE inline ToUtf16Size count_freely(ToUtf16Size at, ToUtf16Size
 ZENTA_TARGET_SHUFFLE inline ToUtf16Size blocks(ToUtf16Size at, ToUtf16Size end) noexcept {
   at = count_freely(at, end);
   Utf16Counter counter;
-  const unsigned char* const behind = walk(at.src, end.src, counter);
-  return {behind, at.units + counter.units};
+  const unsigned char* const after = walk(at.src, end.src, counter);
+  return {after, at.units + counter.units};
 }
 
-// Takes what is strictly UTF-8: no sequence longer than need be, no surrogate, nothing above 10FFFF.
-struct Utf8Judge : RunTaker {
+// Accepts strict UTF-8 only: no overlong sequence, no surrogate, nothing above U+10FFFF.
+struct Utf8Validator : DefaultSink {
   ZENTA_TARGET_SHUFFLE bool take(const Window& w) const noexcept { return !any(bad(w)); }
   ZENTA_TARGET_SHUFFLE bool take_fours(const Window& w, const Fours& /*fours*/) const noexcept {
     return !any(bad(w) | ((w.b1 == 0xF0) & (w.b < 0x90)) | ((w.b1 == 0xF4) & (w.b >= 0x90)) |
@@ -497,7 +501,7 @@ struct Utf8Judge : RunTaker {
   }
 
  private:
-  // Bytes that cannot stand in a sequence of up to three behind those before them.
+  // Bytes of sequences of up to three that are not allowed after the byte before them.
   ZENTA_TARGET_SHUFFLE static Bytes bad(const Window& w) noexcept {
     return Bytes(((w.b & 0xFE) == 0xC0) | ((w.b1 == 0xE0) & (w.b < 0xA0)) |
                  ((w.b1 == 0xED) & (w.b >= 0xA0)));
@@ -509,26 +513,26 @@ ZENTA_TARGET_SHUFFLE inline ToValid blocks(ToValid at, ToValid end) noexcept {
     const ThreeByteRun run = load_short(at.src, end.src);
     at.src += 3 * std::min(run.sequences, threes_in_front(run.units));
   }
-  Utf8Judge judge;
-  at.src = walk<false>(at.src, end.src, judge);
-  return {walk(at.src, end.src, judge)};
+  Utf8Validator validate;
+  at.src = walk<false>(at.src, end.src, validate);
+  return {walk(at.src, end.src, validate)};
 }
 
 ZENTA_TARGET_SHUFFLE std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n,
-                                               unsigned char* dst, std::size_t room,
+                                               unsigned char* dst, std::size_t capacity,
                                                LoneSurrogate lone) noexcept {
-  return convert(blocks, src, n, dst, room, lone);
+  return convert(blocks, src, n, dst, capacity, lone);
 }
 ZENTA_TARGET_SHUFFLE std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n,
-                                               unsigned short* dst, std::size_t room) noexcept {
-  return convert(blocks, src, n, dst, room);
+                                               unsigned short* dst, std::size_t capacity) noexcept {
+  return convert(blocks, src, n, dst, capacity);
 }
 ZENTA_TARGET_SHUFFLE std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
   return measure(blocks, src, n);
 }
 ZENTA_TARGET_SHUFFLE std::size_t valid_utf8_prefix(const unsigned char* src,
                                                    std::size_t n) noexcept {
-  return judge(blocks, src, n);
+  return validate(blocks, src, n);
 }
 
 }  // namespace

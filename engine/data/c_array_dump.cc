@@ -5,6 +5,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 #include "corelib/io/files/buffer_write.h"
 #include "corelib/text/num.h"
@@ -49,7 +50,7 @@ Word FetchWord(tstl::BufferRefMutable<Unit>& data) {
 template <class Word>
 Unit* WriteDigits(Unit* to, Word word) {
   for (unsigned i = 0; i < 2 * sizeof word; ++i, word >>= 4) {
-    to[2 * sizeof word - 1 - i] = static_cast<Unit>("0123456789ABCDEF"[word & 15]);
+    to[2 * sizeof word - 1 - i] = tstl::base::upper_hex_digit(static_cast<unsigned>(word & 15));
   }
   return to + 2 * sizeof word;
 }

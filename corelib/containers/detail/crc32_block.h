@@ -1,11 +1,11 @@
-// CRC-32 of blocks of 16 bytes, where the processor has instructions for it: crc_after() tells what
-// one or two blocks leave in a register of zeros. Functions that use it are compiled with
-// ZENTA_TARGET_CRC_BLOCK, which is defined where there are such processors, and called where
-// has_crc_block() says so.
+// CRC-32 of 16-byte blocks, on processors with instructions for it. crc_after() returns the
+// register after one or two blocks, starting from zero. Functions that use it are compiled with
+// ZENTA_TARGET_CRC_BLOCK, which is defined where such processors exist, and called only if
+// has_crc_block().
 //
-// x86-64 multiplies polynomials over GF(2): blocks are folded into one, and that one is reduced by
-// Barrett's method. (V. Gopal and others, "Fast CRC Computation for Generic Polynomials Using
-// PCLMULQDQ Instruction", Intel 2009, for bit-reflected data.) arm64 has this very CRC.
+// x86-64 has a carry-less multiply: blocks are folded into one, which Barrett reduction turns into
+// the CRC. (V. Gopal and others, "Fast CRC Computation for Generic Polynomials Using PCLMULQDQ
+// Instruction", Intel 2009, for bit-reflected data.) arm64 has instructions for this CRC itself.
 #pragma once
 
 #include <cstdint>
@@ -30,18 +30,21 @@ namespace tstl::detail {
   return base::cpu_level() >= base::CpuLevel::kSse42;
 }
 
-// x to the power `n` modulo the polynomial, in the form that a product of reflected factors needs.
+// x^n modulo the polynomial, bit-reflected and shifted left by one, because the product of two
+// reflected factors is one bit too low.
 constexpr long long crc_power(unsigned n) {
   return static_cast<long long>(after_zero_bits(0x80000000, n)) << 1;
 }
 
-// A block, times the power by which it is ahead of the next one.
+// Fold: multiplies the block by x^128 modulo the polynomial, since it lies 128 bits before the next
+// one. XOR with that one gives a single block of the same CRC.
 ZENTA_TARGET_CRC_BLOCK inline base::Bytes crc_folded(base::Bytes block) {
   const auto x = __m128i(block);
   const __m128i powers = _mm_set_epi64x(crc_power(96), crc_power(160));
   return base::Bytes(_mm_clmulepi64_si128(x, powers, 0x00) ^ _mm_clmulepi64_si128(x, powers, 0x11));
 }
 
+// Folds the block to 64 bits and reduces these by Barrett's method.
 ZENTA_TARGET_CRC_BLOCK inline std::uint32_t crc_after(base::Bytes last) {
   constexpr long long kFullPolynomial = (std::uint64_t{kCrcPolynomial} << 1) | 1;
   constexpr long long kQuotient = 0x1F7011641;  // x^64 divided by the polynomial
@@ -66,8 +69,8 @@ ZENTA_TARGET_CRC_BLOCK inline std::uint32_t crc_after(base::Bytes first, base::B
   return base::cpu_level() >= base::CpuLevel::kCrc;
 }
 
-// The register after 8, 4, 2 or 1 bytes. clang's <arm_acle.h> may lack them where the whole program
-// is not compiled for them.
+// The register after 8, 4, 2 or 1 bytes. clang's <arm_acle.h> may not declare the intrinsics unless
+// the whole program is compiled for processors that have them.
 #if defined(__clang__)
 ZENTA_TARGET_CRC inline std::uint32_t crc_of(std::uint32_t crc, std::uint64_t word) {
   return __builtin_arm_crc32d(crc, word);

@@ -1,11 +1,11 @@
-// The register of CRC-32 as polynomials see it: the tables of all ways to compute it begin here.
+// The CRC-32 register, bit by bit. The tables of every implementation are computed from it.
 #pragma once
 
 #include <cstdint>
 
 namespace tstl::detail {
 
-inline constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;  // lowest bit: the highest power
+inline constexpr std::uint32_t kCrcPolynomial = 0xEDB88320;  // reflected: bit 0 is x^31
 inline constexpr std::uint32_t kCrcPreset = 0xFFFFFFFF;
 
 // The register after `count` zero bits.
@@ -14,9 +14,9 @@ constexpr std::uint32_t after_zero_bits(std::uint32_t crc, unsigned count) {
   return crc;
 }
 
-// What the preset register has become after so many zero bytes. Zero bytes do not change a register
-// of zeros: so a run may be put behind some of them, to fill whole words or blocks, and what the
-// preset one would have become is added after.
+// The seed 0xFFFFFFFF after n zero bytes. Zero bytes do not change a register of zeros, so a run
+// may be padded with leading zero bytes to whole words or blocks and computed from the register 0.
+// XOR with after[n] for its n bytes then adds the effect of the seed.
 struct CrcPresets {
   std::uint32_t after[33];
 };

@@ -1,6 +1,6 @@
-// KeyProbe: a key made ready for comparison with many nodes. A node is read where it lies, and what
-// can be done before its memory arrives is done before: two words of it settle keys of up to 12
-// bytes, and nothing after their arrival depends on how long the key is.
+// KeyProbe: a key prepared for comparison with many nodes. A node lies in memory that is probably
+// not cached, so as much as possible is computed before its bytes arrive. Two words of a node
+// decide keys of 4 to 12 bytes, with no branch on the key's length after they are loaded.
 #pragma once
 
 #include <bit>
@@ -26,7 +26,8 @@ class KeyProbe {
                                   : end_of_short(first);
   }
 
-  // Whether the node has this key: the same length and the same units. Reads kLeastKeyBytes of its key.
+  // Whether the node has this key: the same length and the same units. Reads at least
+  // kLeastKeyBytes of the node's key, even if that is shorter.
   bool matches(const KeyedNode<T>& node) const {
     if (is_plain()) return is_key_of(node);
     if (base::load<Word>(node.key_start()) != start_) return false;
@@ -38,7 +39,7 @@ class KeyProbe {
     return true;
   }
 
-  // Whether this key orders after that of the node.
+  // Whether this key is greater than that of the node.
   bool follows(const KeyedNode<T>& node) const {
     if (is_plain() || node.len() * sizeof(T) < sizeof(Half)) return is_after_key_of(node);
     const std::uint32_t rank = rank_of(base::load<Half>(bytes()));
@@ -56,16 +57,16 @@ class KeyProbe {
     return reinterpret_cast<const unsigned char*>(node.str());
   }
 
-  // Whether the key is compared without these words, being too short for them.
+  // Whether the key is too short for the words below; it is then compared unit by unit.
   bool is_plain() const { return size() < sizeof(Half); }
-  // Out of line, for they are rare, and would make the rest save registers.
+  // Not inlined: they are rare, and would make the other paths save registers.
   [[gnu::noinline]] bool is_key_of(const KeyedNode<T>& node) const { return key_ == node.key(); }
   [[gnu::noinline]] bool is_after_key_of(const KeyedNode<T>& node) const {
     return key_.is_greater(node.key());
   }
 
-  // The same of four to seven bytes, which do not fill the eight: in front of them is the end of the
-  // key length. Put together in a register, for what is read from two stores waits for them.
+  // end_ for a key of four to seven bytes: the eight bytes begin inside the key length. Built in a
+  // register, because store-to-load forwarding fails when one load spans two stores.
   Word end_of_short(Half first) const {
     const std::size_t n = size();
     const Word last = base::load<Half>(bytes() + n - sizeof(Half));
@@ -73,14 +74,14 @@ class KeyProbe {
            key_.len() >> 8 * (n - sizeof(Half));
   }
 
-  // A number that orders as the units in these bytes do.
+  // A number whose order is that of the units in these bytes.
   static std::uint32_t rank_of(Half bytes) {
     return sizeof(T) == 1 ? __builtin_bswap32(bytes) : std::rotl(bytes, 16);
   }
 
   BufferRef<T> key_;
-  Word start_ = 0;  // what a node with this key has from its key length on
-  Word end_ = 0;    // and what in the eight bytes before the key's end
+  Word start_ = 0;  // the eight bytes of a node with this key from its key length on
+  Word end_ = 0;    // the eight bytes that end with the key
 };
 
 }  // namespace tstl::detail

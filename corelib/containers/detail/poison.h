@@ -1,5 +1,5 @@
-// Memory that nobody may touch for now, as the address sanitizer is told: it stops a program that
-// reads or writes poisoned memory. Without the sanitizer both functions do nothing.
+// Marks memory as inaccessible for the address sanitizer, which stops a program that reads or
+// writes it. Without the sanitizer both functions do nothing.
 #pragma once
 
 #include <cstddef>

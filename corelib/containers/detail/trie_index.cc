@@ -1,5 +1,5 @@
-// Compiled with exceptions: whatever the library throws ends here. It throws for want of memory
-// and for a key set beyond its limits; nothing else can be wrong with what is passed to it.
+// Compiled with exceptions: all that the trie library throws is caught here. It throws if an
+// allocation fails or the key set exceeds its limits; no other argument passed here can be wrong.
 #include "corelib/containers/detail/trie_index.h"
 
 #include <marisa.h>
@@ -28,7 +28,7 @@ bool guarded(Step step) noexcept {
 struct TrieIndex::State {
   marisa::Keyset keys;  // while building
   marisa::Trie trie;
-  marisa::Agent agent;  // for find(), which would have to allocate one each time
+  marisa::Agent agent;  // for find(), so that it need not allocate one each time
 };
 
 TrieIndex::TrieIndex() = default;

@@ -1,5 +1,5 @@
-// A marisa trie over byte strings, behind an interface that does not throw: the library reports
-// everything by exceptions, and its headers stay out of ours.
+// TrieIndex: a marisa trie over byte strings with an interface that does not throw. The trie
+// library reports every failure by an exception, and only the .cc includes its headers.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace tstl::detail {
 
-// Gives each of n keys a number from 0 to n - 1. One thread at a time, also for find.
+// Assigns each of n keys a number from 0 to n - 1. One thread at a time, also for find().
 class TrieIndex {
  public:
   using Bytes = BufferRef<unsigned char>;
@@ -19,16 +19,18 @@ class TrieIndex {
   TrieIndex& operator=(TrieIndex&&) noexcept;
   ~TrieIndex();
 
-  // Building: add() every key once (the bytes are copied), then build(), then ask for the number of
-  // each key, counted from 0 in the order in which they came; end_build() gives back what that
-  // took. add() and build() return false when memory is short; the index is of no use then. With
-  // more `tries` (1 to 127) the index takes longer to build and to search, and less memory.
+  // Building: add() every key once (the bytes are copied), then build(), then number_of(i) for the
+  // number of the key that was added as the i-th, from 0 on. end_build() then frees the copies.
+  // add() and build() return false if an allocation fails or the library's limits are exceeded; the
+  // index is then unusable. With more `tries` (1 to 127) the index takes less memory, but longer to
+  // build and to search.
   [[nodiscard]] bool add(Bytes key);
   [[nodiscard]] bool build(int tries);
   std::uint32_t number_of(std::uint32_t i) const;
   void end_build();
 
-  // Whether there is such a key, and its number.
+  // Whether the key is in the index; if so, `number` receives its number. False also if an
+  // allocation fails.
   bool find(Bytes key, std::uint32_t& number) const;
 
  private:
@@ -53,7 +55,8 @@ class TrieSearch {
   TrieSearch(const TrieIndex& index, Kind kind, Bytes query);
   ~TrieSearch();
 
-  // Goes to the next key; false when there is none, or no memory to find it.
+  // Moves to the next key, at first to the first one; false if there is none or an allocation
+  // fails.
   bool next();
   // The key, valid until next(), and its number. REQUIRES: next() returned true.
   Bytes key() const;

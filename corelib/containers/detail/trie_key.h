@@ -1,5 +1,5 @@
-// The bytes under which a key is entered into a trie: its own, or the two of each 16-bit unit, the
-// high one first, which order as the units do.
+// TrieKey: a key and the bytes that a trie stores for it. An 8-bit key is its own bytes. Of a
+// 16-bit key each unit is two bytes, the high one first, so that the bytes order as the units do.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,8 @@ class TrieKey {
  public:
   using Bytes = BufferRef<unsigned char>;
 
-  // Set one form from the other, of which an 8-bit key keeps a view. False when memory is short.
+  // Set both forms from one, which must outlive the object. False if the allocation for the other
+  // form fails.
   bool set_units(BufferRef<T> units);
   bool set_bytes(Bytes bytes);
 

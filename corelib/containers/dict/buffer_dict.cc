@@ -24,14 +24,15 @@ using dict_format::Header;
 using dict_format::kEmptyBucket;
 using dict_format::RecordHead;
 
-// The four bytes of a record from the key length on, and which of them a key settles: a record ends
-// with a zero unit, but that is not for a look-up to say.
+// The four bytes of the key's record from the key length on, and a mask of those that the key
+// determines. The zero unit after a short key is not compared: an image that was not checked may
+// lack it.
 struct Start {
   std::uint32_t bytes;
   std::uint32_t mask;
 };
 
-// What stands for the first record of an empty bucket: the last one, with the longest key.
+// Read instead of the first record of an empty bucket: a last record with the greatest key length.
 alignas(2) constexpr unsigned char kNoRecord[dict_format::kLeastRecord] = {
     0, 0, 0, dict_format::kLastFlag >> 24, 0xFF, 0xFF};
 
@@ -47,16 +48,16 @@ Start start_of(BufferRef<T> key) {
   return start;
 }
 
-// An image that was opened, and its table.
+// An open image and its table.
 struct Image {
   const unsigned char* bytes;
   const Bucket* table;
   std::uint64_t length;
 };
 
-// The walk of for_each, with the key's own length in the place of the record's where they are the
-// same, and without a call. Whether the bucket is empty cannot be foreseen, so there is no branch for
-// it. same(units) tells whether these are the key's, where there are as many.
+// Searches the bucket for the key. It walks as for_each does, but computes a record's size from the
+// key where their lengths are equal, and makes no call. Whether a bucket is empty is not
+// predictable, so there is no branch on it. same(units) compares as many units as the key has.
 template <Unit T, class Same>
 [[gnu::always_inline]] inline const BufferDictNode<T>* search(Image image, std::uint32_t bucket,
                                                               BufferRef<T> key, Same same) {
@@ -64,8 +65,8 @@ template <Unit T, class Same>
   const Start start = start_of(key);
   const std::uint64_t size = Node::node_size(key.len());
   std::uint64_t offset = image.table[bucket].first.get();
-  // An address, for there is no pointer to what may be outside. By arithmetic, since compilers make
-  // a branch of a choice.
+  // An integer, because no pointer may be formed outside the image. Selected by arithmetic, because
+  // compilers turn a conditional expression into a branch.
   const auto bytes = reinterpret_cast<std::uintptr_t>(image.bytes);
   const auto none = reinterpret_cast<std::uintptr_t>(kNoRecord);
   const auto is_some = std::uintptr_t{0} - static_cast<std::uintptr_t>(offset != kEmptyBucket);
@@ -93,7 +94,8 @@ bool read_exactly(int fd, void* to, std::uint64_t n) {
   return got >= 0 && static_cast<std::uint64_t>(got) == n;
 }
 
-// Opens a file whose header agrees with its size, to read on after the header. -1 for any other.
+// Opens a file and reads its header; the descriptor is then positioned after it. -1 if it cannot be
+// opened, is not a regular file, or its header does not agree with its size.
 int open_image(const char* path, Header& header) {
   const int fd = detail::open_file(path, O_RDONLY | O_NONBLOCK);
   std::uint64_t size = 0;
@@ -105,7 +107,7 @@ int open_image(const char* path, Header& header) {
   return -1;
 }
 
-// Takes no memory before the header is known to be that of the file.
+// Allocates only after the header was found to agree with the file's size.
 bool read_image(const char* path, Buffer<unsigned char>& image) {
   Header header;
   const detail::Descriptor file(open_image(path, header));
@@ -193,7 +195,7 @@ std::uint32_t BufferDict<T>::open(const BufferHash<T>& table, std::uint32_t* cut
                                                                                   : FAILURE;
 }
 
-// Only the header is looked at.
+// Checks the header only.
 template <Unit T>
 std::uint32_t BufferDict<T>::itn_open() {
   const std::uint32_t length = image_.len();

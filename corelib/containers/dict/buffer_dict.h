@@ -1,4 +1,4 @@
-// BufferDict: a dictionary as one contiguous image, which is searched in place.
+// BufferDict: a read-only dictionary in one contiguous image, which is searched in place.
 //
 //   tstl::BufferDict<unsigned char> dict;
 //   if (dict.open("words.dict") == tstl::FAILURE) return 1;  // 0 is success
@@ -8,21 +8,21 @@
 //
 //   offset 0           16                    16 + 4B
 //          +-----------+---------------------+-----------------------------------------+
-//          | B, keys,  | where each bucket's | records: value and "last of its bucket" |
-//          | length, 0 | records begin       | (4 bytes), key units (2), key, zeros    |
+//          | B, keys,  | offset of the first | records: value and "last of its bucket" |
+//          | length, 0 | record of a bucket  | (4 bytes), key length (2), key, zeros   |
 //          +-----------+---------------------+-----------------------------------------+
 //
-// It is built from a BufferHash, saved to a file, and opened from a file or a buffer of bytes, with
-// nothing to be built. (DictBuilder makes images of pairs.) The layout is format.h;
-// docs/formats/dictionary-image.md tells it with an example.
+// An image is built from a BufferHash, or from pairs by DictBuilder, and saved to a file. Opening
+// one, from a file or a buffer of bytes, builds nothing. The layout is in format.h;
+// docs/formats/dictionary-image.md describes it with an example.
 //
-// A dictionary owns its image, in memory or mapped, and lets go of it with close(), the next open or its
-// end; records and keys that were found die with it. It is never changed, so that any number of threads
-// may search it.
+// A dictionary owns its image, in memory or mapped, and releases it in close(), the next open or
+// its destructor; records and keys that were found are valid until then. It is never changed, so
+// any number of threads may search it.
 //
-// Bytes from anywhere may be opened. Opening looks at the header only; every look-up and traversal
-// then stays inside the image, and ends, whatever the offsets and lengths say: what does not lie
-// wholly inside the image counts as no record, and its chain ends before it. check() tells whether
+// Untrusted bytes may be opened. Opening checks the header only. Every look-up and traversal then
+// stays inside the image, and ends, whatever the offsets and lengths say: a record that does not
+// lie wholly inside the image is not returned, and its chain ends before it. check() tells whether
 // an image is whole. A key of an image that was not checked need not end with a zero.
 #pragma once
 
@@ -43,13 +43,13 @@ struct DictFault {
   enum class Kind : unsigned char {
     kNone,
     kNoImage,      // the dictionary is empty
-    kNoMemory,     // to look for faults
+    kNoMemory,     // an allocation for the check failed
     kTableCut,     // the image ends inside its table
-    kOffset,       // of a first record: no multiple of 4, or inside the table
-    kOutside,      // the record passes the end of the image
-    kShared,       // the record has bytes that another one has, too
-    kPadding,      // something else than zeros behind the key
-    kWrongBucket,  // the key's hash is that of another bucket
+    kOffset,       // a first record's offset is no multiple of 4, or inside the table
+    kOutside,      // the record extends past the end of the image
+    kShared,       // the record overlaps another one
+    kPadding,      // the bytes after the key are not all zero
+    kWrongBucket,  // the key's hash belongs to another bucket
   };
   Kind kind = Kind::kNone;
   std::uint32_t bucket = 0;
@@ -67,49 +67,51 @@ class BufferDict {
   BufferDict(BufferDict&& other) noexcept { *this = std::move(other); }
   BufferDict& operator=(BufferDict&& other) noexcept;
 
-  // Each lets go of the present image first. 0, or FAILURE and an empty dictionary.
+  // Each closes the present image first. 0, or FAILURE and an empty dictionary.
   //
-  // Reads a regular file whole; of one whose header does not agree with its size, the header only.
+  // Reads a regular file into memory. If its header does not agree with its size, reads no more
+  // than the header.
   std::uint32_t open(const char* path);
-  // The same, but maps the file: nothing is copied, and no more is read than look-ups touch. The file
-  // has to stay as long as it is. When somebody cuts it, touching what was cut ends the process with
-  // SIGBUS, and when somebody writes to it the dictionary changes; no check can rule that out. Whoever
-  // replaces it as save() does harms nobody: who mapped the old file keeps it. Take open() for files
-  // that others may change.
+  // The same, but maps the file: nothing is copied, and only what look-ups access is read. The file
+  // must not be changed meanwhile. If another process truncates it, access past the new end raises
+  // SIGBUS; if one writes to it, the dictionary changes. No check can rule that out. Replacing the
+  // file as save() does is safe: the old file stays mapped. Use open() for files that others may
+  // change.
   std::uint32_t open_mapped(const char* path);
-  // Takes the buffer over, also when it turns out to be no image.
+  // Takes the buffer over, even if it is no image.
   std::uint32_t open(Buffer<unsigned char>&& image);
-  // Builds the image of a table: each key once, with the value of the node that find() gives (when it
-  // gives none, because the recorded length wrapped, the least value), of which the low 31 bits are
-  // kept. `cut` receives the number of values that have more. Fails when memory is short or the image
-  // would pass 2^32 bytes. An image depends on the table's contents only, not on the order in which
-  // they came.
+  // Builds the image of a table: each key once, with the value of the node that find() returns. (If
+  // it returns none, because the key's recorded length wrapped: the least value.) The low 31 bits
+  // of a value are kept; `cut` receives the number of values that have more. Fails if an allocation
+  // fails or the image would be longer than 4,294,967,294 bytes. The image depends on the table's
+  // contents only, not on the order of insertion.
   std::uint32_t open(const BufferHash<T>& table, std::uint32_t* cut = nullptr);
 
-  // Writes the image to a new file in the same folder, and puts that in the place of the file in one
-  // step: at every moment, a crash's included, the path leads to the old file or to the whole new one.
-  // (A device or a pipe is written itself.) 0, or FAILURE with the file as it was when there is no image
-  // or it could not be written whole.
+  // Writes the image to a new file in the same folder, then atomically replaces the file at `path`
+  // by it. So at every moment, even after a crash, the path names the old file or the whole new
+  // one. (A device or a pipe is written directly.) 0; or FAILURE with the file unchanged, if there
+  // is no image or it could not be written whole.
   std::uint32_t save(const char* path) const;
 
-  // As that of BufferList, in the order of for_each. Of an image that is not whole it writes what a
-  // traversal meets, no more bytes of keys than the image has, and returns false if that was cut short.
+  // As BufferList::write_kvfile, in the order of for_each. Of an image that is not whole it writes
+  // the records that a traversal reaches, with no more bytes of keys than the image has, and
+  // returns false if the traversal was cut short.
   bool write_kvfile(const char* path, T separator, bool crlf) const;
 
   void close();
   bool is_empty() const { return header_ == nullptr; }
-  // A mapped image is there as a const text.
+  // The bytes of the image; a mapped image is in the const state.
   const Buffer<unsigned char>& ref_internal_data() const { return image_; }
 
-  // Whether the image is whole: the table and every record lie inside it, no two records share a
-  // byte, each has the bucket of its key's hash, and what is no value, key or length is as the
-  // format tells. (A key might still be there twice; look-ups give the first.) Time and memory are
-  // in proportion to the image's length. False when it is empty or memory is short.
+  // Whether the image is whole: the table and every record lie inside it, no two records overlap,
+  // each is in the bucket of its key's hash, and the padding is zero. (A key might still occur
+  // twice; look-ups return the first.) Time and memory are proportional to the image's length.
+  // False if it is empty or an allocation fails.
   bool check() const { return find_fault().kind == DictFault::Kind::kNone; }
-  // The same, with the first fault in the order of buckets.
+  // The same, but returns the first fault in the order of buckets.
   DictFault find_fault() const;
 
-  // Buckets that can be used: fewer than the header says when the image ends inside the table.
+  // Buckets that can be used: fewer than the header says if the image ends inside the table.
   std::uint32_t bucket_cnt() const { return bucket_cnt_; }
   // The bucket of a key: its CRC-32 modulo the number of usable buckets; 0 when there are none.
   std::uint32_t hash_id(View key) const {
@@ -120,15 +122,16 @@ class BufferDict {
   const Node* find(View key) const { return bucket_cnt_ == 0 ? nullptr : find_key(key); }
   bool match(View key) const { return find(key) != nullptr; }
 
-  // Looks up `n` keys and stores a record or null for each; in a large image several times as quick
-  // as one after another, since the waits for memory overlap.
+  // Looks up `n` keys and stores a record or null for each. In a large image this is several times
+  // as quick as single calls, because the memory accesses overlap.
   void find_all(const View* keys, std::uint32_t n, const Node** nodes) const;
 
   // Call fn(BufferRef const& key, u64& value), or fn(Node const&) if it takes that, for every
   // record, bucket by bucket. The value is a copy. for_each_bk stops at the first call that returns
-  // false and returns false then, else true. An image that is not whole may cut a traversal short:
-  // a chain that leaves the image ends there, and because buckets may share records, all ends when the
-  // records would pass the image's length. for_each_bk returns false then, too.
+  // false and then returns false, else true. An image that is not whole may cut a traversal short:
+  // a chain that leaves the image ends there. Because buckets may share records, the traversal also
+  // ends before the records visited exceed the image's length in bytes. for_each_bk returns false
+  // in both cases.
   template <class Fn>
   void for_each(Fn&& fn) const {
     for_each_node([&](const Node& node) { return visit(node, fn), true; });
@@ -145,22 +148,23 @@ class BufferDict {
   void set_table(const dict_format::Header& header);
   const unsigned char* bytes() const { return reinterpret_cast<const unsigned char*>(header_); }
   std::uint32_t first_offset(std::uint32_t bucket) const { return table_[bucket].first.get(); }
-  // Whether units may lie in a record there; they may then in all that follow it, too.
+  // Whether the units of a record at `offset` would be aligned, and so those of all records after
+  // it.
   bool is_aligned(std::uint64_t offset) const {
     return reinterpret_cast<std::uintptr_t>(bytes() + offset) % alignof(T) == 0;
   }
-  // Starts to fetch what lies there, if that is in the image.
+  // Prefetches the image at `offset`, if that lies inside.
   void prefetch(std::uint64_t offset) const {
     if (offset < image_.len()) __builtin_prefetch(bytes() + offset);
   }
-  // Starts to fetch the first record of a bucket soon after this one.
+  // Prefetches the first record of the bucket kAhead after this one.
   void prefetch_ahead(std::uint32_t bucket) const {
     if (bucket_cnt_ - bucket > kAhead) prefetch(first_offset(bucket + kAhead));
   }
-  // False when the image ends inside its table.
+  // False if the image ends inside its table.
   bool has_whole_table() const { return is_empty() || bucket_cnt_ == header_->bucket_cnt.get(); }
   const Node* find_key(View key) const;
-  // Not inlined: it would make a look-up of a short key save registers.
+  // Not inlined, because it would make the look-up of a short key save registers.
   [[gnu::noinline]] const Node* find_any(View key) const;
   const Node* find_in(std::uint32_t bucket, View key) const;
   const Node* record_at(std::uint64_t offset) const;
@@ -184,7 +188,7 @@ class BufferDict {
 
 // ---------------------------------------------------------------------------------------------------------------------
 
-// The record at `offset`, if it lies wholly inside the image and its units are where units may be.
+// The record at `offset`; null unless it lies wholly inside the image and its units are aligned.
 template <Unit T>
 const BufferDictNode<T>* BufferDict<T>::record_at(std::uint64_t offset) const {
   const std::uint64_t length = image_.len();
@@ -219,7 +223,7 @@ decltype(auto) BufferDict<T>::visit(const Node& node, Fn& fn) {
 template <Unit T>
 template <class Fn>
 bool BufferDict<T>::for_each_node(Fn&& fn) const {
-  std::uint64_t left = image_.len();  // for the bytes of all records
+  std::uint64_t left = image_.len();  // bytes that records may still have
   bool whole = has_whole_table();
   for (std::uint32_t bucket = 0; bucket < bucket_cnt_; ++bucket) {
     prefetch_ahead(bucket);

@@ -18,7 +18,7 @@ using detail::ImageSink;
 template <Unit T>
 void DictBuilder<T>::set_memory(std::uint64_t bytes, const char* folder) {
   memory_ = std::max<std::uint64_t>(bytes, 1);
-  next_look_ = memory_;
+  next_check_ = memory_;
   spilled_.set_folder(folder);
 }
 
@@ -33,7 +33,7 @@ template <Unit T>
 void DictBuilder<T>::reset() {
   pairs_.reset();
   spilled_.reset();
-  next_look_ = memory_ != 0 ? memory_ : kFirstLook;
+  next_check_ = memory_ != 0 ? memory_ : kFirstCheck;
   failed_ = false;
 }
 
@@ -43,11 +43,12 @@ bool DictBuilder<T>::add(View key, std::uint64_t value) {
   const View recorded(key.cstr(), recorded_len(key.len()));
   if (!pairs_.add(recorded, value, crc32(recorded), recorded.len() != key.len()))
     return fail(ENOMEM);
-  return pairs_.memory() < next_look_ || make_room();
+  return pairs_.memory() < next_check_ || make_room();
 }
 
-// Merges the values of keys that came twice when that is worth it, and else writes the pairs to a file
-// if they are too many.
+// Called when the pairs have reached next_check_ bytes. Merges the pairs of equal keys, without a
+// bound only if there are many. With a bound, writes all pairs to a file unless merging freed half
+// of their memory.
 template <Unit T>
 bool DictBuilder<T>::make_room() {
   const bool is_bounded = memory_ != 0;
@@ -57,7 +58,7 @@ bool DictBuilder<T>::make_room() {
     if (is_bounded && pairs_.memory() > before / 2) return spill();
     if (!pairs_.compact()) return fail(ENOMEM);
   }
-  if (!is_bounded) next_look_ = std::max(kFirstLook, 2 * pairs_.memory());
+  if (!is_bounded) next_check_ = std::max(kFirstCheck, 2 * pairs_.memory());
   return true;
 }
 
@@ -71,7 +72,7 @@ bool DictBuilder<T>::spill() {
 template <Unit T>
 bool DictBuilder<T>::write_image(ImageSink& sink) {
   if (failed_ || !fail(pairs_.sort(merge_) ? 0 : ENOMEM)) return false;
-  // An image takes about as much memory as its pairs, and stands beside them.
+  // The image takes about as much memory as the pairs, which are freed only after it is built.
   const bool has_room = memory_ == 0 || 2 * pairs_.memory() <= memory_;
   if (!spilled_.is_empty() || !has_room)
     return spill() && fail(spilled_.write_image(sink, memory_, cut_cnt_));

@@ -1,8 +1,8 @@
-// The layout of a dictionary image, as docs/formats/dictionary-image.md tells it: a Header, a table
-// of Buckets, and records (BufferDictNode). The builder, the reader and the check share these names.
+// The layout of a dictionary image, which docs/formats/dictionary-image.md describes: a Header, a
+// table of Buckets, and records (BufferDictNode). The builder, the reader and the check share it.
 //
-// All integers are little-endian. Offsets and lengths count bytes from the start of the image. No
-// structure here has an alignment of its own, so that each may be laid over bytes from anywhere.
+// All integers are little-endian. Offsets count bytes from the start of the image, lengths count
+// bytes. Every structure here has an alignment of 1, so that it can be read at any address.
 #pragma once
 
 #include <cassert>
@@ -21,7 +21,7 @@ namespace tstl {
 
 namespace dict_format {
 
-// An integer as it stands in the image.
+// A little-endian integer in the image.
 template <class Word>
 class Little {
  public:
@@ -50,7 +50,7 @@ static_assert(sizeof(Bucket) == 4 && alignof(Bucket) == 1 && std::is_trivial_v<B
 
 inline constexpr std::uint32_t kEmptyBucket = 0;
 
-// What a record starts with. The key's units, a zero unit and the padding follow.
+// The start of a record. The key's units, a zero unit and the padding follow.
 struct RecordHead {
   Little<std::uint32_t> word;     // the value, and kLastFlag
   Little<std::uint16_t> key_len;  // in units
@@ -62,7 +62,7 @@ static_assert(offsetof(RecordHead, word) == 0 && offsetof(RecordHead, key_len) =
 inline constexpr std::uint32_t kLastFlag = 0x80000000;
 inline constexpr std::uint32_t kGreatestKey = 0xFFFF;  // in units
 
-// Records start at multiples of this. Zero bytes fill the gap behind each.
+// Records start at multiples of this. Zero bytes fill the gap after each.
 inline constexpr std::uint64_t kRecordAlignment = 4;
 
 constexpr std::uint64_t record_size(std::uint64_t key_len, std::uint64_t unit_size) {
@@ -76,15 +76,15 @@ static_assert(kLeastRecord == 8 && record_size(0, 2) == kLeastRecord);
 static_assert(record_size(1, 1) == 8 && record_size(2, 1) == 12 && record_size(1, 2) == 12);
 
 constexpr std::uint64_t table_size(std::uint64_t bucket_cnt) { return bucket_cnt * sizeof(Bucket); }
-// Offset of the first record of an image that holds its table whole.
+// Offset of the first record, after the whole table.
 constexpr std::uint64_t records_offset(std::uint64_t bucket_cnt) {
   return sizeof(Header) + table_size(bucket_cnt);
 }
 static_assert(records_offset(5) == 36 && records_offset(0) % kRecordAlignment == 0 &&
               sizeof(Bucket) % kRecordAlignment == 0);
 
-// A shorter image is refused, and so is a longer one: offsets and the length have 32 bits, and a
-// buffer has to hold the image.
+// The limits of an image's length in bytes; others are refused. Offsets and the length have 32
+// bits, and a buffer has to hold the image.
 inline constexpr std::uint32_t kLeastImage = sizeof(Header) + 1;
 inline constexpr std::uint64_t kGreatestImage = Buffer<unsigned char>::kGreatestCapacity;
 static_assert(kLeastImage == 17 && kGreatestImage <= 0xFFFFFFFF);
@@ -110,13 +110,13 @@ class BufferDictNode {
   const T* str() const { return reinterpret_cast<const T*>(this + 1); }
   BufferRef<T> key() const { return BufferRef<T>(str(), len()); }
 
-  // Each keeps the other part of the word. A value is cut to its low 31 bits.
+  // Each sets one part of the word and keeps the other. Of a value the low 31 bits are stored.
   void set_value(std::uint32_t value) {
     head_.word.set((head_.word.get() & kLastFlag) | (value & ~kLastFlag));
   }
   void set_lastnode(bool last) { head_.word.set(value() | (last ? kLastFlag : 0)); }
 
-  // For whoever writes a record over zero bytes: the length and the units. REQUIRES: the key has at
+  // Writes the key's length and units; not the zero unit and the padding. REQUIRES: the key has at
   // most kGreatestKey units.
   void init_key(BufferRef<T> key) {
     assert(key.len() <= dict_format::kGreatestKey);
@@ -136,8 +136,8 @@ class BufferDictNode {
     return dict_format::record_size(length, sizeof(T));
   }
 
-  // The address behind this record; null instead when it is the last of its bucket. Neither looks
-  // whether a record is there: in an image that is not checked, walk with for_each.
+  // The address after this record; next_not_last() returns null if this is the last record of its
+  // bucket. Neither checks whether a record is there: in an unchecked image use for_each.
   const BufferDictNode* next() const {
     return reinterpret_cast<const BufferDictNode*>(reinterpret_cast<const unsigned char*>(this) +
                                                    node_size());

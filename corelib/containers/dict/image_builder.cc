@@ -23,7 +23,7 @@ class Writer {
         bucket_cnt_(bucket_cnt),
         layout_(reinterpret_cast<Bucket*>(image + sizeof(Header)), bucket_cnt) {}
 
-  // Returns how many values were cut. REQUIRES: the table is zero.
+  // Returns how many values had more than 31 bits. REQUIRES: the table is zero.
   std::uint32_t write() {
     lay_out();
     const std::uint32_t cut = write_records();
@@ -50,7 +50,8 @@ class Writer {
         [this](std::size_t i) { layout_.start(entries_[i].crc); });
   }
 
-  // Backwards; an entry's bucket becomes its record's offset on the way.
+  // In reverse order. PairEntry::crc, which lay_out() set to the bucket, becomes the record's
+  // offset.
   std::uint32_t write_records() {
     std::uint32_t cut = 0;
     const std::size_t n = entries_.size();
@@ -72,7 +73,7 @@ class Writer {
     return cut;
   }
 
-  // Whether its value is cut.
+  // Returns whether the value has more than 31 bits.
   bool write_record_of(const PairEntry& entry) {
     const StoredPair<T>& pair = pairs_.pair(entry);
     const bool is_last = (entry.crc & ImageLayout::kIsLast) != 0;
@@ -87,8 +88,8 @@ class Writer {
   ImageLayout layout_;
 };
 
-// A table's look-up finds a node in its key's bucket only, and the first one there. Nodes in other
-// buckets are those whose key's recorded length wrapped.
+// BufferHash::find() finds the first node in the key's bucket. A node in another bucket has a key
+// whose recorded length wrapped.
 template <Unit T>
 bool add_nodes(const BufferHash<T>& table, PairStore<T>& pairs) {
   if (table.table() == nullptr) return true;

@@ -1,4 +1,4 @@
-// The builder of dictionary images: a table's, and that of pairs in memory.
+// Builds dictionary images from a table or from pairs in memory.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +11,15 @@
 
 namespace tstl::detail {
 
-// Makes `image`, which is empty, the image of a table: see BufferDict::open. `cut` receives the number of
-// values that do not fit. False, and `image` empty, when memory is short or the image would be longer
-// than `limit` bytes.
+// Builds the image of a table: see BufferDict::open. `cut` receives the number of values with more
+// than 31 bits. False, with `image` empty, if an allocation fails or the image would be longer than
+// `limit` bytes. REQUIRES: `image` is empty.
 template <Unit T>
 bool build_dict_image(const BufferHash<T>& table, Buffer<unsigned char>& image, std::uint32_t& cut,
                       std::uint64_t limit = dict_format::kGreatestImage);
 
-// The same for sorted pairs, whose entries it uses up. Returns 0; or ENOMEM, or EFBIG for an image that
-// would be longer.
+// The same for sorted pairs, whose entries it overwrites. Returns 0; ENOMEM; or EFBIG if the image
+// would be longer than `limit`.
 template <Unit T>
 int build_dict_image(const PairStore<T>& pairs, Buffer<unsigned char>& image, std::uint32_t& cut,
                      std::uint64_t limit = dict_format::kGreatestImage);

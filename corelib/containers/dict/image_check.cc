@@ -10,14 +10,15 @@ namespace {
 
 using dict_format::kRecordAlignment;
 
-// A bit for every kRecordAlignment bytes of the image: whether a record has them.
+// A bitmap with one bit for every kRecordAlignment bytes of the image: whether a record has them.
 class Cells {
  public:
   explicit Cells(std::uint64_t length)
       : bits_(arena_.alloc_array<std::uint64_t>(length / kRecordAlignment / kBits + 1)) {}
   explicit operator bool() const { return bits_ != nullptr; }
 
-  // False when another record has any of these bytes. REQUIRES: whole cells inside the image.
+  // Marks the bytes as taken; false if another record has any of them. REQUIRES: they are whole
+  // cells inside the image.
   bool take(std::uint64_t offset, std::uint64_t size) {
     for (std::uint64_t cell = offset / kRecordAlignment; cell < (offset + size) / kRecordAlignment;
          ++cell) {

@@ -1,8 +1,8 @@
 // ConditionHolder: owns a condition variable of POSIX threads.
 //
-// The condition lives on the heap, at an address that stays until destroy(); the mutex that goes
-// with it is the caller's and has to outlive it. Any thread may wait and broadcast; one makes and
-// destroys, while nobody waits.
+// The condition lives on the heap, so its address is stable until destroy(). The mutex that goes
+// with it is the caller's and must outlive it. Any thread may wait and broadcast; one thread at a
+// time creates and destroys, while no thread waits.
 #pragma once
 
 #include <pthread.h>
@@ -18,13 +18,13 @@ class ConditionHolder {
   ConditionHolder& operator=(const ConditionHolder&) = delete;
   ~ConditionHolder() { destroy(); }
 
-  // Destroys first. Makes a condition to wait for under `mutex`. 0, or FAILURE and no condition
-  // when memory is short.
+  // Destroys the present condition and creates one to wait for under `mutex`. 0, or FAILURE and no
+  // condition if an allocation fails or the system refuses.
   std::uint32_t create(pthread_mutex_t* mutex) noexcept;
 
-  // Lets go of the mutex, waits for a broadcast, and takes the mutex again. May return without one,
-  // as all such waits: look at what is waited for in a loop. REQUIRES: there is a condition, and
-  // this thread holds its mutex.
+  // Releases the mutex, waits for a broadcast, and locks the mutex again. Spurious wakeups occur,
+  // so call it in a loop that tests the predicate. REQUIRES: there is a condition, and this thread
+  // holds its mutex.
   void wait() noexcept;
 
   // Wakes every waiting thread. Does nothing without a condition.
@@ -33,7 +33,7 @@ class ConditionHolder {
   // Destroys the condition and frees its memory, if there is one. REQUIRES: no thread waits.
   void destroy() noexcept;
 
-  // For waits of other kinds; null when there is none.
+  // For other calls, such as a timed wait; null if there is no condition.
   pthread_cond_t* condition() const noexcept { return condition_; }
 
  private:

@@ -1,15 +1,15 @@
-// MappedFile: a file, or a stretch of one, read where the system maps it.
+// MappedFile: a read-only memory mapping of a file or of a range of it.
 //
-// The mapping is read-only and private. The object owns it, and the descriptor of the file when it
-// has one; both go with close(), the next open or its end, and everything that points into the
-// mapping dies with them. Moving leaves the mapping where it is. Any number of threads may read.
+// The mapping is private. The object owns it, and the file's descriptor if it has one. close(), the
+// next open and the destructor release both; pointers into the mapping are then invalid. Moving the
+// object keeps the mapping's address. Any number of threads may read.
 //
 //   data                payload = data + data_offset         data + mapped_length
 //   |-------------------|--------------------------------------|
 //
-// An open fails on a file that is shorter than what is to be mapped. A file that is cut afterwards
-// makes reading behind its end fatal (see mapping.h): whoever cannot rule that out asks is_whole()
-// before a read, which narrows the gap and cannot close it, or reads the file instead of mapping.
+// An open fails if the file is shorter than the range to map. If the file is truncated afterwards,
+// a read past its new end is fatal (see mapping.h). A caller that cannot rule that out may call
+// is_whole() before each read, which leaves a small race, or read the file instead of mapping it.
 #pragma once
 
 #include <cstddef>
@@ -31,9 +31,9 @@ class MappedFile {
   // Maps a whole file. An empty file cannot be mapped.
   std::uint32_t open(const char* path) noexcept;
   // Maps the first offset + length bytes of an open file; the payload is the last `length` of them.
-  // Takes `owner` over, a descriptor to be closed with the mapping (and at once after a failure),
-  // usually `descriptor` itself; 0 when the caller goes on owning it. REQUIRES: `descriptor` is not
-  // one that this object owns, unless that is the `owner` again.
+  // Takes ownership of `owner`, a descriptor to be closed with the mapping (or at once on failure).
+  // It is usually `descriptor` itself, or 0 if the caller keeps the ownership. REQUIRES: this
+  // object does not own `descriptor`, unless `owner` is the same.
   std::uint32_t open(int descriptor, std::uint64_t offset, std::uint64_t length,
                      int owner) noexcept;
 
@@ -50,8 +50,8 @@ class MappedFile {
     return fields_.mapped_length - fields_.data_offset;
   }
 
-  // Whether the file is still as long as the mapping. False, too, when closed, and when there is no
-  // descriptor of its own to ask.
+  // Whether the file is still at least as long as the mapping. False also if the object is closed
+  // or owns no descriptor.
   bool is_whole() const noexcept;
 
  private:

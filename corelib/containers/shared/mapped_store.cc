@@ -9,9 +9,9 @@
 namespace tstl {
 namespace {
 
-// Maps a file whose size was `old` before it was set to `length`. A growth that cannot be mapped is
-// taken back, because such a file could not be opened again; but not when the file has another length
-// by now: somebody else has changed it then, and may use what is behind `old`.
+// Maps a file whose size was `old` before it was set to `length`. If a grown file cannot be mapped,
+// its old size is restored, because it could not be opened again. It is not restored if the file
+// has another length by now: another process has changed it and may use the bytes after `old`.
 unsigned char* map_resized(int descriptor, std::uint64_t length, std::uint64_t old) {
   void* const data = map_file(descriptor, length, true);
   if (data == nullptr && length > old && file_size(descriptor) == length) {
@@ -48,7 +48,7 @@ std::uint64_t MappedStore::resize(std::uint64_t n) noexcept {
   return resize_exact(std::min(std::max(n, fields_.minimum), fields_.maximum));
 }
 
-// The file always first: no mapping ever passes the end of its file.
+// The file is resized before it is mapped: no mapping ever extends past the end of its file.
 std::uint64_t MappedStore::resize_exact(std::uint64_t n) noexcept {
   const std::uint64_t old = file_size(fields_.descriptor);
   fields_.mapped_length = 0;
@@ -62,7 +62,7 @@ std::uint64_t MappedStore::resize_exact(std::uint64_t n) noexcept {
 std::uint32_t MappedStore::sync() const noexcept {
   if (fields_.mapped_length == 0) return FAILURE;
   std::uint32_t result = sync_mapping(fields_.data, fields_.mapped_length);
-#ifdef __APPLE__  // where msync() leaves it in the drive's cache
+#ifdef __APPLE__  // msync() leaves the data in the drive's cache there
   if (result == 0 && detail::sync_file(fields_.descriptor) != 0) result = FAILURE;
 #endif
   return result;

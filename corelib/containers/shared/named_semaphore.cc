@@ -15,7 +15,7 @@ std::uint32_t NamedSemaphore::open(const char* name) noexcept {
   } while (handle == SEM_FAILED && errno == EINTR);
   if (handle == SEM_FAILED) return FAILURE;
   handle_ = handle;
-  // Where the constant is: a copy could fail for want of memory, and close() would do nothing then.
+  // Refers to the constant: the allocation of a copy could fail, and close() would then do nothing.
   label_.set_data_const(reinterpret_cast<const unsigned char*>(kLabel), sizeof kLabel - 1);
   return 0;
 }

@@ -1,12 +1,12 @@
-// NamedSemaphore: a handle on a named semaphore of the system, the one lock that crosses processes.
+// NamedSemaphore: a handle to a POSIX named semaphore, the library's only lock between processes.
 //
-// It is opened here, never created: whoever sets the system up makes it, with its initial count
-// (sem_open() with O_CREAT). Every process that opens the name and waits on it keeps out the others
-// until it posts; the end of a process posts nothing, so one that dies in between locks the rest
-// out. The object owns the handle and closes it at its end; the semaphore lives on. One thread at a
-// time opens and closes; any may wait and post.
+// The semaphore is opened here, never created: whoever sets the system up creates it with its
+// initial count (sem_open() with O_CREAT). With a count of 1, a process that waits on it excludes
+// the others until it posts. The end of a process posts nothing, so one that dies in between leaves
+// the others waiting. The object owns the handle and closes it in its destructor; the semaphore
+// persists. One thread at a time opens and closes; any may wait and post.
 //
-// Names are the system's: "/name" is portable, 30 characters at most on macOS.
+// The form of names is the system's: "/name" is portable, at most 30 characters on macOS.
 #pragma once
 
 #include <semaphore.h>
@@ -19,7 +19,7 @@ namespace tstl {
 
 class NamedSemaphore {
  public:
-  // What label() is while the object is open, and the name that close() unlinks.
+  // The value of label() while the object is open, and the name that close() unlinks.
   static constexpr char kLabel[] = "tstl_sem_semaphore_open";
 
   NamedSemaphore() = default;
@@ -27,24 +27,25 @@ class NamedSemaphore {
   NamedSemaphore& operator=(const NamedSemaphore&) = delete;
   ~NamedSemaphore() { close(); }
 
-  // Closes first. 0, or FAILURE and a closed object when the name is null, or no such semaphore is
-  // there for this process.
+  // Closes first. 0, or FAILURE and a closed object if the name is null, or no such semaphore
+  // exists or this process may not open it.
   std::uint32_t open(const char* name) noexcept;
 
-  // Closes the handle and then unlinks the semaphore named kLabel, whatever name was opened: on
-  // purpose, others rely on it. The semaphore that was opened keeps its name and can be opened
-  // again; nobody should name one like the label. Does nothing to a closed object.
+  // Closes the handle and then unlinks the semaphore named kLabel, whatever name was opened. This
+  // is on purpose: others rely on it. The semaphore that was opened keeps its name and can be
+  // opened again; no semaphore should have the label as its name. Does nothing to a closed object.
   void close() noexcept;
 
-  // Takes one from the count: 0, or -1 when it is zero (EAGAIN), or the object is closed.
+  // Decrements the count: 0; or -1 if the count is zero (errno is EAGAIN) or the object is closed.
   [[nodiscard]] int trywait() noexcept;
-  // The same, but waits for the count to become positive; a signal does not end the wait. Does
-  // nothing, and at once, to a closed object.
+  // The same, but waits for the count to become positive; a signal does not end the wait. Returns
+  // at once if the object is closed.
   void wait() noexcept;
-  // Adds `n` to the count, one by one; not beyond the system's limit (SEM_VALUE_MAX).
+  // Adds `n` to the count, one by one, up to the system's limit (SEM_VALUE_MAX).
   void post(std::uint32_t n) noexcept;
 
-  // Removes a semaphore's name; who has it open keeps it. Does nothing for null, or no such name.
+  // Removes a semaphore's name; processes that have it open keep it. Does nothing for null or if
+  // there is no such name.
   static void unlink(const char* name) noexcept;
 
   bool is_empty() const noexcept { return handle_ == nullptr; }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cassert>
 
+#include "corelib/base/digit.h"
 #include "corelib/io/json/detail/json_grammar.h"
 #include "corelib/io/json/detail/json_scan.h"
 
@@ -100,7 +101,7 @@ inline bool JsonParser::element() {
     ++start;
     node.type = JsonType::kString;
     good = string(node, JsonNode::kEscaped);
-  } else if (c == '-' || is_json_digit(c)) {
+  } else if (c == '-' || base::is_digit(c)) {
     node.type = JsonType::kNumber;
     good = number(node);
   } else if (c == '{' || c == '[') {

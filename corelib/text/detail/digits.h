@@ -1,4 +1,5 @@
-// Digits of unsigned numbers: how many there are, and the writing of them, two at a time.
+// Writing unsigned numbers in decimal: the count of digits, and the digits, two at a time. The
+// count of hexadecimal digits.
 #pragma once
 
 #include <array>
@@ -10,6 +11,7 @@
 #include <type_traits>
 
 #include "corelib/base/bytes.h"
+#include "corelib/base/digit.h"
 #include "corelib/base/types.h"
 
 namespace tstl::detail {
@@ -25,24 +27,14 @@ inline constexpr std::array<T, 200> kDigitPairs = [] {
   return pairs;
 }();
 
-inline constexpr std::array<std::uint64_t, 20> kDecimalPowers = [] {
-  std::array<std::uint64_t, 20> powers{1};
-  for (unsigned i = 1; i < 20; ++i) powers[i] = powers[i - 1] * 10;
-  return powers;
-}();
-
-// Decimal digits of `value`, 1 for 0. 1233 / 4096 is a little more than the decimal logarithm of 2.
+// The count of decimal digits of `value`, 1 for 0. 1233 / 4096 is slightly more than log10(2).
 constexpr unsigned decimal_digits(std::uint64_t value) {
   if (value < 10) return 1;
   const unsigned guess = static_cast<unsigned>(std::bit_width(value)) * 1233 >> 12;
-  return guess + (value >= kDecimalPowers[guess]);
+  return guess + (value >= base::kPowersOfTen[guess]);
 }
 
-// The upper-case hexadecimal digit. REQUIRES: value < 16.
-constexpr unsigned char hex_unit(unsigned value) {
-  return static_cast<unsigned char>("0123456789ABCDEF"[value]);
-}
-
+// The count of hexadecimal digits of `value`, 1 for 0.
 constexpr unsigned hex_digits(std::uint64_t value) {
   return static_cast<unsigned>(std::bit_width(value | 1) + 3) / 4;
 }
@@ -54,13 +46,13 @@ void write_pair(T* dst, std::uint32_t value) {
   std::memcpy(dst, &kDigitPairs<T>[2 * value], 2 * sizeof(T));
 }
 
-// Writes the low 2 * `pairs` digits of `value`, with leading zeros; what is above them is left out.
+// Writes the low 2 * `pairs` digits of `value`, with leading zeros. Higher digits are left out.
 template <unsigned pairs, Unit T>
 void write_pairs(T* dst, std::uint32_t value) {
   for (unsigned i = pairs; i-- != 0; value /= 100) write_pair(dst + 2 * i, value % 100);
 }
 
-// The same of a number below 10000.
+// The count of decimal digits of a number below 10000.
 constexpr unsigned few_digits(std::uint32_t value) {
   return 1u + (value >= 10) + (value >= 100) + (value >= 1000);
 }
@@ -69,8 +61,8 @@ constexpr unsigned few_digits(std::uint32_t value) {
 template <Unit T>
 using PairWord = std::conditional_t<sizeof(T) == 1, std::uint16_t, std::uint32_t>;
 
-// A number below 10000. How many digits it has is not a matter of branches, which nobody could
-// foresee: they are shifted to the front of a word.
+// The digits of a number below 10000, shifted to the front of a word. The shift takes the place of
+// branches on the count of digits, which would be mispredicted.
 template <Unit T>
 struct FewDigits {
   using Word = std::conditional_t<sizeof(T) == 1, std::uint32_t, std::uint64_t>;
@@ -83,25 +75,26 @@ struct FewDigits {
   }
 
   PairWord<T> last_pair;
-  Word front;  // all digits, zeros behind them
+  Word front;  // all digits, then zeros
 };
 
-// Writes the `count` digits of a number below 10000, and zero units up to the fourth. REQUIRES: what
-// is behind the digits is written later.
+// Writes the `count` digits of a number below 10000, and zero units up to the fourth. REQUIRES: the
+// units after the digits are written later.
 template <Unit T>
 void write_front(T* dst, std::uint32_t value, unsigned count) {
   base::store(dst, FewDigits<T>(value, count).front);
 }
 
-// In two halves, which do not wait for each other.
+// Writes the eight digits of `value` that end at `end`, in two halves that are independent of each
+// other.
 template <Unit T>
 void write_eight_before(T* end, std::uint32_t value) {
   write_pairs<2>(end - 4, value % 10000);
   write_pairs<2>(end - 8, value / 10000);
 }
 
-// Values above 32 bits: eight digits at a time, so that most divisions are 32-bit ones. Kept out of
-// line for the sake of the short numbers.
+// Writes a value above 32 bits, eight digits at a time, so that most divisions are 32-bit ones. Not
+// inlined, so that the code for short numbers stays small.
 template <Unit T>
 [[gnu::noinline]] unsigned write_long_decimal(T* dst, std::uint64_t value) {
   constexpr std::uint64_t kEightDigits = 100000000;
@@ -122,8 +115,8 @@ template <Unit T>
   return count;
 }
 
-// Writes all digits of a value of 32 or 64 bits, a zero unit and nothing behind that; returns the
-// count of digits. A single digit, which is the most frequent number, goes before all others.
+// Writes all digits of a value of 32 or 64 bits and a zero unit, and nothing after that; returns
+// the count of digits. A single digit, the most frequent number, is tested for first.
 template <Unit T, std::unsigned_integral V>
 unsigned write_decimal(T* dst, V value) {
   if (value < 10) {

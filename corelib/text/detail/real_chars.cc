@@ -18,8 +18,8 @@ using Limits = std::numeric_limits<double>;
 
 constexpr double kLeastInexact = 0x1p53;  // from here on not every integer is a double
 
-// Room for what printf writes here: 21 digits before the point, 40 behind it, and a point of the
-// locale's choice.
+// Holds what printf writes here: 21 digits before the point, 40 after it, and the locale's point,
+// which may be several bytes.
 using PrintfText = std::array<char, 96>;
 
 // digits[0] . digits[1] digits[2] ... * 10^exponent
@@ -35,7 +35,7 @@ struct Decimal {
 
 constexpr Decimal kZero = {.digits = {'0'}, .count = 1, .exponent = 0};
 
-// Appends to an array; what has no room is cut, and reported as std::to_chars does.
+// Appends to an array. What does not fit is cut, and reported as std::to_chars does.
 class Output {
  public:
   Output(char* first, char* last) : next_(first), last_(last) {}
@@ -57,8 +57,8 @@ class Output {
   std::errc error_{};
 };
 
-// What printf wrote as "d.ddde+xx". Its point may be any number of characters, so the digits are
-// taken from around it.
+// Parses what printf wrote as "d.ddde+xx". The point may take any number of characters, so the
+// digits before and after it are copied separately.
 Decimal decimal_of(const PrintfText& text, int count) {
   Decimal decimal{.digits = {text[0]}, .count = count, .exponent = 0};
   const char* const mark = std::strchr(text.data(), 'e');
@@ -70,7 +70,7 @@ Decimal decimal_of(const PrintfText& text, int count) {
   return decimal;
 }
 
-// Both conversions use the same locale's point.
+// printf and strtod use the same locale's point.
 bool reads_back(const PrintfText& text, double value) {
   return std::strtod(text.data(), nullptr) == value;
 }
@@ -80,7 +80,7 @@ bool is_power_of_two(double value) {
   return std::frexp(value, &exponent) == 0.5;
 }
 
-// Makes the last digit one more; false if it is 9.
+// Adds one to the last digit; false if it is 9.
 bool count_up(PrintfText& text) {
   char& last = *(std::strchr(text.data(), 'e') - 1);
   if (last == '9') return false;
@@ -90,10 +90,11 @@ bool count_up(PrintfText& text) {
 
 // The fewest digits that read back as `value`, which is finite and not negative.
 //
-// No two numbers of 15 digits read as the same double unless it is subnormal, so if a shorter text
+// No two numbers of 15 digits read as the same double unless it is subnormal. So if a shorter text
 // reads as `value`, it is the one of 15 digits without its last zeros. Below a power of two the
-// doubles are twice as dense as above it: there the nearest number may miss, and the one above hit.
-// (One above that ends in 0 has been tried with a digit less.)
+// doubles are twice as dense as above it: there the nearest decimal may read as another double
+// while the next greater decimal reads as `value`. (If that one ends in 0, it was tried with a
+// digit less.)
 Decimal shortest_decimal(double value) {
   for (int count = value < Limits::min() ? 1 : Limits::digits10;; ++count) {
     PrintfText text;

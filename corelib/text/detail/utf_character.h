@@ -1,5 +1,5 @@
-// One character in UTF-8 and UTF-16: the exact rules under every conversion of corelib/text/utf.h, which tells them in
-// full. Nothing here allocates or fails.
+// One character in UTF-8 and UTF-16: the exact rules under every conversion. corelib/text/utf.h
+// describes them. Nothing here allocates or fails.
 #pragma once
 
 #include <bit>
@@ -8,8 +8,8 @@
 
 namespace tstl {
 
-// What becomes of a surrogate without its partner in UTF-8: dropped (the rule of text buffers), or
-// kept as three bytes, so that converting back restores it (the rule of the wire format).
+// How UTF-8 is made of a surrogate without its partner: it is dropped (the rule of text buffers),
+// or kept as three bytes, so that converting back restores it (the rule of the wire format).
 enum class LoneSurrogate : bool { kDrop, kKeep };
 
 [[nodiscard]] constexpr bool is_surrogate(char32_t c) noexcept { return (c & ~0x7FFu) == 0xD800; }
@@ -37,8 +37,8 @@ enum class LoneSurrogate : bool { kDrop, kKeep };
   return c <= 0x10FFFF ? 4 : 0;
 }
 
-// Writes the UTF-8 form of `c` to `dst` and returns its length, utf8_length(c, lone); `dst` has
-// room for that many bytes and no other is touched.
+// Writes the UTF-8 form of `c` to `dst` and returns its length, utf8_length(c, lone). Writes no
+// byte past that length.
 constexpr std::size_t encode_utf8(char32_t c, unsigned char* dst,
                                   LoneSurrogate lone = LoneSurrogate::kDrop) noexcept {
   const auto tail = [c](int shift) {
@@ -70,7 +70,7 @@ constexpr std::size_t encode_utf8(char32_t c, unsigned char* dst,
   return length;
 }
 
-// Bytes in the sequence that `lead` begins, by the table above: 1 to 4; 0 when it begins none.
+// Bytes in the sequence that `lead` begins, by the table in utf.h: 1 to 4; 0 if it begins none.
 [[nodiscard]] constexpr std::size_t utf8_lead_length(unsigned char lead) noexcept {
   const auto ones = static_cast<std::size_t>(std::countl_one(lead));
   if (ones == 0) return 1;
@@ -88,7 +88,7 @@ constexpr std::size_t encode_utf8(char32_t c, unsigned char* dst,
 }
 
 // The length, 1 to 4, of the well-formed sequence (RFC 3629, section 4) that `src[0, n)` begins
-// with; 0 when it begins with none.
+// with; 0 if it begins with none.
 [[nodiscard]] constexpr std::size_t utf8_sequence_length(const unsigned char* src,
                                                          std::size_t n) noexcept {
   const std::size_t length = n == 0 ? 0 : utf8_lead_length(*src);
@@ -96,7 +96,7 @@ constexpr std::size_t encode_utf8(char32_t c, unsigned char* dst,
   for (std::size_t i = 1; i < length; ++i) {
     if ((src[i] & 0xC0) != 0x80) return 0;
   }
-  return utf8_length(decode_utf8(src, length)) == length ? length : 0;  // not longer than need be
+  return utf8_length(decode_utf8(src, length)) == length ? length : 0;  // else overlong or invalid
 }
 
 }  // namespace tstl

@@ -1,5 +1,5 @@
-// What the UTF kernels need of vectors besides corelib/base/vector.h: the bytes before each byte, and
-// stores of a part of a vector.
+// Vector operations of the UTF kernels that corelib/base/vector.h lacks: the bytes before each
+// byte, and stores of a part of a vector.
 #pragma once
 
 #include <cassert>
@@ -31,7 +31,7 @@ inline std::size_t count(const T* first, const T* last) noexcept {
   return static_cast<std::size_t>(last - first);
 }
 
-// For each byte of `b` the one that stands `kBack` before it; `before` stands in front of `b`.
+// For each byte of `b` the byte kBack positions before it, in the text `before` followed by `b`.
 template <int kBack>
 inline Bytes earlier(Bytes before, Bytes b) noexcept {
   constexpr int k = 16 - kBack;
@@ -50,9 +50,9 @@ using base::slide;
 ZENTA_TARGET_SHUFFLE inline void store_first(unsigned char* dst, Bytes v, std::size_t n) noexcept {
   const std::uint64_t word = Words(v)[0];
   if (n >= 8) {
-    const Bytes behind = slide(v, 8 - static_cast<std::ptrdiff_t>(n));
+    const Bytes after = slide(v, 8 - static_cast<std::ptrdiff_t>(n));
     store(dst, word);
-    store(dst + n - 8, std::uint64_t{Words(behind)[0]});
+    store(dst + n - 8, std::uint64_t{Words(after)[0]});
   } else if (n >= 4) {
     store(dst, static_cast<std::uint32_t>(word));
     store(dst + n - 4, static_cast<std::uint32_t>(word >> 8 * (n - 4)));
@@ -62,21 +62,22 @@ ZENTA_TARGET_SHUFFLE inline void store_first(unsigned char* dst, Bytes v, std::s
   }
 }
 
-// Stores `a_size` bytes of `a` and behind them `b_size` bytes of `b`, both zero past their sizes.
-// No byte beyond `room` is written.
-// REQUIRES: a_size + b_size is at most `room`, and 0, 2 or at least 4.
-ZENTA_TARGET_SHUFFLE inline void store_joined(void* dst, std::size_t room, Bytes a,
+// Stores the first `a_size` bytes of `a` and, after them, `b_size` bytes of `b`. Both vectors are
+// zero past their sizes.
+// No byte beyond `capacity` is written.
+// REQUIRES: a_size + b_size is at most `capacity`, and 0, 2 or at least 4.
+ZENTA_TARGET_SHUFFLE inline void store_joined(void* dst, std::size_t capacity, Bytes a,
                                               std::size_t a_size, Bytes b,
                                               std::size_t b_size) noexcept {
   auto* const p = static_cast<unsigned char*>(dst);
   const auto b_at = static_cast<std::ptrdiff_t>(a_size);
   const auto end = static_cast<std::ptrdiff_t>(a_size + b_size);
-  assert(a_size + b_size <= room);
+  assert(a_size + b_size <= capacity);
   const Bytes head = a | slide(b, b_at);
   if (end > 16) {
     store(p, head);
     store(p + end - 16, slide(a, 16 - end) | slide(b, 16 - end + b_at));
-  } else if (room >= 16) {
+  } else if (capacity >= 16) {
     store(p, head);
   } else {
     store_first(p, head, a_size + b_size);

@@ -10,7 +10,7 @@
 namespace tstl::base {
 namespace {
 
-// Vectors of bytes that are often at an edge.
+// Random vectors, half of whose bytes are edge values.
 class VectorTest : public testing::Test {
  protected:
   template <class V>
@@ -68,7 +68,7 @@ TEST_F(VectorTest, NarrowKeepsUnitsBelow256AndMarksTheOthers) {
 TEST_F(VectorTest, PartialLoadsFillUpWithZeros) {
   for (std::size_t n = 1; n < 16; ++n) {
     const auto whole = Next<Bytes>();
-    unsigned char* const run = new unsigned char[n];  // exactly: a sanitizer sees other reads
+    unsigned char* const run = new unsigned char[n];  // a sanitizer sees reads outside
     for (std::size_t i = 0; i < n; ++i) run[i] = whole[i];
     const auto v = load_first<Bytes>(run, n);
     for (std::size_t i = 0; i < 16; ++i) EXPECT_EQ(v[i], i < n ? whole[i] : 0) << n << " " << i;

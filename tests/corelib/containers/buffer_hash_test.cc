@@ -25,7 +25,7 @@ template <class T>
 struct BufferHashTest : testing::Test {};
 TYPED_TEST_SUITE(BufferHashTest, Units, UnitNames);
 
-// The table as its rules tell it, chain by chain.
+// A model of the table by its documented rules, chain by chain.
 template <class T>
 struct Model {
   std::vector<Pairs<T>> chains{32};
@@ -52,7 +52,7 @@ struct Model {
   }
 };
 
-// Keys come one by one and together.
+// Inserts keys one by one and in batches.
 TYPED_TEST(BufferHashTest, AgreesWithItsRulesChainByChainAlsoAfterRehashes) {
   using T = TypeParam;
   RandomTexts random(21);
@@ -91,7 +91,7 @@ TYPED_TEST(BufferHashTest, AgreesWithItsRulesChainByChainAlsoAfterRehashes) {
   }
   std::set<StdString<T>> keys;
   for (const auto& pair : model.contents()) keys.insert(pair.first);
-  EXPECT_LT(keys.size(), table.itemcnt());  // what the header warns of did happen
+  EXPECT_LT(keys.size(), table.itemcnt());  // the double nodes that the header warns of
 }
 
 TYPED_TEST(BufferHashTest, SizesAreCutAndTakeEffectAtTheFirstInsertion) {
@@ -121,7 +121,7 @@ TYPED_TEST(BufferHashTest, AllocatedNodesAreCountedButNotFoundAndMoveAlong) {
   const auto key = Widen<TypeParam>("123456789");
   EXPECT_EQ(table.alloc_node(key)->key(), key);
   EXPECT_EQ(table.find(key), nullptr);
-  EXPECT_TRUE(sizeof(TypeParam) == 2 || table.hash_id(key) == 6);  // of CBF43926
+  EXPECT_TRUE(sizeof(TypeParam) == 2 || table.hash_id(key) == 6);  // the CRC is 0xCBF43926
   EXPECT_EQ(table.insert(key), table[key]);
   EXPECT_FALSE(table.for_each_bk([](const auto&, std::uint64_t& value) { return ++value, false; }));
   const BufferHash<TypeParam> moved = std::move(table);
@@ -139,31 +139,31 @@ TYPED_TEST(BufferHashTest, AKeyThatIsRecordedAsEmptyIsFoundAsTheEmptyOneOfItsBuc
   EXPECT_EQ(table.insert({}), node);
 }
 
-// A node that is nowhere: its link lies in a map, so that it may have any address.
+// A node without memory of its own: its link lies in a map, so the node can have any address.
 struct FarNode {
   using Link = detail::ChainLink<FarNode>;
   static inline std::map<std::uintptr_t, Link> links;
   Link& link() { return links[reinterpret_cast<std::uintptr_t>(this)]; }
 };
 
-TEST(ChainLinkTest, NodesOfAnyAddressAreFoundByTheirMarks) {
+TEST(ChainLinkTest, NodesOfAnyAddressAreFoundByTheirFingerprints) {
   RandomTexts random(5);
   for (unsigned round = 0; round < 300; ++round) {
     FarNode::links.clear();
     FarNode::Link head;
-    EXPECT_FALSE(head.may_hold(detail::KeyMark(round)) || head.node() != nullptr);
-    std::vector<std::pair<FarNode*, detail::KeyMark>> chain;
+    EXPECT_FALSE(head.may_hold(detail::Fingerprint(round)) || head.node() != nullptr);
+    std::vector<std::pair<FarNode*, detail::Fingerprint>> chain;
     for (unsigned n = 0; n < 6; ++n) {
       const std::uintptr_t tag = round % 3 == 0 ? 0 : random.below(round % 3 * 8);
       const std::uintptr_t address = tag << 56 | (0xFFFF12345678 - 4 * n);
       auto* const node = reinterpret_cast<FarNode*>(address);
-      const detail::KeyMark mark(random.below(128));
+      const detail::Fingerprint fingerprint(random.below(128));
       ASSERT_TRUE(FarNode::Link::holds(node));
       const unsigned at = random.below(n + 1);
       FarNode::Link* link = &head;
-      for (unsigned i = 0; i < at; ++i) link = link->pass(mark);
-      link->insert(node, mark);
-      chain.insert(chain.begin() + at, {node, mark});
+      for (unsigned i = 0; i < at; ++i) link = link->pass(fingerprint);
+      link->insert(node, fingerprint);
+      chain.insert(chain.begin() + at, {node, fingerprint});
     }
     const FarNode::Link* link = &head;
     for (auto node = chain.begin(); node != chain.end(); link = &node++->first->link()) {
@@ -177,7 +177,7 @@ TEST(ChainLinkTest, NodesOfAnyAddressAreFoundByTheirMarks) {
   }
 }
 
-// The marks of a table spare nearly all comparisons of unequal keys, so these are asked directly.
+// Fingerprints spare tables nearly all comparisons of unequal keys, so KeyProbe is tested alone.
 TYPED_TEST(BufferHashTest, KeysThatDifferInOneUnitAreToldApartAndOrdered) {
   using T = TypeParam;
   Chunk arena;

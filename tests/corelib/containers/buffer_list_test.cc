@@ -23,7 +23,7 @@ BufferList<T> Letters(std::string_view keys) {
 
 TYPED_TEST(BufferListTest, AgreesWithAVectorOfPairs) {
   using T = TypeParam;
-  // Values differ, each thousand in other bytes.
+  // Each thousand of values differs in other bytes.
   constexpr std::uint64_t kFactors[] = {1, 1 << 7, std::uint64_t{1} << 40, 0x9E3779B97F4A7C15};
   BufferList<T> list;
   Pairs<T> model;
@@ -81,7 +81,7 @@ TYPED_TEST(BufferListTest, RunsBothWaysStopsWhenToldAndComparesPlaceByPlace) {
     const auto until_b = [](const auto&, std::uint64_t& value) { return value++ != 'b'; };
     EXPECT_EQ(list.for_each_bk(until_b), keys != "abc");
     EXPECT_EQ(list == Letters<TypeParam>(keys), keys.empty());  // the values have changed
-    // What is stored in the node stays, where the value that was handed over does not change.
+    // A value that `fn` stores in the node is kept if it leaves its `value` argument alone.
     list.for_each([&](const auto&, const std::uint64_t&) { list[0]->set_value(5); });
     EXPECT_TRUE(keys.empty() || list[0]->value() == 5);
   }

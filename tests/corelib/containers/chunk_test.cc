@@ -29,14 +29,14 @@ TEST(ChunkTest, BlocksGrowWithTheirNumberUpToSixteenTimesAndFourMebibytes) {
       ASSERT_NE(arena.alloc(arena.left()), nullptr);
     }
     Chunk taken = std::move(arena);
-    taken.reset();  // forgets all but the standard block, which is cut
+    taken.reset();  // keeps only the standard block size, clamped
     EXPECT_EQ(taken.total() + taken.left() + taken.block_cnt() + taken.alloc_cnt(), 0u);
     EXPECT_EQ(taken.block_pages(), std::min<int>(pages, 1023));
   }
 }
 
 TEST(ChunkTest, OnlyABlockWithLittleLeftIsGivenUpForARequestThatItCannotHold) {
-  // Bytes that are left, those that are wanted, and those of a block of their own.
+  // Bytes left in the current block, bytes requested, bytes of a block for the request alone.
   const std::uint32_t rows[][3] = {{3000, 5000, 5000}, {2048, 2050, 2052}, {2044, 2048, 0},
                                    {2044, 4097, 4100}, {4, 4096, 0},       {0, 1 << 20, 1 << 20}};
   for (const auto& [left, n, own] : rows) {

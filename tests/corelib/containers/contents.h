@@ -1,4 +1,4 @@
-// What a keyed container holds, as the standard library's types, in the container's order.
+// The contents of a keyed container as standard library types, in the container's order.
 #pragma once
 
 #include <algorithm>

@@ -12,7 +12,7 @@
 namespace tstl {
 namespace {
 
-// Every run ends where its memory does, for the address sanitizer to watch.
+// Every run ends at the end of its heap block, so that the address sanitizer sees reads past it.
 TEST(Crc32Test, EveryLengthAtEveryLevelAgreesWithZlib) {
   const base::CpuLevel before = base::cpu_level();
   std::mt19937 random(5);

@@ -1,4 +1,4 @@
-// Lists, tables and images as text files, from one to the other and back.
+// Lists, tables and images are written to text files and read back, from each form to the others.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -23,7 +23,7 @@ struct ListFileTest : testing::Test {
   void Add(std::string_view key, std::uint64_t value) {
     table.insert(list.emplace_back(Widen<T>(key), value)->key())->set_value(value);
   }
-  // Every key comes back from every form: lists, tables, an image, their files.
+  // Every key is found again in every form: lists, tables, an image, their files.
   void ExpectComesBack(T separator) {
     const char* const path = file.path();
     std::map<StdString<T>, std::uint64_t> last;
@@ -51,7 +51,7 @@ struct ListFileTest : testing::Test {
     ASSERT_TRUE(dict.write_kvfile(path, separator, false) && back.read_kvfile(path, separator));
     EXPECT_TRUE(Sorted<T>(Contents<T>(back)) == want);
   }
-  // What the file holds is these units, in a 16-bit file behind a byte-order mark.
+  // The file has exactly these units; a 16-bit file has a byte-order mark before them.
   void ExpectFile(std::string_view units) const {
     const std::string bytes = file.bytes();
     const StdString<T> mark(sizeof(T) - 1, static_cast<CharOf<T>>(0xFEFF));
@@ -93,7 +93,7 @@ TYPED_TEST(ListFileTest, RecordsAreKeySeparatorDigitsAndLineEndAndEmptyKeysAreLe
 TYPED_TEST(ListFileTest, WhatIsWrittenComesBackAlsoKeysWithSeparatorsAndFromARealWordList) {
   RandomTexts random(51);
   for (unsigned i = 0; i < 3000; ++i) {
-    // From a few units to more than what is read or written at once.
+    // From a few units to more than is read or written at once.
     const auto key = random.next<TypeParam>(i % 1000 == 999 ? 60000 : 12, "ab;\xE1\xFF 1-");
     if (key.view().is_empty()) continue;
     const std::uint64_t value = (std::uint64_t{random.below(~0u)} << 32 | i) >> random.below(64);

@@ -1,6 +1,6 @@
 // Every container with an allocator that fails at the k-th call, for k = 0, 1, 2 ... to success.
 // The program is linked with --wrap for malloc, calloc and realloc, and has its own operator new.
-// What is leaked is for the address sanitizer to see.
+// The address sanitizer reports leaks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +23,7 @@ struct {
   int calls = 0;
   bool on = false;
 
-  std::size_t largest = 0;  // request
+  std::size_t largest = 0;  // bytes of the largest request
 
   bool Refuses(std::size_t size) {
     if (on) largest = std::max(largest, size);
@@ -52,7 +52,7 @@ void* __wrap_realloc(void* memory, std::size_t size) {
 namespace tstl {
 namespace {
 
-// One step with the failing allocator.
+// Runs one step with the failing allocator.
 auto Try(auto step) {
   allocator.on = true;
   auto result = step();
@@ -64,8 +64,7 @@ template <class T>
 struct MemoryTest : testing::Test {};
 TYPED_TEST_SUITE(MemoryTest, Units, UnitNames);
 
-// The index library under a trie does not survive failing allocations; those that fail here are this
-// library's own.
+// The trie library does not survive failing allocations, so only those of this library fail here.
 TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
   using T = TypeParam;
   const zenta::TempFolder files, folder;
@@ -152,7 +151,7 @@ TYPED_TEST(MemoryTest, ContainersKeepWhatTheyHaveAndAreWholeOrEmpty) {
 TYPED_TEST(MemoryTest, AGreatFileThatIsNoImageTakesNoMemory) {
   const zenta::TempFolder folder;
   const std::string path = folder.Put("file", std::string("\1\0\0\0\1\0\0\0\1\0\0\1", 12));
-  for (const std::uint64_t size : {15u, 16u, 17u, 1u << 31}) {  // the rest is a hole
+  for (const std::uint64_t size : {15u, 16u, 17u, 1u << 31}) {  // the file ends with a hole
     std::filesystem::resize_file(path, size);
     allocator = {.fail_at = -1};
     BufferDict<TypeParam> dict;

@@ -14,7 +14,7 @@ template <class T>
 struct TreeTest : testing::Test {};
 TYPED_TEST_SUITE(TreeTest, Units, UnitNames);
 
-// Zeros and surrogate halves are among the units; standard strings, too, compare unsigned values.
+// The units include zeros and surrogates. Standard strings compare unsigned values too.
 TYPED_TEST(TreeTest, TreeAndTrieAgreeWithAnOrderedMap) {
   using T = TypeParam;
   Tree<T> tree;
@@ -68,14 +68,15 @@ TYPED_TEST(TreeTest, TreeAndTrieAgreeWithAnOrderedMap) {
   EXPECT_TRUE(tree.is_empty() && Contents<T>(tree).empty() && trie.is_empty());
   EXPECT_EQ(Contents<T>(moved_tree), Pairs<T>(map.begin(), map.end()));
   EXPECT_EQ(moved.itemcnt(), map.size());
-  for (int i = 0; i < 2; ++i) {  // moved from, and built of nothing
+  for (int i = 0; i < 2; ++i) {  // moved from, then built of an empty tree
     EXPECT_EQ(trie.find({}), nullptr);
     EXPECT_TRUE(trie.for_each_under_bk({}, [](const auto&, std::uint64_t&) { return false; }));
     EXPECT_EQ(trie.build(Tree<T>(), TrieRoot::BldSpd::kFast), 0u);
   }
 }
 
-// Traversal asserts its depth; a chain of so many nodes would also take minutes to make.
+// Traversal asserts the depth. An unbalanced tree of so many sorted keys would also take minutes to
+// build.
 TYPED_TEST(TreeTest, KeysInOrderDoNotMakeItDeepAndLongOnesAreKnownWhole) {
   for (const bool rising : {true, false}) {
     Tree<TypeParam> tree;

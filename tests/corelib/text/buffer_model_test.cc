@@ -16,7 +16,7 @@
 namespace {
 
 struct Allocator {
-  int fail_at;  // the call that fails, counted from 0; none when negative
+  int fail_at;  // the call that fails, counted from 0; none if negative
   int calls = 0;
   int live = 0;
   bool fired = false;
@@ -27,7 +27,7 @@ struct Allocator {
     return calls++ == fail_at && (fired = true);
   }
 };
-Allocator* allocator = nullptr;  // watches while it is set
+Allocator* allocator = nullptr;  // counts and refuses calls while it is set
 
 }  // namespace
 
@@ -55,9 +55,9 @@ namespace {
 
 enum class State { kEmpty, kInline, kOwned, kExternal, kConst };
 constexpr unsigned kEnd = ~0u;
-constexpr unsigned kMark = 0x15000000;  // flags of a derived type, which every operation keeps
+constexpr unsigned kMark = 0x15000000;  // flags of a derived type, kept by every operation
 
-// What a buffer should hold, by the rules told in buffer_memory.h.
+// A model: what a buffer should hold by the rules in buffer_memory.h.
 template <class T>
 struct Model {
   std::vector<T> text;
@@ -77,8 +77,7 @@ struct Model {
     if (state != State::kEmpty && need <= cap && !(copy_out && state == State::kConst)) return;
     Set(State::kOwned, std::max({state == State::kEmpty ? 0 : 2 * cap, need, 32u}), text);
   }
-  // Puts `units` in the place of [pos, pos + n); with a limit, as many of them as it leaves room
-  // for.
+  // Replaces the units [pos, pos + n) by `units`; with a limit, by as many of them as fit.
   void Put(unsigned pos, unsigned n, std::vector<T> units, unsigned limit = kEnd) {
     if (limit != kEnd && !writable()) return;
     pos = std::min(pos, size());
@@ -101,7 +100,7 @@ struct Model {
     if (state != State::kOwned) return;
     size() <= inline_cap ? Reset(text) : Set(State::kOwned, size(), text);
   }
-  // Through a buffer without an inline area and back.
+  // A move into a buffer without an inline area, and back.
   void MoveThereAndBack() {
     if (text.empty() && (state == State::kInline || state == State::kEmpty)) return Reset();
     if (state == State::kInline) Set(State::kOwned, std::max(size(), 32u), text);
@@ -115,7 +114,7 @@ struct Marked : Base {
   unsigned flags() const { return this->flags_; }
 };
 
-// A buffer and its model, taken through the same random steps.
+// A buffer and its model, on which the same random steps are run.
 template <class B>
 struct Both {
   using T = typename B::unit_type;
@@ -124,9 +123,9 @@ struct Both {
   RandomTexts random;
   std::deque<std::vector<T>> lent, const_texts;
   Model<T> m;
-  B b;  // goes before the texts that it may point at
-  // What an operation works on. `text` is foreign or a part of the buffer; the vectors are copies
-  // from before.
+  B b;  // destroyed before the texts to which it may point
+  // The arguments of an operation. `text` lies outside or is a part of the buffer; the vectors are
+  // copies from before the operation.
   BufferRef<T> text;
   BufferRef<OtherUnit> other;
   std::vector<T> units, other_units, five = std::vector<T>(5, 'k');
@@ -160,7 +159,7 @@ struct Both {
   }
 };
 
-// The operations, each on the buffer and on the m.
+// The operations, each on the buffer and on the model `m`.
 template <class B, class S = Both<B>>
 const std::vector<void (*)(S&)> kOperations = {
     [](S& s) { s.b.append_str(s.text), s.m.Put(kEnd, 0, s.units); },
@@ -216,7 +215,7 @@ void Both<B>::Step() {
   Check();
 }
 
-// Takes a buffer through `steps` steps; returns whether the allocator failed on the way.
+// Runs `steps` steps on a buffer; returns whether the allocator refused a call.
 template <class B>
 bool Run(unsigned seed, unsigned steps, int fail_at) {
   SCOPED_TRACE(testing::Message() << "seed=" << seed << " fail_at=" << fail_at);
@@ -251,7 +250,7 @@ TYPED_TEST(BufferModelTest, AFailedAllocationLeavesAnEmptyBufferThatWorksOn) {
   EXPECT_GT(failures, 200);
 }
 
-// Memory is refused, and not even asked for where the length passes 32 bits, before any unit is read.
+// The allocator refuses; a length above 32 bits does not even reach it. No unit is read before.
 TYPED_TEST(BufferModelTest, GrowthStopsAtTheGreatestCapacity) {
   using T = typename TypeParam::unit_type;
   constexpr std::size_t kMost = 0xFFFFFFFF * sizeof(T);
@@ -273,7 +272,7 @@ TYPED_TEST(BufferModelTest, GrowthStopsAtTheGreatestCapacity) {
 }
 
 #if defined(__linux__) && defined(NDEBUG)
-// The same two mebibytes of 'x' all over, and a zero after 2^32 units of them and more.
+// Two MiB of 'x', mapped again and again to more than 2^32 units, and a zero after them.
 template <class T>
 unsigned LengthOfEndlessText() {
   constexpr std::size_t kPiece = 2 << 20, kSize = (std::size_t{1} << 32) * sizeof(T) + kPiece;

@@ -19,7 +19,7 @@ template <class View, class... From>
 constexpr bool kRefuses = (!std::is_constructible_v<View, From> && ...);
 static_assert(kRefuses<View16, const char*, std::string, View8> &&
               kRefuses<View8, std::u16string, View16>);
-// Nor may what ends with the statement be viewed after it, nor a position pass for a unit.
+// Nor may a view be assigned from a temporary owner, nor a position be passed as a unit.
 static_assert(!std::is_assignable_v<View8&, std::string> &&
               !std::is_assignable_v<View8&, Buffer<unsigned char>> &&
               !std::is_assignable_v<BufferRefMutable<unsigned char>&, std::string> &&
@@ -31,7 +31,7 @@ concept IsUnit = requires(View8 view, C c) {
 static_assert(IsUnit<char> && IsUnit<unsigned char> && !IsUnit<int> && !IsUnit<unsigned>);
 static_assert(!std::is_convertible_v<View8, bool> && sizeof(View8[3]) == 3 * (sizeof(void*) + 4));
 
-// Everything that only reads works in constant expressions.
+// All reading operations work in constant expressions.
 constexpr unsigned char kLine[] = {' ', 'k', '=', '-', '1', '2', ',', 'b', '/', 'c', '\r', '\n'};
 constexpr View8 kView(kLine, 12);
 static_assert(kView.find_chr('x', ',') == 6 && kView.findback_slash() == 8 &&
@@ -78,7 +78,7 @@ TYPED_TEST(ViewTest, SubViewsAreCutAtTheEnds) {
     EXPECT_EQ(v.sub_tail_rev(n), text.substr(4 - in));
     for (const unsigned pos : {0u, 2u, 4u, 5u, NOT_FOUND}) {
       EXPECT_EQ(v.sub_str(pos, n), text.substr(std::min(pos, 4u), n)) << pos << " " << n;
-      // A position past the end is kept in the pointer, a null one too.
+      // The pointer keeps a position past the end, also if it was null.
       EXPECT_EQ(address(v.sub_str(pos, n)), address(v) + std::uintptr_t{pos} * sizeof(TypeParam));
       EXPECT_EQ(address(BufferRef<TypeParam>().sub_tail(pos)),
                 pos * std::uintptr_t{sizeof(TypeParam)});
@@ -119,7 +119,7 @@ TYPED_TEST(ViewTest, LineBreaksAreFoundFromEitherEnd) {
 }
 
 TYPED_TEST(ViewTest, TextBetweenIsWhollyAfterItsOpening) {
-  // Text, opening, closing; position and length of what is between.
+  // Text, opening and closing unit; position and length of the units between.
   for (const auto& row :
        Rows("a(bc)d|(|)|2|2 ()|(|)|1|0 )(|(|)|-1|0 |(|)|-1|0 a(b|(|)|-1|0 !a!|!|!|1|1 !|!|!|-1|0 "
             "<!--x-->|<!--|-->|4|1 <!-->|<!--|-->|-1|0")) {
@@ -149,7 +149,7 @@ TYPED_TEST(ViewTest, TextIsClassifiedByItsAsciiUnits) {
     EXPECT_EQ(text.view().is_email_pred(), is('@'));
     EXPECT_EQ(text.view().is_relative_path(), is('p'));
   }
-  EXPECT_TRUE(HeapText<TypeParam>("_@").view().is_email_pred());  // no blank, as in a table
+  EXPECT_TRUE(HeapText<TypeParam>("_@").view().is_email_pred());  // a table cell reads '_' as ' '
   EXPECT_TRUE(HeapText<TypeParam>("bcd").view().is_range('b', 'd'));
   EXPECT_FALSE(HeapText<TypeParam>("bcd").view().is_range('b', 'c'));
 }
@@ -195,7 +195,7 @@ TYPED_TEST(ViewTest, IniLinesGiveSectionsAndPairs) {
     EXPECT_EQ(line.view().parse_ini_line(key, value, ';'), std::stoi(row[1]));
     EXPECT_EQ(key, Widen<TypeParam>(row[2]));
     EXPECT_EQ(value, Widen<TypeParam>(row[3]));
-    BufferRefMutable<TypeParam> itself = line.view();  // a line may be taken apart into itself
+    BufferRefMutable<TypeParam> itself = line.view();  // an output may be the line itself
     EXPECT_EQ(itself.parse_ini_line(itself, value, ';'), std::stoi(row[1]));
     EXPECT_EQ(itself, key);
   }
@@ -205,7 +205,7 @@ TYPED_TEST(ViewTest, IniLinesGiveSectionsAndPairs) {
 }
 
 TYPED_TEST(ViewTest, SplitSkipsEmptyFieldsAndSplitNumStopsAtThem) {
-  // How many at most, text, fields, numbers; each result with a ';' behind it.
+  // The maximum, text, fields, numbers; a ';' follows each result.
   for (const auto& row : Rows("9|,a,,b,|a;b;| 9|1,,2|1;2;|1; 9||| 2|1,2,3|1;2;|1;2; 0|1|| 9|,|| "
                               "9|7x,y,42949672960,|7x;y;42949672960;|7;0;4294967295;")) {
     SCOPED_TRACE(row[1]);
@@ -229,7 +229,7 @@ TYPED_TEST(ViewTest, CuttingAndTrimmingConsumeWhatTheyTakeOff) {
   EXPECT_EQ(view.cut_head(1), 5);
   EXPECT_EQ(view.trim_head().len(), 4);
   EXPECT_EQ(view.trim_all(), Widen<TypeParam>("ab"));
-  EXPECT_EQ(view.fetch_head(1, NOT_FOUND), Widen<TypeParam>("a"));  // and skips the rest
+  EXPECT_EQ(view.fetch_head(1, NOT_FOUND), Widen<TypeParam>("a"));  // skips the rest
   EXPECT_EQ(view.fetch_before_chr(0), view.fetch_before_crlf());
   EXPECT_EQ(view.cut_head(9), 0);
   view.reset();
@@ -246,11 +246,11 @@ TYPED_TEST(ViewTest, ChangesInPlaceAgreeWithAString) {
     const auto c = random.unit<TypeParam>("ab\xE1");
     const auto set = foreign.view().std_view();
     const auto in_set = [set](auto unit) { return set.find(unit) != set.npos; };
-    // The same change in place and on a string, with a foreign text, with a part of itself, and with
-    // one that lies in the room behind it.
+    // The same change in place and on a string: with a text outside, with a part of the view, and
+    // with one in the free memory after it.
     const auto check = [&](auto change, auto change_string) {
       for (const int itself : {0, 1, 2}) {
-        const HeapText<TypeParam> room(std::string(2 * n + 10, '#'));  // what the longest needs
+        const HeapText<TypeParam> room(std::string(2 * n + 10, '#'));  // for the longest result
         std::copy(start.view().begin(), start.view().end(), room.view().begin());
         std::copy(foreign.view().begin(), foreign.view().end(), room.view().begin() + n);
         BufferRef<TypeParam> view = room.view().sub_head(n);

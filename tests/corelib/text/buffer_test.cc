@@ -43,7 +43,7 @@ TYPED_TEST(BufferTest, OwnershipIsGivenUpAndTakenOnlyOfHeapMemory) {
   Buffer<TypeParam> giver(40u), taker;
   taker.set_data_external(40, giver.str(), 0);
   giver.release_the_ownership();
-  taker.capture_the_ownership();  // freed twice or never if this goes wrong
+  taker.capture_the_ownership();  // the address sanitizer reports a double free or a leak
   EXPECT_TRUE(taker.is_owner() && !giver.is_owner());
   giver.set_data_const(taker.str(), 0);
   giver.capture_the_ownership();
@@ -104,9 +104,9 @@ TEST(BufferTranscodeTest, OneCharacterIsEncodedWithHeadroom) {
   EXPECT_EQ(wide.append_chr('\xFF'), u"\U0001F600\xD800\u00FF"sv);
 }
 
-#ifdef NDEBUG  // otherwise it is asserted
+#ifdef NDEBUG  // debug builds assert
 TEST(BufferTranscodeTest, ANumberThatIsNoUnitAppendsNothing) {
-  for (int i = 0; i < 2; ++i) {  // no constant for the compiler to refuse
+  for (int i = 0; i < 2; ++i) {  // not a constant, which the compiler would refuse
     EXPECT_EQ(Bytes().append_chr(0x4E2D * i + 'a').len(), 1u - unsigned(i));
     EXPECT_EQ(Wide().append_chr(0x4E2D * i).append_chr(-i).len(), 2u - unsigned(i));
   }

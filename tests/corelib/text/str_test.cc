@@ -15,12 +15,12 @@ template <class T>
 class StrTest : public testing::Test {};
 TYPED_TEST_SUITE(StrTest, Units, UnitNames);
 
-// 'a' and 'b', the breaks, the separators, and units above ASCII that a careless comparison takes
-// for 'a' or LF.
+// 'a' and 'b', line breaks, separators, and units above ASCII whose low bytes or low seven bits are
+// those of 'a' or LF.
 constexpr std::string_view kAlphabet = "ab\r\n/\\ \xE1\x8A";
 
-// What the parsers promise, said with from_chars, which reads the same digits but reports what it
-// cannot hold.
+// The expected result of an integer parser. from_chars reads the same digits, but reports a value
+// out of range instead of returning the limit.
 template <class Int>
 Int Saturated(std::string_view text) {
   Int value = 0;
@@ -69,7 +69,7 @@ TEST(StrTest, SixteenBitUnitsWithTheLowByteOfADigitAreNoDigits) {
 }
 
 TYPED_TEST(StrTest, HexadecimalHalvesAreReadApart) {
-  // Text, its value up to 8 units, its value up to 16 units.
+  // Text, its value by zz_tohex32, its value by zz_tohex.
   for (const auto& row :
        Rows("|0|0 0|0|0 ff|ff|ff FFFFFFFF|ffffffff|ffffffff 1G|0|0 g1|0|0 0x1|0|0 -1|0|0 @1|0|0 "
             "12345678g|0|100000000 12345678x|0|100000000 123456789|0|123456789 "
@@ -82,7 +82,7 @@ TYPED_TEST(StrTest, HexadecimalHalvesAreReadApart) {
   }
 }
 
-// Wants the nearest double to what strtod reads of `number`, with the bound and the sign of zero.
+// Expects what strtod reads of `number`, but the greatest double for an overflow.
 void ExpectReal(const std::string& number, const std::string& rest = "") {
   constexpr double kMax = std::numeric_limits<double>::max();
   const double want = std::clamp(std::strtod(number.c_str(), nullptr), -kMax, kMax);
@@ -95,7 +95,7 @@ void ExpectReal(const std::string& number, const std::string& rest = "") {
 }
 
 TEST(StrTest, RealNumbersFollowTheGrammar) {
-  // The number, and what stands behind it.
+  // The number, and the text after it.
   for (const auto& row :
        Rows("| |- |. |+. |inf |-nan |e5 |.e5 |+-1 |_1 0|x10 -0| -0e9| +1.5| .5| 5.| 5.|x -.5e1| "
             "1E-2| 1e+2| 1.5|e 1.5|e+ 1.5|e-x 1.5|,5 1.5|.5 1e400| -1e400| 1.7976931348623159e308| "
@@ -113,7 +113,7 @@ TEST(StrTest, RealNumbersFollowTheGrammar) {
 
 TEST(StrTest, RealNumbersOfAnyLengthAreRoundedCorrectly) {
   RandomTexts random(2);
-  if (std::numeric_limits<long double>::digits > 53) {  // half way, told by the 768th digit
+  if (std::numeric_limits<long double>::digits > 53) {  // half way, decided by the 768th digit
     char longest[800];
     std::snprintf(longest, sizeof longest, "%.767Le", std::ldexp(0x1p54L - 1, -1075));
     ExpectReal(longest);
@@ -133,7 +133,7 @@ TEST(StrTest, RealNumbersOfAnyLengthAreRoundedCorrectly) {
     if (random.below(2) != 0) text += "e" + std::to_string(int(random.below(700)) - 350);
     ExpectReal(text);
   }
-  for (int i = 0; i < 200; ++i) {  // half way between two neighbours, and a trace above it
+  for (int i = 0; i < 200; ++i) {  // half way between two neighbours, and slightly above it
     const double low = std::ldexp(1 + random.below(1u << 30), int(random.below(1000)) - 560);
     char buffer[1200];
     std::snprintf(buffer, sizeof buffer, "%.1050Lf",
@@ -184,7 +184,7 @@ TYPED_TEST(StrTest, SearchesAgreeWithTheStandardLibrary) {
 }
 
 TYPED_TEST(StrTest, ARareNeedleOrBreakIsFoundWhereverItStandsInALongText) {
-  // How far the needle's first unit stands apart.
+  // The distance between occurrences of the needle's first unit.
   for (const unsigned gap : {1u, 7u, 60u, 300u, 9000u}) {
     std::string text(6000, '.');
     for (unsigned i = 0; i < text.size(); i += gap) text[i] = 'n';
@@ -265,7 +265,7 @@ TEST(StrTest, CastsWidenWithZerosAndNarrowToLowBytes) {
             Widen<unsigned short>(text));
   STR::zz_cast(bytes, buffer.data(), text.size());
   EXPECT_EQ(std::memcmp(bytes, text.data(), text.size()), 0);
-  STR::zz_cast(buffer.data() + 1, buffer.data(), 20);  // one width: overlap is fine
+  STR::zz_cast(buffer.data() + 1, buffer.data(), 20);  // units of one width may overlap
   EXPECT_EQ(std::memcmp(buffer.data() + 1, text.data(), 40), 0);
 }
 

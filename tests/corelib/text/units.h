@@ -1,5 +1,5 @@
-// What the typed suites of the text tests share: the two unit widths and texts of either from one
-// literal.
+// Shared by the typed suites of the text tests: the two unit widths, and texts of either width from
+// one literal.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,8 +37,8 @@ StdString<T> Widen(std::string_view bytes) {
   return text;
 }
 
-// A table of texts on few lines: its rows stand between blanks, a row's cells between bars, and an
-// underscore in a cell is a blank.
+// A compact table of texts: blanks separate rows, bars separate the cells of a row, and an
+// underscore in a cell stands for a blank.
 inline std::vector<std::vector<std::string>> Rows(std::string_view table) {
   std::vector<std::vector<std::string>> rows{{""}};
   for (const char c : table) {
@@ -58,7 +58,7 @@ inline std::vector<std::vector<std::string>> Rows(std::string_view table) {
 template <class T>
 class HeapText {
  public:
-  template <std::same_as<BufferRef<T>> View>  // exactly: a string literal must not fit twice
+  template <std::same_as<BufferRef<T>> View>  // no conversion: a string literal would be ambiguous
   explicit HeapText(View text) : units_(new T[text.len()]), len_(text.len()) {
     std::copy(text.begin(), text.end(), units_.get());
   }
@@ -72,9 +72,9 @@ class HeapText {
   unsigned len_;
 };
 
-// Random texts over a few units, so that matches and near matches are frequent. In 16-bit texts a
-// byte above 0x7F of the alphabet stands for a unit whose low byte is that of an ASCII character,
-// which nothing may take for one: '\xE1' becomes U+E161, not 'a'.
+// Random texts over a few units, so that matches and near matches are frequent. In 16-bit texts an
+// alphabet byte above 0x7F becomes a unit whose low byte is an ASCII character, to catch code that
+// compares low bytes only: '\xE1' becomes U+E161, and 'a' is 0x61.
 class RandomTexts {
  public:
   explicit RandomTexts(unsigned seed) : random_(seed) {}

@@ -22,7 +22,7 @@ constexpr auto kKeep = LoneSurrogate::kKeep;
 
 static_assert(join_surrogates(0xDBFF, 0xDFFF) == 0x10FFFF && utf8_length(0xDFFF, kKeep) == 3);
 
-// Runs of a few characters of one kind; most are ASCII or Chinese, in some texts ASCII or surrogates.
+// Texts of short runs of one kind each: mostly ASCII or Chinese, in some ASCII or surrogates.
 class RandomText {
  public:
   std::size_t below(std::size_t limit) { return random_() % limit; }
@@ -52,7 +52,7 @@ class RandomText {
   std::mt19937 random_{20};
 };
 
-// One set of kernels: a name and the set.
+// A set of kernels and its name.
 class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf::Kernels>> {
  protected:
   void SetUp() override {
@@ -61,8 +61,8 @@ class UtfTest : public testing::TestWithParam<std::pair<const char*, detail::utf
     }
   }
 
-  // What `convert` makes of a heap block that ends with the text, at every alignment in turn, in
-  // `room` units with a guard behind them.
+  // The result of `convert` in `room` units, which a guard follows. The source is a heap block that
+  // ends with the text, at each alignment in turn.
   template <class To, class From, class Convert>
   std::vector<To> Converted(const std::vector<From>& text, std::size_t room, Convert convert) {
     const std::size_t offset = offset_++ % 16;
@@ -142,7 +142,7 @@ TEST_P(UtfTest, IllFormedAndCutTextConvertsAsTheReferenceIntoWhateverRoom) {
                                            0xBF, 0xC0, 0xC1, 0xC2, 0xDF, 0xE0, 0xED,
                                            0xEF, 0xF0, 0xF4, 0xF5, 0xF7, 0xF8, 0xFF};
   for (std::size_t n = 0; n < 220; ++n) {
-    for (const unsigned spoilt_in : {1u, 4u, 40u}) {  // one in so many units
+    for (const unsigned spoilt_in : {1u, 4u, 40u}) {  // one of so many units is changed
       Units16 units = random_.next(n, random_.below(2) == 0);
       ExpectAsReference(units, random_.below(3) == 0 ? random_.below(n + 1) : 0);
       Units8 bytes = reference::ToUtf8(units, ~0u, random_.below(2) == 0);

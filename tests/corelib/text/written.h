@@ -1,4 +1,4 @@
-// Runs a function that writes text into a caller's room, and watches the room.
+// Runs a function that writes text into a caller's buffer, and checks the bounds of the writes.
 #pragma once
 
 #include <algorithm>
@@ -8,8 +8,8 @@
 
 namespace tstl {
 
-// What `write` put into a room of `room` units. Expects a zero after it, and what is past the room
-// untouched.
+// The text that `write` writes into a buffer of `room` units. Expects a zero after the text, and no
+// write past the buffer.
 template <class T>
 StdString<T> Written(std::size_t room, auto write) {
   std::vector<T> units(room + 32, T{0xA5});
@@ -19,7 +19,7 @@ StdString<T> Written(std::size_t room, auto write) {
   EXPECT_EQ(std::count(units.end() - 32, units.end(), T{0xA5}), 32);
   return StdString<T>(units.data(), units.data() + len);
 }
-// Expects `want`, written into no more room than it needs.
+// Expects `want`, written into a buffer of just the size it needs.
 template <class T>
 void ExpectText(std::string_view want, auto write) {
   EXPECT_EQ(Written<T>(want.size() + 1, write), Widen<T>(want));

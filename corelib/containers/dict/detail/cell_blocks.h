@@ -1,5 +1,5 @@
-// Memory that only grows, in blocks: nothing moves, nothing is freed one by one, and 32 bits tell where a
-// thing is. Growing never copies, so that twice the memory is never held.
+// CellBlocks: memory that only grows, in blocks. Nothing moves and nothing is freed one by one; a
+// 32-bit index identifies each allocation. Growing never copies, so twice the memory is never held.
 #pragma once
 
 #include <cassert>
@@ -9,12 +9,12 @@
 
 namespace tstl::detail {
 
-// A place is counted in cells of four bytes, so that there can be 16 GiB of them.
+// The index counts cells of four bytes, so it addresses up to 16 GiB.
 class CellBlocks {
  public:
   static constexpr std::uint64_t kCellSize = 4;
-  // So large that an allocator hands each block back to the system when it is freed. Of a block only what
-  // was used is ever resident.
+  // Large enough for the allocator to return each block to the system when it is freed. Only the
+  // used part of a block is ever resident.
   static constexpr std::uint64_t kBlockSize = std::uint64_t{32} << 20;
 
   CellBlocks() = default;
@@ -22,7 +22,8 @@ class CellBlocks {
   CellBlocks& operator=(const CellBlocks&) = delete;
   ~CellBlocks() { reset(); }
 
-  // `n` uninitialised bytes, and their first cell. Null when memory is short or 16 GiB are used.
+  // Allocates `n` uninitialized bytes; `cell` receives the index of the first cell. Null if the
+  // allocation fails or 16 GiB are in use.
   // REQUIRES: n <= kBlockSize.
   void* add(std::uint64_t n, std::uint32_t& cell) {
     assert(n <= kBlockSize);
@@ -76,10 +77,10 @@ class CellBlocks {
   }
 
   unsigned char** blocks_ = nullptr;
-  unsigned char* last_ = nullptr;  // block
+  unsigned char* last_ = nullptr;  // the last block
   std::uint32_t block_cnt_ = 0;
   std::uint32_t capacity_ = 0;
-  std::uint64_t left_ = 0;  // of the last block
+  std::uint64_t left_ = 0;  // free bytes of the last block
 };
 
 }  // namespace tstl::detail

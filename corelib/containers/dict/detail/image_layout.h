@@ -1,10 +1,11 @@
-// Where each record of an image goes, worked out in the image's own table: no other memory is needed.
+// ImageLayout: computes the offset of each record of an image, in the image's own table, so that no
+// other memory is needed.
 //
-// Records of a bucket stand in the order of their keys, and buckets in the order of their first keys, so
-// that words with a common start, which are often looked up one after another, are near each other. Three
-// passes over the keys find that: the first counts the bytes of each bucket, the second goes through the keys
-// in order and gives each new bucket the next free bytes, the third goes backwards and takes each
-// record's place from the end of what is left of its bucket.
+// The records of a bucket are in the order of their keys, and the buckets' records in the order of
+// the buckets' first keys. So words with a common prefix, which are often looked up in sequence,
+// are near each other. It takes three passes over the keys. The first counts the bytes of each
+// bucket. The second, in the order of keys, allots the next free bytes to each new bucket. The
+// third, in reverse order, takes each record's offset from the end of its bucket's free bytes.
 #pragma once
 
 #include <algorithm>
@@ -16,29 +17,29 @@
 
 namespace tstl::detail {
 
-// Five buckets for three keys: more than half of all buckets are empty then, where a search for
-// what is not there ends in the table, which takes less than seven bytes a key.
+// Five buckets for three keys. More than half of all buckets are then empty, and a search for an
+// absent key in one of them ends in the table. The table takes less than seven bytes per key.
 constexpr std::uint64_t bucket_cnt_for(std::uint64_t keys) {
   return std::max<std::uint64_t>(1, keys * 5 / 3);
 }
 
-// A key takes a record and, rounded up, two buckets.
+// The most keys for which an image can be made: each takes a record and up to two buckets.
 inline constexpr std::uint64_t kMostKeys =
     dict_format::kGreatestImage / (dict_format::kLeastRecord + 2 * sizeof(dict_format::Bucket));
 
 class ImageLayout {
  public:
-  // `table` has a zero word for each bucket.
+  // REQUIRES: the `bucket_cnt` words of `table` are zero.
   ImageLayout(dict_format::Bucket* table, std::uint32_t bucket_cnt)
       : table_(table), end_(dict_format::records_offset(bucket_cnt)) {}
 
   void prefetch(std::uint32_t bucket) const { __builtin_prefetch(table_ + bucket, 1); }
 
-  // First, for each record in any order. REQUIRES of this and take(): `size` is that of a record, and
-  // the image is no longer than kGreatestImage.
+  // Pass 1, for each record in any order. REQUIRES, as take() does: `size` is that of the record,
+  // and the image is not longer than kGreatestImage.
   void count(std::uint32_t bucket, std::uint64_t size) { set(bucket, get(bucket) + word(size)); }
 
-  // Second, for each record in the order of keys.
+  // Pass 2, for each record in the order of keys.
   void start(std::uint32_t bucket) {
     const std::uint32_t size = get(bucket);
     if ((size & kStarted) != 0) return;
@@ -46,7 +47,8 @@ class ImageLayout {
     set(bucket, word(end_) | kStarted);
   }
 
-  // Third, for each record backwards: its offset, and in kIsLast whether it is its bucket's last one.
+  // Pass 3, for each record in the reverse order of keys. Returns its offset, with kIsLast set if
+  // it is its bucket's last record.
   std::uint32_t take(std::uint32_t bucket, std::uint64_t size) {
     const std::uint32_t end = get(bucket);
     const std::uint32_t offset = (end & ~kFlags) - word(size);
@@ -55,13 +57,13 @@ class ImageLayout {
   }
   static constexpr std::uint32_t kIsLast = 1;
 
-  // Then the table is that of the image.
+  // After pass 3: clears the flags, so that the table is that of the image.
   void finish(std::uint32_t bucket_cnt) {
     for (std::uint32_t i = 0; i < bucket_cnt; ++i) set(i, get(i) & ~kFlags);
   }
 
  private:
-  // In the bits that an offset or a size does not use.
+  // Flags in the low bits, which are zero in offsets and sizes.
   static constexpr std::uint32_t kStarted = 1, kHasLast = 2, kFlags = 3;
   static_assert(dict_format::kRecordAlignment == kFlags + 1);
 
@@ -79,13 +81,13 @@ class ImageLayout {
 inline void write_header(unsigned char* image, std::uint64_t keys, std::uint64_t length) {
   auto* const header = reinterpret_cast<dict_format::Header*>(image);
   header->bucket_cnt.set(static_cast<std::uint32_t>(bucket_cnt_for(keys)));
-  // The number of keys; but a reader wants it not to be zero.
+  // The number of keys, but at least 1, because readers refuse 0.
   header->key_cnt.set(std::max(static_cast<std::uint32_t>(keys), 1u));
   header->length.set(static_cast<std::uint32_t>(length));
   header->reserved.set(0);
 }
 
-// Writes a record with the low 31 bits of the value. The bytes need not be zero before.
+// Writes a record with the low 31 bits of the value, its zero unit and its padding.
 template <Unit T>
 void write_record(unsigned char* place, BufferRef<T> key, std::uint64_t value, bool is_last) {
   using Node = BufferDictNode<T>;
@@ -97,10 +99,10 @@ void write_record(unsigned char* place, BufferRef<T> key, std::uint64_t value, b
   record->init_key(key);
 }
 
-// So many keys ahead memory is fetched.
+// The prefetch distance, in keys.
 inline constexpr std::size_t kAhead = 16;
 
-// Calls early(i) for the numbers [0, n) and late(i) for each kAhead numbers later.
+// Calls early(i) and late(i) for each i in [0, n), late(i) after early(i + kAhead).
 template <class Early, class Late>
 void for_each_ahead(std::size_t n, Early early, Late late) {
   for (std::size_t i = 0; i < n + kAhead; ++i) {

@@ -17,11 +17,11 @@ unsigned digit(const PairEntry& entry, unsigned shift) {
   return static_cast<unsigned>(entry.start >> shift) % kDigits;
 }
 
-// Units in PairEntry::start.
+// The number of units in PairEntry::start.
 template <Unit T>
 constexpr std::uint32_t kStartUnits = 6 / sizeof(T);
 
-// PairEntry::start for the units from `depth` on; zeros stand for what the key does not have.
+// PairEntry::start for the units from `depth` on; zeros stand for units past the key's end.
 template <Unit T>
 std::uint64_t start_of(BufferRef<T> key, std::uint32_t depth) {
   constexpr std::uint64_t kLenMask = (1u << PairEntry::kLenBits) - 1;
@@ -36,15 +36,16 @@ std::uint64_t start_of(BufferRef<T> key, std::uint32_t depth) {
   return start << PairEntry::kLenBits | key.len();
 }
 
-// Sorts entries by key and, for one key, in the order in which they came: by radix, most significant
-// byte first. Entries hold six bytes of the key; where these are the same, the next six are fetched.
+// Sorts entries by key, those of equal keys in the order in which they were added. A radix sort,
+// most significant byte first. Entries hold six bytes of the key; where these are equal, the next
+// six are fetched.
 template <Unit T>
 class Sorter {
  public:
   explicit Sorter(const PairStore<T>& store) : store_(store) {}
 
-  // `depth`: the units before, which all keys of the group share, and which PairEntry::start lacks.
-  // `shift`: of the next digit.
+  // Sorts a group whose keys agree in their first `depth` units; PairEntry::start holds the units
+  // from there on. `shift` is the position of the next digit in it.
   void sort(std::span<PairEntry> group, unsigned shift, std::uint32_t depth) const;
 
   bool is_before(const PairEntry& a, const PairEntry& b, std::uint32_t depth) const {
@@ -57,8 +58,8 @@ class Sorter {
   }
 
  private:
-  static constexpr std::size_t kFew = 48;  // below it, comparing is quicker
-  // Keys that share so much are compared: recursion has an end.
+  static constexpr std::size_t kFew = 48;  // up to this size a comparison sort is quicker
+  // From this depth on keys are sorted by comparison, which bounds the recursion.
   static constexpr std::uint32_t kMostDepth = 16 * kStartUnits<T>;
 
   void compare_sort(std::span<PairEntry> group, std::uint32_t depth) const {
@@ -73,8 +74,8 @@ class Sorter {
 
 using Counts = std::array<std::uint32_t, kDigits>;
 
-// Puts the entries in the order of one digit, each by exchange with what is in its place. Receives the
-// number of entries with each digit and leaves the end of each digit's entries.
+// Sorts the entries by one digit, in place, by swapping each into its final position. `counts` has
+// the number of entries with each digit; afterwards it has the end of each digit's entries.
 void permute(std::span<PairEntry> group, unsigned shift, Counts& counts) {
   Counts next;
   std::uint32_t sum = 0;
@@ -111,8 +112,8 @@ void Sorter<T>::sort(std::span<PairEntry> group, unsigned shift, std::uint32_t d
   }
 }
 
-// The group's keys are the same as far as PairEntry::start goes. Those that end there come before the
-// others, the shorter first: zeros stand for what they lack, so the longer have zero units more.
+// Sorts a group whose keys agree in all units of PairEntry::start. Keys that end there come before
+// the others, the shorter first: what the longer ones have more are zero units.
 template <Unit T>
 void Sorter<T>::sort_deeper(std::span<PairEntry> group, std::uint32_t depth) const {
   const std::uint32_t next = depth + kStartUnits<T>;
@@ -135,7 +136,7 @@ bool PairStore<T>::add(View key, std::uint64_t value, std::uint32_t crc, bool is
   PairEntry entry{start_of(key, 0), crc, 0};
   void* const place = pairs_.add(Pair::size(key.len()), entry.cell);
   if (place == nullptr) return false;
-  // The padding, which goes to files with the pair.
+  // Clears the padding, which is written to files with the pair.
   base::store<std::uint32_t>(static_cast<unsigned char*>(place) + Pair::size(key.len()) - 4, 0);
   auto* const pair =
       new (place) Pair{value, static_cast<std::uint16_t>(key.len()), std::uint16_t{is_wrapped}};
@@ -151,7 +152,7 @@ bool PairStore<T>::add(View key, std::uint64_t value, std::uint32_t crc, bool is
   return true;
 }
 
-// Copies the entries into one run, which is in the order of the first byte.
+// Copies the entries into sorted_, sorted by the first byte.
 template <Unit T>
 void PairStore<T>::gather() {
   std::array<std::uint64_t, kDigits> places{};
@@ -170,7 +171,7 @@ template <Unit T>
 void PairStore<T>::merge_repeats(MergeValues merge_values) {
   PairEntry* kept = sorted_;
   for (PairEntry *at = sorted_, *const end = sorted_ + cnt_; at != end; ++at) {
-    // A key's CRC tells most others apart from it, without a look at the key.
+    // The CRC is compared first: it rules out most unequal keys without access to them.
     if (kept != sorted_ && kept[-1].crc == at->crc && pair(kept[-1]).key() == pair(*at).key()) {
       static_cast<Pair*>(pairs_.at(kept[-1].cell))->merge(pair(*at), merge_values);
       bytes_ -= pair(*at).size();
@@ -204,7 +205,8 @@ bool PairStore<T>::sort(MergeValues merge_values) {
   return true;
 }
 
-// A key's CRC decides whether it is in the sample: that is one key of 64, however often they came.
+// A key's CRC decides whether it is in the sample, which so has one key of 64, however often each
+// was added.
 template <Unit T>
 bool PairStore<T>::has_many_repeats() const {
   constexpr std::uint32_t kKeysForOne = 64;

@@ -1,5 +1,5 @@
-// The pairs of an image that is being built: keys and values one behind another, and for each an entry
-// of 16 bytes, by which they are sorted.
+// PairStore: the pairs of an image that is being built. Keys and values lie one after another; each
+// pair has a 16-byte entry, and the entries are sorted.
 #pragma once
 
 #include <cstddef>
@@ -15,17 +15,17 @@
 
 namespace tstl::detail {
 
-// The value of a key that came twice, from the value before and the one that came later.
+// Merges the values of a key that was added twice: the earlier one and the later one.
 using MergeValues = std::uint64_t (*)(std::uint64_t before, std::uint64_t after);
 
-// A key and its value, in memory and in temporary files alike. The units follow; the next pair starts at
-// the next multiple of 4 bytes.
+// A value and a key, in memory and in temporary files alike. The key's units follow the structure;
+// the next pair starts at the next multiple of 4 bytes.
 #pragma pack(push, 4)
 template <Unit T>
 struct StoredPair {
   std::uint64_t value;
   std::uint16_t len;
-  std::uint16_t is_wrapped;  // 1 when the key was 65,536 units or longer: `len` has the low 16 bits
+  std::uint16_t is_wrapped;  // 1 if the key had 65,536 units or more: `len` has the low 16 bits
 
   const T* units() const { return reinterpret_cast<const T*>(this + 1); }
   BufferRef<T> key() const { return BufferRef<T>(units(), len); }
@@ -34,8 +34,8 @@ struct StoredPair {
   }
   std::uint64_t size() const { return size(len); }
 
-  // Takes the value of a later pair with the same key in. Keys of their full length go before wrapped
-  // ones, of which only the least value counts, whatever order they came in.
+  // Merges the value of a later pair with the same key into this one. Whatever the order, keys of
+  // full length take precedence over wrapped ones, and of wrapped ones the least value counts.
   void merge(const StoredPair& later, MergeValues merge_values) {
     if (is_wrapped == later.is_wrapped) {
       const std::uint64_t before = value, after = later.value;
@@ -52,7 +52,7 @@ static_assert(std::is_trivially_copyable_v<StoredPair<unsigned short>>);
 template <Unit T>
 inline constexpr std::uint64_t kGreatestPair = StoredPair<T>::size(0xFFFF);
 
-// What a pair is sorted by.
+// The sort key of a pair, and where the pair lies.
 struct PairEntry {
   static constexpr unsigned kLenBits = 16;
 
@@ -77,14 +77,15 @@ class PairStore {
   PairStore& operator=(const PairStore&) = delete;
   ~PairStore() { reset(); }
 
-  // False when memory is short. REQUIRES: the key has at most 65,535 units; sort() was not called.
+  // Adds a pair, with a copy of the key; `crc` is crc32(key). False if an allocation fails.
+  // REQUIRES: the key has at most 65,535 units; sort() was not called.
   bool add(View key, std::uint64_t value, std::uint32_t crc, bool is_wrapped);
 
   std::uint64_t pair_cnt() const { return cnt_; }
-  // Bytes that the pairs take, with what sort() needs besides.
+  // Bytes that the pairs take, with those that sort() will allocate.
   std::uint64_t memory() const { return bytes_ + 2 * cnt_ * sizeof(PairEntry); }
 
-  // Sorts by key and leaves one pair of each key. False when memory is short.
+  // Sorts by key and merges the pairs of each key into one. False if an allocation fails.
   bool sort(MergeValues merge_values);
   // The entries in the order of keys. REQUIRES: sort() was called.
   std::span<PairEntry> sorted() const { return {sorted_, cnt_}; }
@@ -92,10 +93,10 @@ class PairStore {
     return *static_cast<const Pair*>(pairs_.at(entry.cell));
   }
 
-  // Whether most of the pairs probably have a key that came before. Looks at a sample of the keys.
+  // Whether most of the pairs probably have a key that was added before; estimated from a sample.
   bool has_many_repeats() const;
-  // After sort(): lets go of the memory of what was merged, so that add() goes on. False when memory is
-  // short.
+  // After sort(): frees the memory of merged pairs and allows add() again. False if an allocation
+  // fails.
   bool compact();
 
   void reset();
@@ -115,7 +116,7 @@ class PairStore {
   std::uint64_t bytes_ = 0;
   PairEntry* sorted_ = nullptr;
   PairEntry last_ = {};
-  bool in_order_ = true;  // so far keys came in order
+  bool in_order_ = true;  // all keys so far were added in order
 };
 
 extern template class PairStore<unsigned char>;

@@ -27,13 +27,13 @@ const StoredPair<T>* next_pair(TemporaryRun& run) {
   return head == nullptr ? nullptr : reinterpret_cast<const Pair*>(run.peek(head->size()));
 }
 
-// The first of the pairs that are left of a run.
+// The first remaining pair of a run.
 template <Unit T>
 struct Head {
   const StoredPair<T>* pair;
   std::uint32_t run;
 
-  // Of one key, the pair of the earlier run is first.
+  // Of equal keys, the pair of the earlier run comes first.
   static bool is_after(const Head& a, const Head& b) {
     const auto x = a.pair->key(), y = b.pair->key();
     return x == y ? a.run > b.run : y < x;
@@ -76,8 +76,8 @@ int SpilledPairs<T>::add_run(const PairStore<T>& pairs) {
   return error != 0 ? error : merge_full_levels();
 }
 
-// Calls out(pair) for all pairs of the runs from `first` on, each key once and in order, until it returns
-// an error.
+// A k-way merge: calls out(pair) for all pairs of the runs from `first` on, each key once and in
+// order, until a call returns an error. Returns 0 or an errno value.
 template <Unit T>
 template <class Out>
 int SpilledPairs<T>::merge(std::uint32_t first, Out out) {
@@ -148,7 +148,8 @@ int SpilledPairs<T>::sort(Sorted& sorted) {
   return error;
 }
 
-// Calls fn(places, cnt) for all places, some at a time, which it may change for itself.
+// Calls fn(places, cnt) for all places, in order, some at a time. `fn` may change its copies; they
+// are not written back.
 template <Unit T>
 template <class Fn>
 int SpilledPairs<T>::for_each_places(Sorted& sorted, Fn fn) {
@@ -166,7 +167,8 @@ int SpilledPairs<T>::for_each_places(Sorted& sorted, Fn fn) {
   return 0;
 }
 
-// Calls fn(place) for each, the last one first, and writes it back.
+// Calls fn(places, cnt) for all places, some at a time from the last ones to the first, and writes
+// them back.
 template <Unit T>
 template <class Fn>
 int SpilledPairs<T>::change_places_backwards(Sorted& sorted, Fn fn) {
@@ -182,7 +184,7 @@ int SpilledPairs<T>::change_places_backwards(Sorted& sorted, Fn fn) {
   return 0;
 }
 
-// Fills the table, and the place of each record.
+// Fills the table, and sets the offset of each record in `places`.
 template <Unit T>
 int SpilledPairs<T>::lay_out(Sorted& sorted, unsigned char* table) {
   const auto bucket_cnt = static_cast<std::uint32_t>(bucket_cnt_for(sorted.cnt));
@@ -216,8 +218,9 @@ int SpilledPairs<T>::lay_out(Sorted& sorted, unsigned char* table) {
   return error;
 }
 
-// Writes the records piece by piece. For each piece all pairs are read, and those that it has go where
-// they belong; what is past its end is the start of the next one.
+// Writes the records piece by piece. For each piece all pairs are read, and those that lie in it
+// are written to their offsets. The last record may extend past the piece; its rest is then the
+// start of the next piece.
 template <Unit T>
 int SpilledPairs<T>::write_records(Sorted& sorted, std::uint64_t start, std::uint64_t memory,
                                    ImageSink& sink) {
@@ -258,7 +261,7 @@ int SpilledPairs<T>::write_image(ImageSink& sink, std::uint64_t memory, std::uin
   const std::uint64_t start = dict_format::records_offset(bucket_cnt_for(sorted.cnt));
   const std::uint64_t size = start + sorted.records;
   if (size > dict_format::kGreatestImage) return EFBIG;
-  Buffer<unsigned char> table;  // and the header
+  Buffer<unsigned char> table;  // with the header in front
   if (!table.recapacity(start)) return ENOMEM;
   std::memset(table.str(), 0, start);
   write_header(table.str(), sorted.cnt, size);

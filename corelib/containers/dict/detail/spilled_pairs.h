@@ -1,7 +1,8 @@
-// Pairs that are more than memory holds: sorted runs in temporary files, which are merged into an image.
+// SpilledPairs: an external merge sort of pairs that do not fit into memory. Sorted runs in
+// temporary files are merged into an image.
 //
-// Sixteen runs become one of the next level as soon as they are there, so that a pair is written once for
-// each level and the number of open files stays small.
+// Every sixteen runs of a level are merged into one of the next level at once. So a pair is written
+// once for each level, and the number of open files stays small.
 #pragma once
 
 #include <array>
@@ -15,16 +16,17 @@
 
 namespace tstl::detail {
 
-// Where an image goes, piece by piece: to an open file, or to a buffer of its own.
+// The destination of an image that is written piece by piece: an open file, or a buffer that the
+// sink owns.
 class ImageSink {
  public:
   ImageSink() = default;
   explicit ImageSink(int fd) : fd_(fd) {}
 
-  // Each returns 0 or an errno value.
+  // begin() takes the image's size, put() the next bytes. Each returns 0 or an errno value.
   [[nodiscard]] int begin(std::uint64_t size);
   [[nodiscard]] int put(const void* bytes, std::uint64_t n);
-  // A whole image, instead.
+  // Takes a whole image instead.
   [[nodiscard]] int take(Buffer<unsigned char>&& image);
 
   Buffer<unsigned char>& image() { return image_; }
@@ -42,11 +44,12 @@ class SpilledPairs {
   void set_folder(const char* folder) { folder_.assign(BufferRef<unsigned char>(folder)); }
   bool is_empty() const { return run_cnt_ == 0; }
 
-  // Writes sorted pairs, which come after all that are here. Returns 0 or an errno value.
+  // Writes sorted pairs to a new run. They count as added after all pairs that are here. Returns 0
+  // or an errno value.
   [[nodiscard]] int add_run(const PairStore<T>& pairs);
 
   // Writes the image of all pairs, in pieces of about `memory` bytes. `cut` receives the number of
-  // values that do not fit. Returns 0 or an errno value.
+  // values with more than 31 bits. Returns 0 or an errno value.
   [[nodiscard]] int write_image(ImageSink& sink, std::uint64_t memory, std::uint32_t& cut);
 
   void reset();
@@ -62,7 +65,7 @@ class SpilledPairs {
   static constexpr std::size_t kPlaces = 4096;
   static constexpr std::uint32_t kMostRuns = 7 * (kFanIn - 1) + 1;
 
-  // What is known of a key of the sorted file, in the same order.
+  // The record of a key; in a file of its own, in the order of the sorted pairs.
   struct Place {
     std::uint32_t where;  // CRC of the key; later the record's offset and ImageLayout::kIsLast
     std::uint32_t len;    // units
@@ -71,8 +74,8 @@ class SpilledPairs {
   struct Sorted {
     TemporaryRun pairs, places;
     std::uint64_t cnt = 0;
-    std::uint64_t records = 0;  // bytes
-    std::uint32_t cut = 0;
+    std::uint64_t records = 0;  // bytes of all records
+    std::uint32_t cut = 0;      // values with more than 31 bits
   };
 
   const char* folder() const { return reinterpret_cast<const char*>(folder_.c_str()); }

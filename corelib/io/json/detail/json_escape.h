@@ -3,15 +3,9 @@
 
 #include <array>
 
-namespace tstl::detail {
+#include "corelib/base/digit.h"
 
-// Value of a hexadecimal digit of either case, 16 for any other byte.
-[[nodiscard]] constexpr unsigned json_hex_digit(unsigned char c) noexcept {
-  const unsigned digit = c - unsigned{'0'};
-  if (digit < 10) return digit;
-  const unsigned letter = (c | 0x20u) - 'a';
-  return letter < 6 ? letter + 10 : 16;
-}
+namespace tstl::detail {
 
 // Characters by the letters of the short escapes; 0 for others.
 inline constexpr auto kJsonShortEscapes = [] {
@@ -39,9 +33,7 @@ inline unsigned char* put_json_escape(unsigned char* at, unsigned unit) {
                                      : 'u';
   *at++ = static_cast<unsigned char>(letter);
   if (letter != 'u') return at;
-  for (int shift = 12; shift >= 0; shift -= 4) {
-    *at++ = static_cast<unsigned char>("0123456789abcdef"[unit >> shift & 15]);
-  }
+  for (int shift = 12; shift >= 0; shift -= 4) *at++ = base::lower_hex_digit(unit >> shift & 15);
   return at;
 }
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "corelib/base/digit.h"
 #include "corelib/io/json/detail/json_escape.h"
 #include "corelib/io/json/detail/json_scan.h"
 #include "corelib/io/json/json_read.h"
@@ -16,7 +17,6 @@ namespace tstl::detail {
 inline bool is_json_blank(unsigned char c) {
   return c == ' ' || c == '\n' || c == '\r' || c == '\t';
 }
-inline bool is_json_digit(unsigned char c) { return c >= '0' && c <= '9'; }
 
 inline const unsigned char* skip_json_blanks(const unsigned char* at, const unsigned char* end) {
   while (at != end && is_json_blank(*at)) ++at;
@@ -37,8 +37,8 @@ inline JsonPiece broken_json(const unsigned char* at, const unsigned char* end, 
 
 // One or more digits.
 inline JsonPiece read_json_digits(const unsigned char* at, const unsigned char* end) {
-  if (at == end || !is_json_digit(*at)) return broken_json(at, end, JsonFault::kUnexpected);
-  while (at != end && is_json_digit(*at)) ++at;
+  if (at == end || !base::is_digit(*at)) return broken_json(at, end, JsonFault::kUnexpected);
+  while (at != end && base::is_digit(*at)) ++at;
   return {at};
 }
 
@@ -95,7 +95,8 @@ inline JsonPiece read_json_escape(const unsigned char* at, const unsigned char* 
   }
   ++at;
   for (int i = 0; i < 4; ++i, ++at) {
-    if (at == end || json_hex_digit(*at) > 15) return broken_json(at, end, JsonFault::kEscape);
+    if (at == end || base::hex_digit_value(*at) > 15)
+      return broken_json(at, end, JsonFault::kEscape);
   }
   return {at};
 }

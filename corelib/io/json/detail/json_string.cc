@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "corelib/base/bytes.h"
+#include "corelib/base/digit.h"
 #include "corelib/io/json/detail/json_escape.h"
 #include "corelib/text/scan.h"
 #include "corelib/text/utf.h"
@@ -17,7 +18,7 @@ char32_t read_escape(const unsigned char*& at) noexcept {
   if (letter != 'u') return json_short_escape(letter);
   char32_t value = 0;
   for (const unsigned char* const stop = at + 4; at != stop; ++at)
-    value = value << 4 | json_hex_digit(*at);
+    value = value << 4 | base::hex_digit_value(*at);
   return value;
 }
 

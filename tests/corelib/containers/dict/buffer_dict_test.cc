@@ -42,7 +42,7 @@ struct BufferDictTest : testing::Test {
   Bytes image() const {
     return Bytes(dict.ref_internal_data().begin(), dict.ref_internal_data().end());
   }
-  // Opens exactly these bytes, with a zero behind them, where they are; `shift` misaligns them.
+  // Opens exactly these bytes, with a zero after them, in place; `shift` misaligns them.
   std::uint32_t Open(const Bytes& bytes, unsigned shift = 0) {
     storage = std::make_unique<unsigned char[]>(shift + bytes.size() + 1);
     std::copy(bytes.begin(), bytes.end(), &storage[shift]);
@@ -50,7 +50,7 @@ struct BufferDictTest : testing::Test {
     buffer.set_data_external(unsigned(bytes.size()), &storage[shift], unsigned(bytes.size()));
     return dict.open(std::move(buffer));
   }
-  // What holds for any image. Returns check().
+  // Tests what holds for any image. Returns check().
   bool ExpectSafe() const {
     EXPECT_TRUE(oracle::ImageIsSafe(dict));
     return dict.check();
@@ -58,8 +58,8 @@ struct BufferDictTest : testing::Test {
 };
 TYPED_TEST_SUITE(BufferDictTest, Units, UnitNames);
 
-// A table of 2000 keys is rehashed and filled again, so that it has several nodes with one key: the one
-// that it finds is in the image.
+// A table of 2000 keys is rehashed and filled again, so that it has several nodes with one key. The
+// image has the one that the table's find() returns.
 TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
   using T = TypeParam;
   for (const unsigned keys : {0u, 1u, 2u, 33u, 2000u}) {
@@ -93,8 +93,8 @@ TYPED_TEST(BufferDictTest, HoldsExactlyWhatTheTableFinds) {
   }
 }
 
-// Among the keys are two whose recorded length wraps, so that they stand under a name that a third one
-// really has, or none.
+// The recorded length of two keys wraps, so that they are recorded as a key that a third one really
+// is, or that no other is.
 TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit) {
   using T = TypeParam;
   const auto table = this->RandomTable(500, 1);
@@ -126,7 +126,7 @@ TYPED_TEST(BufferDictTest, AnImageDependsOnTheContentsOnlyAndStaysWithinTheLimit
 
 TYPED_TEST(BufferDictTest, WhatTheHeaderMaySay) {
   constexpr std::uint32_t kNone = 0, kRefused = ~0u;
-  // The words of the header, the true length, and the buckets.
+  // The words of the header, the real length, and the number of usable buckets.
   const std::uint32_t rows[][5] = {
       {1, 1, 0, 0, kRefused},   {1, 1, 16, 16, kRefused}, {1, 1, 17, 17, kNone},
       {9, 1, 20, 20, 1},        {~0u, 1, 31, 31, 3},      {2, 1, 32, 32, 2},
@@ -163,13 +163,13 @@ TYPED_TEST(BufferDictTest, EveryPrefixAndEveryChangedByteIsSafe) {
   }
 }
 
-// An image of the one key "k", with one or two buckets that both have its record.
+// An image with the single key "k", and one bucket or two that share its record.
 TYPED_TEST(BufferDictTest, CheckSeesEveryKindOfDamage) {
   struct Row {
     const char* damage;
     std::uint32_t buckets, offset;
-    std::size_t byte = 0;  // of the record
-    int change = 0;        // exclusive-or
+    std::size_t byte = 0;  // offset in the record
+    int change = 0;        // bits to flip there
   };
   for (const auto& [damage, buckets, offset, byte, change] :
        {Row{"none", 1, 20}, Row{"a value", 1, 20, 0, 1}, Row{"no last record", 1, 20, 3, 0x80},
@@ -190,7 +190,7 @@ TYPED_TEST(BufferDictTest, CheckSeesEveryKindOfDamage) {
     EXPECT_EQ(this->ExpectSafe(), whole) << damage;
     EXPECT_TRUE(!whole || this->dict.match(Widen<TypeParam>("k")));
   }
-  // The table's zeros make a record of the empty key, and another one follows.
+  // The table's zeros read as a record with an empty key, and another one follows.
   ASSERT_EQ(this->Open(Image({3, 1, 36, 0, 20, 0, 0, 0x80000000, 0})), 0u);
   EXPECT_FALSE(this->ExpectSafe());
 }
@@ -230,8 +230,8 @@ TYPED_TEST(BufferDictTest, WhatIsNoReadableFileLeavesItEmpty) {
   }
 }
 
-// Pairs for a builder: many keys several times, many with long common starts and with zeros, some as
-// long as can be, some longer.
+// Pairs for a builder: many keys several times, many with long common prefixes and with zeros, some
+// of the greatest length, some longer.
 template <class T>
 Pairs<T> PairsWithRepeats(unsigned cnt, unsigned seed) {
   RandomTexts random(seed);
@@ -249,8 +249,8 @@ Pairs<T> PairsWithRepeats(unsigned cnt, unsigned seed) {
   return pairs;
 }
 
-// The builder's images beside those of tables with the same contents, merged by the standard library's
-// map. A bound of 1 byte makes a file of every pair.
+// The builder's images are compared with those of tables with the same contents, merged by the
+// standard library's map. With a bound of 1 byte every pair is written to a file of its own.
 TYPED_TEST(BufferDictTest, BuilderMakesTheImageOfATableWithTheMergedContents) {
   using T = TypeParam;
   struct Row {
@@ -302,12 +302,12 @@ TEST(DictBuilderTest, ManyRepeatsAreMergedOnTheWay) {
   BufferDict<unsigned char> dict;
   ASSERT_EQ(builder.build(dict), 0u);
   EXPECT_EQ(Contents<unsigned char>(dict).size(), 7u);
-  EXPECT_EQ(dict.find(key + 'a')->value(), 714264285u);  // of 14286 terms, 0 + 7 + 14 + ...
+  EXPECT_EQ(dict.find(key + 'a')->value(), 714264285u);  // 0 + 7 + 14 + ..., 14286 terms
   EXPECT_EQ(dict_merge::sum(UINT64_MAX - 1, 1), UINT64_MAX);
   EXPECT_EQ(dict_merge::sum(UINT64_MAX - 1, 2), UINT64_MAX);
 }
 
-// The k-th write fails, for k = 0, 1, 2 ... to success: of temporary files and of the image.
+// The k-th write to temporary files or to the image fails, for k = 0, 1, 2 ... to success.
 TYPED_TEST(BufferDictTest, AFullDiskLeavesTheOldFileAndNoOther) {
   using T = TypeParam;
   const zenta::TempFolder folder;
@@ -340,7 +340,7 @@ TYPED_TEST(BufferDictTest, AFullDiskLeavesTheOldFileAndNoOther) {
   EXPECT_EQ(builder.error(), ENOENT);
 }
 
-// Who mapped the old file keeps it, and a link goes on leading to the file.
+// A mapping keeps the old file, and a symbolic link still leads to the replaced one.
 TYPED_TEST(BufferDictTest, SavingReplacesTheFileInOneStep) {
   using T = TypeParam;
   const zenta::TempFolder folder;

@@ -15,10 +15,10 @@
 #include "tests/temp_folder.h"
 
 namespace {
-void (*after_truncate)(int);  // is called once
+void (*after_truncate)(int);  // called once, after the next ftruncate()
 }
 
-// As the system declares it: glibc says noexcept, a Mac does not.
+// Declared as the system does: glibc's is noexcept, that of macOS is not.
 extern "C" int ftruncate(int descriptor, off_t size) noexcept(noexcept(ftruncate(0, 0))) {
   static const auto real = reinterpret_cast<int (*)(int, off_t)>(dlsym(RTLD_NEXT, "ftruncate"));
   const int result = real(descriptor, size);
@@ -31,7 +31,7 @@ namespace {
 
 constexpr std::uint64_t kMiB = 1 << 20, kHuge = std::uint64_t{1} << 60, kMost = ~std::uint64_t{0};
 
-// What a process can leak here: the first free descriptor moves, and mapped test files add up.
+// The resources that can leak here: the lowest free descriptor rises, mapped test files accumulate.
 std::pair<int, int> Held() {
   const int free = dup(2);
   close(free);
@@ -43,7 +43,7 @@ std::pair<int, int> Held() {
 }
 
 struct MappedTest : testing::Test {
-  void TearDown() override {  // the objects live on
+  void TearDown() override {  // before the objects are destroyed
     file.close();
     store.close();
     EXPECT_EQ(Held(), held);
@@ -77,7 +77,7 @@ TEST_F(MappedTest, FileShowsTheWholeOrAStretchAndMoves) {
     EXPECT_TRUE(file.is_empty());
     file = std::move(other);
     EXPECT_EQ(Mapped(), opens ? bytes.substr(offset, length) : "");
-    EXPECT_EQ(file.open(descriptor, 1, 2, descriptor), opens ? 0 : FAILURE);  // its own, again
+    EXPECT_EQ(file.open(descriptor, 1, 2, descriptor), opens ? 0 : FAILURE);  // owns it already
   }
 }
 
@@ -90,7 +90,7 @@ TEST_F(MappedTest, WhatCannotBeOpenedLeavesNothing) {
   }
   EXPECT_EQ(file.open(nullptr), FAILURE);
   EXPECT_EQ(store.open(nullptr, 1, 1), FAILURE);
-  EXPECT_EQ(std::filesystem::file_size(folder.At("missing")), 0u);  // created, and left
+  EXPECT_EQ(std::filesystem::file_size(folder.At("missing")), 0u);  // created, and left empty
 }
 
 TEST_F(MappedTest, StoreKeepsItsSizeBetweenTheLimits) {
@@ -126,7 +126,7 @@ TEST_F(MappedTest, FailedResizeCanBeRepeatedAndIsReleased) {
 
 #ifdef __linux__
 TEST_F(MappedTest, GrowthThatNoAddressSpaceHoldsIsTakenBack) {
-  const int memory = memfd_create("mapped_test", 0);  // may be larger than any mapping
+  const int memory = memfd_create("mapped_test", 0);  // its size can exceed any mapping
   path = "/proc/self/fd/" + std::to_string(memory);
   ASSERT_EQ(store.open(path.c_str(), 100, kHuge), 0u);
   store.data()[99] = 7;
@@ -136,7 +136,7 @@ TEST_F(MappedTest, GrowthThatNoAddressSpaceHoldsIsTakenBack) {
   EXPECT_EQ(store.data()[99], 7);
   EXPECT_EQ(store.open(path.c_str(), kHuge, 0), FAILURE);
   EXPECT_EQ(file_size(memory), 200u);
-  // Another process makes it longer still, before the mapping fails: nothing is taken from it.
+  // Another process extends it further before the mapping fails: its bytes are not cut off.
   ASSERT_EQ(store.open(path.c_str(), 0, kHuge), 0u);
   after_truncate = [](int descriptor) { EXPECT_EQ(ftruncate(descriptor, kHuge + 1), 0); };
   EXPECT_EQ(store.resize(kHuge), 0u);
@@ -150,7 +150,7 @@ TEST_F(MappedTest, CutFileIsToldMendedAndFatalToTouch) {
   ASSERT_EQ(file.open(path.c_str()), 0u);
   std::filesystem::resize_file(path, 100);
   EXPECT_FALSE(file.is_whole() || store.is_whole());
-  EXPECT_DEATH(std::exit(file.data()[9000]), "");  // a zero that is read would be no death
+  EXPECT_DEATH(std::exit(file.data()[9000]), "");  // if a zero were read, it would exit with 0
   ASSERT_EQ(store.resize(10000), 10000u);
   EXPECT_TRUE(file.is_whole() && store.is_whole());
   EXPECT_EQ(Mapped(), bytes.substr(0, 100) + std::string(9900, '\0'));

@@ -26,7 +26,7 @@ struct Made {
   const std::string name;
 };
 
-// What can be taken without waiting is the count.
+// Counts how often the semaphore can be taken without waiting.
 int Drain(NamedSemaphore& semaphore) {
   int count = 0;
   while (semaphore.trywait() == 0) ++count;
@@ -105,7 +105,7 @@ TEST(ConditionHolderTest, BroadcastWakesWhoWaits) {
   pthread_mutex_lock(&mutex);
   bool go = false;
   std::thread thread([&] {
-    pthread_mutex_lock(&mutex);  // not before the other waits
+    pthread_mutex_lock(&mutex);  // acquired only once the other thread waits
     go = true;
     condition.broadcast();
     pthread_mutex_unlock(&mutex);
