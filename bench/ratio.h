@@ -12,9 +12,10 @@
 //   }
 //
 // The first contestant is ours. Counters: `ns`, its time for one item; `GBps`, its rate when bytes
-// are given; and for every other contestant `x_NAME` = that one's time / our time, so above 1 is
-// ahead. The Time column is that of one whole round and says nothing; --benchmark_min_time sets how
-// many rounds there are.
+// are given; and for every peer `x_NAME` = its time / our time, so above 1 is ahead. Charts show the
+// peers under these names. A contestant that is no peer, such as another way of ours or a mere limit,
+// is called `also_NAME`; its counter bears that name and no chart shows it. The Time column is that
+// of one whole round and says nothing; --benchmark_min_time sets how many rounds there are.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -88,7 +89,8 @@ std::array<double, sizeof...(Runs)> Race(benchmark::State& state, Job job,
   if (job.bytes > 0) state.counters["GBps"] = job.bytes / best[0] * 1e-9;
   const std::array names{contestants.name...};
   for (std::size_t i = 1; i != best.size(); ++i) {
-    state.counters[std::string("x_") + names[i]] = best[i] / best[0];
+    const std::string name = names[i];
+    state.counters[name.starts_with("also_") ? name : "x_" + name] = best[i] / best[0];
   }
   return best;
 }

@@ -2,8 +2,8 @@
 // its arena, protozero and RapidJSON. All make and read the very same bytes; all memory is there
 // from the message before. `allocs` and `allocs_PEER`: allocations for one such message.
 //
-// `visit`: protozero visiting each field, `yyjson` and `simdjson`: these parsing the text and visiting each
-// value; nothing is kept of it. That is the least that anybody does who reads a message.
+// `protozero_visit`: protozero visiting each field. `yyjson` and `simdjson`: these parsing the text and
+// visiting each value. Nothing is kept of it: the least that anybody does who reads a message.
 //
 // protobuf's messages hold UTF-8 and its encoder only copies it, while ours and protozero's begin
 // with 16-bit text; and protobuf's decoder, and RapidJSON's bare parse, leave texts as UTF-8.
@@ -144,7 +144,7 @@ void BM_BinaryDecode(benchmark::State& state) {
   state.counters["allocs_protobuf"] = AllocationsOf(by_protobuf);
   Race(state, {.bytes = double(bytes.size())}, Contestant{"ours", ours},
        Contestant{"protobuf", by_protobuf}, Contestant{"protozero", by_protozero},
-       Contestant{"visit", visit});
+       Contestant{"protozero_visit", visit});
 }
 BENCHMARK(BM_BinaryDecode<Request>);
 BENCHMARK(BM_BinaryDecode<Response>);
@@ -172,8 +172,8 @@ BENCHMARK(BM_JsonWrite<Request>);
 BENCHMARK(BM_JsonWrite<Response>);
 
 // From text to record, beside RapidJSON's in-situ parse with what it takes to have the record
-// (`records`) and without (`parse`). It needs a copy of the text that it may change, and begins with
-// making it. `x_own_parse` is the part of the parse in our own time.
+// (`rapidjson`) and without (`rapidjson_parse`). It changes the text, so it begins with copying it.
+// `also_parse`: our parse alone, without the record.
 template <class Kind>
 void BM_JsonRead(benchmark::State& state) {
   using Record = typename Kind::Record;
@@ -231,8 +231,8 @@ void BM_JsonRead(benchmark::State& state) {
 #if defined(ZENTA_PEER_SIMDJSON)
        Contestant{"simdjson", [&] { return by_simdjson(); }},
 #endif
-       Contestant{"parse", to_document}, Contestant{"records", to_record},
-       Contestant{"own_parse", our_parse});
+       Contestant{"rapidjson_parse", to_document}, Contestant{"rapidjson", to_record},
+       Contestant{"also_parse", our_parse});
 }
 BENCHMARK(BM_JsonRead<Request>);
 BENCHMARK(BM_JsonRead<Response>);
