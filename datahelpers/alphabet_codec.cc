@@ -8,7 +8,7 @@
 namespace zenta::signing {
 namespace {
 
-// What a byte outside the alphabet maps to; '@', one past the last position.
+// The position of every byte outside the alphabet: one past the last position.
 constexpr std::uint8_t kForeign = 64;
 
 bool IsBlank(std::uint8_t c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
@@ -18,8 +18,8 @@ std::uint8_t ByteAt(std::uint32_t word, std::size_t index) {
   return static_cast<std::uint8_t>(word >> (8 * index));
 }
 
-// Replaces every whole word by step(word) and combines the tail with `value`, which is its own
-// reverse.
+// Replaces every whole word by step(word), and each byte of the tail by its exclusive-or with
+// `value`. The latter is its own inverse, so one function serves both directions.
 template <class Step>
 void ForEachWord(std::span<std::uint8_t> bytes, std::uint32_t value, Step step) {
   for (; bytes.size() >= 4; bytes = bytes.subspan(4)) {
@@ -77,8 +77,9 @@ Data AlphabetCodec::Decode(ByteView text) const {
     bits -= 8;
     bytes.push_back(static_cast<std::uint8_t>(pending >> bits));
   }
-  // Six bits left are a character that no byte needed, even if they are zero; other left-over bits
-  // have to be zero, so that no two texts, blanks aside, stand for the same bytes.
+  // Six bits left over are a whole character that belongs to no byte, which is refused even if they
+  // are zero. Two or four bits left over have to be zero. So, blanks aside, only one text decodes
+  // to given bytes.
   const bool whole = bits != 6 && (pending & ((1u << bits) - 1)) == 0;
   if (!whole || bytes.empty()) return std::nullopt;
   ForEachWord(bytes, value_, [this](std::uint32_t word) { return std::rotr(word, 3) ^ value_; });

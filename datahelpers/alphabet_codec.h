@@ -6,7 +6,7 @@
 //   scrambling, little-endian 32-bit words:  word = rotate_left(word ^ value, 3)
 //   a tail of 1 to 3 bytes:                  byte i ^= byte i of value, low byte first
 //
-// It hides nothing from anybody who has the alphabet and the value, and is not meant to.
+// This is no encryption: whoever has the alphabet and the value can read the text.
 #pragma once
 
 #include <array>
@@ -20,14 +20,14 @@ namespace zenta::signing {
 
 class AlphabetCodec {
  public:
-  // REQUIRES: the 64 characters differ.
+  // `value` is the scrambler's. REQUIRES: the 64 characters are distinct.
   AlphabetCodec(std::span<const char, 64> alphabet, std::uint32_t value);
 
   [[nodiscard]] std::string Encode(ByteView bytes) const;
 
-  // The bytes that `text` stands for. Blanks, tabs and line ends (CR, LF) are skipped wherever they
-  // stand. nil if there are no bytes, and for a text that Encode cannot have made: any other
-  // foreign character, a single character left over, or left-over bits that are not zero.
+  // The bytes that `text` encodes. Blanks, tabs and line ends (CR, LF) are skipped everywhere. nil
+  // if there are no bytes, or if Encode cannot have made the text: it has another character from
+  // outside the alphabet, a single character left over, or left-over bits that are not zero.
   [[nodiscard]] Data Decode(ByteView text) const;
 
  private:

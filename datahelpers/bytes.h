@@ -19,16 +19,16 @@ using ByteView = std::span<const std::uint8_t>;
 using Text = std::optional<std::string>;
 using Data = std::optional<Bytes>;
 
-// The same as arguments: a Text, a Data, a literal or std::nullopt converts without a copy.
+// Parameters of these two kinds. A Text, a Data, a literal or std::nullopt converts without a copy.
 using TextArg = std::optional<std::string_view>;
 using DataArg = std::optional<ByteView>;
 
-// The bytes of a text, for as long as the text lives.
+// A view of the bytes of a text, valid as long as the text is.
 inline ByteView BytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// The text that these bytes are; whether they are UTF-8 is not looked at.
+// The bytes as a text. Whether they are UTF-8 is not checked.
 inline std::string TextOf(ByteView bytes) { return {bytes.begin(), bytes.end()}; }
 
 }  // namespace zenta::signing

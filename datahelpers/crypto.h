@@ -1,5 +1,6 @@
 // The two operations that the data helpers take from the system's cryptography: MD5 (RFC 1321) and
-// the bare RSA public operation. One source per system implements them.
+// the RSA public operation without padding (RFC 8017, 5.2.2). One source file per system implements
+// them: crypto_openssl.cc and crypto_apple.cc.
 #pragma once
 
 #include <array>
@@ -14,7 +15,8 @@ namespace zenta::signing {
 
 using Md5Digest = std::array<std::uint8_t, 16>;
 
-// A running digest. Throws std::bad_alloc or std::runtime_error if the system has no MD5 to offer.
+// A digest that is being computed. Members throw std::bad_alloc, or std::runtime_error if the
+// system's MD5 fails or is not available.
 class Md5 {
  public:
   Md5();
@@ -22,7 +24,7 @@ class Md5 {
   Md5(Md5&&) = delete;
 
   void Update(ByteView bytes);
-  // The digest of all that was fed. REQUIRES: called once, and no Update follows.
+  // The digest of all bytes so far. REQUIRES: called once, and no Update follows.
   [[nodiscard]] Md5Digest Finish();
 
  private:
@@ -36,16 +38,16 @@ class Md5 {
   return md5.Finish();
 }
 
-// A 1,024-bit public key, made once and used for any number of blocks.
+// A 1,024-bit public key, for any number of blocks.
 class RsaPublicKey {
  public:
-  // Throws std::runtime_error if the system does not take the key.
+  // Throws std::runtime_error if the system refuses the key, std::bad_alloc if memory runs out.
   explicit RsaPublicKey(const SigningConfig& config);
   ~RsaPublicKey();
   RsaPublicKey(RsaPublicKey&&) = delete;
 
-  // block ^ exponent mod modulus, both as big-endian numbers, without any padding; nullopt if the
-  // block is not below the modulus.
+  // block ^ exponent mod modulus. Block and result are big-endian numbers, and padding is neither
+  // added nor checked. nullopt if the block is not below the modulus or the system's call fails.
   [[nodiscard]] std::optional<SignatureBlock> Raise(const SignatureBlock& block) const;
 
  private:

@@ -11,8 +11,8 @@
 
 #include "datahelpers/crypto.h"
 
-// The system calls MD5 deprecated because it is broken as a signature's digest, which nobody has to
-// be told here; the digest file's format has settled on it.
+// Apple deprecates MD5 because it is broken as the digest of a signature (docs/security.md says
+// what follows from that). The format of the digest file prescribes it.
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
 namespace zenta::signing {
@@ -22,7 +22,7 @@ struct CfRelease {
   void operator()(CFTypeRef object) const { CFRelease(object); }
 };
 
-// What a function with Create in its name hands over; null if it failed.
+// Owns the result of a function with Create in its name; null if that failed.
 template <class Ref>
 using Created = std::unique_ptr<std::remove_pointer_t<Ref>, CfRelease>;
 
@@ -53,7 +53,7 @@ Bytes DerOf(const SigningConfig& config) {
   Bytes numbers;
   AppendInteger(numbers, config.modulus);
   AppendInteger(numbers, exponent);
-  // 135 to 143 bytes, so their number takes one byte behind 81.
+  // These are 135 to 143 bytes, so their number takes one byte after 81.
   Bytes der = {0x30, 0x81, static_cast<std::uint8_t>(numbers.size())};
   der.insert(der.end(), numbers.begin(), numbers.end());
   return der;
@@ -70,7 +70,7 @@ Md5::Md5() : state_(std::make_unique<State>()) { CC_MD5_Init(&state_->context); 
 Md5::~Md5() = default;
 
 void Md5::Update(ByteView bytes) {
-  while (!bytes.empty()) {  // a call takes a length of 32 bits
+  while (!bytes.empty()) {  // one call takes at most 2^32 - 1 bytes
     const std::size_t size =
         std::min<std::size_t>(bytes.size(), std::numeric_limits<CC_LONG>::max());
     CC_MD5_Update(&state_->context, bytes.data(), static_cast<CC_LONG>(size));
@@ -105,8 +105,8 @@ RsaPublicKey::RsaPublicKey(const SigningConfig& config) {
 RsaPublicKey::~RsaPublicKey() = default;
 
 std::optional<SignatureBlock> RsaPublicKey::Raise(const SignatureBlock& block) const {
-  // Of equal length, so this is the order of the numbers. What the framework does with a block that
-  // is not below the modulus is not documented.
+  // Compares two numbers of equal length, most significant byte first. What the framework does with
+  // a block that is not below the modulus is not documented.
   if (block >= key_->modulus) return std::nullopt;
   const auto plain = CreateData(block);
   if (!plain) throw std::bad_alloc();

@@ -1,4 +1,4 @@
-// The cryptography of every system but Apple's, from OpenSSL's EVP interface.
+// The cryptography on every system but Apple's: OpenSSL's EVP interface.
 #include <openssl/bn.h>
 #include <openssl/core_names.h>
 #include <openssl/err.h>
@@ -54,7 +54,7 @@ RsaPublicKey::RsaPublicKey(const SigningConfig& config) : key_(std::make_unique<
       BN_bin2bn(config.modulus.data(), static_cast<int>(config.modulus.size()), nullptr)};
   const Owned<OSSL_PARAM_BLD, OSSL_PARAM_BLD_free> builder{OSSL_PARAM_BLD_new()};
   if (!modulus || !builder) throw std::bad_alloc();
-  // What could not be pushed is missing below, and the key is refused.
+  // If a push fails, that parameter is missing below and the key is refused.
   OSSL_PARAM_BLD_push_BN(builder.get(), OSSL_PKEY_PARAM_RSA_N, modulus.get());
   OSSL_PARAM_BLD_push_uint64(builder.get(), OSSL_PKEY_PARAM_RSA_E, config.exponent);
   const Owned<OSSL_PARAM, OSSL_PARAM_free> parameters{OSSL_PARAM_BLD_to_param(builder.get())};
@@ -81,7 +81,7 @@ std::optional<SignatureBlock> RsaPublicKey::Raise(const SignatureBlock& block) c
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) == 1 &&
       EVP_PKEY_encrypt(context.get(), raised.data(), &size, block.data(), block.size()) == 1 &&
       size == raised.size();
-  ERR_clear_error();  // a refused block leaves its reason in the thread's queue
+  ERR_clear_error();  // a refused block leaves an entry in the thread's error queue
   if (!done) return std::nullopt;
   return raised;
 }

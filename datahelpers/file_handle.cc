@@ -36,12 +36,12 @@ class PosixFiles final : public FileOpener {
  public:
   std::unique_ptr<FileHandle> OpenForReading(const std::string& path) override {
     errno = EINVAL;
-    if (path.find('\0') != std::string::npos) return nullptr;  // would name another file
-    // Without O_NONBLOCK a named pipe would hold up the open until somebody writes to it.
+    if (path.find('\0') != std::string::npos) return nullptr;  // open would see a shorter path
+    // Without O_NONBLOCK the open of a named pipe would wait for a writer.
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (descriptor < 0) return nullptr;
     auto file = AdoptDescriptor(descriptor);
-    // Asked of what was opened, not of the path, which may have come to name something else.
+    // fstat on the descriptor, because the path may name another file by now.
     struct stat status;
     if (::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return file;
     file.reset();

@@ -8,7 +8,8 @@
 namespace zenta::signing {
 namespace {
 
-// Takes `word` (lower case) off the front of `text`, in whatever case it stands there.
+// Removes `word` (lower case) from the front of `text`, ignoring ASCII case. False if it is not
+// there.
 bool TakeWord(std::string_view& text, std::string_view word) {
   const auto same = [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a + 32 : a) == b; };
   if (text.size() < word.size() || !std::equal(word.begin(), word.end(), text.begin(),

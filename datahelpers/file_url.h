@@ -7,10 +7,9 @@
 
 namespace zenta::signing {
 
-// The path of `file:///path`, `file://localhost/path` or `file:/path`, percent escapes decoded,
-// query and fragment left out. nil for every other URL and for an escape that is not two
-// hexadecimal digits. A path with a zero byte in it comes out as it is: no file can be opened by
-// it.
+// The path of `file:///path`, `file://localhost/path` or `file:/path`, with percent escapes decoded
+// and without query and fragment. nil for every other URL, and for an escape that is not two
+// hexadecimal digits. A zero byte (%00) stays in the path; FileOpener opens no such path.
 [[nodiscard]] Text PathOfFileUrl(std::string_view url);
 
 }  // namespace zenta::signing

@@ -11,7 +11,7 @@ namespace zenta::signing {
 inline constexpr std::string_view kLowerHexDigits = "0123456789abcdef";
 inline constexpr std::string_view kUpperHexDigits = "0123456789ABCDEF";
 
-// Two lower-case digits a byte, the high half first.
+// Two lower-case digits per byte, the high four bits first.
 [[nodiscard]] inline std::string HexOf(ByteView bytes) {
   std::string text;
   text.reserve(bytes.size() * 2);

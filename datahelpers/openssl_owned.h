@@ -1,6 +1,7 @@
-// Owners of OpenSSL's objects: Owned<BIGNUM, BN_free> frees its object when it goes.
+// Smart pointers to OpenSSL's objects: Owned<BIGNUM, BN_free> frees its object when it is
+// destroyed.
 //
-// Only for sources that link OpenSSL; no public header includes it.
+// Only for source files that link OpenSSL; no other header includes it.
 #pragma once
 
 #include <memory>

@@ -27,24 +27,24 @@ int Uninterrupted(Call call) {
   return result;
 }
 
-// The descriptor is closed by exec and is never 0, 1 or 2: in a process without standard streams, what
-// is printed must not end up in the file.
+// The descriptor is closed by exec and is never 0, 1 or 2: in a process that was started without
+// standard streams, printed text must not end up in the file.
 int OpenFile(const fs::path& path, int flags, mode_t mode) {
   const int descriptor = Uninterrupted([&] { return open(path.c_str(), flags | O_CLOEXEC, mode); });
   if (descriptor < 0 || descriptor > STDERR_FILENO) return descriptor;
   const int other = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   const int error = errno;
   close(descriptor);
-  if (other < 0 && (flags & O_EXCL) != 0) unlink(path.c_str());  // it was just made
+  if (other < 0 && (flags & O_EXCL) != 0) unlink(path.c_str());  // this call created it
   errno = error;
   return other;
 }
 
-// To the disk itself where the system can ask for that (macOS), not only to its cache.
+// Flushes the file. On macOS fsync alone leaves data in the drive's cache; F_FULLFSYNC does not.
 int Sync(int descriptor) {
 #ifdef F_FULLFSYNC
   if (Uninterrupted([=] { return fcntl(descriptor, F_FULLFSYNC); }) == 0) return 0;
-    // Not every file system has it.
+    // Not every file system supports it.
 #endif
   return Uninterrupted([=] { return fsync(descriptor); });
 }
@@ -61,7 +61,7 @@ int WriteBytes(int descriptor, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t written = write(descriptor, bytes.data(), bytes.size());
     if (written < 0 && errno != EINTR) return errno;
-    if (written == 0) return EIO;  // no system does that; one that did would be asked for ever
+    if (written == 0) return EIO;  // does not happen; the loop would not end
     if (written > 0) bytes.remove_prefix(static_cast<std::size_t>(written));
   }
   return 0;
@@ -84,7 +84,7 @@ int ReplaceContents(const fs::path& target, std::string_view bytes, mode_t mode)
   return error;
 }
 
-// A folder that cannot be opened or synced is no reason to give up a file that is whole.
+// Ignores errors: the file itself is complete and in place.
 void SyncFolder(const fs::path& folder) {
   const int descriptor = OpenFile(folder, O_RDONLY | O_DIRECTORY, 0);
   if (descriptor < 0) return;

@@ -24,7 +24,7 @@ std::optional<SignatureBlock> PadPayload(ByteView payload) {
 
 Data PayloadOf(const SignatureBlock& padded) {
   if (padded[0] != 0 || padded[1] != 1) return std::nullopt;
-  // The payload begins behind the first byte that is not fill, and that byte has to be the zero.
+  // The first byte that is not fill has to be the zero; the payload begins after it.
   const auto fill = padded.begin() + 2;
   const auto separator = std::find_if(fill, padded.end(), [](auto byte) { return byte != kFill; });
   if (separator - fill < kMinFill || separator == padded.end() || *separator != 0) {

@@ -12,13 +12,13 @@
 namespace zenta::signing {
 namespace {
 
-// A configuration that cannot work does not build.
+// A build with an invalid configuration fails.
 static_assert(sizeof built_in::kModulus == kSignatureBytes && sizeof built_in::kAlphabet == 64 + 1);
 static_assert(built_in::kModulus[0] >= 0x80, "the modulus needs all of its 1,024 bits");
 static_assert(built_in::kModulus[kSignatureBytes - 1] % 2 == 1, "an RSA modulus is odd");
 static_assert(built_in::kExponent % 2 == 1 && built_in::kExponent >= 3);
 
-// Reads exactly bytes.size() bytes of lower-case digits.
+// Fills `bytes` from exactly two lower-case hexadecimal digits for each.
 bool ReadHex(std::string_view text, std::span<std::uint8_t> bytes) {
   if (text.size() != bytes.size() * 2) return false;
   for (std::size_t i = 0; i != bytes.size(); ++i) {
@@ -47,7 +47,8 @@ bool ReadExponent(std::string_view text, SigningConfig& config) {
          config.exponent >= 3 && config.exponent % 2 == 1;
 }
 
-// A permutation, so that every character can be written and is read in one way.
+// Takes permutations of these characters only, so that every position has one character, and the
+// other way round.
 bool ReadAlphabet(std::string_view text, SigningConfig& config) {
   constexpr std::string_view kSorted =
       "-0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
@@ -69,7 +70,8 @@ bool ReadDevelopment(std::string_view text, SigningConfig& config) {
   return text == "yes" || text == "no";
 }
 
-// One `name = value` line: who reads the value, and what it should have been if that refuses it.
+// One `name = value` line: the function that reads the value, and the end of the error message if
+// it refuses.
 struct Field {
   std::string_view name;
   bool (*read)(std::string_view text, SigningConfig& config);
@@ -92,7 +94,7 @@ std::string_view WithoutBlanks(std::string_view text) {
 
 using Fields = std::array<bool, std::size(kFields)>;
 
-// Reads one line that is neither empty nor a comment; what is wrong with it, or nothing.
+// Reads one line that is neither empty nor a comment. Returns the fault, or nullopt.
 std::optional<std::string> ReadLine(std::string_view line, SigningConfig& config, Fields& seen) {
   const std::size_t equals = line.find('=');
   if (equals == std::string_view::npos) return "wanted: name = value";
@@ -139,7 +141,7 @@ std::variant<SigningConfig, std::string> ParseSigningConfig(std::string_view tex
 }
 
 std::variant<SigningConfig, std::string> ReadSigningConfig(const std::string& path) {
-  constexpr std::size_t kLimit = 65536;  // far above any real one
+  constexpr std::size_t kLimit = 65536;  // bytes; a real one has under 1,000
   const auto file = SystemFiles().OpenForReading(path);
   if (!file) return path + ": cannot be opened";
   const Data bytes = ReadAll(*file, kLimit);

@@ -38,14 +38,14 @@ using signing::SystemFiles;
 using signing::Text;
 using signing::TextArg;
 
-constexpr std::size_t kChunkBytes = 4096;  // what one read asks for, whatever the file's size
+constexpr std::size_t kChunkBytes = 4096;  // requested by one read of a file
 constexpr std::size_t kDigestBytes = std::tuple_size_v<Md5Digest>;
 constexpr std::size_t kLongBytes = 64;
 constexpr std::size_t kMixedBytes = 32;
 
 ByteView BytesBeforeZero(std::string_view text) { return BytesOf(text.substr(0, text.find('\0'))); }
 
-// The bytes behind the digest are zeros, so that the long form depends on nothing but the input.
+// In the long form zeros follow the digest, so that it depends on the input alone.
 std::string RenderedDigest(ByteView bytes, int digest_length) {
   const Md5Digest digest = Md5Of(bytes);
   if (digest_length == int{kDigestBytes}) return HexOf(digest);
@@ -54,7 +54,7 @@ std::string RenderedDigest(ByteView bytes, int digest_length) {
   return HexOf(buffer);
 }
 
-// Appends the character whose number the byte is, U+0000 to U+00FF, as UTF-8.
+// Appends the character with the byte's value as its code point (U+0000 to U+00FF), as UTF-8.
 void AppendCharacter(std::uint8_t byte, std::string& text) {
   if (byte < 0x80) {
     text.push_back(static_cast<char>(byte));
@@ -63,7 +63,7 @@ void AppendCharacter(std::uint8_t byte, std::string& text) {
   }
 }
 
-// The unreserved characters of RFC 3986, 2.3: everything else means something in some URL.
+// The unreserved characters of RFC 3986, 2.3, which never need escaping.
 bool IsUnreserved(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
          c == '.' || c == '_' || c == '~';
@@ -137,9 +137,9 @@ Text ZTDHClass::ZTDHMethod020ZTDHMethod020Arg1(TextArg first, TextArg second) {
   if (!first || !second || first->size() < kMixedBytes || second->size() < kMixedBytes) {
     return std::nullopt;
   }
-  // The bytes at the even positions of the first text, then those at the odd positions of the second.
-  // Each byte becomes a character of its own, also where it was part of a longer UTF-8 sequence: the
-  // mixed text always has 32 characters.
+  // The bytes at even positions of the first text, then those at odd positions of the second. Each
+  // byte becomes a character, even if it was part of a longer UTF-8 sequence, so the mixed text
+  // always has 32 characters.
   const ByteView even = BytesOf(*first), odd = BytesOf(*second);
   std::string mixed;
   for (std::size_t i = 0; i != kMixedBytes; i += 2) AppendCharacter(even[i], mixed);
@@ -174,7 +174,7 @@ Data ZTDHClass::ZTDHMethod014(DataArg text) {
 }
 
 Data ZTDHClass::ZTDHMethod021(DataArg block) {
-  // Made once: a caller may open many blocks, and the key does not change.
+  // Made once, because a caller can open many blocks.
   static const RsaPublicKey key(BuiltInSigningConfig());
   return block ? OpenSignatureBlock(*block, key) : std::nullopt;
 }

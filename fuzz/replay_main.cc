@@ -1,5 +1,5 @@
-// Replays files through a fuzz target without libFuzzer: every argument is a file or a folder of files. Any compiler can
-// build it, so the seed corpora and past findings run as ordinary tests.
+// Replays files through a fuzz target without libFuzzer: every argument is a file or a folder of
+// files. Any compiler can build it, so the seed corpora and past findings run as ordinary tests.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -15,7 +15,7 @@ namespace {
 int Replay(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file), {}};
-  // An exactly sized heap copy, so that the address sanitizer sees a read one past the end.
+  // An exactly sized heap copy, so that the address sanitizer sees a read past the end.
   const std::vector<std::uint8_t> input(bytes.begin(), bytes.end());
   LLVMFuzzerTestOneInput(input.data(), input.size());
   return 1;

@@ -1,4 +1,4 @@
-// How a fuzz target says that an input broke what must hold: it ends the program.
+// How a fuzz target reports that an input violates an invariant: it ends the program.
 #pragma once
 
 #include <cstdio>

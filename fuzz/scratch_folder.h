@@ -1,5 +1,5 @@
-// Where fuzz targets and tests keep their files: in memory if there is a folder for that, since a
-// disk takes most of the time of a target that writes a file for each input.
+// Where fuzz targets and tests keep their files: in a memory file system if there is one, because a
+// disk would take most of the time of a target that writes a file for each input.
 #pragma once
 
 #include <cstdlib>
@@ -18,7 +18,7 @@ inline std::string ScratchRoot() {
              : std::filesystem::temp_directory_path().string();
 }
 
-// A new folder there, which is removed at the end with all that is in it.
+// A new folder there, which is removed at the end with its contents.
 class ScratchFolder {
  public:
   explicit ScratchFolder(const std::string& name) : path_(ScratchRoot() + "/" + name + "-XXXXXX") {

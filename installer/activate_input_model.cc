@@ -28,7 +28,7 @@ void ZTActivateInputModel::zt_activateInputSource() {
   LogLine("will register input");
   registerInput();
   const auto source = findZentaInputSource();
-  // Also without a source: what enabling nothing means is for the service to say.
+  // Also if no source was found: the service then returns a status of its own for "no source".
   Step("will activate zenta input ", source.get(), &InputSources::Enable, "did enable input: ");
   activateInputSourceByMode(kModeId);
 }
@@ -60,8 +60,8 @@ void ZTActivateInputModel::activateInputSource(const InputSource* source) {
   Step("will select input ", source, &InputSources::Select, "did select input: ");
 }
 
-// One service between its two log lines. A line that cannot be written, or a source that cannot be
-// described, is no reason to leave a source disabled.
+// Logs a line, calls a service, and logs its status. A line that cannot be written, or a source
+// that cannot be described, does not stop the call: otherwise a source could stay disabled.
 void ZTActivateInputModel::Step(std::string_view before, const InputSource* source, Service service,
                                 std::string_view after) {
   LogLine(before, AttemptOr("", [&] { return Describe(source); }));

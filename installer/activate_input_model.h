@@ -1,5 +1,5 @@
-// Brings the installed input method up: makes its bundle known to the system's input sources,
-// enables it and selects its mode, so that the person can type with it at once.
+// Activates the installed input method: registers its bundle with the system's input sources,
+// enables it and selects its mode, so that the user can type with it at once.
 #pragma once
 
 #include <memory>
@@ -9,27 +9,30 @@
 
 namespace zenta {
 
-// Every step is logged, and so is the status of every service; none of them stops the sequence, and
-// neither does a platform call that throws. Borrows the platform's parts. Main thread only.
+// Every step and the status of every service are logged. No status stops the sequence, nor does a
+// platform call that throws. Borrows the platform's parts. Main thread only.
 class ZTActivateInputModel {
  public:
   ZTActivateInputModel(installer::InputSources& sources, installer::Log& log)
       : sources_(sources), log_(log) {}
 
-  // The whole sequence: register, enable the bundle's own source, activate its mode.
+  // The whole sequence: registers the bundle, enables its own source, activates its mode.
   void zt_activateInputSource();
 
-  // The bundle's own source, the one without a mode: the modes are entries of their own. Null if it
-  // is not listed.
+  // The bundle's own source, which has no mode ID; its modes are separate entries of the list. Null
+  // if it is not listed.
   [[nodiscard]] std::unique_ptr<installer::InputSource> findZentaInputSource();
 
+  // Registers the bundle at its fixed path. Returns the service's status.
   installer::InputSourceStatus registerInput();
 
-  // Activates the first source in the system's order that has this mode ID; nothing if none has.
+  // Activates the first source in the system's order that has this mode ID. Does nothing if none
+  // has.
   void activateInputSourceByMode(std::string_view mode_id);
 
-  // Disables, enables and selects the source. In this order on purpose: a freshly installed source
-  // is picked up when it is enabled anew. REQUIRES: `source` is of this platform's list, or null.
+  // Disables, enables and selects the source. In this order on purpose: the system notices a newly
+  // installed source when it is enabled again. REQUIRES: `source` is of this platform's list, or
+  // null.
   void activateInputSource(const installer::InputSource* source);
 
  private:

@@ -1,4 +1,4 @@
-// Calls that must not stop what comes after them.
+// Calls whose failure must not stop the calls after them.
 #pragma once
 
 #include <type_traits>
@@ -6,8 +6,8 @@
 
 namespace zenta::installer {
 
-// The call's result, or `otherwise` if it throws: to the updater a platform call that throws is one
-// that failed, and a step that was begun is always followed by those that belong to it.
+// The call's result, or `otherwise` if it throws. To the updater, a platform call that throws has
+// failed like one that returns its failure result, and the steps that have to follow still run.
 template <class Call, class Result = std::invoke_result_t<Call&>>
 Result AttemptOr(std::type_identity_t<Result> otherwise, Call call) noexcept {
   try {
@@ -17,12 +17,13 @@ Result AttemptOr(std::type_identity_t<Result> otherwise, Call call) noexcept {
   }
 }
 
+// Makes the call and ignores what it throws.
 template <class Call>
 void Attempt(Call call) noexcept {
   try {
     call();
   } catch (...) {
-    // The failure is the result; there is nobody to tell it to.
+    // Nothing can be done about the failure, and nothing reads it.
   }
 }
 

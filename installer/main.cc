@@ -1,5 +1,5 @@
-// zenta-update: one run of the update flow. Takes no arguments and always ends with status 0;
-// whoever starts it learns the outcome from the notifications.
+// zenta-update: one run of the update flow. Takes no arguments and always ends with status 0; other
+// programs learn the outcome from the notifications.
 #include <signal.h>
 
 #include "installer/attempt.h"
@@ -8,9 +8,10 @@
 
 namespace {
 
-// A log that nobody reads and a file that must not grow are errors of the write that meets them, not
-// the end of the program between an installation and its activation. The signals are caught instead of
-// ignored, because exec gives a caught signal's default back to whatever program the system starts.
+// A closed log pipe and a file size limit have to be errors of write(2): their signals would end
+// the program between an installation and its activation. The signals are caught and not ignored,
+// because exec resets a caught signal to its default action, but keeps an ignored one ignored in
+// the installer.
 void KeepWriteErrorsFromKilling() {
   struct sigaction caught {};
   caught.sa_handler = [](int) {};
@@ -18,7 +19,8 @@ void KeepWriteErrorsFromKilling() {
   for (const int number : {SIGPIPE, SIGXFSZ}) sigaction(number, &caught, nullptr);
 }
 
-// A parent that ignores SIGCHLD hands that down, and then no child's exit status is kept.
+// A parent that ignores SIGCHLD passes that on, and the system then discards the exit statuses of
+// this program's children.
 void KeepExitStatuses() {
   struct sigaction usual {};
   usual.sa_handler = SIG_DFL;

@@ -21,7 +21,7 @@ std::string ScriptSource(const std::string& path, std::span<const std::string> a
   return "do shell script \"" + command + "\" with administrator privileges";
 }
 
-// The person who dismissed the prompt is told what it was for, whatever the script language says.
+// A dismissed password prompt has a fixed text, whatever message the script language gives.
 Text ErrorText(ScriptOutcome failure) {
   if (failure.error_number == kScriptCancelled) return kPasswordRequired;
   return std::move(failure.error_message);

@@ -1,5 +1,5 @@
-// Runs a program with administrator rights, through the system's script language: that is what asks
-// the person for the password.
+// Runs a program with administrator rights through the system's script language, which asks the
+// user for the password.
 #pragma once
 
 #include <cstdint>
@@ -12,13 +12,13 @@
 
 namespace zenta::installer {
 
-// Runs `path` with `arguments` and says whether that succeeded. `output`, if given, receives what
-// the script gives back (the program's standard output as the script language tells it; nil if it
-// tells none) on success; `error`, if given, why it failed, or nil if nothing is known; `number`, if
-// given, the error number of a failure, or nullopt.
+// Runs `path` with `arguments`, and returns whether that succeeded. Each of the three results is
+// optional. `output` is set on success: the program's standard output as the script language
+// returns it, or nil. `error` and `number` are set on failure: the message and the error number, or
+// nil if the script language gives none.
 //
-// The caller minds the quoting: the path stands in single quotes, the arguments are joined by
-// blanks without any, and nothing is escaped. They must not come from outside.
+// Nothing is escaped: the path is put in single quotes, and the arguments are joined by blanks
+// without quotes. So neither may come from untrusted input.
 [[nodiscard]] bool RunAsAdministrator(ScriptRunner& scripts, const std::string& path,
                                       std::span<const std::string> arguments,
                                       signing::Text* output = nullptr,

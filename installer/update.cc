@@ -28,25 +28,24 @@ constexpr char kInstallerPath[] = "/usr/sbin/installer";
 constexpr char kRunNotification[] = "ZentaIMupdate_Run_Notification";
 constexpr char kFailNotification[] = "ZentaIMupdate_Fail_Notification";
 constexpr char kFailureKey[] = "install_fail_num";
-// The stamp of a package that was tried and could not be removed.
+// Holds the stamp of a package that was tried and could not be removed.
 constexpr char kLeftoverKey[] = "package_left_behind";
 
-// A digest file has 171 characters. Larger ones than this cannot be signed, whatever they hold, and
-// are not taken into memory.
+// In bytes. A digest file has 171 characters and perhaps blanks and line ends; a larger one than
+// this is refused, and not read into memory.
 constexpr std::size_t kDigestFileLimit = 65536;
 
-// The payload that the digest file carries; nil if the file is not one that the release side made.
+// The payload of the digest file; nil if the file is not a signature block of this build's key.
 Data SignedPayload(DownloadedFile& file) {
   const Data text = ReadAll(file, kDigestFileLimit);
   if (!text || text->empty()) return std::nullopt;
   const Data block = ZTDHClass::ZTDHMethod014(text);
-  // Exactly one block, because bytes after the first one would not be looked at.
+  // Exactly one block, because ZTDHMethod021 ignores bytes after the first one.
   if (!block || block->size() != kSignatureBytes) return std::nullopt;
   return ZTDHClass::ZTDHMethod021(block);
 }
 
-// Whether the payload is, byte for byte, the package's digest in lower-case digits: such bytes are
-// also the only valid text that is equal to it.
+// Whether the payload is, byte for byte, the package's digest in lower-case digits.
 bool IsSigned(DownloadedFile& package, DownloadedFile& digest_file) {
   const Data payload = SignedPayload(digest_file);
   if (!payload) return false;
@@ -54,7 +53,7 @@ bool IsSigned(DownloadedFile& package, DownloadedFile& digest_file) {
   return digest && TextOf(*payload) == *digest;
 }
 
-// Of the file that `path` names now; nullopt if it names none that can be opened.
+// The stamp of the file that `path` names now; nullopt if it cannot be opened.
 std::optional<std::int64_t> StampAt(Files& files, const std::string& path) {
   const auto file = files.OpenForReading(path);
   return file ? file->Stamp() : std::nullopt;
@@ -64,8 +63,8 @@ void LogLine(Platform& platform, const std::string& text) {
   Attempt([&] { platform.log->Line(text); });
 }
 
-// The file at `path` if nobody but root and this user decides what it holds; else null, and the log
-// tells why.
+// Opens the file at `path` if only root and this user can decide what it holds. Otherwise logs the
+// reason and returns null; also null, without a log line, if the file cannot be opened.
 std::unique_ptr<DownloadedFile> OpenTrusted(Platform& platform, const std::string& path) {
   auto file = platform.files->OpenForReading(path);
   const auto reason = file ? file->WhyDistrusted() : std::nullopt;
@@ -74,13 +73,13 @@ std::unique_ptr<DownloadedFile> OpenTrusted(Platform& platform, const std::strin
   return nullptr;
 }
 
-// A verified package: where it lies, and the stamp of the file that was read there.
+// A verified package: its path, and the stamp of the file that was read there.
 struct Package {
   std::string path;
   std::int64_t stamp;
 };
 
-// nullopt if there is no package that may be installed. Nothing was changed then.
+// The package at `path` if it is trusted and signed; otherwise nullopt. Changes nothing.
 std::optional<Package> VerifiedPackage(Platform& platform, const std::string& path,
                                        const std::string& digest_path) {
   const auto package = OpenTrusted(platform, path);
@@ -89,14 +88,14 @@ std::optional<Package> VerifiedPackage(Platform& platform, const std::string& pa
   if (digest_file == nullptr) return std::nullopt;
   const auto stamp = package->Stamp();
   if (!stamp || !IsSigned(*package, *digest_file)) return std::nullopt;
-  // The installer opens the path by itself: it has to name this file still, and nobody may have
-  // written to it since it was opened.
+  // The installer opens the path again. So the path still has to name this file, and the file must
+  // not have been written to since it was opened here.
   if (StampAt(*platform.files, path) != stamp) return std::nullopt;
   return Package{path, *stamp};
 }
 
-// The third failure in a row is announced and clears the counter, and the cycle starts again. A
-// success leaves the counter as it is, on purpose. Whether the counter was stored.
+// The first two failures are counted; the third posts the notification and clears the counter. A
+// success does not clear the counter, on purpose. Returns whether the counter could be stored.
 bool CountFailure(UserDefaults& defaults, Notifications& notifications) {
   if (!defaults.HasObject(kFailureKey)) return defaults.SetInteger(kFailureKey, 1);
   const std::int64_t failures = defaults.Integer(kFailureKey);
@@ -105,7 +104,7 @@ bool CountFailure(UserDefaults& defaults, Notifications& notifications) {
   return defaults.Remove(kFailureKey);
 }
 
-// A failure that cannot be counted is told by the result alone.
+// False also if a call throws.
 bool TryCountFailure(Platform& platform) {
   return AttemptOr(false,
                    [&] { return CountFailure(*platform.defaults, *platform.notifications); });
@@ -115,7 +114,7 @@ enum class Attempted { kInstalled, kFailed, kNothing };
 
 Attempted RunInstaller(Platform& platform, const std::string& package) {
   const std::array<std::string, 4> arguments = {"-pkg", package, "-target", "/"};
-  Text output, error;  // kept to the end of the attempt, shown to nobody
+  Text output, error;  // neither logged nor shown
   std::optional<std::int64_t> number;
   if (RunAsAdministrator(*platform.scripts, kInstallerPath, arguments, &output, &error, &number)) {
     return Attempted::kInstalled;
@@ -123,7 +122,7 @@ Attempted RunInstaller(Platform& platform, const std::string& package) {
   return number == kInstallerBusy ? Attempted::kNothing : Attempted::kFailed;
 }
 
-// Whether the package is gone. A newer one that has taken its name meanwhile stays.
+// Returns whether the package is gone. A newer file that has taken its name meanwhile is kept.
 bool TryRemove(Files& files, const Package& package) {
   return AttemptOr(false, [&] {
     const auto stamp = StampAt(files, package.path);
@@ -131,14 +130,15 @@ bool TryRemove(Files& files, const Package& package) {
   });
 }
 
-// Without this note every run would install the package again, and ask for the password.
+// Notes in the user defaults that this package was tried. Otherwise every run would ask for the
+// password and install it again.
 void NoteLeftover(Platform& platform, const Package& package) {
   LogLine(platform, "cannot remove " + package.path + "; it will not be installed again");
   Attempt([&] { (void)platform.defaults->SetInteger(kLeftoverKey, package.stamp); });
 }
 
-// A leftover of an earlier run, which tried it. If it can be removed now, that run is complete;
-// another failure if not.
+// Removes a package that an earlier run tried and could not remove. If that fails again, a failure
+// is counted.
 void RemoveLeftover(Platform& platform, const Package& package) {
   if (TryRemove(*platform.files, package)) {
     Attempt([&] { (void)platform.defaults->Remove(kLeftoverKey); });
@@ -148,8 +148,8 @@ void RemoveLeftover(Platform& platform, const Package& package) {
   }
 }
 
-// One attempt, to its end whatever fails. The package is removed last, and never before its failure
-// is counted: whoever kills the program in between gets another attempt, not a lost download.
+// One attempt. The package is removed last, and never before its failure is counted: if the program
+// is killed in between, the next run tries again and the download is not lost.
 void InstallPackage(Platform& platform, const Package& package) {
   const Attempted attempted = RunInstaller(platform, package.path);
   if (attempted == Attempted::kNothing) {
@@ -189,9 +189,9 @@ void RunUpdate(Platform& platform) noexcept {
     Files& files = *platform.files;
     const std::string package = files.StandardizePath(kPackagePath);
     const std::string digest_file = files.StandardizePath(kDigestPath);
-    // Without a package the digest file is not even read.
+    // If either file is missing, neither is opened.
     if (!files.Exists(package) || !files.Exists(digest_file)) return;
-    // A second updater waits for the first, and then finds the package gone.
+    // A second updater waits here for the first one, and usually finds the package gone.
     const auto lock = files.LockFolderOf(package);
     if (lock == nullptr) return LogLine(platform, "another update is running; nothing done");
     UpdateFrom(platform, package, digest_file);

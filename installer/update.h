@@ -1,19 +1,20 @@
-// The update flow: what the program does, once, when it is started.
+// The update flow, which the program runs once when it is started.
 #pragma once
 
 #include "installer/platform.h"
 
 namespace zenta::installer {
 
-// Announces the run; if a downloaded package and its signed digest are there, are trusted and agree,
-// installs the package with administrator rights, brings the input source up or counts the failure,
-// and removes the package. Has no result: what it leaves behind is the installed input method, the
-// failure counter in the user's defaults, the notifications and the log. Before the package is
-// found to be signed nothing is changed, so whatever goes wrong until then is a quiet stop.
+// Posts the run notification. Then, if a downloaded package and its signed digest file exist, are
+// trusted and match, installs the package with administrator rights, activates the input source or
+// counts the failure, and removes the package. The effects are the installed input method, the
+// failure counter in the user defaults, the notifications and the log; there is no result. Nothing
+// is changed before the package is verified, so a fault until then ends the run quietly.
 //
-// Of several updaters at once one does all this, while the others wait. A package that failed is
-// removed only when the failure is counted. One that was tried and cannot be removed is noted in the
-// defaults and not tried again; each run that finds it is a failure.
+// If several updaters run at once, one does all this while the others wait. A package whose
+// installation failed is removed only after the failure is counted. One that was tried and cannot
+// be removed is noted in the user defaults and not tried again; each run that finds it counts a
+// failure, unless it can remove it.
 void RunUpdate(Platform& platform) noexcept;
 
 }  // namespace zenta::installer

@@ -1,4 +1,4 @@
-// A process that runs a function of the test and ends; killed at the object's end if it still runs.
+// A child process that runs a function. The destructor kills it if it still runs.
 #pragma once
 
 #include <signal.h>
@@ -9,7 +9,7 @@ namespace zenta {
 
 class Child {
  public:
-  // The exit status is what `fn` returns.
+  // Forks and calls `fn`, whose result is the exit status. SIGALRM ends the child after 60 seconds.
   template <class Fn>
   explicit Child(Fn fn) : id_(fork()) {
     if (id_ != 0) return;
@@ -20,7 +20,7 @@ class Child {
   Child& operator=(const Child&) = delete;
   ~Child() { Kill(); }
 
-  // Waits for its end. The exit status, or 128 and the signal that ended it.
+  // Waits for the end. Returns the exit status, or 128 plus the signal that ended the child.
   int Wait() {
     int status = 0;
     waitpid(id_, &status, 0);

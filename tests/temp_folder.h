@@ -1,4 +1,4 @@
-// A folder of a test's own, removed with all that is in it.
+// A temporary folder for a test. The destructor removes it with its contents.
 #pragma once
 
 #include <cstdlib>
@@ -25,7 +25,7 @@ class TempFolder {
     std::ifstream file(path_ / name, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
   }
-  // Makes the folders above the file, too. Returns the file's path.
+  // Writes a file and creates the folders above it. Returns the file's path.
   std::string Put(const std::string& name, const std::string& contents) const {
     std::filesystem::create_directories((path_ / name).parent_path());
     std::ofstream(path_ / name, std::ios::binary) << contents;

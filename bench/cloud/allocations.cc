@@ -6,8 +6,8 @@ namespace {
 std::atomic<std::size_t> count = 0;
 }  // namespace
 
-// A program's own malloc comes before the C library's for all that it loads; glibc offers its own
-// under these names, too.
+// A program's malloc replaces the C library's in everything that it loads. glibc also offers its
+// own under these names.
 #if defined(__GLIBC__)
 extern "C" {
 void* __libc_malloc(std::size_t n);

@@ -1,15 +1,16 @@
-// Counts allocations: every call of malloc, calloc and realloc in the process, operator new's and
-// those of the peers' libraries among them.
+// Counts allocations: all calls of malloc, calloc and realloc in the process, including those of
+// operator new and of the peers' libraries.
 #pragma once
 
 #include <cstddef>
 
 namespace zenta::bench {
 
-// How many there were so far.
+// The number of allocations so far.
 [[nodiscard]] std::size_t AllocationCount();
 
-// How many `run` makes when it is run a second time, memory that it keeps being there then.
+// The number of allocations of a second run of `run`, which reuses the memory that the first one
+// kept.
 template <class Run>
 double AllocationsOf(Run& run) {
   run();

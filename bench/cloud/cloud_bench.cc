@@ -1,12 +1,13 @@
-// A typical request and a typical response, to bytes and to JSON text and back, beside protobuf with
-// its arena, protozero and RapidJSON. All make and read the very same bytes; all memory is there
-// from the message before. `allocs` and `allocs_PEER`: allocations for one such message.
+// A typical request and a typical response, to bytes and to JSON text and back, beside protobuf
+// with its arena, protozero and RapidJSON. All of them write and read the same bytes. All memory is
+// there from the message before. `allocs` and `allocs_PEER`: the allocations for one such message.
 //
-// `protozero_visit`: protozero visiting each field. `yyjson` and `simdjson`: these parsing the text and
-// visiting each value. Nothing is kept of it: the least that anybody does who reads a message.
+// `protozero_visit`: protozero visits each field; `yyjson` and `simdjson`: these parse the text and
+// visit each value. None of it is kept. That is the least that any reader of a message has to do.
 //
-// protobuf's messages hold UTF-8 and its encoder only copies it, while ours and protozero's begin
-// with 16-bit text; and protobuf's decoder, and RapidJSON's bare parse, leave texts as UTF-8.
+// protobuf's messages hold UTF-8, which its encoder only copies, while ours and protozero's
+// encoding begins with 16-bit text. protobuf's decoder, and RapidJSON's bare parse, leave texts as
+// UTF-8.
 #include <benchmark/benchmark.h>
 #include <google/protobuf/arena.h>
 
@@ -41,7 +42,7 @@ const Messages& TheMessages() {
   return messages;
 }
 
-// A record, and the message of protobuf that is the same.
+// A record, and the protobuf message that corresponds to it.
 struct Request {
   using Record = CloudRequest;
   using Peer = zenta::cloud::proto::CloudRequest;
@@ -59,7 +60,7 @@ std::string Written(const R& record) {
   return write_message(record, out) ? std::string(out.output().std_view()) : "failed";
 }
 
-// An arena of protobuf's that keeps its memory from message to message.
+// A protobuf arena that keeps its memory from message to message.
 class PeerArena {
  public:
   template <class M>
@@ -171,9 +172,9 @@ void BM_JsonWrite(benchmark::State& state) {
 BENCHMARK(BM_JsonWrite<Request>);
 BENCHMARK(BM_JsonWrite<Response>);
 
-// From text to record, beside RapidJSON's in-situ parse with what it takes to have the record
-// (`rapidjson`) and without (`rapidjson_parse`). It changes the text, so it begins with copying it.
-// `also_parse`: our parse alone, without the record.
+// From text to record, beside RapidJSON's in-situ parse: alone (`rapidjson_parse`) and with the
+// conversion to the record (`rapidjson`). That parse needs a copy of the text that it may change, so
+// it begins by making one. `also_parse` is our own tree parser alone.
 template <class Kind>
 void BM_JsonRead(benchmark::State& state) {
   using Record = typename Kind::Record;

@@ -1,8 +1,9 @@
 // A typical request and a typical response, as records.
 //
-// The request: 8 identity strings, 20 log records, 4 attachments. The response: 20 candidates, 10
-// service entries, 10 cards, Chinese text throughout. Payloads are printable, as they are where a
-// service takes JSON too, so that every contestant writes the very same JSON text.
+// The request has 8 identity strings, 20 log records and 4 attachments. The response has 20
+// candidates, 10 service entries and 10 cards, with Chinese text throughout. Payloads are
+// printable, as with a service that also accepts JSON, so that every contestant writes the same
+// JSON text.
 #pragma once
 
 #include <array>
@@ -55,7 +56,7 @@ class Messages {
  private:
   Bytes Text(const std::string& text) { return arena_.copy(Bytes(text)); }
   Bytes Numbered(const char* text, std::uint32_t i) { return Text(text + std::to_string(i)); }
-  // `n` characters as of a payload in base64.
+  // `n` characters like those of a payload in base64.
   Bytes Payload(std::uint32_t n) {
     std::string text;
     for (std::uint32_t i = 0; i < n; ++i) text += "ABCDEFGHIJKLMNOPqrstuvwx0123456"[i * i % 31];
@@ -133,7 +134,8 @@ class Messages {
     }
     response.sug_card_list = MakeList<SugCard>(10);
     for (std::uint32_t i = 0; i < 10; ++i) {
-      // Without a package name: what is written is not what is read, on purpose.
+      // Without a package name, which on purpose is written under another key than it is read
+      // under.
       response.sug_card_list[i] = {300 + i,
                                    Word(i),
                                    Word(i + 1),

@@ -1,6 +1,6 @@
-// The same messages by protozero and by RapidJSON: what somebody would write who has these records
-// and one of those libraries. The code is made from the field tables, which at run time comes to the
-// same as writing it out by hand. Where a library has no UTF-16, our own transcoder does its part.
+// The same messages by protozero and by RapidJSON, as a user of these records and of one of those
+// libraries would write it. The code is generated from the field tables; at run time that is the
+// same as code written by hand. Where a library has no UTF-16, our own transcoder converts.
 #pragma once
 
 #define RAPIDJSON_SSE2  // its quicker form
@@ -34,7 +34,7 @@ inline constexpr bool kIsList<List<T>> = true;
 
 // ---- Texts
 
-// UTF-8 of a text of at most 1024 units, good until the next call.
+// UTF-8 of a text of at most 1024 units, valid until the next call.
 inline std::string_view ToUtf8(Text16 text) {
   static char bytes[3 * 1024];
   return {bytes,
@@ -115,7 +115,7 @@ void TakeByProtozero(protozero::pbf_reader& in, T& value, tstl::Chunk& arena) {
   }
 }
 
-// The chain of comparisons with constants becomes a jump by the field number.
+// The compiler turns the chain of comparisons with constants into a jump by the field number.
 template <class R>
 void ReadByProtozero(protozero::pbf_reader in, R& record, tstl::Chunk& arena) {
   while (in.next()) {
@@ -183,7 +183,7 @@ void WriteByRapidJson(JsonOut& out, const R& record) {
 template <class R>
 void ReadByRapidJson(const JsonValue& object, R& record, tstl::Chunk& arena);
 
-// Byte strings stay where the parser put them: it is spared the copy that ours makes.
+// Byte strings stay where the parser put them; it is spared the copy that our reader makes.
 template <class T>
 void TakeByRapidJson(const JsonValue& from, T& value, tstl::Chunk& arena) {
   if constexpr (kIsList<T>) {

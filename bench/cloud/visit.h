@@ -1,5 +1,5 @@
-// Every value of a message visited and nothing of it kept: the least that a reader can do. By
-// protozero, and by yyjson and simdjson where these take part.
+// Visits every value of a message and keeps none of it: the least that a reader can do. By
+// protozero, and by yyjson and simdjson if they take part.
 #pragma once
 
 #if defined(ZENTA_PEER_SIMDJSON)
@@ -20,9 +20,9 @@
 
 namespace zenta::bench {
 
-// What a visit has seen.
+// What a visit has counted.
 struct Seen {
-  std::uint64_t values = 0;      // containers among them
+  std::uint64_t values = 0;      // objects and arrays included
   std::uint64_t text_bytes = 0;  // of strings and keys
   std::uint64_t sum = 0;         // of the numbers
 
@@ -32,7 +32,7 @@ struct Seen {
 template <class R>
 void VisitByProtozero(protozero::pbf_reader in, Seen& seen);
 
-// The visit of a field whose member is a T.
+// Visits a field whose member is a T.
 template <class T>
 void VisitField(protozero::pbf_reader& in, Seen& seen) {
   ++seen.values;
@@ -61,7 +61,7 @@ void VisitByProtozero(protozero::pbf_reader in, Seen& seen) {
   }
 }
 
-// For comparison: the same of our own tree.
+// The same for our own tree, for comparison.
 inline void Visit(tstl::JsonNode* node, tstl::Chunk& arena, Seen& seen) {
   ++seen.values;
   if (std::uint64_t number; node->integer(number)) seen.sum += number;
@@ -92,7 +92,7 @@ inline void Visit(yyjson_val* value, Seen& seen) {
   }
 }
 
-// Its parse and the visit, in memory that is there already.
+// yyjson's parse and the visit, in memory that was allocated before.
 class YyjsonVisitor {
  public:
   explicit YyjsonVisitor(const std::string& text)
@@ -115,7 +115,7 @@ class YyjsonVisitor {
 #endif
 
 #if defined(ZENTA_PEER_SIMDJSON)
-// On demand: a value is decoded when it is asked for, into memory that is there already.
+// On demand: a value is decoded when it is asked for, into memory that was allocated before.
 class SimdjsonVisitor {
  public:
   explicit SimdjsonVisitor(const std::string& text) : text_(text) {}

@@ -1,5 +1,5 @@
 // The JSON reader beside RapidJSON's in-situ parse, and the writer beside RapidJSON's. Both readers
-// parse a fresh copy of the text into memory that is there already; both writers write into a
+// parse a fresh copy of the text into memory that was allocated before. Both writers write into a
 // buffer that is large enough.
 #include <benchmark/benchmark.h>
 #define RAPIDJSON_SSE2  // its quicker form
@@ -24,8 +24,8 @@ using tstl::JsonNode;
 using zenta::bench::Contestant;
 using zenta::bench::Race;
 
-// Writes a message of records like those of the cloud service through any writer; `text` is a
-// string of every record.
+// Writes a message of records like those of the cloud service, through any writer. `text` is one of
+// the strings in each record.
 template <class Out>
 void WriteRecords(Out& out, int count, std::string_view text) {
   out.BeginArray();

@@ -1,5 +1,5 @@
-// A key-value file to read and to write: the word list of Debian's python3-jieba with its counts,
-// where it is installed, else a synthetic one of the same kind.
+// The entries of a key-value file to read and to write: the word list of Debian's python3-jieba
+// with its counts if it is installed, otherwise a synthetic one of the same kind.
 #pragma once
 
 #include <unistd.h>
@@ -48,7 +48,7 @@ inline const std::vector<Entry>& entries() {
   return all;
 }
 
-// A file that is gone at the end.
+// The path of a temporary file, which is removed at the end.
 class TempFile {
  public:
   explicit TempFile(const char* name = "bench")

@@ -18,7 +18,7 @@ namespace {
 using zenta::bench::Contestant;
 using zenta::bench::Race;
 
-// How the file stands on the disk; std::getline always reads it as UTF-8 without a mark.
+// The encoding of the file on disk; std::getline always reads it as UTF-8 without a mark.
 enum Form { kUtf8, kUtf8Mark, kUtf16 };
 constexpr const char* kFormNames[] = {"UTF-8", "UTF-8 with a mark", "UTF-16"};
 
@@ -38,7 +38,7 @@ void WriteEntries(const char* path, std::int64_t form) {
   }
 }
 
-// What is read, in a number, so that nothing of it can be left out.
+// A checksum of what is read, so that no part of the work can be optimized away.
 struct Sum {
   std::uint64_t lines = 0, values = 0;
   bool operator==(const Sum&) const = default;

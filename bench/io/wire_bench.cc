@@ -1,5 +1,5 @@
-// The wire writer and reader beside protozero, a small encoder and decoder of the same format that
-// does without generated code: records of a few numbers and short texts, nested one deep.
+// The wire writer and reader beside protozero, a small encoder and decoder of the same format
+// without generated code. The records have a few numbers and short texts, and are nested one deep.
 #include <benchmark/benchmark.h>
 
 #include <protozero/pbf_reader.hpp>

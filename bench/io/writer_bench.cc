@@ -19,12 +19,12 @@ using zenta::bench::Contestant;
 using zenta::bench::FreshFiles;
 using zenta::bench::Race;
 
-// Where the lines are written: into new files, where the system's part of the work is the same for
-// all, or into /dev/null, which leaves the program's own part.
+// Where the lines are written: to new files, where the system's share of the work is the same for
+// all, or to /dev/null, which leaves the program's own share.
 enum Target { kFile, kNull };
 
-// Runs each contestant, a function of a path, into a file and compares what is there then; then
-// races them.
+// Runs each contestant, a function of a path, and compares the files that they write; then races
+// them.
 template <class... Runs>
 void RaceToFile(benchmark::State& state, Contestant<Runs>... contestants) {
   FreshFiles files;

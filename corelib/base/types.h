@@ -32,6 +32,10 @@ inline constexpr std::uint32_t NOT_FOUND = 0xFFFFFFFF;
 // A code unit: `unsigned char` for 8-bit text (UTF-8 where it is text) and raw bytes, `unsigned
 // short` for 16-bit code units (UTF-16 where it is text). All lengths and positions of the library
 // count units.
+//
+// A function template that is declared in a header and compiled in a source file takes `class T`, not
+// `Unit T`. clang 18 and newer put the constraint into the name that the linker sees, g++ 14 does
+// not, and a program of one is linked with a library of the other.
 template <class T>
 concept Unit = std::same_as<T, unsigned char> || std::same_as<T, unsigned short>;
 

@@ -1,9 +1,9 @@
 // Output: the buffer that a writer fills, with the pointers that its inner loops need.
 //
-// A writer holds the place where it writes itself (`at`, null while it has no memory) and hands it
-// in. So the length of the buffer is not kept up to date with every byte; give_back() does that.
-// When memory cannot be had the buffer is emptied and stays so, whatever is written, until clear():
-// no message is ever continued with a hole in it.
+// A writer keeps its write position itself (`at`, null while it has no memory) and passes it in. So
+// the length of the buffer is not updated with every byte; give_back() sets it. When an allocation
+// fails, the buffer is emptied and stays empty, whatever is written, until clear(): no message is
+// ever continued with a gap in it.
 #pragma once
 
 #include <cassert>
@@ -15,16 +15,16 @@ namespace tstl::detail {
 
 class Output {
  public:
-  // Whether there is room for `n` bytes from `at` on without asking for more.
+  // Whether `n` bytes from `at` on fit without allocating more.
   [[nodiscard]] bool has_room(const unsigned char* at, std::uint64_t n) const noexcept {
     return n <= static_cast<std::uint64_t>(limit_ - at);
   }
-  // Makes room for `n` bytes from `at` on, up to which the buffer is filled. Returns where that
-  // place is now, or null. REQUIRES: n is not 0.
+  // Makes space for `n` bytes from `at` on, where the contents end. Returns the new address of that
+  // position, or null when the allocation failed. REQUIRES: n is not 0.
   [[nodiscard]] unsigned char* room(unsigned char* at, std::uint64_t n) noexcept {
     return has_room(at, n) ? at : more_room(at, n);
   }
-  // Where the byte at `position` stands now. REQUIRES: it was written.
+  // The current address of the byte at offset `position`. REQUIRES: it was written.
   [[nodiscard]] unsigned char* place(std::uint64_t position) const noexcept {
     return begin_ + position;
   }
@@ -32,12 +32,12 @@ class Output {
     return static_cast<std::uint64_t>(at - begin_);
   }
 
-  // The buffer, filled up to `at`, for others to read and change. The writer has no memory then:
-  // its next room() takes up what it finds in the buffer.
+  // Sets the length of the buffer to `at` and returns the buffer for others to read and change. The
+  // writer has no memory then: its next room() continues after what the buffer holds.
   Buffer<unsigned char>& give_back(const unsigned char* at) noexcept;
   // Empties the buffer, keeping its memory, for a new message.
   void clear(const unsigned char* at) noexcept;
-  // Lets go of the memory; the buffer stays empty from here on.
+  // Frees the memory. The buffer stays empty until clear().
   void fail() noexcept;
 
   [[nodiscard]] bool failed() const noexcept { return failed_; }

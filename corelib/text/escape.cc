@@ -90,7 +90,7 @@ T* resolve(BufferRefMutable<T>& rest, T* dst) {
 
 }  // namespace
 
-template <Unit T>
+template <class T>
 std::uint64_t escaped_size(BufferRef<T> text) noexcept {
   std::uint64_t size = text.len();
   for (const T unit : text) {
@@ -100,7 +100,7 @@ std::uint64_t escaped_size(BufferRef<T> text) noexcept {
   return size;
 }
 
-template <Unit T>
+template <class T>
 void escape(BufferRef<T> text, T* dst) noexcept {
   for (const T unit : text) {
     const unsigned char letter = letter_of(unit);
@@ -116,7 +116,7 @@ void escape(BufferRef<T> text, T* dst) noexcept {
   }
 }
 
-template <Unit T>
+template <class T>
 unsigned unescape(BufferRef<T> text, T* dst) noexcept {
   T* const start = dst;
   // No escape is shorter than what it stands for, so `dst` never passes the length of `text`.

@@ -18,15 +18,15 @@
 namespace tstl::detail {
 
 // Units that `text` takes when escaped: up to four times its length.
-template <Unit T>
+template <class T>
 [[nodiscard]] std::uint64_t escaped_size(BufferRef<T> text) noexcept;
 // Writes the escaped text to `dst`, escaped_size(text) units.
-template <Unit T>
+template <class T>
 void escape(BufferRef<T> text, T* dst) noexcept;
 
 // Writes the text with its escapes resolved to `dst`, which has room for text.len() units; returns
 // the units written.
-template <Unit T>
+template <class T>
 unsigned unescape(BufferRef<T> text, T* dst) noexcept;
 
 extern template std::uint64_t escaped_size(BufferRef<unsigned char>) noexcept;

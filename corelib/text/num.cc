@@ -32,39 +32,49 @@ unsigned finish(T* buf, const char* chars, std::to_chars_result written) {
   return static_cast<unsigned>(end - buf);
 }
 
-}  // namespace
-
 template <Unit T>
-unsigned NUM::zz_toreal(T* buf, double value) noexcept {
+unsigned write_real(T* buf, double value) noexcept {
   // real_to_chars knows the fewest digits, but chooses between its two forms by length; here the
   // magnitude decides, so that neighbouring numbers look alike.
   if (std::isnan(value)) value = std::abs(value);  // its sign means nothing
   const double size = std::abs(value);
   const bool fixed = size == 0 || (size >= kLeastFixed && size < kLeastScientific);
-  char chars[kRealRoom];
+  char chars[NUM::kRealRoom];
   return finish(buf, chars,
                 real_to_chars(chars, chars + sizeof chars, value,
                               fixed ? std::chars_format::fixed : std::chars_format::scientific));
 }
 
 template <Unit T>
-unsigned NUM::zz_toreal(T* buf, double value, unsigned int_digits, unsigned frac_digits) noexcept {
+unsigned write_real(T* buf, double value, unsigned int_digits, unsigned frac_digits) noexcept {
   // This keeps the room bounded: the greatest `double` has 309 digits before the point.
-  if (!(std::abs(value) < kLeastScientific)) return zz_toreal(buf, value);
-  int_digits = std::min(int_digits, kMaxRealDigits);
-  frac_digits = std::min(frac_digits, kMaxRealDigits);
-  char chars[kFixedRealRoom];
+  if (!(std::abs(value) < kLeastScientific)) return write_real(buf, value);
+  int_digits = std::min(int_digits, NUM::kMaxRealDigits);
+  frac_digits = std::min(frac_digits, NUM::kMaxRealDigits);
+  char chars[NUM::kFixedRealRoom];
   const unsigned len =
       finish(buf, chars,
              real_to_chars(chars, chars + sizeof chars, value, std::chars_format::fixed,
                            static_cast<int>(frac_digits)));
   const unsigned fraction = frac_digits == 0 ? 0 : frac_digits + 1;
-  return zz_fixp(buf, len, int_digits + fraction + std::signbit(value));
+  return NUM::zz_fixp(buf, len, int_digits + fraction + std::signbit(value));
 }
 
-template unsigned NUM::zz_toreal(unsigned char*, double) noexcept;
-template unsigned NUM::zz_toreal(unsigned short*, double) noexcept;
-template unsigned NUM::zz_toreal(unsigned char*, double, unsigned, unsigned) noexcept;
-template unsigned NUM::zz_toreal(unsigned short*, double, unsigned, unsigned) noexcept;
+}  // namespace
+
+unsigned NUM::zz_toreal(unsigned char* buf, double value) noexcept {
+  return write_real(buf, value);
+}
+unsigned NUM::zz_toreal(unsigned short* buf, double value) noexcept {
+  return write_real(buf, value);
+}
+unsigned NUM::zz_toreal(unsigned char* buf, double value, unsigned int_digits,
+                        unsigned frac_digits) noexcept {
+  return write_real(buf, value, int_digits, frac_digits);
+}
+unsigned NUM::zz_toreal(unsigned short* buf, double value, unsigned int_digits,
+                        unsigned frac_digits) noexcept {
+  return write_real(buf, value, int_digits, frac_digits);
+}
 
 }  // namespace tstl

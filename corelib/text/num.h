@@ -109,14 +109,15 @@ struct NUM {
   // The shortest text that reads back as the same value: like 1234.5 or 0.001 from 1e-6 up to below
   // 1e21 (and for zero, which keeps its sign), where integers show their exact digits; like 1.5e-07
   // or 1e+21 outside; "nan", "inf" and "-inf". Room: kRealRoom.
-  template <Unit T>
-  static unsigned zz_toreal(T* buf, double value) noexcept;
+  static unsigned zz_toreal(unsigned char* buf, double value) noexcept;
+  static unsigned zz_toreal(unsigned short* buf, double value) noexcept;
   // With `frac_digits` digits after the point (and no point for 0), correctly rounded, and at least
   // `int_digits` before it, filled up with zeros after the sign; both at most kMaxRealDigits. From
   // 1e21 on, and for what is not finite, the shortest form. Zero and what rounds to it keep their
   // sign. Room: kFixedRealRoom.
-  template <Unit T>
-  static unsigned zz_toreal(T* buf, double value, unsigned int_digits,
+  static unsigned zz_toreal(unsigned char* buf, double value, unsigned int_digits,
+                            unsigned frac_digits) noexcept;
+  static unsigned zz_toreal(unsigned short* buf, double value, unsigned int_digits,
                             unsigned frac_digits) noexcept;
 
  private:
@@ -130,10 +131,5 @@ struct NUM {
     return value < 0 ? 0 - bits : bits;
   }
 };
-
-extern template unsigned NUM::zz_toreal(unsigned char*, double) noexcept;
-extern template unsigned NUM::zz_toreal(unsigned short*, double) noexcept;
-extern template unsigned NUM::zz_toreal(unsigned char*, double, unsigned, unsigned) noexcept;
-extern template unsigned NUM::zz_toreal(unsigned short*, double, unsigned, unsigned) noexcept;
 
 }  // namespace tstl

@@ -4,15 +4,54 @@
 #include <bit>
 #include <cassert>
 
+#include "corelib/base/cpu.h"
+
+#if defined(__x86_64__) && !defined(ZENTA_PLAIN_VECTORS)
+#include <immintrin.h>
+#define ZENTA_SCAN_AVX2
+#endif
+
 namespace tstl::detail {
 
-template <Unit T>
+#if defined(ZENTA_SCAN_AVX2)
+namespace {
+
+// One bit for each of 32 bytes, set where it is LF or CR.
+ZENTA_TARGET_AVX2 inline std::uint32_t breaks_avx2(const unsigned char* p) {
+  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i_u*>(p));
+  const __m256i feeds = _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8('\n'));
+  const __m256i returns = _mm256_cmpeq_epi8(bytes, _mm256_set1_epi8('\r'));
+  return static_cast<std::uint32_t>(_mm256_movemask_epi8(_mm256_or_si256(feeds, returns)));
+}
+
+// As first_break_of_blocks. REQUIRES: n >= 32.
+ZENTA_TARGET_AVX2 std::uint64_t first_break_avx2(const unsigned char* p, std::uint64_t n) {
+  constexpr std::uint64_t kStep = 32;
+  std::uint64_t i = 0;
+  for (; i + kStep <= n; i += kStep) {
+    const std::uint32_t breaks = breaks_avx2(p + i);
+    if (breaks != 0) return i + static_cast<unsigned>(std::countr_zero(breaks));
+  }
+  // The rest as a whole block: units that are read twice hold no break.
+  const std::uint32_t breaks = breaks_avx2(p + (n - kStep));
+  return breaks != 0 ? n - kStep + static_cast<unsigned>(std::countr_zero(breaks)) : n;
+}
+
+}  // namespace
+#endif
+
+template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n) {
+#if defined(ZENTA_SCAN_AVX2)
+  if constexpr (sizeof(T) == 1) {
+    if (n >= 32 && base::cpu_level() >= base::CpuLevel::kAvx2) return first_break_avx2(p, n);
+  }
+#endif
   return first_of_blocks(p, n, T{'\n'}, T{'\r'});
 }
 
 // Compares in full wherever the first and the last unit fit.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   using Block = base::Block<T>;
   constexpr std::uint64_t kStep = Block::kUnits;
@@ -43,7 +82,7 @@ std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::
 
 // Leaps from one first unit to the next where these are rare; where leaps turn out short, the
 // stretches that are compared in between grow, until the leaps no longer count.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m) {
   constexpr std::uint64_t kShort = 4 * base::Block<T>::kUnits;
   constexpr std::uint64_t kLong = 256 * kShort;

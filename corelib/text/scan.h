@@ -89,17 +89,22 @@ constexpr std::uint64_t first_of(const T* p, std::uint64_t n, Sought... sought) 
 }
 
 // First LF or CR of a run of a block or more, `n` when there is none.
-template <Unit T>
+template <class T>
 std::uint64_t first_break_of_blocks(const T* p, std::uint64_t n);
 
 // The same of any run. Text is taken apart into lines more often than anything else is searched for,
-// so what is sought is compiled in.
+// so what is sought is compiled in. Most lines of 8-bit text end in the first block, which is searched
+// without a call.
 template <Unit T>
 constexpr std::uint64_t first_break(const T* p, std::uint64_t n) {
-  if (!std::is_constant_evaluated() && n >= base::Block<T>::kUnits) {
-    return first_break_of_blocks(p, n);
+  using Block = base::Block<T>;
+  if (std::is_constant_evaluated() || n < Block::kUnits) return first_of(p, n, T{'\n'}, T{'\r'});
+  if constexpr (sizeof(T) == 1) {
+    const auto block = Block::load(p);
+    const auto mask = (equal(block, Block::fill('\n')) | equal(block, Block::fill('\r'))).mask();
+    if (mask) return mask.first();
   }
-  return first_of(p, n, T{'\n'}, T{'\r'});
+  return first_break_of_blocks(p, n);
 }
 
 // Last position that holds one of `sought`, `n` when there is none.
@@ -143,9 +148,9 @@ constexpr bool same_units(const T* a, const T* b, std::uint64_t n) {
 // First of `starts` positions from `p` on where the `m` units at `s` stand, `starts` when there is
 // none; the second one is for long runs. REQUIRES: a block of positions at least; m > 0 units can
 // be read from each.
-template <Unit T>
+template <class T>
 std::uint64_t first_run_near(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
-template <Unit T>
+template <class T>
 std::uint64_t first_run_far(const T* p, std::uint64_t starts, const T* s, std::uint64_t m);
 
 // First start of the `m` units at `s`; `n` when there is none. REQUIRES: 0 < m <= n.

@@ -130,10 +130,8 @@ double parse_long(Reader<T> in) {
   return digits.value(shift);
 }
 
-}  // namespace
-
 template <Unit T>
-double STR::zz_toreal(const T* p, Length n) noexcept {
+double read_real(const T* p, STR::Length n) noexcept {
   Reader<T> in(p, n);
   const bool negative = in.take_sign();
   const bool starts_with_point = in.size() != 0 && in.rest()[0] == '.';
@@ -143,7 +141,9 @@ double STR::zz_toreal(const T* p, Length n) noexcept {
   return negative ? -value : value;
 }
 
-template double STR::zz_toreal(const unsigned char*, Length) noexcept;
-template double STR::zz_toreal(const unsigned short*, Length) noexcept;
+}  // namespace
+
+double STR::zz_toreal(const unsigned char* p, Length n) noexcept { return read_real(p, n); }
+double STR::zz_toreal(const unsigned short* p, Length n) noexcept { return read_real(p, n); }
 
 }  // namespace tstl

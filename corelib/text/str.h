@@ -197,9 +197,13 @@ struct STR {
   template <Unit T>
   [[nodiscard]] static constexpr int zz_findcrlf(const T* p, Length n, unsigned& brk_len) noexcept {
     const Length at = detail::first_break(p, n);
-    brk_len = at == n ? 0 : 1;
+    if (at == n) [[unlikely]] {
+      brk_len = 0;
+      return position(at, n);
+    }
+    brk_len = 1;
     // Foreseen, as all breaks of a text are alike, the next search need not wait for it.
-    if (n - at > 1 && p[at] == '\r') [[unlikely]] {
+    if (p[at] == '\r' && n - at > 1) [[unlikely]] {
       if (p[at + 1] == '\n') [[likely]]
         brk_len = 2;
     }
@@ -350,8 +354,8 @@ struct STR {
   // are 1.5. Anything else ("", "-", ".", "inf", " 1") is 0. Rounded to the nearest double, ties to
   // even, however many digits there are. A value past the greatest double is that one with its
   // sign, like the other parsers' limits; one below the least is a signed 0.
-  template <Unit T>
-  [[nodiscard]] static double zz_toreal(const T* p, Length n) noexcept;
+  [[nodiscard]] static double zz_toreal(const unsigned char* p, Length n) noexcept;
+  [[nodiscard]] static double zz_toreal(const unsigned short* p, Length n) noexcept;
 
   // ---- Single units
 
@@ -383,8 +387,5 @@ struct STR {
     return len;
   }
 };
-
-extern template double STR::zz_toreal(const unsigned char*, Length) noexcept;
-extern template double STR::zz_toreal(const unsigned short*, Length) noexcept;
 
 }  // namespace tstl

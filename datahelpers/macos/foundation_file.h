@@ -7,8 +7,8 @@
 
 namespace zenta::signing {
 
-// Keeps the handle for its own life and reads on from where the handle stands. Whether the file is
-// closed when this goes depends on whether somebody else keeps the handle too.
+// Retains the handle for its lifetime, and reads from the handle's current position. The file is
+// closed when the last owner releases the handle, which need not be this object.
 class FoundationFile final : public FileHandle {
  public:
   // REQUIRES: `handle` is not nil.
@@ -16,8 +16,8 @@ class FoundationFile final : public FileHandle {
   ~FoundationFile() override;
   FoundationFile(FoundationFile&&) = delete;
 
-  // Lets the handle's exception pass at a read error, on purpose: it ends an Objective-C caller of
-  // the digests as the handle itself would.
+  // On a read error the handle's exception passes through, on purpose: it ends an Objective-C
+  // caller as a read from the handle itself would.
   [[nodiscard]] std::optional<std::size_t> Read(std::span<std::uint8_t> into) override;
 
  private:

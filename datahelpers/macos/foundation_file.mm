@@ -12,8 +12,8 @@ FoundationFile::FoundationFile(NSFileHandle* handle) : handle_([handle retain]) 
 FoundationFile::~FoundationFile() { [handle_ release]; }
 
 std::optional<std::size_t> FoundationFile::Read(std::span<std::uint8_t> into) {
-  // Every chunk is an object. Without a scope of its own it would stay until the whole file was
-  // read. (An outer scope also ends this one when the read raises.)
+  // Every chunk is an autoreleased object. Without a pool of its own it would stay until the whole
+  // file was read. (If the read raises, the outer pool drains this one.)
   NSAutoreleasePool* scope = [[NSAutoreleasePool alloc] init];
   const std::size_t asked = std::min<std::size_t>(into.size(), 1 << 30);
   NSData* chunk = [handle_ readDataOfLength:static_cast<unsigned int>(asked)];

@@ -1,6 +1,6 @@
-// Foundation's strings and data as the text and data of the portable code, and back.
+// Converts Foundation's strings and data to the text and data of the portable code, and back.
 //
-// nil is nullopt in every direction. What is handed out as an object is autoreleased.
+// nil is nullopt in both directions. Returned objects are autoreleased.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -9,13 +9,13 @@
 
 namespace zenta::signing {
 
-// nullopt also for a text that UTF-8 cannot say (half of a surrogate pair).
+// nullopt also for a text that UTF-8 cannot encode (it has a lone surrogate).
 [[nodiscard]] Text TextOfString(NSString* string);
 
 // nil also for bytes that are not UTF-8.
 [[nodiscard]] NSString* StringOfText(TextArg text);
 
-// The object's own bytes, for as long as it lives unchanged.
+// A view of the object's own bytes, valid until it is changed or released.
 [[nodiscard]] DataArg BytesOfObject(NSData* data);
 
 [[nodiscard]] NSData* ObjectOfBytes(DataArg bytes);

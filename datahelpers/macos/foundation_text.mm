@@ -3,7 +3,7 @@
 namespace zenta::signing {
 
 Text TextOfString(NSString* string) {
-  // As data and not as a C string, which a zero character would cut short.
+  // As data, because a zero character would end a C string.
   const DataArg bytes = BytesOfObject([string dataUsingEncoding:NSUTF8StringEncoding]);
   if (!bytes) return std::nullopt;
   return TextOf(*bytes);

@@ -1,25 +1,25 @@
-// ZTDHClass for Objective-C callers: the same helpers under their selectors. What each one gives is
-// told in datahelpers/ztdh_class.h, whose class of this name in `zenta` does the work.
+// ZTDHClass for Objective-C callers. Each method forwards to the member of zenta::ZTDHClass with
+// the same name; datahelpers/ztdh_class.h describes them.
 //
-// nil in gives nil out, and nil is the only failure result. Results are autoreleased.
+// A nil argument gives nil, and nil is the only failure result. Results are autoreleased.
 #pragma once
 
 #import <Foundation/Foundation.h>
 
 @interface ZTDHClass : NSObject
 
-// 16 bytes. A file that cannot be read to its end is not caught, on purpose, and ends a caller: the
-// handle's exception passes from the first, a C++ zenta::signing::FileReadError from the next
-// three.
+// These return 16 bytes, ZTDHMethod003: their digits. If a file cannot be read to its end, the
+// exception is not caught, on purpose, and ends a caller that does not catch it either. The first
+// method raises the handle's exception, the other three throw a C++ zenta::signing::FileReadError.
 + (NSData*)MD5DataWithFileHandle:(NSFileHandle*)handle;
 + (NSData*)ZTDHMethod004:(NSString*)path;
 + (NSData*)ZTDHMethod005:(NSURL*)url;
 + (NSString*)ZTDHMethod003:(NSString*)path;
-// The whole file is read into memory first; nil if that fails.
+// Reads the whole file into memory first; nil if that fails.
 + (NSString*)calcMD5FromFile:(NSString*)path;
 
-// `count` is in bytes, of which it says 32 bits. `length` is 16 for 32 digits; any other value, on
-// purpose, gives 128.
+// `count` is in bytes and has 32 bits. If `length` is 16 the result has 32 digits; any other value,
+// on purpose, gives 128.
 + (NSMutableString*)getMD5FromData:(const void*)bytes
                  ZTDHMethod001Arg1:(unsigned int)count
                  ZTDHMethod001Arg2:(int)length;

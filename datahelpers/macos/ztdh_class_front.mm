@@ -23,8 +23,8 @@ using zenta::signing::TextOfString;
 }
 
 + (NSData*)ZTDHMethod005:(NSURL*)url {
-  // A file reference URL names the file by number; only its path URL says where it is. nil for a
-  // URL of another scheme.
+  // A file reference URL identifies the file by number, and only filePathURL gives its path. That
+  // is nil for a URL of another scheme.
   return ObjectOfBytes(Helpers::ZTDHMethod005(TextOfString([[url filePathURL] absoluteString])));
 }
 

@@ -1,14 +1,15 @@
-// CloudRequest: what the engine asks the cloud suggestion service, and the records inside it.
+// CloudRequest: what the engine asks the cloud suggestion service for, and the records inside it.
 //
-// Plain structures. Strings are views and lists a pointer and a count; all of it lies in the arena
-// that the message was read into, or wherever the caller who fills a request keeps it. Nothing is
-// owned. A fresh record is empty: zeros, empty texts, and -1 in the three integers of SkinReport.
+// Plain structures. Strings are views, and lists are a pointer and a count. Both refer to the arena
+// that the message was read into, or to memory of the caller who fills a request; the structures
+// own nothing. A new record is empty: zeros, empty texts, and -1 in the three integers of
+// SkinReport.
 //
-// What the integer codes mean is the service's affair; they are copied and never interpreted.
+// Only the service interprets the integer codes; here they are copied.
 //
-// Each structure is followed by its table: field numbers of the binary form and JSON keys, in the
-// order in which they are written. Reading and writing: engine/records/record.h for one record,
-// engine/records/message.h for the whole message.
+// Each structure is followed by its table: the field numbers of the binary form and the JSON keys,
+// in the order in which they are written. Reading and writing: engine/records/record.h for one
+// record, engine/records/message.h for a whole message.
 #pragma once
 
 #include <cstdint>
@@ -46,7 +47,7 @@ constexpr auto fields_of(std::type_identity<InputInfo>) {
                 Field<3, "context_id", &InputInfo::context_id>>();
 }
 
-// The device and the editor that is typed into.
+// The device, and the editor that receives the text.
 struct EnvInfo {
   std::uint32_t check_id = 0;
   std::uint32_t net_type = 0;
@@ -92,8 +93,8 @@ struct SugLog {
   Text16 input_inline;
   Bytes pkg_name;
 };
-// On purpose the two texts differ in the binary form: the one is UTF-8, the other its 16-bit units
-// as they are.
+// The two texts differ in the binary form, on purpose: one is UTF-8, the other its 16-bit units as
+// they are.
 constexpr auto fields_of(std::type_identity<SugLog>) {
   return Fields<
       Field<1, "sug_log_type", &SugLog::sug_log_type>, Field<2, "input_id", &SugLog::input_id>,
@@ -112,7 +113,7 @@ constexpr auto fields_of(std::type_identity<AttachItem>) {
   return Fields<Field<1, "type", &AttachItem::type>, Field<2, "buff", &AttachItem::buff>>();
 }
 
-// The skin-resource report: four records in one.
+// The skin-resource report, which consists of four records.
 struct SkinInfo {
   Bytes skin_token;
   std::uint32_t res_id_type = 0;
@@ -122,7 +123,7 @@ constexpr auto fields_of(std::type_identity<SkinInfo>) {
                 Field<2, "res_id_type", &SkinInfo::res_id_type>>();
 }
 
-// Here 0 is a value like any other, and -1 means "not set".
+// In this record 0 is a value like any other, and -1 means "not set".
 struct SkinReport {
   static constexpr std::int64_t kNotSet = -1;
   std::int64_t status = kNotSet;

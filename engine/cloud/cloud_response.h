@@ -1,7 +1,7 @@
 // CloudResponse: what the cloud suggestion service answers, and the records inside it.
 //
-// Plain structures, as those of cloud_request.h: all strings and lists lie in the arena that the
-// message was read into, nothing is owned, a fresh record is zero and empty, and the service's
+// Plain structures, like those of cloud_request.h: all strings and lists lie in the arena that the
+// message was read into, and nothing is owned. A new record is zero and empty. The service's
 // integer codes are not interpreted.
 #pragma once
 
@@ -144,9 +144,9 @@ struct SugCard {
   Bytes download_url;
   Bytes apk_name;
 };
-// On purpose the package name is odd twice: JSON is written with the key "akp_name" and read with
-// "apk_name", so a card that was written does not read its own package name back; and the binary
-// form is read with it but never written.
+// The package name has two peculiarities, on purpose. JSON is written with the key "akp_name" and
+// read with "apk_name", so a card that was written does not read its own package name back. The
+// binary form of it is read but never written.
 constexpr auto fields_of(std::type_identity<SugCard>) {
   return Fields<Field<1, "card_id", &SugCard::card_id>, Field<2, "card_key", &SugCard::card_key>,
                 Field<3, "title", &SugCard::title>, Field<4, "content1", &SugCard::content1>,
@@ -161,7 +161,7 @@ struct CloudResponse {
   ServInfo serv_info;
   SugAction sug_action;
   MutiLian muti_lian;
-  Bytes ai_cloud;  // opaque here
+  Bytes ai_cloud;  // not interpreted here
   List<CandItem> cand_list;
   List<ServItem> serv_list;
   List<SugCard> sug_card_list;

@@ -1,5 +1,5 @@
-// The names of engine/records that the messages of this room are declared with, and those that read
-// and write them: these stand beside the records, so that a call finds them by its record.
+// The names of engine/records that declare the messages of this folder, and those that read and
+// write them. They stand beside the records, so that argument-dependent lookup finds them.
 #pragma once
 
 #include "engine/records/message.h"

@@ -13,7 +13,7 @@ using tstl::Buffer;
 using tstl::BufferRef;
 using Bytes = BufferRef<unsigned char>;
 
-// How the names of the two files end.
+// The suffixes of the two files' names.
 struct Endings {
   const char* request;
   const char* response;
@@ -21,13 +21,14 @@ struct Endings {
 constexpr Endings kEndings[] = {{".request.bin", ".response.bin"},
                                 {".request.json", ".response.json"}};
 
-// Reads the file, if it is a regular one of at most `most` bytes.
+// Reads the file if it is regular and has at most `most` bytes.
 bool ReadFile(const Buffer<unsigned char>& path, std::uint64_t most, Buffer<unsigned char>& bytes) {
   return !path.is_empty() &&
          tstl::detail::read_file(reinterpret_cast<const char*>(path.c_str()), bytes, most);
 }
 
-// Empty when memory is short, never a part of it: that would be another file's path.
+// Concatenates. Empty when an allocation fails, never a part: that would be the path of another
+// file.
 Buffer<unsigned char> Join(Bytes a, Bytes b, Bytes c = {}) {
   Buffer<unsigned char> text;
   if (text.recapacity(std::uint64_t{a.len()} + b.len() + c.len())) {
@@ -36,8 +37,7 @@ Buffer<unsigned char> Join(Bytes a, Bytes b, Bytes c = {}) {
   return text;
 }
 
-// The name, without its ending, of the recording of `request` that comes first; empty when there is
-// none.
+// The name, without its suffix, of the first recording of `request`; empty when there is none.
 Buffer<unsigned char> FindRecording(DIR* folder, Bytes folder_path, Bytes ending, Bytes request) {
   Buffer<unsigned char> found, bytes;
   while (const dirent* const entry = ::readdir(folder)) {
@@ -45,7 +45,7 @@ Buffer<unsigned char> FindRecording(DIR* folder, Bytes folder_path, Bytes ending
     if (!file.is_endwith(ending) || file.len() == ending.len()) continue;
     const Bytes name = file.sub_head_rev(ending.len());
     if (found && !found.is_greater(name)) continue;
-    // No foreign file costs more than what it is compared with.
+    // Other files are read only up to the length of the request.
     if (ReadFile(Join(folder_path, file), request.len(), bytes) && bytes.is_equal(request)) {
       found = name;
     }

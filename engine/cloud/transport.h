@@ -1,10 +1,9 @@
-// Transport: how a request reaches the cloud service and its response comes back. exchange.h has the
-// whole way from record to record.
+// Transport: how a request reaches the cloud service and its response comes back. exchange.h makes
+// a whole exchange, from record to record.
 //
-// The messages know nothing of the way they take: whoever embeds the engine brings a Transport of
-// its own. An exchange is bytes for bytes; what is in them is the business of cloud_request.h and
-// cloud_response.h, and whether they can be decoded is found out there. Nothing is thrown: what
-// went wrong is the result.
+// The messages do not depend on how they are sent: a program that embeds the engine provides its
+// own Transport. A transport exchanges bytes only; cloud_request.h and cloud_response.h encode and
+// decode them. It throws nothing and returns what went wrong.
 #pragma once
 
 #include <cstdint>
@@ -19,12 +18,12 @@ enum class CloudEncoding : std::uint8_t { kBinary, kJson };
 
 enum class ExchangeFault : std::uint8_t {
   kNone,
-  kUnreachable,  // the service, or what stands for it, cannot be reached
+  kUnreachable,  // the service, or its substitute, cannot be reached
   kNoAnswer,     // it was reached, and has no answer to this request
-  kBadAnswer,    // its answer could not be had whole, or is longer than the transport takes
+  kBadAnswer,    // its answer is incomplete, or longer than the transport accepts
 };
 
-// The fault in words, for people: a zero-terminated text that lives for ever.
+// A description of the fault for people: zero-terminated, with static storage.
 [[nodiscard]] constexpr const char* ExchangeFaultText(ExchangeFault fault) noexcept {
   constexpr const char* kTexts[] = {"no fault", "the service cannot be reached",
                                     "the service has no answer to this request",
@@ -36,9 +35,9 @@ class Transport {
  public:
   virtual ~Transport() = default;
 
-  // Sends `request` and waits for what comes back, which replaces the contents of `response`; after
-  // a fault it is empty. How long it may be, and how long to wait, is the transport's to bound.
-  // REQUIRES: `request` is not in the memory of `response`.
+  // Sends `request`, waits for the response and stores it in `response`, whose contents it
+  // replaces; after a fault `response` is empty. The transport bounds the length of the response
+  // and the waiting time. REQUIRES: `request` is not in the memory of `response`.
   [[nodiscard]] virtual ExchangeFault Exchange(CloudEncoding encoding,
                                                tstl::BufferRef<unsigned char> request,
                                                tstl::Buffer<unsigned char>& response) = 0;

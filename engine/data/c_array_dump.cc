@@ -31,7 +31,8 @@ struct Form<std::uint64_t> {
 
 constexpr std::string_view kLineStart = "\r\n    0x";
 
-// The next word of the data, which has at least a byte. A copy of a constant size is one load.
+// Takes the next word from the data, which has at least one byte. A copy of constant size is one
+// load.
 template <class Word>
 Word FetchWord(tstl::BufferRefMutable<Unit>& data) {
   Word word = 0;
@@ -56,7 +57,7 @@ Unit* WriteDigits(Unit* to, Word word) {
 template <class Word>
 class Line {
  public:
-  // The line of the first words of `data`, which are taken. REQUIRES: there is data.
+  // Takes the next words from `data` and returns their line. REQUIRES: `data` is not empty.
   Text Take(tstl::BufferRefMutable<Unit>& data) {
     assert(data);
     Unit* end = std::copy(kLineStart.begin(), kLineStart.end(), units_);

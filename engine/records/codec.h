@@ -3,12 +3,12 @@
 //   type                      binary                                  JSON
 //   integer                   varint, cut to the type's width         number
 //   bool                      varint; any non-zero is true            true or false
-//   float, double             4 and 8 bytes                           number; null for what is none
-//   enumeration               as the integers of its underlying type, which is named
+//   float, double             4 and 8 bytes                           number; null if not finite
+//   enumeration               as the integers of its underlying type, which is fixed
 //   Bytes                     the bytes                               string
 //   Text16                    UTF-8                                   string
 //   Text16 with As<RawUnits>  its units, little-endian                string
-//   a record                  nested message; left out if it has no   object, written even if empty
+//   a record                  nested message; omitted if it has no    object, written even if empty
 //                             field to write
 //   List<T>, T one of the     packed: one field with all elements;    array
 //   first four                read also as one field for each
@@ -18,22 +18,25 @@
 // A codec is a structure of static members. The members for a form that a type does not have are
 // missing, and a table that needs them does not compile:
 //
-//   kJsonType, kWireType     what a value looks like; a reader takes nothing else
+//   kJsonType, kWireType     the types of a value; readers accept no other
 //   kAlwaysInJson = true     optional: written in JSON although it is empty
-//   kOtherWireType           optional: another wire type that read_binary() takes
-//   is_empty(value)          whether it is left out (but in a list everything is written)
-//   read_json(value, json, state) -> bool      REQUIRES: the JSON value is of kJsonType. False when it
-//                            is no such value after all, with `value` as it was; then the codec has
-//                            told the state why: state.refuse(reason). A template: `json` is a node of
-//                            a tree (JsonNode&) or the place in a text that is being read
-//                            (JsonCursor&), which have the same calls
+//   kOtherWireType           optional: another wire type that read_binary() accepts
+//   is_empty(value)          whether it is omitted (but in a list everything is written)
+//   read_json(value, json, state) -> bool
+//                            REQUIRES: the JSON value is of kJsonType. False, with `value`
+//                            unchanged, when the JSON value does not fit; the codec then reports
+//                            the reason with state.refuse(reason). A template: `json` is a node of
+//                            a tree (JsonNode&) or a cursor in the text (JsonCursor&), which have
+//                            the same calls
 //   write_json(value, out)
-//   read_binary(value, field, state)           REQUIRES: field.type() is one of the two. For a List
-//                            whose elements are fields of their own one argument more, as below
-//   write_binary(value, number, out) -> out    `out` is any pass of a ProtoWrite, by value
+//   read_binary(value, field, state)
+//                            REQUIRES: field.type() is kWireType or kOtherWireType. For a List
+//                            whose elements are fields of their own it has one more argument, as
+//                            below
+//   write_binary(value, number, out) -> out
+//                            `out` is any pass of a ProtoWrite, by value
 //
-// A type of one's own gets its codec by a specialization of Codec, or, for single fields, by the
-// trait As<>.
+// Your own types get a codec by a specialization of Codec or, for single fields, by the trait As<>.
 #pragma once
 
 #include <algorithm>
@@ -57,7 +60,8 @@
 
 namespace zenta::records {
 
-// What a type without a codec has instead, so that the compiler says this and nothing else.
+// The codec of a type that has none. Its members keep the compiler from reporting anything but this
+// assertion.
 template <class T>
 struct Codec {
   static_assert(
@@ -79,7 +83,8 @@ struct Codec {
   }
 };
 
-// ---- Numbers. from_wire(bits): the value of a varint or a value of fixed size; lists need it.
+// ---- Numbers. from_wire(bits) converts the bits of a varint or of a fixed-size value; packed
+// lists use it.
 
 template <std::integral T>
 struct Codec<T> {
@@ -127,7 +132,7 @@ struct Codec<bool> {
   }
 };
 
-// Left out is zero alone, and not -0.0, which other bits stand for.
+// Only +0.0 is omitted. -0.0 has other bits, and is written.
 template <std::floating_point T>
 requires tstl::WireFixed<T>
 struct Codec<T> {
@@ -161,7 +166,8 @@ struct Codec<T> {
   }
 };
 
-// An enumeration whose underlying type is named, so that any number of that type is one of its values.
+// An enumeration with a fixed underlying type, so that every number of that type is one of its
+// values.
 template <class T>
 concept Enumeration = std::is_enum_v<T> && requires {
   T{0};
@@ -202,7 +208,7 @@ struct Codec<T> {
   }
 };
 
-// Whose lists are packed.
+// The types whose lists are packed.
 template <class T>
 concept Number = std::integral<T> || std::floating_point<T> || Enumeration<T>;
 
@@ -241,7 +247,6 @@ struct Codec<Bytes> : detail::TextCodec<unsigned char> {
 
 template <>
 struct Codec<Text16> : detail::TextCodec<unsigned short> {
-  // UTF-8 never has fewer bytes than the text has units.
   static void read_binary(Text16& text, const tstl::WireField& field, ReadState& state) {
     text = state.keep_utf8(field.bytes());
   }
@@ -253,15 +258,16 @@ struct Codec<Text16> : detail::TextCodec<unsigned short> {
   }
 };
 
-// 16-bit text that the binary form carries as its units, little-endian. A last byte that is no unit
-// is dropped.
+// 16-bit text that the binary form carries as its units, little-endian. An odd last byte is
+// dropped.
 struct RawUnits : detail::TextCodec<unsigned short> {
   static_assert(std::endian::native == std::endian::little, "units are sent as they lie in memory");
 
   static void read_binary(Text16& text, const tstl::WireField& field, ReadState& state) {
     text = state.keep_units(field.bytes());
   }
-  // A text of 2^31 units and more makes the message too long, whatever its length is said to be.
+  // A text of 2^31 units or more does not fit any message. FAILURE as its length makes the writer
+  // fail.
   template <class Pass>
   [[gnu::always_inline]] static Pass write_binary(Text16 text, std::uint32_t number,
                                                   Pass out) noexcept {
@@ -275,8 +281,8 @@ struct RawUnits : detail::TextCodec<unsigned short> {
 
 namespace detail {
 
-// The bytes of elements that are sent as they lie in memory. So many that 32 bits cannot count them
-// make the message too long, whatever their length is said to be.
+// The bytes of elements that are sent as they lie in memory. A size that exceeds 32 bits becomes
+// FAILURE, which is too long for any message and makes the writer fail.
 template <class T>
 Bytes bytes_of(const T* elements, std::uint32_t count) noexcept {
   const std::uint64_t size = std::uint64_t{count} * sizeof(T);
@@ -284,11 +290,11 @@ Bytes bytes_of(const T* elements, std::uint32_t count) noexcept {
           size < tstl::FAILURE ? static_cast<std::uint32_t>(size) : tstl::FAILURE};
 }
 
-// How many elements, of this wire type, a packed field that is well formed has; another has as many
-// before its fault, or fewer.
+// The number of elements in a well-formed packed field of this wire type. A malformed field has at
+// most that many before its fault.
 [[nodiscard]] std::uint32_t packed_count(Bytes packed, tstl::WireType type) noexcept;
 
-// Hands out the elements of a packed field.
+// Reads the elements of a packed field one by one.
 class PackedReader {
  public:
   PackedReader(Bytes packed, tstl::WireType type) noexcept
@@ -297,7 +303,7 @@ class PackedReader {
   // False at the end of the field and at its first fault.
   bool next(std::uint64_t& bits) noexcept;
   [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
-  // Where the element at fault begins.
+  // The first byte of the element at fault.
   [[nodiscard]] const unsigned char* place() const noexcept { return at_; }
 
  private:
@@ -309,8 +315,8 @@ class PackedReader {
 
 }  // namespace detail
 
-// record.h has these: all the fields or members of a record, read into it up to the fault of its own
-// bytes. A cursor comes back behind the object.
+// Defined in record.h. The readers read all fields or members of a record, up to the first fault of
+// the record's own bytes. A cursor is returned past the object.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state);
 template <Record R>
@@ -333,7 +339,7 @@ struct RecordIn {
 template <class T>
 struct RecordIn<List<T>> : RecordIn<T> {};
 
-// Whether a record of this type may lie inside of itself. `Outer`: those around it.
+// Whether a record of type R can contain another R, at any depth. `Outer`: the types around it.
 template <class R, class... Outer>
 consteval bool nests_in_itself() {
   if constexpr ((std::is_same_v<R, Outer> || ...)) {
@@ -349,7 +355,8 @@ consteval bool nests_in_itself() {
 
 }  // namespace detail
 
-// Only where a type nests in itself the nesting depends on the message and has to be counted.
+// Depth is counted only for types that can contain themselves. The nesting of all others is bounded
+// by their definition.
 template <Record R>
 struct Codec<R> {
   static constexpr auto kJsonType = tstl::JsonType::kObject;
@@ -390,12 +397,12 @@ struct Codec<R> {
   }
 };
 
-// Lists, and what else is a JSON array.
+// Lists and arrays, which are JSON arrays.
 
 namespace detail {
 
-// Whether what began at `start` and was not taken in is a value at all: one of a tree is. At a cursor
-// that is not known before it was passed.
+// Whether the value at `start`, which was not read, is well formed. In a tree every value is. A
+// cursor finds out by skipping it.
 inline const unsigned char* place_of(const tstl::JsonNode&) noexcept { return nullptr; }
 inline const unsigned char* place_of(const tstl::JsonCursor& json) noexcept { return json.place(); }
 inline bool is_value(const tstl::JsonNode&, const unsigned char*) noexcept { return true; }
@@ -412,7 +419,7 @@ struct ListCodec {
 
   static constexpr bool is_empty(const List<T>& list) noexcept { return list.is_empty(); }
 
-  // Appends the elements; those that are no values of T are left out.
+  // Appends the elements, and skips those that are not values of T.
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
     if (!list.reserve(count_of(array), state.arena())) {
       state.stop_for_memory();
@@ -471,7 +478,7 @@ template <class T>
 struct Codec<List<T>> : detail::ListCodec<T> {
   using Element = Codec<T>;
 
-  // Appends one element. `reserved`: the list has room for it.
+  // Appends one element. `reserved`: the list has space for it.
   static void read_binary(List<T>& list, const tstl::WireField& field, ReadState& state,
                           bool reserved = false) {
     T* const element = list.append(state.arena(), reserved);

@@ -1,12 +1,14 @@
-// A deep copy of a record: into another arena, so that the one that it was read into can be emptied.
+// A deep copy of a record into another arena, so that the arena that it was read into can be
+// emptied.
 //
 //   CloudResponse kept;
-//   if (!copy_record(response, kept, long_lived)) ...    // memory is short
-//   arena.rewind();                                      // `kept` is whole
+//   if (!copy_record(response, kept, long_lived)) ...    // out of memory
+//   arena.rewind();                                      // `kept` stays valid
 //
-// Copied is what the record's table names: texts, each with a zero after it, lists with their elements,
-// nested records, numbers. Members that no table names are copied as they are, views included. The
-// arena gives as much as all of it takes, with 4-byte alignment at least.
+// The members that the record's table names are copied: texts, each with a zero after it, lists
+// with their elements, nested records, numbers. Other members are copied by assignment, so views
+// among them still refer to the old memory. The arena is asked for exactly the bytes of each text
+// and list, aligned to at least 4.
 #pragma once
 
 #include <array>
@@ -23,8 +25,8 @@
 
 namespace zenta::records {
 
-// Makes `to`, which is not looked at and may be `from`, a copy of `from` in `arena`. False, and `to` as
-// it was, when memory is short.
+// Makes `to` a copy of `from` in `arena`. `to` may be `from`, and its old contents are not read.
+// False, with `to` unchanged, when the arena is out of memory.
 template <Record R>
 [[nodiscard]] bool copy_record(const R& from, R& to, tstl::ArenaRef arena);
 
@@ -32,7 +34,8 @@ template <Record R>
 
 namespace detail {
 
-// Each of these puts what the value refers to into the arena, and has the value refer to that.
+// Each of these copies what the value refers to into the arena and makes the value refer to the
+// copy. False when the arena is out of memory.
 
 template <class T>
 requires Number<T> || std::is_same_v<T, bool>

@@ -1,5 +1,5 @@
-// Field tables: a record is declared once, as a plain structure and a table of its fields. All that
-// reads and writes the record is made from the table (record.h).
+// Field tables: a record is declared once, as a plain structure and a table of its fields. The code
+// that reads and writes the record is generated from the table (record.h).
 //
 //   struct Card {
 //     std::uint32_t id = 0;
@@ -13,22 +13,22 @@
 //         Field<3, "pictures", &Card::pictures>>();
 //   }
 //
-// A field is a number (that of the binary form; 0 for a field that has none), a JSON key, a member,
-// and, where it is odd, its oddities as named traits. What the member's type means in either form is
-// the business of its codec (codec.h). Fields stand in the order in which they are written.
+// A field is a number (in the binary form; 0 for a field that has none), a JSON key, a member, and
+// traits for whatever is unusual about it. How a type of member looks in either form is defined by
+// its codec (codec.h). Fields stand in the order in which they are written.
 //
 // A trait is any type with one or more of these members; a table may name traits of its own:
 //
 //   kWrittenKey                          the JSON key that is written, if not the one that is read
 //   kAlwaysInJson, kNeverInBinary = true
 //   Codec                                another codec than that of the member's type
-//   is_absent(member) -> bool            the value that stands for "not there", if not 0 or empty
-//   applies(record) -> bool              whether the record has this field at all when it is written
+//   is_absent(member) -> bool            whether the value counts as absent (default: 0 and empty)
+//   applies(record) -> bool              whether the field is written at all for this record
 //   written_value(record) -> value       what is written, if not the member's own value
-//   after_read(record)                   runs when a reader has taken the field in
+//   after_read(record)                   runs after a reader has read the field
 //
-// Everything here is known at compile time; a table takes no memory. Whoever reads or writes a record
-// has its table checked: what is wrong with it is one error of the compiler, in words.
+// Everything here is evaluated at compile time; a table takes no memory. Code that reads or writes
+// a record checks its table, and a mistake in it is one compiler error that says what is wrong.
 #pragma once
 
 #include <algorithm>
@@ -47,7 +47,7 @@ namespace zenta::records {
 using Bytes = tstl::BufferRef<unsigned char>;
 using Text16 = tstl::BufferRef<unsigned short>;
 
-// A text that is part of a type.
+// A string literal as a template argument.
 template <std::size_t kSize>
 struct Name {
   char text[kSize] = {};
@@ -72,12 +72,12 @@ struct AlwaysInJson {
 struct NeverInBinary {
   static constexpr bool kNeverInBinary = true;
 };
-// Read and written by another codec than that of its type.
+// Read and written by the codec C instead of that of the member's type.
 template <class C>
 struct As {
   using Codec = C;
 };
-// Left out when it has this value, and not when it is zero.
+// Omitted when it has this value; a zero is written then.
 template <auto kValue>
 struct AbsentIs {
   static constexpr bool is_absent(const auto& value) noexcept { return value == kValue; }
@@ -90,7 +90,7 @@ struct OnlyWhen {
   using Value = std::integral_constant<decltype(kValue), kValue>;
   static constexpr bool applies(const auto& record) noexcept { return record.*kSelector == kValue; }
 };
-// Written only when the flag `kFlag` of the record is set, and then whatever its value; reading the
+// Written only when the record's flag `kFlag` is set, and then whatever the value. Reading the
 // field sets the flag.
 template <auto kFlag>
 struct PresentWhen {
@@ -98,8 +98,7 @@ struct PresentWhen {
   static constexpr bool applies(const auto& record) noexcept { return record.*kFlag; }
   static constexpr void after_read(auto& record) noexcept { record.*kFlag = true; }
 };
-// Runs `kCall`, a function that takes the record, when the field was read: for a member that
-// follows from another.
+// Calls `kCall(record)` after the field was read: for a member that is derived from another.
 template <auto kCall>
 struct AfterRead {
   static constexpr void after_read(auto& record) noexcept { kCall(record); }
@@ -107,8 +106,8 @@ struct AfterRead {
 
 // ---- Fields and tables
 
-// How a member of type T is read and written: codec.h has those of all the types that records are
-// made of.
+// How a member of type T is read and written: codec.h defines this for all the types that records
+// are made of.
 template <class T>
 struct Codec;
 
@@ -119,7 +118,7 @@ concept AlwaysWritten = requires {
 
 namespace detail {
 
-// What a field's traits say, and what holds when none of them says anything.
+// Queries of a field's traits, with the defaults where no trait applies.
 
 template <class Trait>
 concept NamesKey = requires {
@@ -134,7 +133,7 @@ concept NamesCodec = requires {
   typename Trait::Codec;
 };
 
-// Whether the trait says anything that a table knows: a name that is misspelt says nothing.
+// Whether the trait has a member that tables know. A trait whose only member is misspelt has none.
 template <class Trait, class Record, class Member>
 concept KnownTrait = NamesKey<Trait> || NamesCodec<Trait> || requires {
   Trait::kAlwaysInJson;
@@ -150,7 +149,7 @@ concept KnownTrait = NamesKey<Trait> || NamesCodec<Trait> || requires {
   Trait::after_read(record);
 };
 
-// Whether two OnlyWhen ask the same member for different values.
+// Whether two OnlyWhen compare the same member with different values.
 template <class A, class B>
 inline constexpr bool kExclude = false;
 template <class A, class B>
@@ -176,7 +175,8 @@ struct TraitList {
   }
 };
 
-// Printable ASCII without quote and backslash: what a key may have so that it is written as it is.
+// Whether a key is printable ASCII without quote and backslash, so that it can be written without
+// escapes.
 consteval bool is_plain(std::string_view key) {
   return std::ranges::all_of(key,
                              [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
@@ -215,8 +215,8 @@ M member_of(M R::*);
 
 }  // namespace detail
 
-// One field of a record; all of it static. The writers ask in_binary() and in_json() whether to
-// write it.
+// One field of a record; everything in it is static. The writers ask in_binary() and in_json()
+// whether to write it.
 template <std::uint32_t kFieldNumber, Name kName, auto kMember, class... Traits>
 struct Field {
   using Record = decltype(detail::record_of(kMember));
@@ -252,7 +252,7 @@ struct Field {
   [[nodiscard]] static constexpr bool in_json(const Record& record) noexcept {
     return applies(record) && (kAlwaysInJson || !is_absent(written(record)));
   }
-  // What is written: the member, unless a trait gives another value.
+  // The value to write: the member, unless a trait gives another one.
   [[nodiscard]] static constexpr decltype(auto) written(const Record& record) noexcept {
     if constexpr ((kGivesValue<Traits> || ...)) {
       Member value = of(record);
@@ -307,9 +307,9 @@ struct Field {
   }
 };
 
-// A table. Numbers rise and no member stands twice. A key stands twice only where the types of the two
-// JSON values differ, as these tell the fields apart then; and is written twice only where no record
-// has both fields (OnlyWhen).
+// A table. Its numbers rise, and no member occurs twice. A key may occur twice if the two JSON
+// values have different types, which tell the fields apart when they are read. A key may be written
+// by two fields if no record has both (OnlyWhen).
 template <class... F>
 struct Fields {
   static constexpr std::size_t kCount = sizeof...(F);
@@ -360,7 +360,7 @@ struct Fields {
   }
 };
 
-// The table of a record, null for other types. Each record defines its own beside the structure, in
+// The table of a record; null for other types. Each record defines its own beside the structure, in
 // the same namespace, as the function fields_of(std::type_identity<R>).
 template <class R>
 inline constexpr auto kFields = [] {

@@ -1,5 +1,5 @@
-// What a reader of JSON did not take in, for those who ask. Nobody has to: a message is not refused
-// for a member that is unknown or of no use.
+// What a JSON reader ignored, for callers who want to know. It is optional, and never an error: no
+// message is refused for a member that is unknown or unusable.
 //
 //   struct Log : IgnoredListener {
 //     void ignored(const Ignored& value) override { ... }
@@ -16,18 +16,18 @@ namespace zenta::records {
 enum class IgnoredReason : std::uint8_t {
   kUnknownKey,  // the record has no such member
   kOtherType,   // the value, or an element of it, is of another type than the member's
-  kNoInteger,   // the number has a fraction, and the member has none
+  kNoInteger,   // the number is no integer, and the member is one
   kOutOfRange,  // the number does not fit the member
-  kCount,       // the array has not as many elements as the member
+  kCount,       // the array has another number of elements than the member
   kDepth,       // records are nested too deep
 };
 
-// The reason in words, for people: a zero-terminated text that lives for ever.
+// A description of the reason for people: zero-terminated, with static storage.
 [[nodiscard]] const char* ignored_reason_text(IgnoredReason reason) noexcept;
 
-// A value that was ignored: that of a member, or one of the elements of its array.
+// An ignored value: that of a member, or one element of its array.
 struct Ignored {
-  // The member's key, a part of the text that is being read, with any escapes.
+  // The member's key as written, its escapes not decoded: a view into the text that is being read.
   tstl::BufferRef<unsigned char> key;
   IgnoredReason reason = IgnoredReason::kUnknownKey;
 };

@@ -2,23 +2,24 @@
 //
 //   zenta::cloud::CloudRequest request;
 //   request.ipt.input = "nihao";
-//   if (!write_binary(request, bytes)) return 1;  // a message too long, or memory short
+//   if (!write_binary(request, bytes)) return 1;  // too long, or out of memory
 //
 //   tstl::Chunk arena;
 //   arena.set_limit(4 << 20);  // where messages come from others
 //   zenta::cloud::CloudResponse response;
 //   const auto read = replace_binary(response, received, arena);
-//   if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // the rest is there
+//   if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // see BinaryResult
 //
-// What is read is copied into the arena, so the message may go away afterwards; what is no part of
-// any record is skipped. Before an arena is rewound or reset for the next message, the records that
-// lie in it have to go: replace_binary() and replace_json() begin with a fresh one, read_binary() and
-// read_json() add to what a record holds.
+// Everything that is read is copied into the arena, so the message need not outlive the call.
+// Fields and members that no record has are skipped. read_binary() and read_json() add to what a
+// record holds; replace_binary() and replace_json() start with an empty record. Rewinding or
+// resetting an arena invalidates the records that were read into it.
 //
-// Memory from the arena is bounded: kMaxGrowth bytes for each byte of the message (list.h), whoever
-// made it. That is for lists of empty elements; a real message takes two or three times its length.
-// An arena with a limit (Chunk::set_limit) bounds it further. Lists that a record has already are
-// copied besides, when they grow and are not its own.
+// The memory taken from the arena is bounded, even for a hostile message: at most kMaxGrowth bytes
+// for each byte of the message (list.h). Only lists of empty elements come near that; a real
+// message takes two or three times its length. A limit of the arena (Chunk::set_limit) bounds it
+// further. In addition, a list that the record already holds but does not own is copied when it
+// grows.
 #pragma once
 
 #include <cstdint>
@@ -35,38 +36,38 @@
 
 namespace zenta::records {
 
-// What became of reading a message: true when all of it was well formed. If not, the record has what
-// was good: of a nested record that is broken what stands before its fault, and all that follows it;
-// of the message itself what stands before its own.
+// The result of reading a binary message: true when all of it was well formed. Otherwise the record
+// holds what was good. A fault inside a nested record costs only the rest of that record; reading
+// goes on after it. A fault of the message itself ends the reading.
 struct BinaryResult {
-  tstl::WireFault fault = tstl::WireFault::kNone;  // the first
-  bool out_of_memory = false;  // the arena gave no more, and reading ended there
-  // Bytes read; after a fault, the offset of the key, value, length or payload at fault, counted
-  // from the start of the message however deep it lies. Where memory was short and nothing else
-  // wrong before, the offset of what found none.
+  tstl::WireFault fault = tstl::WireFault::kNone;  // the first one
+  bool out_of_memory = false;  // the arena was out of memory, and reading ended there
+  // The number of bytes read. After a fault: the offset of the key, value, length or payload at
+  // fault, counted from the start of the message however deep it is nested. If memory ran out
+  // before any fault: the offset of what it was needed for.
   std::uint32_t position = 0;
 
   explicit operator bool() const noexcept {
     return fault == tstl::WireFault::kNone && !out_of_memory;
   }
-  // In words, for people, what is wrong at `position`.
+  // What is wrong at `position`, for people: zero-terminated, with static storage.
   [[nodiscard]] const char* text() const noexcept;
 };
 
 struct JsonResult {
-  // kUnexpected also for a value that is no object; kDepth also for records that are nested too deep,
-  // the place of which is the first of them.
+  // kUnexpected also for a value that is no object. kDepth also for records that are nested too
+  // deep; `position` is then that of the first of them.
   tstl::JsonFault fault = tstl::JsonFault::kNone;
-  // Bytes read; after a fault, the offset of the first byte with which no message could go on. When
-  // memory is short: how far the text was parsed.
+  // The number of bytes read. After a fault: the offset of the first byte that makes the message
+  // invalid. For kMemory: the length of the text.
   std::uint32_t position = 0;
 
   explicit operator bool() const noexcept { return fault == tstl::JsonFault::kNone; }
   [[nodiscard]] const char* text() const noexcept { return tstl::json_fault_text(fault); }
 };
 
-// The operations below for messages of type R. Whoever defines a record that travels alone
-// instantiates this once in a .cc file and declares it extern beside the table.
+// The operations below for messages of type R. For a record that is a message of its own,
+// instantiate this once in a .cc file and declare the instance extern beside the table.
 template <Record R>
 struct MessageCodec {
   static bool write_binary(const R& record, tstl::ProtoWrite& out);
@@ -76,8 +77,9 @@ struct MessageCodec {
                               IgnoredListener* listener);
 };
 
-// Writes the message; out.output() has it. For many messages: the writer keeps its memory from one
-// to the next. False, with an empty output, when the message is too long or memory is short.
+// Writes the message; out.output() has it. Use these for many messages: the writer keeps its memory
+// from one to the next. False, with an empty output, when the message is too long or an allocation
+// fails.
 template <Record R>
 [[nodiscard]] bool write_message(const R& record, tstl::ProtoWrite& out) {
   return MessageCodec<R>::write_binary(record, out);
@@ -87,26 +89,28 @@ template <Record R>
   return MessageCodec<R>::write_json(record, out);
 }
 
-// The same into a buffer, in place of what it holds; its memory is used again.
+// The same into a buffer. Replaces its contents and reuses its memory.
 template <Record R>
 [[nodiscard]] bool write_binary(const R& record, tstl::Buffer<unsigned char>& message);
 template <Record R>
 [[nodiscard]] bool write_json(const R& record, tstl::Buffer<unsigned char>& text);
 
-// Reads a message into `record`, in addition to what is there. Everything that is read lies in the
-// arena, which must outlive the record; the message may go away.
+// Reads a message into `record`, in addition to what it holds. Everything that is read lies in the
+// arena, which must outlive the record; the message need not.
 template <Record R>
 [[nodiscard]] BinaryResult read_binary(R& record, Bytes message, tstl::ArenaRef arena) {
   return MessageCodec<R>::read_binary(record, message, arena);
 }
-// As read_binary. `listener`, which may be null, is told what no record takes in (ignored.h).
+// As read_binary(). `listener`, which may be null, is called for each value that is ignored
+// (ignored.h).
 template <Record R>
 [[nodiscard]] JsonResult read_json(R& record, Bytes text, tstl::ArenaRef arena,
                                    IgnoredListener* listener = nullptr) {
   return MessageCodec<R>::read_json(record, text, arena, listener);
 }
 
-// The same in place of what `record` holds, which is not looked at.
+// The same, but replaces what `record` holds. The old contents are not read, so their arena may be
+// gone.
 template <Record R>
 [[nodiscard]] BinaryResult replace_binary(R& record, Bytes message, tstl::ArenaRef arena) {
   record = R();
@@ -123,7 +127,7 @@ template <Record R>
 
 namespace detail {
 
-// Has `writer` write into the memory of `buffer`.
+// Writes `record` with a Writer that uses the memory of `buffer`.
 template <class Writer, class R>
 bool write_into(tstl::Buffer<unsigned char>& buffer, const R& record) {
   Writer out;

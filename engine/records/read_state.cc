@@ -16,19 +16,23 @@ static_assert(std::endian::native == std::endian::little,
 
 namespace {
 
-// What most texts are no longer than.
+// A short text is copied as 32 or 64 bytes, which is quicker than a copy of exactly its length. Most
+// texts fit into 32 bytes, nearly all into 64.
 struct Short {
   unsigned char bytes[32];
+};
+struct Line {
+  unsigned char bytes[64];
 };
 constexpr std::uint32_t kShortUtf8 = 48;
 static_assert(kShortUtf8 / 2 + tstl::kQuickThreesBytes == kShortUtf8 + 4);
 
-// Whether it is ASCII of at most 16 bytes. REQUIRES: 16 bytes can be read.
+// Whether the text is ASCII of at most 16 bytes. REQUIRES: 16 bytes can be read.
 bool is_short_ascii(Bytes text) noexcept {
   const unsigned beyond = tstl::base::movemask(tstl::base::load<tstl::base::Bytes>(text.cstr()));
   return text.len() <= 16 && (beyond & ((1u << text.len()) - 1)) == 0;
 }
-// Sixteen bytes to as many units.
+// Zero-extends 16 bytes to 16 units.
 void widen(const unsigned char* bytes, unsigned short* units) noexcept {
   const auto v = tstl::base::load<tstl::base::Bytes>(bytes);
   tstl::base::store(units, tstl::base::interleave_low(v, tstl::base::Bytes{}));
@@ -37,8 +41,8 @@ void widen(const unsigned char* bytes, unsigned short* units) noexcept {
 
 }  // namespace
 
-// A text that does not fit gets a new block even when the old one has room for others: most texts
-// are so short that little is lost.
+// A text that does not fit gets a new block even when the old one still has space: most texts are
+// so short that little is lost.
 bool ReadState::new_text_block(std::uint64_t n, Bytes payload) {
   const std::uint64_t size = std::max((n + 1) & ~std::uint64_t{1}, block_size_);
   auto* const block = static_cast<unsigned char*>(arena_.alloc(size, 4));
@@ -58,7 +62,7 @@ inline T* ReadState::begin_text(std::uint32_t n, Bytes payload) {
   return reinterpret_cast<T*>(text_);
 }
 
-// Text by text the block stays aligned for 16-bit units.
+// Each text takes an even number of bytes, so that the next one is aligned for 16-bit units.
 template <tstl::Unit T>
 inline tstl::BufferRef<T> ReadState::end_text(std::size_t n) noexcept {
   auto* const units = reinterpret_cast<T*>(text_);
@@ -76,14 +80,18 @@ Bytes ReadState::keep_bytes(Bytes payload) {
     tstl::base::store(text_, tstl::base::load<Short>(payload.cstr()));
     return end_text<unsigned char>(n);
   }
+  if (n <= sizeof(Line) && has_slack<unsigned char>(payload, sizeof(Line), sizeof(Line))) {
+    tstl::base::store(text_, tstl::base::load<Line>(payload.cstr()));
+    return end_text<unsigned char>(n);
+  }
   auto* const copy = begin_text<unsigned char>(n, payload);
   if (copy == nullptr) return {};
   tstl::base::copy_bytes(copy, payload.cstr(), n);
   return end_text<unsigned char>(n);
 }
 
-// Units of a short text, of ASCII or of characters of three bytes, which are put where the next text
-// goes; FAILURE for others.
+// Converts a short text that is all ASCII, or all characters of three bytes, to units in the block.
+// Returns their number; FAILURE for other texts.
 inline std::uint32_t ReadState::short_units(Bytes payload) noexcept {
   const std::uint32_t n = payload.len();
   if (n > kShortUtf8 || !has_slack<unsigned short>(payload, kShortUtf8 + 4, 16)) {
@@ -104,7 +112,7 @@ Text16 ReadState::keep_utf8(Bytes payload) {
   const std::uint32_t quick = short_units(payload);
   if (quick != tstl::FAILURE) [[likely]]
     return end_text<unsigned short>(quick);
-  const std::uint32_t n = payload.len();  // UTF-8 never has fewer bytes than its text has units
+  const std::uint32_t n = payload.len();  // UTF-8 has at least as many bytes as its text has units
   auto* const units = begin_text<unsigned short>(n, payload);
   if (units == nullptr) return {};
   return end_text<unsigned short>(tstl::utf8_to_utf16(payload.cstr(), n, units, n));
@@ -134,14 +142,13 @@ IgnoredReason ReadState::integer_reason(const tstl::JsonCursor& json) noexcept {
                                                 : IgnoredReason::kNoInteger;
 }
 
-template <>
 bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node) {
   const Bytes kept = node.str8(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
   if (kept.cstr() != nullptr) text = kept;
   return kept.cstr() != nullptr;
 }
-template <>
+
 bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   const Text16 kept = node.str16(arena_);
   if (kept.cstr() == nullptr) stop_for_memory();
@@ -149,7 +156,6 @@ bool ReadState::keep_string(Text16& text, tstl::JsonNode& node) {
   return kept.cstr() != nullptr;
 }
 
-template <>
 tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;
@@ -160,7 +166,7 @@ tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json) {
   text = kept;
   return behind;
 }
-template <>
+
 tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json) {
   tstl::JsonCursor behind = json;
   Bytes raw;

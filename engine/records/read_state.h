@@ -1,7 +1,7 @@
-// ReadState: what the codecs of one message share while it is read: the arena that keeps what is read, the
-// first fault, how deep records are nested, and who is told what is ignored.
+// ReadState: what the codecs share while one message is read: the arena that keeps the results, the
+// first fault, the nesting depth of records, and the listener for ignored values.
 //
-// What is read is copied into the arena; texts are zero-terminated there.
+// Texts are copied into the arena and zero-terminated there.
 #pragma once
 
 #include <algorithm>
@@ -17,14 +17,15 @@
 
 namespace zenta::records {
 
-// So deep may the records of a message be nested in one another; as in other decoders.
+// The greatest nesting depth of records in a message; other decoders have the same limit.
 inline constexpr unsigned kMaxRecordDepth = 100;
 
-// A reader goes on behind what is broken, and stops when the arena gives no more.
+// Reading goes on after malformed data, and stops when the arena is out of memory.
 class ReadState {
  public:
-  // `message`: the whole of it, of which all that is kept is a part; empty for a single field or member.
-  // `listener`, which may be null, is told what readers of JSON ignore.
+  // `message` is the whole message: every payload that is kept lies in it. It is empty when a
+  // single field or member is read. `listener`, which may be null, is called for each value that a
+  // JSON reader ignores.
   explicit ReadState(tstl::ArenaRef arena, Bytes message = {},
                      IgnoredListener* listener = nullptr) noexcept
       : arena_(arena),
@@ -33,10 +34,10 @@ class ReadState {
         listener_(listener) {}
 
   [[nodiscard]] tstl::ArenaRef arena() const noexcept { return arena_; }
-  // The arena gave no more.
+  // Whether reading has stopped because the arena is out of memory.
   [[nodiscard]] bool stopped() const noexcept { return stopped_; }
-  // The first fault, and its place in the message; null when there was none. Where memory was short
-  // first, the place is that of the field or string which found none.
+  // The first fault and its position in the message; null when there was none. If memory ran out
+  // first, the position is that of the field or string that needed it.
   [[nodiscard]] tstl::WireFault fault() const noexcept { return fault_; }
   [[nodiscard]] const unsigned char* place() const noexcept { return place_; }
 
@@ -50,8 +51,8 @@ class ReadState {
     stopped_ = true;
   }
 
-  // Called around what is read into a nested record. enter() is false, with the fault noted, when the
-  // record is nested too deep; then it is not read, and there is no leave().
+  // Called before and after a nested record is read. enter() returns false and notes the fault when
+  // the record is nested too deep; the record is not read then, and leave() not called.
   [[nodiscard]] bool enter(const unsigned char* place) noexcept {
     if (depth_ == kMaxRecordDepth) [[unlikely]] {
       note(tstl::WireFault::kDepth, place);
@@ -62,8 +63,8 @@ class ReadState {
   }
   void leave() noexcept { --depth_; }
 
-  // For read_json(), to be returned: why the value is no value of the member. Always false. The
-  // second finds out what is wrong with a value that should be an integer.
+  // Codecs return these from read_json() when they refuse a value: they keep the reason and return
+  // false. refuse_integer() finds the reason for a value that should have been an integer.
   bool refuse(IgnoredReason reason) noexcept {
     reason_ = reason;
     return false;
@@ -72,8 +73,8 @@ class ReadState {
   bool refuse_integer(const Json& json) noexcept {
     return has_listener() && refuse(integer_reason(json));
   }
-  // Tells the listener, if there is one, that the member with this key, or an element of its array, is
-  // ignored: for this reason, or for the one that the codec gave.
+  // Tells the listener, if there is one, that the member with this key, or an element of its array,
+  // is ignored: for this reason, or for the one that the codec gave.
   void tell(Bytes key, IgnoredReason reason) noexcept {
     if (listener_ != nullptr) [[unlikely]]
       listener_->ignored({key, reason});
@@ -81,18 +82,18 @@ class ReadState {
   void tell(Bytes key) noexcept { tell(key, reason_); }
   [[nodiscard]] bool has_listener() const noexcept { return listener_ != nullptr; }
 
-  // Copies of what a field of the binary form has, with a zero after them: its bytes, its UTF-8 as
-  // 16-bit text, its bytes as 16-bit units (a last byte that is no unit is dropped). Empty, and the
-  // reader stops, when memory is short.
+  // Copies of a binary field's payload, with a zero after them: as bytes, as UTF-8 converted to
+  // 16-bit text, or as 16-bit units (an odd last byte is dropped). When the arena is out of memory
+  // the result is empty and reading stops.
   [[nodiscard]] Bytes keep_bytes(Bytes payload);
   [[nodiscard]] Text16 keep_utf8(Bytes payload);
   [[nodiscard]] Text16 keep_units(Bytes payload);
-  // Has `text` be the string of a JSON node, which keeps it for who asks again, with a zero after it.
-  // False, and the reader stops, when memory is short.
-  template <tstl::Unit T>
-  bool keep_string(tstl::BufferRef<T>& text, tstl::JsonNode& node);
-  // The same for the string at a cursor, which goes behind it. False, with the cursor where it was, also
-  // when the string is not whole.
+  // Makes `text` refer to the decoded string of a JSON node, zero-terminated, which the node keeps.
+  // False, and reading stops, when the arena is out of memory.
+  bool keep_string(Bytes& text, tstl::JsonNode& node);
+  bool keep_string(Text16& text, tstl::JsonNode& node);
+  // The same for the string at a cursor, which moves past it. False, with the cursor where it was,
+  // also when the string is malformed.
   template <tstl::Unit T>
   bool keep_string(tstl::BufferRef<T>& text, tstl::JsonCursor& json) {
     const tstl::JsonCursor behind = read_string(text, json);
@@ -104,22 +105,24 @@ class ReadState {
  private:
   static constexpr std::uint64_t kMaxBlock = 4096;
 
-  // Room for a text of up to `n` units and its zero, for the payload; null, and the reader stops,
-  // when memory is short. end_text() takes as much of it as the text has in the end.
+  // Space for a text of up to `n` units and its zero. Null, and reading stops at `payload`, when
+  // the arena is out of memory. end_text() ends the text after `n` units and keeps the rest of the
+  // space for the next text.
   template <tstl::Unit T>
   T* begin_text(std::uint32_t n, Bytes payload);
   template <tstl::Unit T>
   tstl::BufferRef<T> end_text(std::size_t n) noexcept;
   bool new_text_block(std::uint64_t n, Bytes payload);
-  // Whether so many bytes can be read from the payload's first on, and as many units of text written
-  // with a zero behind them: then a short text is converted or copied without a look at its length.
+  // Whether `bytes` bytes can be read from the start of the payload without leaving the message,
+  // and `units` units and a zero can be written to the block. Then a short text is converted or
+  // copied without a branch on its length.
   template <tstl::Unit T>
   [[nodiscard]] bool has_slack(Bytes payload, std::uint32_t bytes, std::uint32_t units) const {
     return reinterpret_cast<std::uintptr_t>(payload.cstr()) + bytes <= message_end_ &&
            text_left_ > units * sizeof(T);
   }
-  template <tstl::Unit T>
-  tstl::JsonCursor read_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Bytes& text, tstl::JsonCursor json);
+  tstl::JsonCursor read_string(Text16& text, tstl::JsonCursor json);
   template <tstl::Unit T>
   tstl::JsonCursor read_any_string(tstl::BufferRef<T>& text, tstl::JsonCursor json);
 
@@ -129,29 +132,19 @@ class ReadState {
   static IgnoredReason integer_reason(const tstl::JsonCursor& json) noexcept;
 
   tstl::ArenaRef arena_;
-  // Texts of a message share blocks of the arena: they are many and short. All of them take
-  // at most twice the message, and what is left of a block when it is given up is less than the text
-  // that did not fit.
+  // The texts of a message share blocks of the arena, since they are many and short. Together they
+  // take at most twice the message. What is left of a block when the next one begins is less than
+  // the text that did not fit.
   unsigned char* text_ = nullptr;
-  std::uint64_t text_left_ = 0;  // even
+  std::uint64_t text_left_ = 0;  // bytes left in the block, an even number
   std::uintptr_t message_end_;
   std::uint64_t block_size_;
   IgnoredListener* listener_;
   const unsigned char* place_ = nullptr;
-  unsigned depth_ = 0;  // records that are being read, the outermost not counted
+  unsigned depth_ = 0;  // nested records that are being read
   tstl::WireFault fault_ = tstl::WireFault::kNone;
   IgnoredReason reason_ = IgnoredReason::kOtherType;
   bool stopped_ = false;
 };
-
-// The string is decoded by read_state.cc.
-template <>
-bool ReadState::keep_string(Bytes& text, tstl::JsonNode& node);
-template <>
-bool ReadState::keep_string(Text16& text, tstl::JsonNode& node);
-template <>
-tstl::JsonCursor ReadState::read_string(Bytes& text, tstl::JsonCursor json);
-template <>
-tstl::JsonCursor ReadState::read_string(Text16& text, tstl::JsonCursor json);
 
 }  // namespace zenta::records

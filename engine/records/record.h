@@ -1,16 +1,16 @@
-// The four operations of every record, made from its table (field.h): read one decoded wire field,
-// read one JSON member, write the binary form, write the JSON form.
+// The four operations of every record, generated from its table (field.h): read one decoded wire
+// field, read one JSON member, write the binary form, write the JSON form.
 //
-// The two readers are fed field by field, in any order. What they make lies in the arena; the
-// record owns nothing. A field that occurs again replaces the value; a list's grows the list; a
-// nested record takes in the fields that are there and keeps the others, as the wire format's own
-// decoders do. Nothing fails a message for one bad field: what a record does not know, or is of
-// another type than the member, is not taken in and the member stays as it was. A nested record that
-// is broken has the fields up to its fault, and what follows it is read. Records may be nested
-// kMaxRecordDepth deep; what is deeper is not taken in.
+// The two readers get one field at a time, in any order. The texts and lists that they make lie in
+// the arena; the record owns nothing. A field that occurs again is merged as the wire format's own
+// decoders do it: a value is replaced, a list grows, and a nested record gets the new fields and
+// keeps the others. No single bad field fails a message: a field that the record does not know, or
+// whose type is not the member's, is ignored, and the member stays as it was. A malformed nested
+// record keeps its fields up to the fault, and what follows it is read. Records may be nested
+// kMaxRecordDepth deep; deeper ones are ignored.
 //
-// A record that was read may be copied and both read into further: neither changes the other's
-// lists, nor those that a caller has put into a record (list.h).
+// A record that was read may be copied, and both copies read into further. Neither changes the
+// other's lists, nor the lists that a caller has put into a record (list.h).
 #pragma once
 
 #include <algorithm>
@@ -29,27 +29,26 @@
 
 namespace zenta::records {
 
-// Takes in one field of the binary form. True when its key, number and wire type, is one of the
-// record's; false when the caller should skip it. When memory is short the member is empty or as it
-// was; a nested message that is broken is read up to its fault.
+// Reads one field of the binary form. True when the record has a field of this number and wire
+// type; false when the caller should skip it. When the arena is out of memory the member is empty
+// or as it was. A malformed nested message is read up to its fault.
 template <Record R>
 bool read_binary_field(R& record, const tstl::WireField& field, tstl::ArenaRef arena);
 
-// Takes in one member of a JSON object. True when the key is one of the record's and the value is of
-// that member's type and fits it; false when it is ignored. A string is unescaped once and kept on
-// the node, and the record holds that copy.
+// Reads one member of a JSON object. True when the record has a field of this key, and the value is
+// of the member's type and fits it; false when it is ignored. A string is decoded once and kept on
+// the node, and the record refers to that copy.
 template <Record R>
 bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena);
 
-// Writes the fields, by rising number, in the pass that the writer is in: without a key and a length
-// around them, which are the business of whoever nests the record. Left out are zeros, empty texts
-// and lists, and nested records of which nothing would be written. Elements of lists are all
-// written.
+// Writes the record's fields by rising number, in the writer's current pass. No key and length are
+// written around them: the caller does that for a nested record. Omitted are zeros, empty texts and
+// lists, and nested records of which nothing would be written. Of lists all elements are written.
 template <Record R>
 void write_binary(const R& record, tstl::ProtoWrite& out) noexcept;
 
-// Writes the record as one JSON object, the members in the order of the table. Left out are zeros,
-// empty texts and lists. Nested records are all written.
+// Writes the record as one JSON object, with the members in the order of the table. Omitted are
+// zeros, empty texts and lists. Nested records are all written.
 template <Record R>
 void write_json(const R& record, tstl::JsonWrite& out) noexcept {
   write_object(record, out);
@@ -70,7 +69,7 @@ consteval bool all_have_binary() {
   return !kFields<R>.any([](auto f) { return lacks_binary<decltype(f)>(); });
 }
 
-// What is wrong with a record's table, in words.
+// Compile-time checks of a record's table.
 template <Record R>
 struct CheckedTable {
   static_assert(kFields<R>.numbers_rise(),
@@ -91,7 +90,8 @@ inline constexpr bool kIsList = false;
 template <class T>
 inline constexpr bool kIsList<List<T>> = !Number<T>;
 
-// Field number and wire type in one; 0, which no field has, for a field without a binary form.
+// The key of the field, which is number and wire type in one. 0, which no field has, for a field
+// without a binary form.
 template <class F>
 consteval std::uint32_t wire_key_of() {
   if constexpr (F::kNumber == 0 || lacks_binary<F>()) {
@@ -101,7 +101,7 @@ consteval std::uint32_t wire_key_of() {
   }
 }
 
-// The same for the other wire type that the codec takes; 0 where there is none.
+// The same for the other wire type that the codec accepts; 0 when there is none.
 template <class F>
 consteval std::uint32_t other_wire_key_of() {
   if constexpr (F::kNumber != 0 && requires { F::FieldCodec::kOtherWireType; }) {
@@ -116,7 +116,7 @@ bool member_is(const tstl::JsonNode& node) noexcept {
   return node.type() == F::FieldCodec::kJsonType && node.key_is(F::kKey);
 }
 
-// The field's key as it stands in most texts, with its quotes and the colon.
+// The field's key as most texts have it, with its quotes and the colon.
 template <class F>
 inline constexpr auto kQuotedKey = [] {
   std::array<char, F::kKey.size() + 3> text{};
@@ -127,7 +127,7 @@ inline constexpr auto kQuotedKey = [] {
   return text;
 }();
 
-// REQUIRES: the field's key is that of F. `reserved`: only for lists, which have room for it.
+// REQUIRES: the field's key is that of F. `reserved`: only for lists, which have space for it.
 template <class F, class... Reserved>
 void read_field(typename F::Record& record, const tstl::WireField& field, ReadState& state,
                 Reserved... reserved) {
@@ -146,7 +146,7 @@ bool read_member(typename F::Record& record, tstl::JsonNode& node, ReadState& st
   return true;
 }
 
-// The same for the member whose value is at the cursor, which goes behind it.
+// The same for the member whose value is at the cursor, which moves past it.
 template <class F>
 [[gnu::always_inline]] inline void read_member(typename F::Record& record, tstl::JsonCursor& json,
                                                ReadState& state) {
@@ -159,14 +159,15 @@ template <class F>
   }
 }
 
-// For who asks what was ignored: why a member, a node or a cursor, is none of the record's.
+// For the listener: why the record has no field for a member, which is a node or a cursor.
 template <Record R, class Json>
 [[gnu::noinline]] IgnoredReason unknown_reason(const Json& member) {
   const bool has_key = kFields<R>.any([&](auto f) { return member.key_is(f.kKey); });
   return has_key ? IgnoredReason::kOtherType : IgnoredReason::kUnknownKey;
 }
 
-// Takes in a member that is not the next of the table, or is spelled in another way, or passes over it.
+// Reads a member that is not the next one of the table, or whose key is written in an unusual way.
+// Skips it if the record has no field for it.
 template <Record R>
 [[gnu::noinline]] tstl::JsonCursor read_any_member(R& record, tstl::JsonCursor json,
                                                    ReadState& state) {
@@ -184,8 +185,8 @@ template <Record R>
   return json;
 }
 
-// Takes in the field F, or all the elements that follow one another of a list, if that is what comes
-// next. False when it is not.
+// Reads the field F if it comes next; if F is a list, all the elements that follow one another.
+// False when something else comes.
 template <class F>
 [[gnu::always_inline]] inline bool read_next(typename F::Record& record, tstl::WireReader& reader,
                                              ReadState& state) {
@@ -213,7 +214,7 @@ template <class F>
   return false;
 }
 
-// Takes in a field if it is one of the record's.
+// Reads the field if the record has it.
 template <Record R>
 [[gnu::noinline]] bool read_any(R& record, const tstl::WireField& field, ReadState& state) {
   return kFields<R>.any([&](auto f) {
@@ -245,9 +246,9 @@ bool read_json_member(R& record, tstl::JsonNode& member, tstl::ArenaRef arena) {
   });
 }
 
-// Fields come in the order of their numbers as a rule, and that is the order in which they are
-// looked for. A round that finds none leaves the next field, whatever it is, to the slow way: with a
-// copy of the reader, so that the reader itself stays in registers.
+// Fields usually come in the order of their numbers, so each round looks for the table's fields in
+// that order. When a round finds none, the slow path reads the next field, whatever it is. It works
+// on a copy of the reader, so that the reader itself stays in registers.
 template <Record R>
 void read_fields(R& record, Bytes message, ReadState& state) {
   static_assert(sizeof(detail::CheckedTable<R>) != 0);
@@ -289,7 +290,7 @@ void read_members(R& record, tstl::JsonNode& object, ReadState& state) {
   }
 }
 
-// Members, too, come in the order of the table as a rule.
+// Members, too, usually come in the order of the table.
 template <Record R>
 [[gnu::noinline]] tstl::JsonCursor read_members(R& record, tstl::JsonCursor json,
                                                 ReadState& state) {

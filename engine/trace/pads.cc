@@ -12,7 +12,7 @@ struct Pad {
   std::uint32_t code;
 };
 
-// In the order in which names are tried, and the first pad of a code is the one that names it.
+// Searched in this order, so the first pad of a code gives the code its name.
 constexpr Pad kPads[] = {
     {"PY9", 10},       {"PY26", 11},  {"WB9", 2},    {"WB26", 3}, {"BH", 1},
     {"HW", 12},        {"SYM", 14},   {"123_T9", 8}, {"EN9", 4},  {"EN26_UPPER", 7},

@@ -1,7 +1,7 @@
 // Pads: the layouts of the on-screen keyboard, each with a name and a code.
 //
-// Names are 8-bit text that lives for ever. Nothing here fails: what is in no table has the code 0
-// and the empty name.
+// Names are 8-bit text in static storage. Nothing here fails: a name in no table has the code 0,
+// and a code in no table the empty name.
 #pragma once
 
 #include <cstdint>

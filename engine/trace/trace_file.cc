@@ -17,7 +17,7 @@ using records::write_json;
 using tstl::JsonFault;
 using tstl::JsonType;
 
-// Whether the file has a last line that does not end. Only a regular file can be asked; opening
+// Whether the last line of the file is incomplete. Only a regular file can have one; opening
 // anything else, a pipe say, must not wait.
 bool EndsInsideLine(const char* path) {
   const tstl::detail::Descriptor file(tstl::detail::open_file(path, O_RDONLY | O_NONBLOCK));
@@ -27,8 +27,8 @@ bool EndsInsideLine(const char* path) {
   return pread(file.fd(), &last, 1, static_cast<off_t>(size - 1)) == 1 && last != '\n';
 }
 
-// "time" is a number in a pad and an array in an input. What came first in a line is not known to be
-// the wrong one of the two before the type is.
+// "time" is a number in a pad and an array in an input. A "time" that comes before the type can be
+// recognized as the wrong one only when the type is known.
 void TellWrongTime(const TraceRecord& record, records::IgnoredListener& listener) {
   const bool wrong = (record.kind == TraceKind::kInput && record.pad_time != 0) ||
                      (record.kind == TraceKind::kPad && !record.times.is_empty());

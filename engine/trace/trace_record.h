@@ -1,15 +1,15 @@
-// TraceRecord: one entry of the trace of what happens on the on-screen keyboard: a pad was shown, a
-// pad's keys were laid out, or a text was entered by touches.
+// TraceRecord: one entry of a trace, which records what happens on the on-screen keyboard: a pad
+// was shown, the keys of a pad were laid out, or a text was entered by touches.
 //
-// A trace shows the order of things: the pad and the layout that a text was entered on are those of
-// the last records before it. All coordinates are pixels of the screen, x to the right and y down
-// from its upper left corner. All times are milliseconds of one clock, whichever the writer has.
+// The order of records matters: a text was entered on the pad and the layout of the last such
+// records before it. All coordinates are pixels of the screen, x to the right and y down from its
+// upper left corner. All times are milliseconds of one clock, which the writer chooses.
 //
 // A record owns nothing: its texts and lists lie in the arena that it was read into, or belong to
-// whoever built it. Records are declared as tables of fields, at the end; engine/records/record.h
-// reads and writes them by these, in JSON only: read_json_member(record, node, arena) and
-// write_json(record, out). trace_file.h has whole files of them. A member whose value is of another
-// type or does not fit leaves the record as it was.
+// whoever built it. The field tables at the end declare the records. engine/records/record.h reads
+// and writes them by these, in JSON only: read_json_member(record, node, arena) and
+// write_json(record, out). trace_file.h reads and writes whole files. A value of another type, or
+// one that does not fit its member, leaves the record unchanged.
 #pragma once
 
 #include <array>
@@ -36,30 +36,32 @@ using records::OnlyWhen;
 using records::PresentWhen;
 using records::ReadState;
 
-// Left, top, right, bottom; the last two are the first pixels outside.
+// Left, top, right, bottom; right and bottom are exclusive.
 using ScreenRect = std::array<std::int16_t, 4>;
 // x, y.
 using ScreenPoint = std::array<std::int16_t, 2>;
 
 struct KeyRect {
   ScreenRect rect{};
-  // Which key; by custom the Unicode character that it enters or shows (8 deletes, 13 is Enter).
+  // Identifies the key; by convention the Unicode character that it enters or shows (8 deletes, 13
+  // is Enter).
   std::uint32_t id = 0;
 
   bool operator==(const KeyRect&) const = default;
 };
 
-// What a record tells. The code of a kind is also that of the action whose name is its type.
+// What a record describes. The code of a kind is also that of the action whose name is the record's
+// type.
 enum class TraceKind : std::uint32_t {
-  kOther = 0,   // any type that is not one of these; such a record has nothing but its type
+  kOther = 0,   // any type other than these; such a record has no member but its type
   kInput = 1,   // "inputSelection": a text was entered
   kLayout = 2,  // "setLayout": where a pad and its keys lie
   kPad = 3,     // "switchPad": a pad was shown
 };
 
 struct TraceRecord {
-  // Kind and type follow from each other: set both by SetKind(), or the type and then FindKind(). What
-  // is written is the type that goes with the kind; `type` itself only for kOther.
+  // Kind and type determine each other. Set both with SetKind(), or set the type and call
+  // FindKind(). The type that belongs to the kind is written; `type` itself only for kOther.
   TraceKind kind = TraceKind::kOther;
   Bytes type;
 
@@ -72,30 +74,31 @@ struct TraceRecord {
   List<KeyRect> keys;
 
   // ---- An input
-  Text16 expected;  // what the person meant to enter
-  Text16 before;    // what stood before it, and after it
+  Text16 expected;  // what the user meant to enter
+  Text16 before;    // the text before it, and after it
   Text16 after;
   Bytes application;  // the package name of the application typed into
   std::uint32_t attribute = 0;
   std::uint32_t origin = 0;
   List<std::uint32_t> times;  // one for each touch
-  Bytes code;                 // the keys meant, such as the letters of pinyin
+  Bytes code;                 // the intended keys, such as the letters of pinyin
   List<ScreenPoint> points;   // one for each touch
   std::uint32_t deleted_tail = 0;
   std::uint32_t expected_type = 0;
   bool needs_iec = false;
-  bool has_needs_iec = false;  // whether that member was there, or is to be written
+  bool has_needs_iec = false;  // whether needs_iec was read, or is to be written
 
-  // Gives the record this kind and the type that goes with it, which is empty for kOther.
+  // Sets the kind and the type that belongs to it, which is empty for kOther.
   void SetKind(TraceKind new_kind) noexcept;
-  // Sets the kind that goes with the type.
+  // Sets the kind that belongs to the type.
   void FindKind() noexcept;
   // The type that is written.
   [[nodiscard]] Bytes WrittenType() const noexcept;
 };
 
-// A list whose elements belong one to one to those of another list: taken in whole or, when a single
-// element is no value of T, not at all. Leaving out that element alone would shift all others.
+// A list whose elements correspond one to one to those of another list. It is read as a whole or,
+// when a single element is no value of T, not at all: omitting that element alone would shift all
+// that follow.
 template <class T>
 struct WholeList : Codec<List<T>> {
   static bool read_json(List<T>& list, tstl::JsonNode& array, ReadState& state) {
@@ -122,7 +125,8 @@ using OfPad = OnlyWhen<&TraceRecord::kind, TraceKind::kPad>;
 using OfLayout = OnlyWhen<&TraceRecord::kind, TraceKind::kLayout>;
 using OfInput = OnlyWhen<&TraceRecord::kind, TraceKind::kInput>;
 inline void FindKind(TraceRecord& record) noexcept { record.FindKind(); }
-// A record is written with its kind's type, whether it was set or not: it would be lost without.
+// A record is written with the type of its kind, even if `type` was not set: otherwise a reader
+// could not tell the kind.
 struct TypeOfKind {
   static Bytes written_value(const TraceRecord& record) noexcept { return record.WrittenType(); }
 };

@@ -1,11 +1,13 @@
-// What holds for any bytes that are read as a message, in either form. An input's first byte tells
-// which: 0 a request, 1 a response. Held:
-// 1. What was read, also up to a fault, can be written in both forms, and both read back without a
-// fault as a tree that is written with the same bytes again, in both forms.
+// Invariants for any bytes that are read as a message, in either form. The lowest bit of an input's
+// first byte tells which message: 0 a request, 1 a response.
+// 1. What was read, even from a malformed message, can be written in both forms. Both read back
+//    without a fault as a record that is written with the same bytes again, in both forms.
 // 2. The arena is asked for at most kMaxGrowth bytes for each byte that is read.
-// 3. The place of a fault lies in the message, and not behind that of the message's own fault.
-// 4. The fields of a message, read one by one, make the same record, so that a broken record costs
-// itself only. So does the tree of a JSON text, and the same is ignored of it; the text has its fault.
+// 3. The position of a fault lies in the message, and not after that of the message's own fault.
+// 4. The fields of a message, read one by one, make the same record: a malformed nested record
+//    costs only itself.
+// 5. Reading a JSON text through its tree makes the same record, ignores the same values and
+//    reports the same fault.
 #pragma once
 
 #include <cstddef>
@@ -43,7 +45,7 @@ class CountingArena {
   std::uint64_t asked_ = 0;
 };
 
-// Both forms of a message.
+// A message in both forms.
 struct Forms {
   template <class R>
   explicit Forms(const R& record) {
@@ -56,7 +58,7 @@ struct Forms {
   tstl::Buffer<unsigned char> binary, json;
 };
 
-// The package name of a card, which neither form brings back, on purpose.
+// Clears the package names of cards: on purpose neither form reads back what it writes.
 inline void DropPackageNames(CloudRequest&) {}
 inline void DropPackageNames(CloudResponse& response) {
   for (SugCard& card : response.sug_card_list) card.apk_name = {};
@@ -89,7 +91,7 @@ void CheckBinary(Bytes message) {
   CheckRoundTrip(record);
 }
 
-// Checks what stands after the first byte as the message that this one tells.
+// Checks what follows the first byte, as the message that this byte selects.
 inline void CheckEither(const std::uint8_t* data, std::size_t size, auto check_request,
                         auto check_response) {
   if (size == 0) return;

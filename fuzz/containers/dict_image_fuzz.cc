@@ -1,4 +1,5 @@
-// A dictionary image from any bytes is safe. Input: 1 for 16-bit units, then the image.
+// Opens any bytes as a dictionary image, which must be safe. Input: 1 for 16-bit units, then the
+// image.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -14,13 +15,13 @@ namespace {
 using tstl::BufferDict;
 using zenta::fuzz::Require;
 
-// A copy of exactly these bytes and a zero.
+// A copy of exactly these bytes, and a zero.
 tstl::Buffer<unsigned char> BufferOf(const std::uint8_t* data, unsigned size) {
   tstl::Buffer<unsigned char> buffer;
   auto* const memory = static_cast<unsigned char*>(std::malloc(std::size_t{size} + 1));
   if (size != 0) std::memcpy(memory, data, size);
   buffer.set_data_owner(size, memory, size);
-  // So that mutations get past the header: its length word is made true.
+  // The length word in the header is corrected, so that mutated images pass that check.
   if (size >= 12) tstl::base::store_le(memory + 8, size);
   return buffer;
 }

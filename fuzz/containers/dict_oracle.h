@@ -1,6 +1,6 @@
-// What holds for a dictionary image of any bytes: looking up and traversing stay inside and end.
-// What a whole image tells is found, and making a table of it, an image of that, and so on, changes
-// nothing any more.
+// Invariants of a dictionary image of any bytes: look-ups and traversals stay inside it and end. In
+// an image that check() accepts, every key that a traversal meets is found. A table made from such
+// an image, and an image made from that table, have the same contents.
 #pragma once
 
 #include <algorithm>
@@ -24,8 +24,8 @@ Keys<T> KeysOf(const BufferDict<T>& dict) {
   return keys;
 }
 
-// A key is in a whole image exactly if a traversal, which does not hash, meets it. `met`: the keys
-// that it meets, of a whole image; else null.
+// In a whole image a key is found exactly if a traversal, which does not hash, meets it. `met`: the
+// keys that it meets in a whole image; otherwise null.
 template <class T>
 bool KeyIsFoundRightly(const BufferDict<T>& dict, BufferRef<T> key, const Keys<T>* met) {
   const auto* const node = dict.find(key);
@@ -63,7 +63,8 @@ bool ImageIsSafe(const BufferDict<T>& dict) {
     return ++records <= image.len() / 8;
   });
   good = good && records <= image.len() / 8 && (all || !whole);
-  // Keys that are mostly not there: what the image starts with, copied, as it may be misaligned.
+  // Keys that are mostly absent: the first units of the image, copied because they may be
+  // misaligned.
   T start[12] = {};
   std::copy_n(image.begin(), std::min<std::size_t>(sizeof start, image.len()),
               reinterpret_cast<unsigned char*>(start));

@@ -1,6 +1,6 @@
-// A list and a table from a file of any bytes, in either unit width. Held:
-// 1. The list is the pairs that a plain reader finds, the table what a map of these holds.
-// 2. What either of them writes is read again as the same.
+// Reads a list and a table from a file of any bytes, in either unit width. Invariants:
+// 1. The list has the pairs that a plain reader finds, the table what a map of these holds.
+// 2. What either of them writes reads back as the same.
 // Input: the separator, flags (1: lines are written with CR LF, 2: 16-bit units), then the file.
 #include <cstddef>
 #include <cstdint>
@@ -31,8 +31,8 @@ Pairs<T> Contents(const auto& container) {
   return pairs;
 }
 
-// Whether pairs come back as they are written. Not those whose keys have line ends in them, which
-// malformed text can decode to; nor those of an 8-bit file that starts like a byte-order mark.
+// Whether pairs that were written read back as the same. Not if a key has line ends in it, which
+// malformed text can decode to; nor if an 8-bit file would start like a byte-order mark.
 template <class T>
 bool ComeBack(const Pairs<T>& pairs) {
   for (const auto& [key, value] : pairs) {
@@ -63,7 +63,7 @@ void Run(std::string_view bytes, T separator, bool crlf) {
   for (const auto& [key, value] : want) map[key] = value;
   const Pairs<T> held = Contents<T>(table);
   Require(held.size() == map.size() && std::map(held.begin(), held.end()) == map);
-  if (separator >= '0' && separator <= '9') return;  // cannot stand before a number
+  if (separator >= '0' && separator <= '9') return;  // a digit cannot separate a number
   CheckRoundTrip<T>(list, file.path(), separator, crlf);
   CheckRoundTrip<T>(table, file.path(), separator, crlf);
 }
@@ -71,7 +71,7 @@ void Run(std::string_view bytes, T separator, bool crlf) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  // A longer key would be recorded with another length; a line end is no separator.
+  // A longer key would be stored with another length; a line end is no separator.
   if (size < 2 || size > 65535 || data[0] == '\n' || data[0] == '\r') return 0;
   const std::string_view bytes(reinterpret_cast<const char*>(data) + 2, size - 2);
   if (data[1] & 2) {

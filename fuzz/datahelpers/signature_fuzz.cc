@@ -1,9 +1,9 @@
-// The way of a digest file from its text to its payload. An input's first byte tells what the rest
-// is: a text, a payload, or what is laid over a block. What must hold:
-//   1. a text that decodes is, blanks aside, the one text that those bytes are written as;
-//   2. a payload that was signed comes back, and one that does not fit is not signed;
-//   3. of all blocks that the private key can make, those are accepted whose padding is exact, and
-//      no others.
+// Decodes a digest file from its text to its payload. The first byte of an input tells what the
+// rest is: a text, a payload, or bytes to be combined with a block. Invariants:
+//   1. A text that decodes is, blanks aside, the one that these bytes are encoded as.
+//   2. A payload that was signed comes back, and one that does not fit is not signed.
+//   3. Of all blocks that the private key can make, exactly those are accepted whose padding is
+//      exact.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -40,7 +40,7 @@ void CheckPayload(ByteView payload) {
   Require(opened && std::equal(opened->begin(), opened->end(), payload.begin(), payload.end()));
 }
 
-// Signs a good block that the input was laid over: its first byte says where.
+// Signs a valid block after an exclusive-or with the input, whose first byte is the position.
 void CheckPadding(ByteView input) {
   if (input.empty()) return;
   SignatureBlock block = *PadPayload(BytesOf("0123456789abcdef0123456789abcdef"));
@@ -48,7 +48,7 @@ void CheckPadding(ByteView input) {
   const std::size_t size = std::min(input.size() - 1, kSignatureBytes - at);
   for (std::size_t i = 0; i != size; ++i) block[at + i] ^= input[1 + i];
   const auto signed_block = TestSigner().Raise(block);
-  if (!signed_block) return;  // not below the modulus: nobody can sign it
+  if (!signed_block) return;  // not below the modulus, so it cannot be signed
   const Data opened =
       ZTDHClass::ZTDHMethod021(ZTDHClass::ZTDHMethod014(BytesOf(Codec().Encode(*signed_block))));
   Require(opened.has_value() == IsExactlyPadded(block));

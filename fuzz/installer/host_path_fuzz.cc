@@ -1,8 +1,8 @@
-// Paths of a machine in a folder, through folders and links that the input lays out. The input is
-// lines: "NAME/" makes a folder, "NAME>TARGET" a link, the last line is the path that is asked for.
-// What must hold for every input:
-//   1. the host path begins with the machine folder and has no ".." in it;
-//   2. where the kernel, told to take the folder for the root, finds something, it is that path.
+// Resolves paths of a machine in a folder, through folders and links that the input creates. The
+// input is lines: "NAME/" makes a folder, "NAME>TARGET" a link, and the last line is the path to be
+// resolved. Invariants:
+//   1. The host path begins with the machine folder and has no ".." in it.
+//   2. If the kernel, with the folder as its root, finds a file, it has that path.
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -31,13 +31,14 @@ namespace {
 namespace fs = std::filesystem;
 using zenta::fuzz::Require;
 
-// A name, not a path: the layout stays inside the folder, whatever the input says.
+// Whether the text is a single name, not a path. So all entries stay inside the folder, whatever
+// the input.
 bool IsName(std::string_view text) {
   return !text.empty() && text.size() < 100 && text != "." && text != ".." &&
          text.find_first_of(std::string_view("/\0", 2)) == text.npos;
 }
 
-// What an input's lines make in the root, two levels deep; gone at its end.
+// The entries that an input's lines create in the root, two levels deep; removed at the end.
 class Layout {
  public:
   explicit Layout(const std::string& root) : root_(root), below_(root) {}
@@ -47,8 +48,8 @@ class Layout {
     for (; !made_.empty(); made_.pop_back()) Require(remove(made_.back().c_str()) == 0);
   }
 
-  // A folder that is there already gets the next entries too; a link of its name does not, for it
-  // may lead out of the root.
+  // A folder that exists already gets the next entries, too. A link of its name does not, because
+  // it may lead out of the root.
   void Add(std::string_view line) {
     const std::size_t link = line.find('>');
     if (line.ends_with('/') && IsName(line.substr(0, line.size() - 1))) {
@@ -64,10 +65,10 @@ class Layout {
 
  private:
   std::string root_, below_;
-  std::vector<std::string> made_;  // in this order: folders before what is in them
+  std::vector<std::string> made_;  // in order of creation: folders before what is in them
 };
 
-// What the kernel finds; "" if nothing or if it cannot be asked.
+// The path that the kernel finds; empty if nothing, or if the kernel cannot be asked.
 std::string KernelPath(const std::string& root, const std::string& path) {
   std::string found;
 #ifdef __linux__

@@ -1,5 +1,5 @@
-// Property lists of unknown bytes. What must hold for every input: what comes out is a dictionary
-// and has no more nodes than the input has bytes, so that no short list unfolds into a huge one.
+// Parses any bytes as a property list. Invariant: the result is a dictionary and has no more nodes
+// than the input has bytes, so that no short list unfolds into a huge one.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

@@ -1,15 +1,14 @@
-// Any bytes through the JSON reader, and what it read through the writer and the reader again.
-// Held:
-// 1. The reader accepts what RapidJSON accepts and refuses what it refuses, wherever that one has
-// an opinion, and gives the
-//    same values.
-// 2. The place of a fault is the first one: the text before it can go on, the text with it cannot.
-// 3. What was read, also of a broken text, is written as valid UTF-8 that reads back as the same
-// tree, in bytes and in
-//    16-bit units.
-// 4. Numbers are integers, and fit 64 bits or not, as moving their point by hand says.
+// Feeds any bytes to the JSON reader, and what it read to the writer and to the reader again.
+// Invariants:
+// 1. Wherever RapidJSON has an opinion, the reader accepts and refuses the same texts, and reads
+//    the same values.
+// 2. A fault is reported at the first possible position: the text before it can be continued to a
+//    valid one, the text with the byte at it cannot.
+// 3. What was read, even from a malformed text, is written as valid UTF-8 that reads back as the
+//    same tree, in bytes and in 16-bit units.
+// 4. Which numbers are integers, and fit 64 bits, agrees with shifting the decimal point by hand.
 // 5. The tree, with every string in both forms, takes at most 48 bytes of arena for each byte of
-// text, and a block more.
+//    text, plus a block.
 // 6. A cursor finds the same values and the same fault.
 #include <cstddef>
 #include <cstdint>
@@ -46,7 +45,7 @@ void CheckFaultPlace(std::string_view text, const JsonParse& parse) {
   Require(with.fault == parse.fault && with.position == parse.position);
 }
 
-// Integers are what moving the decimal point by hand makes of them, and fit or do not.
+// Compares integers with what shifting the decimal point by hand gives.
 template <class T>
 void CheckInteger(const JsonNode* node) {
   if (node->type() != tstl::JsonType::kNumber) return;
@@ -62,8 +61,8 @@ void CheckInteger(const JsonNode* node) {
 
 using Strings = std::vector<tstl::BufferRef<unsigned short>>;
 
-// Asks for both forms of every string, and collects their units; a second asking gives the same
-// memory.
+// Asks for both forms of every string, and collects the 16-bit ones. Asking again must give the
+// same memory.
 void CheckStrings(JsonNode* node, Chunk& arena, Strings& strings) {
   CheckInteger<std::int64_t>(node);
   CheckInteger<std::uint64_t>(node);
@@ -75,7 +74,7 @@ void CheckStrings(JsonNode* node, Chunk& arena, Strings& strings) {
     CheckStrings(child, arena, strings);
 }
 
-// Units come back by way of the writer.
+// What the writer makes of the units must read back as the same.
 void CheckUnits(const Strings& strings) {
   JsonWrite out;
   out.begin_array();

@@ -1,8 +1,8 @@
-// An independent opinion on JSON: RapidJSON's event parser, and one plain form in which its tree
-// and ours compare.
+// An independent opinion on JSON: RapidJSON's event parser, and a plain form in which its events
+// and our tree can be compared.
 #pragma once
 
-// RapidJSON's own stack adds to null pointers, which clang's sanitizer would stop at.
+// RapidJSON's own stack adds to null pointers, which clang's sanitizer would report.
 #if defined(__clang__)
 #pragma clang attribute push(__attribute__((no_sanitize("pointer-overflow"))), apply_to = function)
 #endif
@@ -25,8 +25,8 @@
 
 namespace tstl::oracle {
 
-// The plain form: a letter for each event, and the decoded text after its length. Numbers stay as
-// they are written.
+// The plain form: a letter for each event, then the length of the decoded text and the text.
+// Numbers stay as they are written.
 class PlainForm : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PlainForm> {
  public:
   bool Null() { return Add("n"); }
@@ -48,7 +48,7 @@ class PlainForm : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PlainFo
     return true;
   }
 
-  // False for what is not UTF-8: the peer lets lone low surrogates through.
+  // False for what is not UTF-8: the peer accepts lone low surrogates.
   bool AddDecoded(std::string_view event, std::string_view text) {
     const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
     return valid_utf8_prefix(bytes, text.size()) == text.size() && Add(event, text);
@@ -57,12 +57,12 @@ class PlainForm : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, PlainFo
   std::string form;
 };
 
-// What the peer says of a text. It has no opinion where it is stricter than the grammar: on text
-// that is not UTF-8, lone surrogates and numbers beyond a double, and on texts with zero bytes,
-// which end a text for it.
+// The peer's verdict on a text. It has no opinion where it is stricter than the grammar: on text
+// that is not UTF-8, on lone surrogates, on numbers beyond a double, and on zero bytes, which it
+// takes for the end of the text.
 struct Verdict {
   enum { kGood, kBad, kNoOpinion } kind;
-  std::string form;  // of a good text
+  std::string form;  // the plain form of a good text
 };
 
 inline Verdict AskPeer(std::string_view text) {
@@ -133,8 +133,9 @@ inline void Rewrite(JsonNode* node, Chunk& arena, JsonWrite& out) {
   is_object ? out.end_object() : out.end_array();
 }
 
-// The integer that a number is, in decimal, found by moving its point: "-0" is 0. Empty when it is
-// none, and "?" where the exponent is out of sight. One far beyond 64 bits may lack zeros at its end.
+// The value of a number that is an integer, in decimal, found by shifting its decimal point; "-0"
+// is 0. Empty if it is no integer, and "?" if the exponent has too many digits. A number far beyond
+// 64 bits may lack zeros at its end.
 inline std::string PlainInteger(std::string_view number) {
   const std::size_t e = std::min(number.find_first_of("eE"), number.size());
   std::string digits(number.substr(0, e));
@@ -145,7 +146,7 @@ inline std::string PlainInteger(std::string_view number) {
   const std::size_t point = std::min(digits.find('.'), digits.size());
   if (point != digits.size()) digits.erase(point, 1);
   const long whole = long(point) + (exponent.empty() ? 0 : std::stol(exponent));
-  // More zeros than this make no integer of 64 bits of it either.
+  // More zeros than this do not turn it into an integer of 64 bits.
   const std::size_t count = std::min(whole < 0 ? 0 : std::size_t(whole), digits.size() + 64);
   if (digits.size() < count) digits.resize(count, '0');
   if (digits.find_first_not_of('0', count) != digits.npos) return "";
@@ -161,18 +162,19 @@ inline std::string PlainFormOf(JsonNode* root, Chunk& arena) {
   return out.form;
 }
 
-// ---- The cursor beside the tree. Each of these is true when both say the same of a value.
+// ---- The cursor compared with the tree. Each of these is true when both say the same of a value.
 
 template <class T>
 bool SameInteger(const JsonNode& node, const JsonCursor& at) {
   T want = 42, got = 42;
-  JsonCursor behind = at;
+  JsonCursor after = at;
   const bool fits = node.integer(want);
   const auto* const place = fits ? node.raw().cend() : at.place();
-  return behind.integer(got) == fits && got == want && behind.place() == place;
+  return after.integer(got) == fits && got == want && after.place() == place;
 }
 
-// Read in each way; the quick one also where there is just enough room, and not enough.
+// Reads the string in each way. quick_string() is also called with just enough space, and with too
+// little.
 template <Unit T>
 bool SameString(BufferRef<T> want, const JsonCursor& at) {
   constexpr T kGuard = 0xA5;
@@ -213,7 +215,7 @@ inline bool SameScalar(JsonNode& node, JsonCursor& at, Chunk& arena) {
          at.place() == node.raw().cend() + is_string;
 }
 
-// `node` is null where the tree of a broken text has no value.
+// `node` is null if the tree of a malformed text lacks this value.
 inline bool SameValue(JsonNode* node, JsonCursor& at, Chunk& arena) {
   if (node == nullptr) return !at.skip();
   if (!at.type_is(node->type())) return false;
@@ -234,8 +236,8 @@ inline bool SameValue(JsonNode* node, JsonCursor& at, Chunk& arena) {
   return child == nullptr;
 }
 
-// Whether a walk through the text is one through its tree, which `parse` has, and ends as that does; and
-// whether passing over all of it does.
+// Whether a cursor finds what the tree of `parse` has, and ends with the same fault; and whether
+// skip() over the whole text does.
 inline bool WalksAsTree(BufferRef<unsigned char> text, const JsonParse& parse, Chunk& arena) {
   JsonText walked(text), skipped(text);
   JsonCursor at = walked.start(), over = skipped.start();

@@ -1,4 +1,4 @@
-// A file for one test, or one that a fuzz target writes for each input, gone at its end.
+// A file for one test, or one that a fuzz target writes for each input; removed at the end.
 #pragma once
 
 #include <unistd.h>
@@ -25,7 +25,7 @@ class TempFile {
   TempFile& operator=(const TempFile&) = delete;
   ~TempFile() { ::unlink(path()); }
 
-  // Makes it a file of these bytes, whatever it is by now.
+  // Replaces the contents, whatever the file is by now.
   void write(std::string_view bytes) const {
     std::FILE* const file = std::fopen(path(), "wb");
     zenta::fuzz::Require(file != nullptr &&

@@ -1,5 +1,5 @@
-// Text files read the plain way, for tests and the fuzzer to judge TextRead by: the whole file at
-// once, a unit after the other, a line and a pair by their definition.
+// Text files read plainly, to judge TextRead in tests and under the fuzzer: the whole file at once,
+// one unit after another, lines and pairs by their definition.
 #pragma once
 
 #include <algorithm>
@@ -21,7 +21,7 @@ using String = std::basic_string<CharOf<T>>;
 template <class T>
 using Pair = std::pair<String<T>, long long>;
 
-// Lines end with LF, CR or CR LF; the last one also with the text.
+// Lines end with LF, CR or CR LF, the last one also with the text.
 template <class Text>
 std::vector<Text> PlainLines(const Text& text) {
   std::vector<Text> lines;
@@ -49,7 +49,7 @@ inline std::u16string UnitsOf(std::string_view bytes, bool high_first) {
   return units;
 }
 
-// A line in units of T.
+// A line, converted to units of T.
 template <class T, class C>
 String<T> Decoded(const std::basic_string<C>& line) {
   if constexpr (sizeof(T) == sizeof(C)) {
@@ -78,7 +78,7 @@ std::vector<String<T>> DecodedLines(const std::basic_string<C>& text, bool empty
   return lines;
 }
 
-// The lines of a file with these bytes, as a reader of T gives them.
+// The lines that a reader of T finds in a file with these bytes.
 template <class T>
 std::vector<String<T>> FileLines(std::string_view bytes, bool empty_lines) {
   const auto as_bytes = [&](std::size_t mark) {
@@ -93,7 +93,7 @@ std::vector<String<T>> FileLines(std::string_view bytes, bool empty_lines) {
   return sizeof(T) == 1 ? as_bytes(0) : as_units(0, false);
 }
 
-// The digits at the start of a text, `limit` when they are more.
+// The value of the digits at the start of a text, at most `limit`.
 template <class Text>
 std::uint64_t PlainNumber(const Text& digits, std::uint64_t limit) {
   unsigned __int128 value = 0;
@@ -119,7 +119,7 @@ std::vector<Pair<T>> FilePairs(std::string_view bytes, std::type_identity_t<T> s
   return pairs;
 }
 
-// What is odd in the pairs of a file.
+// The faults in the pairs of a file.
 template <class T>
 PairFaults FileFaults(std::string_view bytes, std::type_identity_t<T> separator) {
   const auto units = [](std::string_view text) { return String<T>(text.begin(), text.end()); };
@@ -143,7 +143,7 @@ PairFaults FileFaults(std::string_view bytes, std::type_identity_t<T> separator)
   return faults;
 }
 
-// What is left of a reader's file.
+// The lines, or the pairs, that are left in a reader's file.
 template <class T>
 std::vector<String<T>> LinesOf(TextRead<T>& reader, bool empty_lines) {
   std::vector<String<T>> lines;

@@ -1,7 +1,8 @@
-// Any bytes as a text file, through the reader of either width with a buffer of any size. Held:
+// Reads any bytes as a text file, with the reader of either width and a buffer of any size.
+// Invariants:
 // 1. The lines, and the pairs, are those that a plain reader finds in the whole file.
-// 2. The end is the file's end, not an error.
-// 3. The columns of every line, with their separators, are the line.
+// 2. Reading ends at the end of the file, without an error.
+// 3. The columns of every line, joined by the separator, are the line.
 // Input: the buffer's size, the separator, flags (1: empty lines, 2: 16-bit units), then the file.
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,8 @@
-// Any bytes through the wire reader. Held:
-// 1. It hands out the fields that a plain reader finds, and stops at the same fault in the same
-// place.
-// 2. What it handed out, written by ProtoWrite, gives the bytes that the plain way gives, and reads
-// back as the same
-//    fields.
+// Feeds any bytes to the wire reader. Invariants:
+// 1. It returns the fields that a plain reader finds, and stops at the same fault in the same
+//    position.
+// 2. Written by ProtoWrite, these fields give the bytes that a plain writer gives, and read back
+//    as the same fields.
 #include <cstddef>
 #include <cstdint>
 #include <string>

@@ -1,5 +1,5 @@
-// The wire format written and read the plain way: one index, one byte at a time, nothing clever. It
-// judges ProtoWrite and WireReader, in tests and under the fuzzer.
+// The wire format written and read plainly: one index, one byte at a time, no optimization. It
+// judges ProtoWrite and WireReader in tests and under the fuzzer.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +16,7 @@
 
 namespace tstl::oracle {
 
-// The format written the plain way: every content is built first, and its length is then known.
+// The plain writer builds each content first, so its length is known.
 inline std::string PlainVarint(std::uint64_t value) {
   std::string bytes;
   for (; value > 127; value /= 128) bytes += static_cast<char>(value % 128 + 128);
@@ -64,8 +64,8 @@ class PlainWireReader {
   }
 
  private:
-  // Reads a field, in as many open groups, the innermost of that number; in a group it is not kept.
-  // True at the end of that group.
+  // Reads a field inside `groups` open groups, the innermost with the number `group`. Fields inside
+  // groups are not kept. True at the end of that group.
   bool field(unsigned groups, std::uint64_t group) {
     const std::size_t start = walk_.position;
     const auto key = varint();
@@ -133,8 +133,8 @@ class PlainWireReader {
   std::size_t outermost_ = 0;  // where the outermost open group begins
 };
 
-// What WireReader makes of the message, in the same form. `guess`: fields are asked for by the key
-// that their first byte would be.
+// What WireReader reads from the message, in the same form. `guess`: next_if() is called with the
+// key that the next byte would be.
 inline Walk ReadWithWireReader(std::span<const std::uint8_t> message, bool guess = false) {
   WireReader reader({message.data(), static_cast<unsigned>(message.size())});
   const auto guessed = [&](WireField& field) {

@@ -1,5 +1,5 @@
-// Escapes and unescapes a text. What was escaped shows no control character and reads back as it
-// was; and unescaping comes to the same text in UTF-8 and in UTF-16.
+// Escapes and unescapes a text. The escaped text must have no control characters and must unescape
+// to the original. Unescaping must give the same text in UTF-8 and in UTF-16.
 // Input: 1 for 16-bit units, then the text.
 #include <algorithm>
 #include <cstdint>
@@ -29,7 +29,7 @@ void CheckEscaped(BufferRef<T> text) {
 }
 
 void CheckWide(const std::uint8_t* data, std::size_t size) {
-  // A copy of the exact size, so that the sanitizer sees a step outside.
+  // An exactly sized copy, so that the sanitizer sees an access outside.
   const std::size_t count = size / 2;
   const auto units = std::make_unique<unsigned short[]>(count);
   if (count != 0) std::memcpy(units.get(), data, 2 * count);
@@ -38,7 +38,7 @@ void CheckWide(const std::uint8_t* data, std::size_t size) {
 
 void CheckNarrow(BufferRef<unsigned char> text) {
   CheckEscaped(text);
-  // An \xHH is a byte here and a unit there; apart from it the two widths agree on ASCII.
+  // \xHH is a byte in one width and a unit in the other; the rest of ASCII is the same in both.
   if (!text.is_range(0, 0x7F) || text.find_str("\\x") != tstl::NOT_FOUND) return;
   const Wide units = Wide().append_unescape(Wide(text));
   Require(Bytes(BufferRef<unsigned short>(units)) == Bytes().append_unescape(text),

@@ -1,7 +1,7 @@
-// Takes a text apart the way every reader does, in both unit widths, and accounts for each unit
-// once: what the fetch operations return and what they skip is the text again, split returns
-// exactly the non-empty fields between separators, and the parts of an ini line lie inside it, in
-// order, trimmed. Input: the separators, numbers, 1 for 16-bit units, then the text.
+// Splits a text in all the ways that readers do, in both unit widths, and accounts for each unit
+// once. What the fetch operations return and what they skip must be the text again. split must
+// return exactly the non-empty fields between separators. The parts of an ini line must lie inside
+// it, in order, trimmed. Input: the separators, numbers, 1 for 16-bit units, then the text.
 #include <cstdint>
 #include <memory>
 
@@ -15,15 +15,15 @@ using tstl::BufferRefMutable;
 using tstl::NOT_FOUND;
 using zenta::fuzz::Require;
 
-// `part` stands in `whole`, `at` units after its start.
+// Whether `part` lies in `whole`, `at` units after its start.
 template <class T>
 bool StandsAt(BufferRef<T> part, BufferRef<T> whole, std::uint64_t at) {
   return part.ref_internal_data() == whole.ref_internal_data() + at &&
          at + part.len() <= whole.len();
 }
 
-// Fetches until nothing is left; `skipped` judges each part, the units dropped behind it, and
-// whether that was the last.
+// Fetches until nothing is left. `skipped` checks each part, the units dropped after it, and
+// whether that was the last part.
 template <class T, class Fetch, class Skipped>
 void FetchAll(BufferRef<T> text, Fetch fetch, Skipped skipped) {
   BufferRefMutable<T> rest = text;
@@ -103,7 +103,7 @@ constexpr unsigned kRules = 4;
 
 template <class T>
 void Run(const std::uint8_t* data, unsigned size) {
-  // The first bytes rule, the rest is text, in a block of exactly its size.
+  // The first bytes are parameters; the rest is the text, in a block of exactly its size.
   const T sep = data[0], comment = data[1];
   const unsigned number = data[2];
   const unsigned len = size - kRules;

@@ -1,8 +1,9 @@
-// UTF-8 to UTF-16, or back, on any input. For both sets of kernels: the result is that of the plain
-// reference, whatever the room; nothing outside the exactly sized blocks is touched (the address
-// sanitizer's part); the size is what the full result takes; what is valid UTF-8, and every 16-bit
-// text whose surrogates are kept, comes back unchanged.
-// Input: units of room that are missing in the second conversion, flags (1: to UTF-8, 2: lone
+// Converts any input from UTF-8 to UTF-16 or back. Invariants for both sets of kernels: the result
+// is that of the plain reference, whatever the space for it. Nothing outside the exactly sized
+// blocks is touched, which the address sanitizer checks. The computed size is that of the full
+// result. Valid UTF-8 comes back unchanged, and so does every 16-bit text if its lone surrogates
+// are kept.
+// Input: how many units of space the second conversion lacks, flags (1: to UTF-8, 2: lone
 // surrogates are kept), then the text.
 #include <algorithm>
 #include <cstddef>

@@ -1,9 +1,9 @@
-// Packages of unknown bytes, installed over an old version. The input's first byte says what the rest
-// is (PackageOf); what stands around it is a package without fault. What must hold for every input:
-//   1. nothing outside the machine folder changes;
-//   2. an installation that fails leaves everything in the folder as it was;
-//   3. one that succeeds leaves no link that leads out of the folder, no device, pipe or socket, no
-//      file with rights of its own, and nothing of its staging folder.
+// Installs packages of any bytes over an old version. The input's first byte tells which part of
+// the package the rest is (PackageOf); all other parts are valid. Invariants:
+//   1. Nothing outside the machine folder changes.
+//   2. An installation that fails leaves everything in the folder unchanged.
+//   3. One that succeeds leaves no link that leads out of the folder, no device, pipe or socket, no
+//      set-user-ID, set-group-ID or sticky bit, and nothing of its staging folder.
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -60,7 +60,7 @@ void CheckInstalled(const fs::path& machine) {
   }
 }
 
-// The package with `bytes` in it: a payload (cpio, plain or compressed), the package itself, a
+// A package with `bytes` as one part: a payload (cpio, plain or compressed), the package itself, a
 // PackageInfo, a Distribution, or the text of a table of contents.
 std::string PackageOf(unsigned kind, const std::string& bytes) {
   using namespace zenta::tools;
@@ -94,8 +94,8 @@ bool Installs(const std::string& package, const std::string& machine) {
   }
 }
 
-// A machine folder with an old version in it, and a file beside it. It is made anew only after an
-// installation that succeeded, for all others leave it as it was.
+// A machine folder with an old version in it, and a file beside it. It is made again only after an
+// installation that succeeded, since all others leave it unchanged.
 class Machine {
  public:
   Machine() { Make(); }
@@ -107,7 +107,7 @@ class Machine {
     made_ = Below(folder_);
   }
 
-  // Checks what an installation made of it.
+  // Checks the folder after an installation.
   void Check(bool installed) {
     installed ? CheckInstalled(folder_) : Require(Below(folder_) == made_);
     Require(Contents(outer_ / "outside") == "outside");

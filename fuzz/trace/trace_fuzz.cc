@@ -1,11 +1,11 @@
-// Any bytes as lines of a trace. Held of each line:
-// 1. It is a record exactly if it is a JSON object, and its fault is the JSON reader's.
-// 2. A record is written as one line that reads back as a record which is written the same: nothing
-//    is lost or changed on the way but what the record does not have.
-// 3. What is written is JSON without line breaks, for RapidJSON too, with the members that the
-// table says.
-// 4. Reading takes from each of the two arenas at most 16 bytes for each byte of the line, and
-// 64 KiB.
+// Reads any bytes as lines of a trace. Invariants for each line:
+// 1. It is a record exactly if it is a JSON object; otherwise its fault is the JSON reader's.
+// 2. A record is written as one line, and the record read back from it is written the same:
+//    nothing is lost or changed but what a record cannot hold.
+// 3. What is written is JSON without line breaks, for RapidJSON too, and has the members that the
+//    table asks for.
+// 4. Reading takes at most 16 bytes for each byte of the line, plus 64 KiB, from each of the two
+//    arenas.
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -32,8 +32,8 @@ std::string Written(const TraceRecord& record) {
   return std::string(out.output().std_view());
 }
 
-// The members of the object that a written line is. Where RapidJSON has an opinion on the line, it
-// is an object with the same values for it.
+// The number of members of the object in a written line. Where RapidJSON has an opinion on the
+// line, it must find an object with the same values.
 unsigned MembersOf(const std::string& line, Chunk& arena) {
   const tstl::JsonParse parse = tstl::json_parse(line, arena);
   Require(parse && parse.root->type() == tstl::JsonType::kObject);
@@ -46,7 +46,7 @@ unsigned MembersOf(const std::string& line, Chunk& arena) {
   return count;
 }
 
-// Fields that the table says are written.
+// The number of fields that the table asks to be written.
 unsigned FieldsOf(const TraceRecord& record) {
   unsigned count = 0;
   zenta::records::kFields<TraceRecord>.each([&](auto field) { count += field.in_json(record); });

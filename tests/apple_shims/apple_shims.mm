@@ -1,4 +1,4 @@
-// Apple's functions over Foundation, as their documentation describes them.
+// Implements Apple's functions with Foundation, as their documentation describes them.
 #import <Carbon/Carbon.h>
 #import <Foundation/Foundation.h>
 #import <Security/Security.h>
@@ -34,7 +34,7 @@ ShimMac& TheShimMac() {
   return mac;
 }
 
-// What the Objective-C runtime keeps for the life of a program is no leak of ours.
+// The Objective-C runtime keeps some memory until the program ends. That is no leak.
 extern "C" const char* __lsan_default_suppressions() {
   return "leak:libobjc.so\nleak:libgnustep-base.so\n";
 }
@@ -135,7 +135,7 @@ NSString* const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
 const CFStringRef kTISPropertyInputSourceID = (CFStringRef) @"TISPropertyInputSourceID";
 const CFStringRef kTISPropertyInputModeID = (CFStringRef) @"TISPropertyInputModeID";
 
-// Dies with its list unless somebody retains it.
+// Freed with its list unless somebody retains it.
 @interface ShimInputSource : NSObject {
  @public
   NSUInteger index_;
@@ -228,7 +228,7 @@ SecKeyRef SecKeyCreateWithData(CFDataRef data, CFDictionaryRef attributes, CFErr
   }
   ShimKey* key = [[ShimKey alloc] init];
   key->key_ = d2i_PublicKey(EVP_PKEY_RSA, nullptr, &der, end - der);
-  // Taken only if it is the one encoding of this key: the reader overlooks signs and zeros.
+  // Accepts only the unique DER encoding: OpenSSL's parser tolerates other signs and leading zeros.
   unsigned char* encoded = nullptr;
   const int size = i2d_PublicKey(key->key_, &encoded);
   const bool same =

@@ -1,5 +1,5 @@
-// What the shims answer. Their calls are told on standard error, where NSLog writes too, so that
-// one transcript has all in order.
+// What the shims answer. They record their calls on standard error, where NSLog writes too, so that
+// one transcript has everything in order.
 #pragma once
 
 #include <cstdint>
@@ -13,14 +13,14 @@ struct ShimMac {
   struct Source {
     std::optional<std::string> id{}, mode{};
   };
-  std::string folder;  // stands in front of every standardized path
+  std::string folder;  // the prefix of every standardized path
 
   std::vector<Source> sources;
-  bool has_source_list = true;  // else the list is NULL
-  bool makes_urls = true;       // else a path makes none
-  std::int32_t status = 0;      // of every service that is given a source
+  bool has_source_list = true;  // otherwise the list is NULL
+  bool makes_urls = true;       // otherwise creating a URL fails
+  std::int32_t status = 0;      // of every call, except those with a NULL source
 
-  zenta::installer::ScriptOutcome script{.succeeded = true};  // what every script comes to
+  zenta::installer::ScriptOutcome script{.succeeded = true};  // the outcome of every script
   bool script_raises = false;
   bool gives_error_dictionary = true;
 

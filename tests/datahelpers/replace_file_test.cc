@@ -32,7 +32,7 @@ TEST(ReplaceContentsTest, FileIsReplacedWholeOrStaysAndNothingIsLeftBeside) {
     return ReplaceContents(file, "new", 0600);
   });
   EXPECT_EQ(full.Wait(), EFBIG);
-  Child no_error_stream([&] {  // where the only free descriptor is that of standard error
+  Child no_error_stream([&] {  // where the only free descriptor is 2, standard error
     close(STDERR_FILENO);
     SetLimit(RLIMIT_NOFILE, STDERR_FILENO + 1);
     return ReplaceContents(file, "new", 0600);

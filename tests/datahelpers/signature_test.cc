@@ -1,4 +1,4 @@
-// The signed digest file in its layers: alphabet, padding, key, configuration.
+// The layers of the signed digest file: alphabet, padding, key, configuration.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

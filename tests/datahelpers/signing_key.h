@@ -1,4 +1,4 @@
-// The key that tests and fuzzers sign with, and a plain statement of what a padded block is.
+// The key that tests and fuzzers sign with, and a slow check of a block's padding.
 #pragma once
 
 #include <fstream>
@@ -23,7 +23,7 @@ inline const Signer& TestSigner() {
   return std::get<Signer>(read);
 }
 
-// Whether a block is what padding some payload makes: every length is tried.
+// Whether PadPayload makes this block from some payload. Tries every length.
 inline bool IsExactlyPadded(const SignatureBlock& block) {
   for (std::size_t size = 0; size <= kMaxPayloadBytes; ++size) {
     if (PadPayload(ByteView(block).last(size)) == block) return true;

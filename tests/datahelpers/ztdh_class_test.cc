@@ -48,7 +48,7 @@ TEST(ZTDHClassTest, DigestsAreThoseOfRfc1321InEveryForm) {
   }
 }
 
-// The digests were calculated with another MD5.
+// The digests were computed with another implementation of MD5.
 TEST(ZTDHClassTest, MixedDigestTakesEachByteAsACharacter) {
   const char* const chinese = "输入法输入法更新程序é";
   const char* const latin = "é\xDF\xBF\xC2\x80zABCDEFGHIJKLMNOPQRSTUVWXYZ";
@@ -94,7 +94,7 @@ TEST(ZTDHClassTest, WhatIsNoReadableFileIsNil) {
         "file://" + file + "%6", "file://" + folder.At("%6g"), "file://" + file + "%00"}) {
     EXPECT_EQ(H::ZTDHMethod005(url), std::nullopt) << url;
   }
-  const std::string cut = "file://" + folder.At("fil%65");  // nothing behind the text is looked at
+  const std::string cut = "file://" + folder.At("fil%65");  // nothing past the text's end is read
   EXPECT_EQ(H::ZTDHMethod005(std::string_view(cut).substr(0, cut.size() - 1)), std::nullopt);
 }
 

@@ -1,4 +1,4 @@
-// A machine in memory that records what is asked of it and can fail at any call.
+// A platform in memory that records the calls and can fail at any of them.
 #pragma once
 
 #include <cstdlib>
@@ -20,19 +20,20 @@ struct FakeMachine {
   };
   std::map<std::string, std::string, std::less<>> files, defaults;  // defaults: values as text
   std::vector<Source> sources;
-  ScriptOutcome script;                           // what every script comes to
+  ScriptOutcome script;                           // the outcome of every script
   std::map<std::string, std::string> distrusted;  // files by path, each with its reason
   bool nothing_goes = false;                      // no file can be removed
 
-  std::vector<std::string> effects;  // the calls that ask for a change, in order
+  std::vector<std::string> effects;  // the calls that change something, in order
   std::size_t calls = 0;             // all calls
   std::size_t calls_before_script = 0;
   std::size_t fail_at = ~std::size_t{0};
-  bool throws = false;                         // how that call fails: by throwing, or by its result
+  bool throws = false;                         // that call fails by throwing, not by its result
   std::size_t meddle_at = ~std::size_t{0};     // before that call ...
   std::function<void(FakeMachine&)> meddle{};  // ... somebody else does this
 
-  // Counts a call; whether it is to fail.
+  // Counts a call, and records `effect` and `what` unless `effect` is empty. Returns whether the
+  // call has to fail.
   bool Fails(std::string effect = {}, std::string_view what = {}) {
     if (!effect.empty()) effects.push_back(effect.append(what));
     if (calls == meddle_at) meddle(*this);
@@ -40,7 +41,7 @@ struct FakeMachine {
     if (throws) throw std::runtime_error("this call fails");
     return true;
   }
-  // Counts a call that only asks; the answer, or an empty one if it is to fail.
+  // Counts a call that changes nothing. Returns `answer`, or T() if the call has to fail.
   template <class T>
   T Answer(T answer) {
     return Fails() ? T() : answer;
@@ -48,7 +49,8 @@ struct FakeMachine {
   Platform MakePlatform();
 };
 
-// Holds what the file held when it was opened, as a descriptor does when the path gets another file.
+// Keeps the contents that the file had when it was opened, like a descriptor whose path is
+// replaced.
 struct FakeFile final : DownloadedFile {
   FakeMachine& m;
   const std::string path;
@@ -81,7 +83,7 @@ struct FakeSource final : InputSource {
   }
 };
 
-// Each part of the platform is one of these.
+// Implements every part of the platform.
 struct FakePart final : Notifications, ScriptRunner, UserDefaults, Files, InputSources, Log {
   FakeMachine& m;
   explicit FakePart(FakeMachine& machine) : m(machine) {}

@@ -1,5 +1,5 @@
-// A machine in a temporary folder, gone with the test. Paths are the machine's own. Without gmock: the
-// Objective-C++ of newer compilers does not take its headers.
+// A machine in a temporary folder, which is removed with the fixture. Paths are those of the
+// machine. Does not include gmock: newer compilers reject its headers in Objective-C++.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,13 +30,13 @@ class MachineTest : public testing::Test {
     create_directories(std::filesystem::path(At(path)).parent_path());
     folder_.Put(At(path), contents);
   }
-  // Of the names in a folder.
+  // The number of names in a folder.
   [[nodiscard]] std::ptrdiff_t Count(const std::string& folder) const {
     return std::distance(std::filesystem::directory_iterator(At(folder)), {});
   }
 
-  // Lays out files of every kind and expects what any platform does with them: only regular files
-  // are opened, and closed again; no folder is removed. `root` stands in front of its paths.
+  // Creates files of every kind and expects that a platform opens only regular files, closes them
+  // again, and removes no folder. `root` is the prefix of the paths that `files` takes.
   void ExpectFilesAreKept(Files& files, const std::string& root) const {
     namespace fs = std::filesystem;
     Put("/folder/file", "ok");
@@ -48,7 +48,7 @@ class MachineTest : public testing::Test {
         {"/missing", "none"},       {"/to nowhere", "none"}, {"/to folder", "shut"},
         {"/to file", "file"},       {"/pipe", "shut"},       {"/folder", "stays"},
         {"/folder/file/x", "none"}, {"/folder/file", "file"}};
-    // The first file may open descriptors that stay, for whatever reads files behind the platform.
+    // The first call may open descriptors that stay open, in a library below the platform.
     ASSERT_NE(files.OpenForReading(root + "/folder/file"), nullptr);
     const auto opened = [] { return std::distance(fs::directory_iterator("/proc/self/fd"), {}); };
     const std::ptrdiff_t before = opened();
@@ -66,8 +66,8 @@ class MachineTest : public testing::Test {
     }
   }
 
-  // Expects that any platform tells what only root and this user can have put at "/in/a/file", and that
-  // it sees what happens to an open file.
+  // Expects that a platform trusts "/in/a/file" only if nobody but root and this user can have put
+  // it there, and that the stamp shows every change to an open file.
   void ExpectOnlyOursIsTrusted(Files& files, const std::string& root) const {
     namespace fs = std::filesystem;
     const std::pair<std::string, const char*> rows[] = {
@@ -109,7 +109,7 @@ class MachineTest : public testing::Test {
   }
 
   const TempFolder folder_{canonical(std::filesystem::temp_directory_path())};
-  const std::string root_ = folder_.At("a mac's $folder");  // shells and URLs trip over this
+  const std::string root_ = folder_.At("a mac's $folder");  // shells and URLs need escapes for it
 };
 
 }  // namespace zenta::installer

@@ -19,7 +19,7 @@ using signing::Text;
 using testing::ElementsAre;
 using Effects = std::vector<std::string>;
 
-// The paths as this machine standardizes them: with a blank, which nothing in the script quotes.
+// The paths as this machine standardizes them: with a space, which the script does not quote.
 const char kPackage[] = "/Big Disk/Library/Caches/update.pkg";
 const char kDigest[] = "/Big Disk/Library/Caches/inputPkg.txt";
 const char kKey[] = "install_fail_num";
@@ -36,7 +36,7 @@ std::string Signed(const std::string& payload) {
   return SignDigest(payload, BuiltInSigningConfig(), TestSigner()).value();
 }
 
-// A signed package waits; of the sources, #2 and #4 are the first that fit.
+// A machine with a signed package. Sources #2 and #4 are the first ones that the updater looks for.
 FakeMachine ReadyMachine(ScriptOutcome script, std::optional<std::string> count = {}) {
   FakeMachine machine;
   machine.files[kPackage] = kContent;
@@ -64,7 +64,7 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
   const Text kSame = "untouched", kRequired = "The administrator password is required to do this.";
   const struct {
     ScriptOutcome outcome;
-    Text output, error;  // what the places hold afterwards
+    Text output, error;  // the two output parameters afterwards
   } rows[] = {{{.succeeded = true, .result = "done"}, "done", kSame},
               {{.succeeded = true}, {}, kSame},
               {{}, kSame, {}},
@@ -78,8 +78,10 @@ TEST(RunAsAdministratorTest, TextsAreHandedBackByOutcome) {
     Text output = kSame, error = kSame;
     FakePart part(machine);
     const bool succeeded = row.outcome.succeeded;
-    EXPECT_EQ(RunAsAdministrator(part, "/a b", words, &output, &error), succeeded);
-    EXPECT_EQ(std::pair(output, error), std::pair(row.output, row.error));
+    std::optional<std::int64_t> number;
+    EXPECT_EQ(RunAsAdministrator(part, "/a b", words, &output, &error, &number), succeeded);
+    EXPECT_EQ(std::tuple(output, error, number),
+              std::tuple(row.output, row.error, row.outcome.error_number));
     EXPECT_EQ(RunAsAdministrator(part, "/a b", words), succeeded);
     EXPECT_THAT(machine.effects, testing::Each("run do shell script \"'/a b' -x  two \"words\"\" "
                                                "with administrator privileges"));
@@ -180,7 +182,7 @@ bool Counted(const FakeMachine& before, const FakeMachine& after) {
   return Count(after, kFail) != 0 || after.defaults != before.defaults;
 }
 
-// Every call of a run fails in its turn, by its result and by throwing.
+// Lets each call of a run fail in turn, first by its result and then by throwing.
 TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
   for (const FakeMachine& ready :
        {ReadyMachine(kSuccess), ReadyMachine({}), ReadyMachine({}, "2")}) {
@@ -202,7 +204,7 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
       EXPECT_TRUE(!removed || (ready.script.succeeded && count("log did") != 0) ||
                   Counted(ready, after))
           << "a download is lost";
-      EXPECT_TRUE(removed || count("log cannot") == 1) << "what stays is told";
+      EXPECT_TRUE(removed || count("log cannot") == 1) << "no log line for a package that stays";
       EXPECT_GE(count("enable #4"), count("disable #4"));
       EXPECT_EQ(count("select #4"), count("disable #4"));
       EXPECT_EQ(count("log did") + count("log disable"), count("en") + count("dis") + count("sel"));
@@ -212,9 +214,9 @@ TEST(RunUpdateTest, NothingIsLeftHalfDoneWhicheverCallFails) {
   }
 }
 
-// Before each call of a run somebody else takes the package away, or puts a newer one in its place.
-// Two calls lie between the last look at the package and the installer, which looks by itself, and two
-// between the look before the removal and that: no system does both in one step.
+// Before each call of a run in turn, somebody else removes the package or replaces it by a newer
+// one. The last two calls before the installer starts and before the removal are not protected: no
+// system checks and acts in one step.
 TEST(RunUpdateTest, WhateverOthersDoMeanwhileNothingOfTheirsIsLost) {
   for (const std::string newer : {"", "a newer package"}) {
     for (const FakeMachine& ready : {ReadyMachine(kSuccess), ReadyMachine({}, "1")}) {

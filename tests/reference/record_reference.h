@@ -1,5 +1,5 @@
-// Records filled at random and compared member by member, by their tables. A table says nothing
-// here but which members there are: values are made and compared by their types.
+// Records filled at random and compared member by member. Only the list of members comes from the
+// tables; values are made and compared by their types.
 #pragma once
 
 #include <array>
@@ -15,6 +15,7 @@
 #include "corelib/containers/chunk.h"
 #include "corelib/text/utf.h"
 #include "engine/records/record.h"
+#include "tests/reference/short_arena.h"
 
 namespace zenta::reference {
 
@@ -22,17 +23,8 @@ using records::kFields;
 using records::List;
 using records::Record;
 
-// An arena that gives `left` blocks.
-struct ShortArena {
-  void* alloc_aligned(std::uint64_t n, std::size_t align) {
-    return left-- == 0 ? (left = 0, nullptr) : arena.alloc_aligned(n, align);
-  }
-  unsigned left;
-  tstl::Chunk arena{};
-};
-
-// The first member in which two values differ, as a path of keys; empty when there is none. Texts of
-// the first end with a zero, as those that were read do.
+// The first member in which two values differ, as a path of keys; empty when there is none. Texts
+// of the first value must end with a zero, as those do that were read.
 template <class T>
 requires records::Number<T> std::string Difference(T a, T b) {
   return std::memcmp(&a, &b, sizeof a) == 0 ? "" : ": numbers";
@@ -67,9 +59,9 @@ std::string Difference(const List<T>& a, const List<T>& b) {
   return {};
 }
 
-// Fills records with what is hard: limits of integers, empty texts and lists, all bytes, and all
-// 16-bit units. `well_formed`: texts are valid UTF-8 and UTF-16 instead. Members that are not
-// written stay as they are.
+// Fills records with difficult values: limits of integers, empty texts and lists, all bytes, and
+// all 16-bit units. `well_formed`: texts are valid UTF-8 and UTF-16 instead. Members that are never
+// written keep their values.
 class RecordFiller {
  public:
   RecordFiller(unsigned seed, bool well_formed) : random_(seed), well_formed_(well_formed) {}

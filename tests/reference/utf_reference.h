@@ -1,4 +1,4 @@
-// UTF-8 and UTF-16 the plain way, one unit at a time: what the fast conversions are judged by.
+// UTF-8 and UTF-16 converted plainly, one unit at a time, to judge the fast conversions.
 #pragma once
 
 #include <algorithm>
@@ -10,14 +10,14 @@ namespace tstl::reference {
 using Units8 = std::vector<unsigned char>;
 using Units16 = std::vector<unsigned short>;
 
-// The units that a character is written as.
+// The units that encode one character.
 template <class Unit>
 struct Sequence {
   void set(auto... values) {
     count = 0;
     ((units[count++] = static_cast<Unit>(values)), ...);
   }
-  // Appends them if that takes no more than `room` units in all.
+  // Appends the units if `out` then has at most `room` units.
   bool append_to(std::vector<Unit>& out, std::size_t room) const {
     if (out.size() + count > room) return false;
     out.insert(out.end(), units, units + count);
@@ -28,7 +28,7 @@ struct Sequence {
   std::size_t count = 0;
 };
 
-// The characters that fit into `room` bytes, up to the first that does not.
+// The encoded characters up to the first that does not fit into `room` bytes.
 inline Units8 ToUtf8(const Units16& text, std::size_t room, bool keep_lone) {
   Units8 out;
   out.reserve(std::min(room, 3 * text.size()));
@@ -52,7 +52,7 @@ inline Units8 ToUtf8(const Units16& text, std::size_t room, bool keep_lone) {
   return out;
 }
 
-// The same the other way: the lead byte alone decides.
+// The reverse. The lead byte alone determines the length of a sequence.
 inline Units16 ToUtf16(const Units8& text, std::size_t room) {
   static constexpr unsigned kLengths[16] = {1, 1, 1, 1, 1, 1, 1, 1, 0, 0, 0, 0, 2, 2, 3, 4};
   Units16 out;
@@ -76,7 +76,7 @@ inline Units16 ToUtf16(const Units8& text, std::size_t room) {
   return out;
 }
 
-// Length of the well-formed sequence at `at`, or 0: table 3-7 of the Unicode Standard.
+// Length of the well-formed sequence at `at`, or 0 (Unicode Standard, table 3-7).
 inline std::size_t SequenceLength(const Units8& text, std::size_t at) {
   struct Row {
     unsigned lead_to, second_from, second_to, length;

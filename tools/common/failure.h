@@ -1,6 +1,6 @@
-// How the tools end early: with a sentence for the person, thrown from wherever it is known and printed
-// by `main`. A Failure says that the work could not be done, a Refusal that it was done and the answer
-// is no; zentactl ends with status 2 after the first and with 1 after the second.
+// The exceptions that end a tool early. `main` prints their text. A Failure means that the work
+// could not be done, a Refusal that it was done and the answer is no. zentactl ends with status 2
+// after a Failure and with 1 after a Refusal.
 #pragma once
 
 #include <cerrno>
@@ -15,13 +15,13 @@ class Failure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The text may be empty: everything was said on standard output.
+// The text is empty if standard output has said everything.
 class Refusal : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// "what: reason", the reason being that of `error`, an errno value.
+// A Failure with the text "what: reason", where the reason is that of `error`, an errno value.
 inline Failure SystemFailure(const std::string& what, int error = errno) {
   return Failure(what + ": " + std::generic_category().message(error));
 }

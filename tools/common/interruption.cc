@@ -17,12 +17,13 @@ namespace {
 
 constexpr int kEnding[] = {SIGHUP, SIGINT, SIGPIPE, SIGQUIT, SIGTERM, SIGXCPU, SIGXFSZ};
 
-// The handler may come at any moment: it sees a name only after `taken` says that it is whole.
+// A handler can run at any moment. It reads `path` only if `taken` is set, which happens after the
+// path is complete.
 struct Slot {
   std::atomic<bool> taken;
   char path[4096];
 };
-static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler reads it");
+static_assert(std::atomic<bool>::is_always_lock_free, "signal handlers may read it only then");
 std::array<Slot, RemovedBySignal::kMost> slots;
 
 sigset_t EndingSignals() {
@@ -32,8 +33,8 @@ sigset_t EndingSignals() {
   return set;
 }
 
-// The action is the default one again when this runs. The signal raised here waits until the
-// handler returns, and then ends the program.
+// SA_RESETHAND has restored the default action when this runs. The signal raised here is blocked
+// until the handler returns, and then ends the program.
 void RemoveAndDie(int signal) {
   for (const Slot& slot : slots) {
     if (slot.taken) unlink(slot.path);

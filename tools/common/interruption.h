@@ -1,7 +1,7 @@
-// What a program that a signal ends (Ctrl-C, SIGTERM, a closed terminal) takes away with it.
+// Removes unfinished files when a signal (Ctrl-C, SIGTERM, a closed terminal) ends the program.
 //
-// The signals keep their meaning: the names are removed, then the program dies of the signal, and
-// whoever started it sees that. A signal that is ignored when the program starts stays ignored.
+// The signals keep their meaning: after the files are removed the program dies of the signal, as
+// its exit status shows. A signal that is ignored when the program starts stays ignored.
 #pragma once
 
 #include <signal.h>
@@ -10,9 +10,9 @@
 
 namespace zenta::tools {
 
-// For as long as this lives, the signals that end a program wait, for this thread and for threads
-// that it starts meanwhile. Such threads never handle one, so that a thread that lets them wait can
-// be sure of it.
+// While this exists, the signals that end a program are blocked in this thread, and in threads that
+// it starts meanwhile. Such threads inherit the mask and never handle a signal, so to block the
+// signals in the first thread is enough.
 class SignalsHeld {
  public:
   SignalsHeld();
@@ -24,10 +24,10 @@ class SignalsHeld {
   sigset_t former_;
 };
 
-// The name of a file that is removed when a signal ends the program while this lives.
+// Registers a file, by its path, to be removed if a signal ends the program while this exists.
 class RemovedBySignal {
  public:
-  // Throws Failure if there are too many at once (kMost), or the name is longer than any file's.
+  // Throws Failure if kMost of them exist already, or the path has more than 4,095 bytes.
   explicit RemovedBySignal(const std::filesystem::path& path);
   RemovedBySignal(RemovedBySignal&& other) noexcept;
   RemovedBySignal& operator=(RemovedBySignal&&) = delete;

@@ -7,10 +7,10 @@
 namespace zenta::tools {
 namespace {
 
-constexpr std::size_t kLongestWord = 64;  // the time of a comparison follows the product of lengths
+constexpr std::size_t kLongestWord = 64;  // bounds a comparison's time, the product of both lengths
 
-// Optimal string alignment distance: Levenshtein's, with swapped neighbours as one error. Three rows of
-// the table are kept: that of the current letter of `a`, and of the two before it.
+// Optimal string alignment distance: Levenshtein's, with a transposition as one error. Keeps three
+// rows of the table: for the current letter of `a` and for the two before it.
 std::size_t Distance(std::string_view a, std::string_view b) {
   std::vector<std::size_t> older(b.size() + 1), last(b.size() + 1), row(b.size() + 1);
   for (std::size_t j = 0; j <= b.size(); ++j) last[j] = j;

@@ -1,4 +1,4 @@
-// The word that somebody most likely meant who wrote another.
+// Finds the word that was most likely meant by a misspelt one.
 #pragma once
 
 #include <string>
@@ -7,9 +7,9 @@
 
 namespace zenta::tools {
 
-// Of `words` the one with the fewest typing errors to `written`: letters that are wrong, missing, too
-// many, or swapped with their neighbour. Empty if even that one has too many of them, more than a third
-// of the longer word's letters. Of equals it is the first.
+// The word of `words` with the fewest typing errors compared with `written`: letters that are
+// wrong, missing, superfluous, or swapped with their neighbour. The first of several. Empty if it
+// has more errors than a third of the longer word's letters, or if `written` has over 64 bytes.
 [[nodiscard]] std::string NearestWord(std::string_view written,
                                       const std::vector<std::string>& words);
 

@@ -23,10 +23,10 @@ using signing::WriteBytes;
 
 NewFile::NewFile(const fs::path& path, mode_t mode) : NewFile(path, path.string(), mode) {}
 
-// If this throws, the destructor does not run: a file that was there before is not removed.
+// If this throws, the destructor does not run, so a file that existed before is not removed.
 NewFile::NewFile(fs::path path, std::string shown, mode_t mode)
     : path_(std::move(path)), shown_(std::move(shown)) {
-  const SignalsHeld held;  // until the file is there: its name may still be somebody else's
+  const SignalsHeld held;  // until the file is created: before, the path can be another file's
   removed_by_signal_.emplace(path_);
   descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, mode);
   if (descriptor_ < 0) throw SystemFailure("cannot create " + shown_);

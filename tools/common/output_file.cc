@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A device or a named pipe, which nothing can take the place of.
+// Writes to a device or a named pipe, which must not be replaced by a file.
 void WriteThrough(const fs::path& path, std::string_view bytes) {
   const int descriptor = open(path.c_str(), O_WRONLY | O_NOCTTY | O_CLOEXEC);
   if (descriptor < 0) throw SystemFailure("cannot write " + path.string());

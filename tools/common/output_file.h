@@ -1,4 +1,4 @@
-// Where a command puts its result: a file, or standard output, which is named "-".
+// Writes the result of a command to a file, or to standard output, which is named "-".
 #pragma once
 
 #include <filesystem>
@@ -7,19 +7,19 @@
 
 namespace zenta::tools {
 
-// Whether `path` is "-", which stands for standard input where a file is read and for standard output
-// where one is written. "./-" is a file of that name.
+// Whether `path` is "-", which means standard input where a file is read and standard output where
+// one is written. "./-" is a file of that name.
 [[nodiscard]] bool IsStandard(const std::filesystem::path& path);
 
-// How messages call a file that is read, and one that is written: its path, or "standard input" and
-// "standard output".
+// The name of an input and of an output in messages: the path, or "standard input" and "standard
+// output".
 [[nodiscard]] std::string InputName(const std::filesystem::path& path);
 [[nodiscard]] std::string OutputName(const std::filesystem::path& path);
 
-// Puts all the bytes into the place of the file `path` in one step (new_file.h), or appends them to
-// standard output. Something that is neither file nor folder, a device or a named pipe, is written to.
-// Throws Failure, and the file is as it was; only a device or a pipe may have got a part. What is
-// still in the buffer of std::cout is for `main` to flush and to check.
+// Replaces the file `path` by these bytes in one step (new_file.h), or appends them to standard
+// output. A device or a named pipe is written to. Throws Failure; the file is then unchanged, but a
+// device or a pipe can have received a part. Output to std::cout is buffered: `main` has to flush
+// it and check for errors.
 void WriteOutput(const std::filesystem::path& path, std::string_view bytes);
 
 }  // namespace zenta::tools

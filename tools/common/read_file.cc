@@ -22,7 +22,7 @@ using signing::SystemFiles;
 
 namespace {
 
-// The descriptor stays open when the handle is gone.
+// Opens a duplicate, so that standard input stays open when the handle is closed.
 std::unique_ptr<FileHandle> OpenStandardInput() {
   const int descriptor = fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3);
   struct stat status;
@@ -46,10 +46,10 @@ std::unique_ptr<FileHandle> OpenFile(const fs::path& path) {
   return file;
 }
 
-// What the file says of its size spares the text from growing, which would hold it twice.
+// Reserves the size that the file reports: a string that grows is in memory twice while it moves.
 std::string ReadWholeFile(const fs::path& path, std::size_t limit) {
   const auto file = OpenFile(path);
-  std::error_code none;  // it may be gone again
+  std::error_code none;  // the file may have been removed since it was opened
   const std::uintmax_t size = IsStandard(path) ? 0 : fs::file_size(path, none);
   std::string text;
   if (!none) text.reserve(std::min<std::uintmax_t>(size, limit));

@@ -1,4 +1,4 @@
-// Files that the tools read: opened with a reason when they cannot be.
+// Opens and reads the tools' input files; the exceptions say why that failed.
 #pragma once
 
 #include <cstddef>
@@ -10,13 +10,13 @@
 
 namespace zenta::tools {
 
-// Opens a regular file, links followed, and notes it as an input (inputs.h); "-" is standard input,
-// whatever that is. Throws Failure with the reason if there is none. Never waits, whatever lies at the
-// path.
+// Opens a regular file, following links, and notes it as an input (inputs.h). "-" opens standard
+// input, which may be of any kind. Throws Failure with the reason. The open never blocks, not even
+// on a named pipe.
 [[nodiscard]] std::unique_ptr<signing::FileHandle> OpenFile(const std::filesystem::path& path);
 
-// The whole of a file, which is held once. Throws Failure if it cannot be opened or read, or has over
-// `limit` bytes.
+// Reads a whole file, and holds it in memory only once. Throws Failure if it cannot be opened or
+// read, or has over `limit` bytes.
 [[nodiscard]] std::string ReadWholeFile(const std::filesystem::path& path, std::size_t limit);
 
 }  // namespace zenta::tools

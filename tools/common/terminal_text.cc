@@ -14,8 +14,8 @@ struct Range {
   char32_t first, last;
 };
 
-// The controls (Unicode's category Cc), the invisible format characters (Cf) and the two separators
-// (Zl, Zp).
+// The controls (Unicode's category Cc), the common invisible format characters (Cf) and the two
+// separators (Zl, Zp).
 constexpr Range kHidden[] = {
     {0x0000, 0x001F},    // C0
     {0x007F, 0x009F},    // delete, C1

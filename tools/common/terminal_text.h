@@ -1,14 +1,14 @@
-// Foreign text that a person sees on a terminal: titles and file names out of packages, messages
-// that quote them.
+// Makes untrusted text safe to print on a terminal: titles and file names from packages, and
+// messages that quote them.
 //
-// A terminal obeys control characters, an eye is deceived by characters that turn the direction of
-// writing or take no room. Both are shown as escapes:
+// A terminal obeys control characters, and readers are deceived by characters that change the
+// writing direction or have no width. Both kinds are printed as escapes:
 //
 //   \u{202E}   a character, by its code point
 //   \x9B       a byte that is no part of well-formed UTF-8
 //
-// Everything else stays as it is, the backslash included: an escape is for people, nothing reads it
-// back. The result is one line of well-formed UTF-8.
+// Everything else is unchanged, the backslash too: the escapes are for people and are never
+// decoded. The result is one line of well-formed UTF-8.
 #pragma once
 
 #include <string>
@@ -16,13 +16,13 @@
 
 namespace zenta::tools {
 
-// Whether a character does something to the text around it instead of being seen: C0 and C1
-// controls, line and paragraph separators, bidirectional controls, zero-width and other invisible
-// formatting characters, tags.
+// Whether a character is escaped: C0 and C1 controls, line and paragraph separators, bidirectional
+// controls, tags, and the common zero-width and invisible characters (kHidden in the .cc lists
+// them).
 [[nodiscard]] bool IsHidden(char32_t character);
 
-// `text` with escapes for every hidden character and ill-formed byte. At most six bytes for each
-// byte of `text`.
+// `text` with escapes for every hidden character and ill-formed byte. The result has at most six
+// bytes for each byte of `text`.
 [[nodiscard]] std::string ForTerminal(std::string_view text);
 
 }  // namespace zenta::tools

@@ -1,4 +1,4 @@
-// Text that is put into XML by the tools.
+// Escapes text for the XML that the tools write.
 #pragma once
 
 #include <string>
@@ -8,8 +8,9 @@
 
 namespace zenta::tools {
 
-// UTF-8 text as the content of an element or the value of an attribute in double quotes (XML 1.0,
-// 2.3 and 2.4). Throws Failure for a control character: XML has no place for it (2.2).
+// UTF-8 text, escaped as the content of an element or as an attribute value in double quotes (XML
+// 1.0, 2.3 and 2.4). Throws Failure for every character below U+0020: XML does not allow most of
+// them (2.2), and the rest would not survive in an attribute.
 inline std::string XmlText(std::string_view text) {
   std::string out;
   for (const char c : text) {

@@ -1,5 +1,5 @@
-// Bytes that come block by block. Sources are stacked: a file of the package, what undoes its
-// compression, what counts the result.
+// A stream of bytes, read block by block. Sources are stacked: the file in the package, the
+// decompressor above it, and the size limit above that.
 #pragma once
 
 #include <cstdint>
@@ -16,12 +16,13 @@ class ByteSource {
   ByteSource& operator=(const ByteSource&) = delete;
   virtual ~ByteSource() = default;
 
-  // The next bytes, valid until the next call. Empty at the end and ever after; by then every
-  // checksum over the bytes has been compared. Throws Failure if the bytes are damaged.
+  // The next bytes, valid until the next call. Empty at the end and in every later call. Returns
+  // the end only after every checksum over the bytes has matched. Throws Failure if they are
+  // damaged.
   virtual Block Next() = 0;
 };
 
-// Reads to the end, where checksums are compared.
+// Reads and drops the rest, so that the checksums are compared.
 inline void Drain(ByteSource& source) {
   while (!source.Next().empty()) {
   }

@@ -12,7 +12,7 @@ using tools::Failure;
 
 Inflater::Inflater(std::unique_ptr<ByteSource> packed, Format format)
     : packed_(std::move(packed)), format_(format) {
-  constexpr int kGzipOnly = 16;  // added to the window's bits
+  constexpr int kGzipOnly = 16;  // added to windowBits: zlib then accepts only gzip
   if (inflateInit2(&stream_, format == Format::kGzip ? MAX_WBITS + kGzipOnly : MAX_WBITS) != Z_OK) {
     throw std::bad_alloc();
   }

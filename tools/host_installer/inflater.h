@@ -1,4 +1,5 @@
-// Undoes deflate compression and compares its checksums, which libarchive's gzip filter passes over.
+// Decompresses deflate streams and verifies their checksums. libarchive's gzip filter does not
+// verify them.
 #pragma once
 
 #include <zlib.h>
@@ -20,8 +21,8 @@ class Inflater final : public ByteSource {
   Inflater(std::unique_ptr<ByteSource> packed, Format format);
   ~Inflater() override { inflateEnd(&stream_); }
 
-  // Throws Failure if a checksum or length does not match, if the stream stops before its end, or
-  // if anything but a further member comes after it.
+  // Throws Failure if a checksum or length does not match, if the stream is truncated, or if it is
+  // followed by anything but a further gzip member.
   Block Next() override;
 
  private:
@@ -31,7 +32,7 @@ class Inflater final : public ByteSource {
   Format format_;
   z_stream stream_{};
   bool input_ended_ = false;
-  bool at_end_ = false;  // of the stream, or of a member
+  bool at_end_ = false;  // of the zlib stream, or of a gzip member
   std::array<std::uint8_t, 64 * 1024> buffer_;
 };
 

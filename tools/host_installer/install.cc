@@ -26,10 +26,10 @@ using tools::Failure;
 using tools::ForTerminal;
 using tools::SystemFailure;
 
-// What an installation never takes of a disk's free space.
+// Free space that an installation leaves on the disk.
 constexpr std::uint64_t kReservedBytes = 16 << 20;
 
-// The folders that all install locations share.
+// The leading folders that all install locations have in common.
 std::vector<std::string> SharedLocation(const std::vector<Component>& components) {
   std::vector<std::string> shared;
   for (const Component& component : components) {
@@ -41,12 +41,12 @@ std::vector<std::string> SharedLocation(const std::vector<Component>& components
   return shared;
 }
 
-// Where to unpack: the target, or a folder below it.
+// The folder in which the package is unpacked: the target, or a folder below it.
 struct Anchor {
-  std::string folder;  // absolute
-  std::string path;    // the same as a PayloadPath below the target
+  std::string folder;  // absolute path
+  std::string path;    // the same, as a PayloadPath relative to the target
 
-  // The rest of a location that lies in or below this folder.
+  // `location`, which is this folder or lies below it, relative to this folder.
   [[nodiscard]] std::string RestOf(const std::string& location) const {
     const std::size_t taken = path.empty() ? 0 : path.size() + 1;
     assert(location.starts_with(path));
@@ -54,8 +54,8 @@ struct Anchor {
   }
 };
 
-// The last folder on the way to `location` that exists and is no bundle, which is replaced as a
-// whole. Cleans up what crashes left on that way.
+// The deepest folder of the path `location` that exists and does not lie in a bundle, since bundles
+// are replaced as a whole. Removes staging folders that crashes left in the folders of that path.
 Anchor FindAnchor(const std::string& target, const std::vector<std::string>& location,
                   Renamer& renamer) {
   Anchor anchor{target, ""};
@@ -71,15 +71,15 @@ Anchor FindAnchor(const std::string& target, const std::vector<std::string>& loc
   return anchor;
 }
 
-// How many bytes may be unpacked there. More than that is a damaged or hostile package, or one that
+// How many bytes may be unpacked in `folder`. A package that needs more is damaged or hostile, or
 // would fill the disk.
 std::uint64_t SpaceFor(const std::string& folder) {
   const std::uint64_t available = fs::space(folder).available;
   return std::min(available - std::min(available, kReservedBytes), kMaxUnpackedBytes);
 }
 
-// Everything written to the file system of `folder` is on disk when this returns, so that no unit
-// that is renamed afterwards turns out empty because power failed.
+// Flushes the file system of `folder` to disk. Otherwise a power failure could leave a file that is
+// renamed afterwards without its contents.
 void SyncFileSystem(const std::string& folder) {
   const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (descriptor < 0) throw SystemFailure("cannot open " + folder);
@@ -106,7 +106,7 @@ void Install(const InstallRequest& request, Renamer& renamer, std::ostream& repo
   }
   report << "installer: Installing at base path /" << std::endl;
 
-  umask(022);  // folders that no entry lists come out as a Mac has them
+  umask(022);  // for folders that no entry lists: 0755, as on a Mac
   const InstallLock lock(request.target, request.patience);
   const Anchor anchor = FindAnchor(request.target, SharedLocation(package.components), renamer);
   const Staging staging(anchor.folder, renamer);

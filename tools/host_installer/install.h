@@ -1,4 +1,4 @@
-// One installation: from a package file to its payload in place below a target folder.
+// Installs one package: unpacks its payloads and moves them into place below a target folder.
 #pragma once
 
 #include <chrono>
@@ -13,21 +13,22 @@ namespace zenta::host_installer {
 
 struct InstallRequest {
   const PackageFile& package;
-  std::string name;    // what to call the package if it has no title of its own
+  std::string name;    // shown if the package has no title of its own
   std::string target;  // absolute path of the folder that is the base path "/"
-  std::chrono::milliseconds patience = kPatience;  // with another installation that is running
+  std::chrono::milliseconds patience = kPatience;  // how long to wait for another installation
 };
 
-// Installs the package and says what it does, in the lines of a Mac's installer, on `report`.
-// Everything of the package is in place when it returns. Throws Failure, or another std::exception,
-// if that did not come about; what was installed before is whole then. StillBusy says that another
-// installation did not end in time. Scripts of the package are not run: they are written for a Mac.
+// Installs the package. Writes to `report` what it does, in the words of a Mac's installer. When it
+// returns, everything in the package is in place. Throws Failure or another std::exception if the
+// package could not be installed; what was installed before is then still whole. Throws StillBusy
+// if another installation did not end in time. The package's scripts are not run: they are written
+// for a Mac.
 //
-// The payload is unpacked beside the target first: on the way to the install location, in the last
-// folder that exists. Nothing on that way may be a symbolic link. Space: the unpacked payload has
-// to leave a reserve free.
+// The payload is first unpacked on the target's file system, in the deepest existing folder of the
+// path to the install location. No part of that path may be a symbolic link. The unpacked payload
+// has to leave 16 MiB of the disk free.
 //
-// Uses the working folder of the process meanwhile, and sets its file mode mask to 022.
+// Changes the working folder of the process until it returns, and sets the umask to 022 for good.
 void Install(const InstallRequest& request, Renamer& renamer, std::ostream& report);
 
 }  // namespace zenta::host_installer

@@ -1,4 +1,4 @@
-// zenta-host-installer: what /usr/sbin/installer is on a Mac, for a machine in a folder.
+// zenta-host-installer: plays /usr/sbin/installer for a machine folder.
 
 #include <sys/resource.h>
 #include <sysexits.h>
@@ -44,7 +44,7 @@ struct Arguments {
   bool help = false;
 };
 
-// At most four digits.
+// A number of seconds from 0 to 9999; nullopt if the text is none.
 std::optional<std::chrono::seconds> SecondsIn(std::string_view text) {
   unsigned seconds = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
@@ -54,7 +54,7 @@ std::optional<std::chrono::seconds> SecondsIn(std::string_view text) {
   return std::chrono::seconds(seconds);
 }
 
-// nullopt if they make no sense.
+// nullopt if the arguments are wrong.
 std::optional<Arguments> Parse(int count, char** values) {
   Arguments arguments;
   for (int i = 1; i < count; ++i) {
@@ -80,8 +80,8 @@ int Fail(const std::string& reason, int status = 1) {
   return status;
 }
 
-// Bounds of a whole run, beside those of each part of a package. An input method's package takes a
-// few seconds and megabytes.
+// Limits of a whole run, in addition to those of each part of a package. An input method's package
+// takes a few seconds and megabytes.
 constexpr rlim_t kMaxProcessorSeconds = 600;
 #ifndef ZENTA_SANITIZED  // the address sanitizer reserves terabytes
 constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
@@ -89,15 +89,15 @@ constexpr rlim_t kMaxMemoryBytes = rlim_t{512} << 20;
 constexpr rlim_t kMaxMemoryBytes = RLIM_INFINITY;
 #endif
 
-// Ends the program as a crash would: the next installation cleans up. Only calls that a signal
-// handler may make.
+// The handler of SIGXCPU. Ends the program like a crash: the next installation cleans up. Makes
+// only async-signal-safe calls.
 void EndRun(int) {
   constexpr std::string_view kReason = "installer: Error - it takes too much processor time\n";
   if (write(STDERR_FILENO, kReason.data(), kReason.size()) < 0) _exit(2);
   _exit(1);
 }
 
-// A limit that is lower already stays.
+// Lowers the soft limit to `most`; never raises it.
 void Limit(auto resource, rlim_t most) {
   rlimit limit{};
   getrlimit(resource, &limit);
@@ -105,8 +105,8 @@ void Limit(auto resource, rlim_t most) {
   setrlimit(resource, &limit);
 }
 
-// Also ignores the signals of a log that nobody reads, or that may not grow: what is printed is lost
-// then, not the installation.
+// Also ignores SIGPIPE and SIGXFSZ: if nobody reads the output, or its file is at the size limit,
+// the output is lost but the installation goes on.
 void LimitRun() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);

@@ -15,8 +15,8 @@ namespace {
 
 using tools::Failure;
 
-// A component's folder from the text of its pkg-ref: a URL relative to the package, "#NAME.pkg".
-// Other texts (outside packages, empty references) name none.
+// The component's folder that a pkg-ref names, a URL relative to the package: "#NAME.pkg". Returns
+// "" for other texts (packages elsewhere, empty references).
 std::string FolderOfReference(const std::string& text) {
   const std::size_t start = text.find_first_not_of(" \t\r\n");
   if (start == std::string::npos || text[start] != '#') return "";

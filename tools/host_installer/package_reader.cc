@@ -25,9 +25,9 @@ Archive NewReader() {
   return reader;
 }
 
-// The bytes of a source as the input of an archive reader. The source has to outlive the reader.
+// Makes `source` the input of an archive reader. REQUIRES: the source outlives the reader.
 void Feed(archive* reader, ByteSource& source) {
-  // The size of the next block, 0 at the end, -1 on failure.
+  // Returns the size of the next block, 0 at the end, -1 on failure.
   const auto read = [](archive* asking, void* from, const void** block) noexcept -> la_ssize_t {
     try {
       const Block next = static_cast<ByteSource*>(from)->Next();
@@ -42,7 +42,8 @@ void Feed(archive* reader, ByteSource& source) {
                "the payload cannot be read");
 }
 
-// Undoes the compressions that libarchive checks to the last bit: bzip2, xz, and none.
+// Decompresses bzip2 and xz, and passes plain bytes on. libarchive verifies the checksums of both
+// compressions.
 class Decompressed final : public ByteSource {
  public:
   explicit Decompressed(std::unique_ptr<ByteSource> packed)
@@ -61,7 +62,7 @@ class Decompressed final : public ByteSource {
     const void* block = nullptr;
     std::size_t size = 0;
     la_int64_t offset = 0;
-    // A block may be empty without being the last.
+    // An empty block is not the end; ARCHIVE_EOF is.
     int status = ARCHIVE_OK;
     while (status == ARCHIVE_OK && size == 0) {
       status = archive_read_data_block(reader_.get(), &block, &size, &offset);
@@ -77,7 +78,7 @@ class Decompressed final : public ByteSource {
   Archive reader_;
 };
 
-// Passes bytes on and takes them off a budget.
+// Passes bytes on and subtracts their number from a budget that several sources share.
 class Budgeted final : public ByteSource {
  public:
   Budgeted(ByteSource& source, std::uint64_t& left) : source_(source), left_(left) {}
@@ -94,8 +95,8 @@ class Budgeted final : public ByteSource {
   std::uint64_t& left_;
 };
 
-// The bytes of the cpio archive. A payload compressed more than once is refused, since each layer
-// multiplies what a small package can cost.
+// The decompressed bytes of the cpio archive. Refuses a payload that is compressed more than once,
+// because each layer multiplies the work that a small package can cause.
 std::unique_ptr<ByteSource> OpenPayload(const PackageFile& package, const XarFile& payload) {
   std::unique_ptr<ByteSource> bytes = OpenContents(package, payload);
   if (payload.deflated) return bytes;
@@ -118,7 +119,7 @@ std::string ReadXml(const PackageFile& package, const XarFile& file) {
   return xml;
 }
 
-// Every file by its path, after all but the payloads were compared with their checksums.
+// All files by path. Verifies the checksums of all but the payloads.
 std::map<std::string, XarFile> Survey(const PackageFile& package) {
   std::map<std::string, XarFile> files;
   for (const XarFile& file : ReadXarTable(package)) {

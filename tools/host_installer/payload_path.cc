@@ -7,7 +7,7 @@
 namespace zenta::host_installer {
 namespace {
 
-// The bundles that a Mac's package may carry, by the ending of their folder's name.
+// File name extensions of the kinds of bundle that a Mac's package may hold.
 constexpr std::array<std::string_view, 7> kBundleEndings = {
     ".app", ".bundle", ".component", ".framework", ".kext", ".plugin", ".prefPane"};
 
@@ -42,7 +42,7 @@ bool LinkStaysInside(std::string_view path, std::string_view target) {
   const std::vector<std::string_view> steps = PathComponents(target);
   const auto up = [](std::string_view name) { return name == ".."; };
   const auto down = std::find_if_not(steps.begin(), steps.end(), up);
-  // The link itself is the last component; what is before it are the folders that ".." may leave.
+  // The last component is the link itself; the ones before it are the folders that ".." may leave.
   const std::size_t folders = PathComponents(path).size() - 1;
   return std::none_of(down, steps.end(), up) &&
          static_cast<std::size_t>(down - steps.begin()) <= folders;

@@ -20,13 +20,13 @@ using tools::Failure;
 using tools::SystemFailure;
 
 struct Unit {
-  std::string path;  // below both trees
-  bool exists;       // in the tree that it is to go to
-  bool clashes;      // one is a folder, the other is not: neither may vanish for the other
+  std::string path;  // relative to the root of either tree
+  bool exists;       // in the tree into which it is to be moved
+  bool clashes;      // exactly one of the two is a folder, so neither may replace the other
 };
 
-// The units of `from`/`below`, in no order. A plain folder that both sides have is walked into.
-// REQUIRES: it is a folder in both trees.
+// Appends the units of `from`/`below`, in no particular order. REQUIRES: `below` is a folder in
+// both trees.
 void CollectUnits(const std::string& from, const std::string& to, const std::string& below,
                   std::vector<Unit>& units) {
   for (const fs::directory_entry& entry : fs::directory_iterator(fs::path(from) / below)) {
@@ -45,7 +45,7 @@ void CollectUnits(const std::string& from, const std::string& to, const std::str
   }
 }
 
-// In the order of their paths, so that runs on the same trees do the same.
+// Sorted by path, so that two runs on the same trees make the same calls.
 std::vector<Unit> UnitsOf(const std::string& from, const std::string& to) {
   std::vector<Unit> units;
   CollectUnits(from, to, "", units);
@@ -54,17 +54,17 @@ std::vector<Unit> UnitsOf(const std::string& from, const std::string& to) {
   return units;
 }
 
-// One replacement under way: what was done, so that it can be undone.
+// A replacement in progress. Records each step, so that it can be undone.
 class Transaction {
  public:
   Transaction(const Trees& trees, Renamer& renamer, std::size_t most_steps)
       : trees_(trees), renamer_(renamer) {
-    done_.reserve(most_steps);  // so that no step is done and then not recorded
+    done_.reserve(most_steps);  // so that recording a step that was done cannot fail
   }
 
   void Place(const Unit& unit) {
     Step step{trees_.fresh + "/" + unit.path, trees_.target + "/" + unit.path, unit.exists};
-    // At no moment is there neither the old unit nor the new one, if the file system can exchange.
+    // If the file system can exchange names, the old or the new unit is in place at every moment.
     int error = unit.exists ? renamer_.Exchange(step.fresh, step.target) : 0;
     if (error == EINVAL || error == ENOSYS || error == ENOTSUP) {
       step.exchanged = false;
@@ -76,7 +76,8 @@ class Transaction {
     done_.push_back(std::move(step));
   }
 
-  // Newest first. A step that cannot be undone leaves the new unit in place, which is whole too.
+  // Newest step first. If a step cannot be undone, the new unit stays in place, which is also
+  // whole.
   void Undo() noexcept {
     for (; !done_.empty(); done_.pop_back()) {
       const Step& step = done_.back();
@@ -91,7 +92,7 @@ class Transaction {
  private:
   struct Step {
     std::string fresh, target;
-    bool exchanged;  // or moved
+    bool exchanged;  // otherwise moved
   };
 
   int MoveAside(const std::string& path, const std::string& target) {

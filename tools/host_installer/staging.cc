@@ -22,15 +22,16 @@ namespace {
 namespace fs = std::filesystem;
 using tools::SystemFailure;
 
-// Beside full access for the owner, the sticky bit. It does nothing on a folder that is its owner's
-// alone; it says that a Staging made the folder, since nothing of a payload keeps such a bit.
+// Full access for the owner, and the sticky bit. The bit has no effect on a folder that only its
+// owner can write. It marks the folder as made by a Staging, since nothing in a payload keeps such
+// a bit.
 constexpr mode_t kOwnMode = 01700;
 
 Trees TreesIn(const std::string& staging, const std::string& anchor) {
   return {staging + "/new", anchor, staging + "/old"};
 }
 
-// Leaves it all where it is if something is still aside that cannot be put back.
+// Keeps the folder if an old unit in it cannot be put back.
 void Discard(const std::string& staging, const std::string& anchor, Renamer& renamer) noexcept try {
   const Trees trees = TreesIn(staging, anchor);
   if (fs::exists(trees.aside) && !PutBack(trees, renamer)) return;
@@ -38,7 +39,7 @@ void Discard(const std::string& staging, const std::string& anchor, Renamer& ren
 } catch (const std::exception&) {  // the next installation tries again
 }
 
-// A folder of this name that came about otherwise is not ours to put anything back from.
+// Whether a Staging of this user made this folder. Nothing may be put back from any other.
 bool IsOurFolder(const std::string& path) {
   struct stat status {};
   return lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode) &&
@@ -47,7 +48,7 @@ bool IsOurFolder(const std::string& path) {
 
 }  // namespace
 
-// The lock is on the folder itself, so that it needs no file that somebody would have to remove.
+// Locks the folder itself, so that no lock file is left over.
 InstallLock::InstallLock(const std::string& folder, std::chrono::milliseconds patience)
     : descriptor_(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
   if (descriptor_ < 0) throw SystemFailure("cannot open " + folder);
@@ -81,14 +82,14 @@ Staging::~Staging() {
 }
 
 void Staging::CleanUp(const std::string& anchor, Renamer& renamer) {
-  std::error_code unreadable;  // then there is nothing to clean, or the unpacking will say so
+  std::error_code unreadable;  // ignored: if it matters, unpacking fails and says so
   std::vector<std::string> left;
   for (const fs::directory_entry& entry : fs::directory_iterator(anchor, unreadable)) {
     if (entry.path().filename().string().starts_with(kStagingPrefix)) left.push_back(entry.path());
   }
   for (const std::string& staging : left) {
     if (IsOurFolder(staging)) Discard(staging, anchor, renamer);
-    rmdir(staging.c_str());  // one that is empty: its maker died before it could mark it
+    rmdir(staging.c_str());  // an empty one, whose maker died before it set kOwnMode
   }
 }
 

@@ -1,14 +1,14 @@
-// The folder beside the target in which a package is unpacked, and the lock that lets one
-// installation at a time do so.
+// The staging folder in which a package is unpacked, and the lock that admits one installation at a
+// time.
 //
-//   ANCHOR/.zenta-installer-XXXXXX/new   the fresh tree
-//   ANCHOR/.zenta-installer-XXXXXX/old   old units set aside where names cannot be exchanged
+//   ANCHOR/.zenta-installer-XXXXXX/new   the unpacked tree
+//   ANCHOR/.zenta-installer-XXXXXX/old   old units, moved aside where names cannot be exchanged
 //
-// It is on the target's file system, so that units move by renaming. What a crash left of it is
-// removed by the next installation, after anything that it still holds aside and that is missing was
-// put back. A staging folder is recognised by its name, which no package may use, by its owner and
-// by its permissions, which nothing unpacked from a package can have. Other folders of such a name
-// are left alone.
+// It lies on the target's file system, so that units can be renamed into place. If a crash leaves
+// it behind, the next installation puts back old units that are missing in the target and removes
+// it. A staging folder is recognised by its name, which no package may use, by its owner, and by
+// its permissions, which nothing unpacked from a package can have. Other folders with such a name
+// are kept.
 #pragma once
 
 #include <chrono>
@@ -19,18 +19,18 @@
 
 namespace zenta::host_installer {
 
-// How long an installation waits for another one to end.
+// How long an installation waits for another one by default.
 inline constexpr std::chrono::seconds kPatience = std::chrono::minutes(1);
 
-// Another installation kept this one waiting for too long; nothing was done.
+// Another installation held the lock for too long. Nothing was changed.
 class StillBusy : public tools::Failure {
  public:
   StillBusy() : Failure("another installation is still running") {}
 };
 
-// Held from construction to destruction; the system releases it when its holder dies. Throws
-// StillBusy if somebody else holds the lock for longer than `patience`, Failure if the folder cannot
-// be opened.
+// Holds an exclusive flock on `folder` while it exists; the system releases it if the process dies.
+// The constructor throws StillBusy if another process still holds the lock after `patience`, and
+// Failure if the folder cannot be opened or locked.
 class InstallLock {
  public:
   InstallLock(const std::string& folder, std::chrono::milliseconds patience);
@@ -42,19 +42,19 @@ class InstallLock {
   int descriptor_;
 };
 
-// REQUIRES, for all of it: the InstallLock is held.
+// REQUIRES, for every member: the InstallLock is held.
 class Staging {
  public:
-  // A fresh one in `anchor`, open to its owner only. Throws Failure.
+  // Creates a staging folder in `anchor`, accessible to its owner only. Throws Failure.
   Staging(const std::string& anchor, Renamer& renamer);
   Staging(const Staging&) = delete;
   Staging& operator=(const Staging&) = delete;
-  // Puts back what is still aside and removes the folder.
+  // Puts back old units that are missing in the target, and removes the folder if that succeeded.
   ~Staging();
 
   [[nodiscard]] const Trees& trees() const { return trees_; }
 
-  // Does the same for every staging folder of this user that a crash left in `anchor`.
+  // Does the same to every staging folder of this user that a crash left in `anchor`.
   static void CleanUp(const std::string& anchor, Renamer& renamer);
 
  private:

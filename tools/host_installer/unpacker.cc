@@ -33,8 +33,9 @@ std::string CheckedPath(const char* text) {
   return *path;
 }
 
-// Writes an admitted entry. Set-user-ID bits and the like are dropped: an input method has no use
-// for them, and a folder that its owner cannot change could not be removed by the next update.
+// Writes an entry that Admit has accepted. Drops the set-ID and sticky bits, which an input method
+// does not need. Gives a folder's owner full access, because otherwise the next update could not
+// remove it.
 void Write(archive* cpio, archive_entry* entry, archive* disk, const std::string& path) {
   const bool folder = archive_entry_filetype(entry) == AE_IFDIR;
   archive_entry_set_pathname(entry, path.c_str());
@@ -64,7 +65,8 @@ Unpacker::Unpacker(const std::string& folder, std::size_t max_entries)
   throw SystemFailure("cannot enter " + folder, error);
 }
 
-// If the way back is closed, the root is at least no folder that is about to be removed.
+// Returns to the former working folder. If that fails, changes to "/", because the current one is
+// about to be removed.
 Unpacker::~Unpacker() {
   if ((former_folder_ < 0 || fchdir(former_folder_) != 0) && chdir("/") != 0) return;
   if (former_folder_ >= 0) close(former_folder_);
@@ -76,7 +78,7 @@ Unpacker::Kind& Unpacker::Known(const std::string& path, Kind kind) {
   return known;
 }
 
-// A path may come once, and only real folders may stand above it.
+// Records an entry. Refuses a path that occurs twice or has a parent that is not a folder.
 void Unpacker::Remember(const std::string& path, Kind kind) {
   for (std::size_t slash = path.find('/'); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
@@ -92,14 +94,15 @@ void Unpacker::Remember(const std::string& path, Kind kind) {
   known = kind;
 }
 
-// Hard links: only to a regular file that the same package has brought, and by its full path.
+// A hard link may only lead to a regular file that was already unpacked from this package. Its
+// target becomes the full path relative to the folder.
 void Unpacker::CheckLinks(const std::string& below, const std::string& path,
                           archive_entry* entry) const {
   if (const char* target = archive_entry_symlink(entry); target != nullptr) {
     if (!LinkStaysInside(path, target)) Refuse(path, "it links to " + std::string(target));
   }
   if (const char* target = archive_entry_hardlink(entry); target != nullptr) {
-    const std::string inside = CheckedPath(target);  // empty for the payload's root
+    const std::string inside = CheckedPath(target);  // "" for the payload's root
     const std::string full = inside.empty() ? below : JoinPath(below, inside);
     const auto known = unpacked_.find(full);
     if (known == unpacked_.end() || known->second != Kind::kFile) {

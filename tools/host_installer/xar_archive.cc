@@ -21,10 +21,10 @@ namespace {
 
 using tools::Failure;
 
-// A checksum that is being computed.
+// Computes a checksum.
 class Digest {
  public:
-  // Throws Failure, in the name of `what`, unless the style is SHA-1 or better.
+  // Throws Failure with a text about `what` unless the style is SHA-1 or better.
   Digest(const std::string& style, const std::string& what) : context_(EVP_MD_CTX_new()) {
     const EVP_MD* const kind = style == "sha1"     ? EVP_sha1()
                                : style == "sha256" ? EVP_sha256()
@@ -39,7 +39,7 @@ class Digest {
   [[nodiscard]] std::size_t size() const {
     return static_cast<std::size_t>(EVP_MD_CTX_get_size(context_.get()));
   }
-  // In lower-case hexadecimal digits; the last call.
+  // The checksum in lower-case hexadecimal digits. No other call may follow.
   std::string Finish() {
     std::array<std::uint8_t, EVP_MAX_MD_SIZE> bytes;
     EVP_DigestFinal_ex(context_.get(), bytes.data(), nullptr);
@@ -50,7 +50,7 @@ class Digest {
   signing::Owned<EVP_MD_CTX, EVP_MD_CTX_free> context_;
 };
 
-// The bytes of a file in the heap.
+// The stored bytes of a file.
 class StoredBytes final : public ByteSource {
  public:
   StoredBytes(const PackageFile& package, const XarFile& file)
@@ -78,7 +78,7 @@ class StoredBytes final : public ByteSource {
   std::array<std::uint8_t, 64 * 1024> buffer_;
 };
 
-// Passes bytes on, exactly as many as the table says.
+// Passes bytes on. Throws unless their number is the size that the table gives.
 class ExactSize final : public ByteSource {
  public:
   ExactSize(std::unique_ptr<ByteSource> source, const XarFile& file)
@@ -135,11 +135,11 @@ std::uint64_t NumberIn(const xmlNode* parent, const char* name) {
 }
 
 struct Header {
-  std::uint64_t table = 0;         // where the compressed table begins
-  std::uint64_t table_size = 0;    // compressed
-  std::uint64_t table_length = 0;  // plain
+  std::uint64_t table = 0;         // offset of the table in the package
+  std::uint64_t table_size = 0;    // in bytes, compressed
+  std::uint64_t table_length = 0;  // in bytes, decompressed
   std::uint64_t checksum_kind = 0;
-  std::uint64_t heap = 0;  // where the heap begins
+  std::uint64_t heap = 0;  // offset of the heap in the package
 };
 
 Header ReadHeader(const PackageFile& package) {
@@ -174,8 +174,8 @@ std::string Inflated(Block packed, std::uint64_t length) {
   return plain;
 }
 
-// The checksum lies in the heap. The header names its style by number, too: 1 is SHA-1, 3 and 4 are
-// longer ones, 0 is none and 2 MD5.
+// Verifies the table's checksum, which lies in the heap. The table names its style, the header its
+// number: 0 none, 1 SHA-1, 2 MD5, 3 and 4 others such as SHA-256 and SHA-512.
 void CheckTable(const PackageFile& package, const Header& header, Block packed,
                 const xmlNode* toc) {
   const xmlNode* const checksum = Child(toc, "checksum");
@@ -193,13 +193,13 @@ void CheckTable(const PackageFile& package, const Header& header, Block packed,
   }
 }
 
-// What the <data> element says of where a file lies and how.
+// Reads a file's <data> element: where its bytes lie, and how they are encoded.
 void ReadData(const xmlNode* data, XarFile& file) {
   file.offset = NumberIn(data, "offset");
   file.length = NumberIn(data, "length");
   file.size = NumberIn(data, "size");
   const std::string encoding = AttributeOf(Child(data, "encoding"), "style");
-  file.deflated = encoding == "application/x-gzip";  // so it is called; the bytes are a zlib stream
+  file.deflated = encoding == "application/x-gzip";  // in XAR the name of a zlib stream
   if (!file.deflated && encoding != "application/octet-stream") {
     throw Failure(file.name + " is stored in an unknown encoding: " + encoding);
   }
@@ -214,7 +214,7 @@ void CollectFiles(const xmlNode* parent, const std::string& folder, std::vector<
     if (!HasName(node, "file")) continue;
     XarFile file{folder, TextOf(Child(node, "name"))};
     const std::string path = folder.empty() ? file.name : folder + "/" + file.name;
-    // Also bounds the depth of this recursion, and what all the copies of a folder's name take.
+    // This also bounds the depth of the recursion and the memory of the paths.
     if (file.name.find('/') != std::string::npos || PayloadPath(path) != path) {
       throw Failure("a file of the package has a bad name: " + file.name);
     }
@@ -226,7 +226,8 @@ void CollectFiles(const xmlNode* parent, const std::string& folder, std::vector<
   }
 }
 
-// From offsets in the heap to offsets in the package.
+// Checks that all files lie in the heap and have a known checksum. Makes their offsets relative to
+// the package instead of the heap.
 void PlaceFiles(std::vector<XarFile>& files, std::uint64_t heap, std::uint64_t heap_size) {
   std::uint64_t spare = heap_size;
   for (XarFile& file : files) {

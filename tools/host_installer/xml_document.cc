@@ -23,15 +23,15 @@ std::string TakeText(xmlChar* owned) {
   return text == nullptr ? "" : reinterpret_cast<const char*>(text.get());
 }
 
-// libxml2 calls this at "<!DOCTYPE name", before it reads what the document type declares.
+// libxml2 calls this at "<!DOCTYPE name", before it reads the declarations in it.
 void StopAtDocumentType(void* context, const xmlChar*, const xmlChar*, const xmlChar*) {
   auto* const parser = static_cast<xmlParserCtxt*>(context);
   *static_cast<bool*>(parser->_private) = true;
   xmlStopParser(parser);
 }
 
-// libxml2 compares each attribute of an element with all others before it lets anybody stop it. No
-// attribute comes without '=', and '<' stands in front of elements only.
+// libxml2 compares each attribute of an element with all others before any callback could stop it.
+// An upper bound is enough: every attribute has a '=', and every element begins with '<'.
 bool HasTooManyAttributes(std::string_view xml) {
   constexpr int kMost = 4096;
   int count = 0;

@@ -1,4 +1,5 @@
-// The XML of packages, which is foreign: read with libxml2, without anything that grows.
+// Parses the XML of packages, which is untrusted, with libxml2, and refuses what can expand without
+// bound.
 #pragma once
 
 #include <libxml/tree.h>
@@ -10,8 +11,8 @@
 
 namespace zenta::host_installer {
 
-// Of a PackageInfo, a Distribution or a table of contents, which take a few kilobytes in packages
-// of any size.
+// Limit for a PackageInfo, a Distribution or a table of contents. In honest packages they have a
+// few kilobytes.
 inline constexpr std::size_t kMaxXmlBytes = 1 << 20;
 
 struct XmlFree {
@@ -21,10 +22,10 @@ struct XmlFree {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, XmlFree>;
 
-// A document in UTF-8 whose top element is `root`. Throws Failure, calling it `what`, if it is none,
-// if it is over the limit, has over 4,096 attributes in an element, or has a document type: that
-// could define entities, and a few bytes of those expand without bound. Elements are nested 256 deep
-// at most. Time and memory are in proportion to the size.
+// Parses a UTF-8 document whose root element is `root`. Throws Failure, which calls it `what`, if
+// it is not well-formed, has another root element, is over the limit, has over 4,096 attributes in
+// an element, or has a document type declaration: that could define entities, which expand without
+// bound. libxml2 allows elements to nest 256 deep. Time and memory are proportional to the size.
 [[nodiscard]] XmlDocument ParseXml(std::string_view xml, const char* root, const char* what);
 
 [[nodiscard]] bool HasName(const xmlNode* node, const char* name);
@@ -32,7 +33,7 @@ using XmlDocument = std::unique_ptr<xmlDoc, XmlFree>;
 // The first child element of this name; null if there is none or `parent` is null.
 [[nodiscard]] const xmlNode* Child(const xmlNode* parent, const char* name);
 
-// All text in an element, and the value of an attribute; "" if there is none. `node` may be null.
+// All text in an element, and the value of its attribute; "" if there is none. `node` may be null.
 [[nodiscard]] std::string TextOf(const xmlNode* node);
 [[nodiscard]] std::string AttributeOf(const xmlNode* node, const char* name);
 

@@ -22,7 +22,8 @@ namespace {
 
 constexpr int kModulusBits = 8 * static_cast<int>(kSignatureBytes);
 
-// Asked for the password of an encrypted key; without it OpenSSL would ask on the terminal.
+// OpenSSL calls this for the password of an encrypted key. Without a callback it would ask on the
+// terminal.
 int NoPassword(char*, int, int, void*) { return -1; }
 
 Owned<BIGNUM, BN_free> NumberOf(const EVP_PKEY* key, const char* name) {
@@ -100,7 +101,7 @@ std::optional<SignatureBlock> Signer::Raise(const SignatureBlock& block) const {
   const Owned<EVP_PKEY_CTX, EVP_PKEY_CTX_free> context{EVP_PKEY_CTX_new(key_->key.get(), nullptr)};
   SignatureBlock raised;
   std::size_t size = raised.size();
-  // Without padding, OpenSSL's decryption is the bare private operation.
+  // Without padding, OpenSSL's decryption is the plain RSA operation with the private key.
   const bool done =
       context && EVP_PKEY_decrypt_init(context.get()) == 1 &&
       EVP_PKEY_CTX_set_rsa_padding(context.get(), RSA_NO_PADDING) == 1 &&

@@ -1,4 +1,4 @@
-// The private half of signing: used by the tools that release and by tests, never by the updater.
+// Signing with the private key: used by the release tools and by tests, never by the updater.
 #pragma once
 
 #include <memory>
@@ -14,8 +14,8 @@ namespace zenta::signing {
 // A 1,024-bit RSA private key.
 class Signer {
  public:
-  // From the text of an unencrypted PEM file (PKCS#8 or PKCS#1). On failure: one sentence for a
-  // person.
+  // Reads the text of an unencrypted PEM file (PKCS#8 or PKCS#1). On failure returns the fault as
+  // words for people.
   [[nodiscard]] static std::variant<Signer, std::string> FromPem(std::string_view pem);
   // A fresh key with the exponent 65537. Throws std::runtime_error if the system cannot make one.
   [[nodiscard]] static Signer Generate();
@@ -24,16 +24,18 @@ class Signer {
   Signer& operator=(Signer&&) noexcept;
   ~Signer();
 
-  // PKCS#8 PEM, unencrypted: whoever stores it guards it.
+  // The private key as unencrypted PKCS#8 PEM. The caller has to keep it secret.
   [[nodiscard]] std::string ToPem() const;
 
-  // The public half, as a configuration has it.
+  // The public key, in the form of SigningConfig.
   [[nodiscard]] SignatureBlock Modulus() const;
+  // Throws std::runtime_error if the exponent has more than 64 bits.
   [[nodiscard]] std::uint64_t Exponent() const;
-  // Whether signatures of this key open with `config`.
+  // Whether `config` has the public key of this key, so that its signatures open with it.
   [[nodiscard]] bool Matches(const SigningConfig& config) const;
 
-  // block ^ private exponent mod modulus; nullopt if the block is not below the modulus.
+  // block ^ private exponent mod modulus, without padding; nullopt if the block is not below the
+  // modulus.
   [[nodiscard]] std::optional<SignatureBlock> Raise(const SignatureBlock& block) const;
 
  private:
@@ -42,12 +44,13 @@ class Signer {
   std::unique_ptr<Key> key_;
 };
 
-// What people compare keys by: the first 16 bytes of the modulus's SHA-256 as "ab:cd:...".
+// The fingerprint that people compare keys by: the first 16 bytes of the SHA-256 of the modulus
+// (128 bytes, most significant first), as "ab:cd:...".
 [[nodiscard]] std::string Fingerprint(const SignatureBlock& modulus);
 
 // The text of a digest file for `payload` (the package's digest as 32 lower-case hexadecimal
-// digits): padded, raised with the key, scrambled and written in the configuration's alphabet,
-// without a line end. nullopt if the payload is too long for a block.
+// digits), without a line end. The payload is padded, raised to the private exponent, scrambled and
+// encoded in the configuration's alphabet. nullopt if it is too long for a block.
 [[nodiscard]] std::optional<std::string> SignDigest(std::string_view payload,
                                                     const SigningConfig& config, const Signer& key);
 

@@ -17,7 +17,7 @@ int Disk::LosePower(const std::string& root, Random& random) {
     const bool file = lstat(entry.path().c_str(), &status) == 0 && S_ISREG(status.st_mode);
     if (file && unsynced_.count(status.st_ino) != 0) lost.push_back(entry.path());
   }
-  std::sort(lost.begin(), lost.end());  // so that each file meets the same number every time
+  std::sort(lost.begin(), lost.end());  // so that each file gets the same random number every time
   for (const std::string& path : lost) {
     const std::uint64_t size = fs::file_size(path);
     const std::uint64_t kept = random.OneIn(3) ? random.Below(size + 1) : 0;

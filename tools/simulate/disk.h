@@ -1,6 +1,6 @@
-// What a disk still holds when power fails: of every file that was written, what was there when it was last synced.
-// The model is that of a journalling file system that keeps names in their order and loses contents: a file that was
-// not synced since it was written comes back cut, most often to nothing.
+// What a disk still holds after a power failure. The model is a journalling file system: changes of
+// names survive, contents do not. A file that was written and not synced since comes back truncated
+// at a random length, most often to nothing.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ namespace zenta::simulate {
 class Disk {
  public:
   void Forget() { unsynced_.clear(); }
-  // A call that is let through.
+  // Takes note of a call that is about to be made.
   void Saw(const Request& request) {
     if (request.inode != 0 && (request.call == Call::kWrite || request.call == Call::kTruncate)) {
       unsynced_.insert(request.inode);
@@ -23,7 +23,8 @@ class Disk {
     if (request.call == Call::kSync) unsynced_.erase(request.inode);
     if (request.call == Call::kSyncAll) unsynced_.clear();
   }
-  // Cuts the files below `root` that were not synced. REQUIRES: nobody writes there. The number of files.
+  // Truncates the files below `root` that were not synced, and returns how many those were.
+  // REQUIRES: no process writes there.
   int LosePower(const std::string& root, Random& random);
 
  private:

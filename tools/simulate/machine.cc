@@ -59,7 +59,7 @@ std::uint64_t CountLines(const std::string& text, const std::string& ending) {
   return count;
 }
 
-// The counter's file as the updater writes it, which is XML.
+// Reads the updater's preferences, which it writes as XML.
 void ReadCounter(const std::string& text, Snapshot& seen) {
   const std::size_t key = text.find("<key>install_fail_num</key>");
   seen.has_leftover = text.find("<key>package_left_behind</key>") != std::string::npos;

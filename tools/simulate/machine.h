@@ -1,9 +1,9 @@
-// The machine folder of a story, what its people put there, and what can be seen of it from outside.
+// The machine folder of a story: setting it up, changing it as a user would, and looking at it.
 //
 // Everything lies in one working folder:
 //   WORK/machine   the machine folder
-//   WORK/canary    a tree that nobody has any business in
-//   WORK/log       what the programs say
+//   WORK/canary    a tree that no program may touch
+//   WORK/log       standard output and error of the programs
 #pragma once
 
 #include <cstdint>
@@ -16,32 +16,33 @@ namespace zenta::simulate {
 // One version of the input method, and what is needed to recognise it.
 struct Release {
   std::string name;
-  std::string bundle;      // where its tree lies
+  std::string bundle;      // path of its tree
   std::string package;     // contents of the package
   std::string digest;      // contents of its digest file
   bool is_signed = false;  // by the key that the updater trusts
   std::uint64_t tree = 0;  // TreeSum of the bundle
 };
 
-// A sum over everything in a tree: names, kinds, permissions, contents, where links lead. 0: there is nothing.
+// A hash over everything in a tree: names, kinds, permissions, contents, targets of links. 0 if
+// nothing exists at the path.
 [[nodiscard]] std::uint64_t TreeSum(const std::string& path);
 
 [[nodiscard]] std::string ReadFile(const std::string& path);
 void WriteFile(const std::string& path, const std::string& bytes);
 
-// Who puts a file into the caches folder: the user who also runs the updater, or some other one.
+// Who puts a file into the caches folder: the user who also runs the updater, or another user.
 enum class Who { kUser, kStranger };
 
-// What is in the machine, as far as the invariants speak of it.
+// What is in the machine, as far as the invariants need it.
 struct Snapshot {
   std::uint64_t bundle = 0;              // TreeSum
-  bool has_package = false;              // whatever it is
+  bool has_package = false;              // a file, link, folder or pipe
   std::string package;                   // contents, if it is a file
   std::optional<std::int64_t> counter;   // of failures
   bool has_leftover = false;             // the updater has noted a package that it could not remove
-  bool state_is_whole = true;            // no file of the preferences is cut short
+  bool state_is_whole = true;            // no preferences file is truncated
   std::uint64_t runs = 0, failures = 0;  // notifications posted
-  bool has_staging = false;              // something that an installation left behind
+  bool has_staging = false;              // a staging folder is left
 };
 
 class Machine {
@@ -68,25 +69,26 @@ class Machine {
 
   void SetCachesMode(unsigned mode) const;
   [[nodiscard]] Snapshot Look() const;
-  // Changes with everything that no program may touch: the canary, other people's files, other bundles.
+  // A hash over everything that no program may touch: the canary, other people's files, other
+  // bundles.
   [[nodiscard]] std::uint64_t Bystanders() const;
-  // Whether a file in the caches folder counts as the user's own word: a file of theirs that only they can write, in
-  // a folder where only they can replace it.
+  // Whether the updater may trust a file in the caches folder: root or the user owns it, and others
+  // can neither write nor replace it.
   [[nodiscard]] bool IsTrusted(const std::string& path) const;
 
  private:
   std::string work_, root_, updater_, installer_;
 };
 
-// Runs `action` with that user's rights; false if the system said no. Only root can be a stranger to itself: for
-// everybody else the stranger can do nothing.
+// Runs `action` with that user's rights. Returns false if the system refused. Only root can become
+// another user; run by anybody else, a stranger's actions all fail.
 [[nodiscard]] bool As(Who who, bool (*action)(const std::string&, const std::string&),
                       const std::string& path, const std::string& bytes);
-// Actions for it; `bytes` is what each makes of it.
-bool PutInPlace(const std::string& path,
-                const std::string& bytes);  // a new file takes the name in one step
-bool WriteOver(const std::string& path,
-               const std::string& bytes);  // the file's contents are replaced
+// Actions for As. True if done.
+// A new file of these bytes takes the name in one step.
+bool PutInPlace(const std::string& path, const std::string& bytes);
+// Replaces the contents of the existing file.
+bool WriteOver(const std::string& path, const std::string& bytes);
 bool Append(const std::string& path, const std::string& bytes);
 bool Remove(const std::string& path, const std::string&);
 bool PutLink(const std::string& path, const std::string& target);

@@ -1,5 +1,5 @@
-// zenta-simulate: tells stories on the real programs, each drawn from one number, and checks after each step what
-// docs/security.md promises. docs/simulation.md says how to read what it prints.
+// zenta-simulate: runs the real programs through stories, each drawn from one number, and checks
+// after each step what docs/security.md promises. docs/simulation.md explains the output.
 
 #include <fcntl.h>
 #include <sys/prctl.h>
@@ -49,12 +49,12 @@ struct Options {
   std::set<std::string> without;
 };
 
-// What a worker hands to the one that started it.
+// What a worker process reports to its parent.
 struct Totals {
   std::uint64_t stories = 0, calls = 0, events = 0, findings = 0;
 };
 
-constexpr std::uint64_t kMostFindings = 5;  // of a worker, which then stops
+constexpr std::uint64_t kMostFindings = 5;  // after so many, a worker stops
 
 [[noreturn]] void Usage(int status) {
   (status == 0 ? std::cout : std::cerr) << kUsage;
@@ -121,7 +121,8 @@ std::vector<std::uint64_t> SeedsOf(const Options& options) {
   return seeds;
 }
 
-// The steps of a story; of the last one the calls around its last event and at its end.
+// A story as text: its steps, and of its calls those around the last event and at the end, or all
+// of them if `whole`.
 std::string Told(const Story& story, bool whole) {
   const std::vector<std::string>& trace = story.trace();
   const std::size_t event = story.event_line();
@@ -142,7 +143,7 @@ std::string Told(const Story& story, bool whole) {
   return text;
 }
 
-// A folder in memory where there is one: nothing here has to reach a disk.
+// The working folder, in memory (/dev/shm) if possible: nothing has to reach a disk.
 class WorkFolder {
  public:
   WorkFolder() {
@@ -153,7 +154,7 @@ class WorkFolder {
     name += "/zenta-simulate.XXXXXX";
     if (mkdtemp(name.data()) == nullptr) throw SystemFailure("no working folder");
     path_ = fs::canonical(name).string();
-    fs::permissions(path_, fs::perms(0755));  // the stranger of the stories looks in
+    fs::permissions(path_, fs::perms(0755));  // other users of the stories need access
   }
   WorkFolder(const WorkFolder&) = delete;
   WorkFolder& operator=(const WorkFolder&) = delete;
@@ -177,7 +178,8 @@ struct Worker {
         machine(folder, given.updater, given.installer),
         scheduler("zenta-simulate." + std::to_string(getppid()) + "." + std::to_string(number)) {}
 
-  // Tells one story by `tell`; false when there have been findings enough. `title` and `again` are for people.
+  // Runs one story by `tell`. `title`, and `again`, the command that repeats it, are printed with a
+  // finding. False after kMostFindings.
   bool Try(std::uint64_t seed, const std::string& title, const std::string& again,
            const std::function<void(Story&)>& tell) {
     Story story(releases, machine, scheduler, seed);
@@ -220,7 +222,7 @@ void TellSeeds(Worker& worker, long number) {
   }
 }
 
-// Every way in which this call can go wrong.
+// Every fault that can hit this call.
 std::vector<Event> FaultsOf(const Request& call, std::uint64_t number) {
   std::vector<Event> faults;
   const auto add = [&](Event::Kind kind, int error) {
@@ -240,7 +242,8 @@ std::vector<Event> FaultsOf(const Request& call, std::uint64_t number) {
   return faults;
 }
 
-// The seed is the same throughout, so that call number k is the same call each time, up to the fault.
+// All these stories have the same seed, so that call number k is the same call in each, up to the
+// fault.
 void TellEachCall(Worker& worker, long number) {
   std::uint64_t story_number = 0;
   for (const bool over_another : {false, true}) {
@@ -261,10 +264,10 @@ void TellEachCall(Worker& worker, long number) {
   }
 }
 
-// The process of one worker; the totals go to `results`.
+// Runs in a worker process. Writes the totals to the descriptor `results`.
 int Work(const Options& options, const std::vector<Release>& releases, const std::string& folder,
          long number, int results) {
-  prctl(PR_SET_CHILD_SUBREAPER, 1);  // installers whose updater was killed
+  prctl(PR_SET_CHILD_SUBREAPER, 1);  // becomes the parent of installers whose updater was killed
   fs::create_directory(folder);
   Worker worker(options, releases, folder, number);
   (options.each_call ? TellEachCall : TellSeeds)(worker, number);

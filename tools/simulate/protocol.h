@@ -1,6 +1,6 @@
-// What a simulated process and the simulator say to each other: at each system call that matters the process
-// sends a Request and waits for the Reply, one message of a SOCK_SEQPACKET socket each. Both ends are of one
-// build and one machine, so the structures travel as they lie in memory.
+// The messages between a simulated process and the simulator. Before each call that matters the
+// process sends a Request and waits for the Reply, each one message on a SOCK_SEQPACKET socket.
+// Both ends are of one build on one machine, so the structures are sent as they are in memory.
 #pragma once
 
 #include <cstddef>
@@ -8,9 +8,9 @@
 
 namespace zenta::simulate {
 
-// Names the abstract socket of the simulator; a program without it runs as ever.
+// Holds the name of the simulator's abstract socket. Without it a program runs as usual.
 inline constexpr char kSocketVariable[] = "ZENTA_SIMULATE";
-// The machine folder, as the programs themselves are told.
+// The machine folder. The programs themselves read this variable, too.
 inline constexpr char kMachineVariable[] = "ZENTA_MACHINE";
 
 // Calls that can fail in the same ways are one kind.
@@ -31,20 +31,20 @@ enum class Call : std::uint8_t {
   kLink,        // hard and symbolic links, pipes, devices
   kAttributes,  // modes, owners, times
   kLook,        // stat, readlink, access
-  kList,        // the next name of a folder
+  kList,        // reads the next entry of a folder
   kSpace,       // free space of a file system
-  kEnter,       // the working folder
+  kEnter,       // changes the working folder
   kClose,
-  kLock,  // never fails for being held when the caller would wait
+  kLock,  // a lock that is held, and that the caller waits for, continues as kBlocked
   kUnlock,
   kPipe,
   kSpawn,
-  kSpawned,  // value: the child's process ID, or minus the error; answered once the child's first turn has come
+  kSpawned,  // value: the child's ID, or minus the error; answered when the child has started
   kPoll,
   kWait,     // for a child's end
   kSleep,    // value: nanoseconds
   kBlocked,  // the call cannot go on yet; value: nanoseconds until it gives up, -1 for never
-  kOutside,  // a write outside the machine folder was tried; text says what
+  kOutside,  // a write outside the machine folder; text says which
 };
 inline constexpr std::size_t kCalls = static_cast<std::size_t>(Call::kOutside) + 1;
 
@@ -60,21 +60,21 @@ struct Request {
 
 enum class Action : std::uint8_t {
   kProceed,
-  kFail,        // with `error`, without being done (closing is done all the same)
+  kFail,        // with `error`, and the call is not made (except close, which is made and fails)
   kShorten,     // reads or writes `limit` bytes at most
-  kDie,         // SIGKILL, before the call is done
+  kDie,         // SIGKILL before the call is made
   kDieHalfway,  // after `limit` bytes are written
-  kGiveUp,      // to kBlocked: the time is over
+  kGiveUp,      // answer to kBlocked: the time is over
 };
 
 struct Reply {
   Action action = Action::kProceed;
   std::int32_t error = 0;
-  std::int64_t limit = 0;      // bytes; to kSpace: bytes available
+  std::int64_t limit = 0;      // bytes; in answer to kSpace: bytes available
   std::int64_t monotonic = 0;  // the simulated clocks, nanoseconds
   std::int64_t realtime = 0;
-  std::int32_t process = 0;  // to kStart: the process ID that the program is shown
-  std::uint64_t random = 0;  // to kStart: the seed of its random numbers
+  std::int32_t process = 0;  // in answer to kStart: the process ID that the program sees
+  std::uint64_t random = 0;  // in answer to kStart: the seed of its random numbers
 };
 
 }  // namespace zenta::simulate

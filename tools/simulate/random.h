@@ -1,4 +1,5 @@
-// The numbers that a story is drawn from: the same on every machine, for ever (splitmix64).
+// The random numbers that a story is drawn from (splitmix64). A seed gives the same numbers on
+// every machine and in every version.
 #pragma once
 
 #include <cstddef>
@@ -9,7 +10,7 @@ namespace zenta::simulate {
 
 class Random {
  public:
-  explicit Random(std::uint64_t seed) : state_(seed) {}
+  constexpr explicit Random(std::uint64_t seed) : state_(seed) {}
 
   std::uint64_t Next() {
     std::uint64_t z = (state_ += 0x9E3779B97F4A7C15);

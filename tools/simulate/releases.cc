@@ -34,7 +34,7 @@ void RunTool(std::vector<std::string> arguments) {
   if (error != 0 || status != 0) throw Failure("zentactl " + arguments[1] + " failed");
 }
 
-// Bytes that do not compress, so that the package takes several reads.
+// Bytes that do not compress, so that reading the package takes several calls.
 std::string Noise(std::size_t size, std::uint64_t seed) {
   Random random(seed);
   std::string bytes;
@@ -42,7 +42,8 @@ std::string Noise(std::size_t size, std::uint64_t seed) {
   return bytes;
 }
 
-// The example's Info.plist stays as it is: an input source is found by its identifier.
+// The example's Info.plist is not changed, because the updater finds the input source by its
+// identifier.
 void MakeBundle(const std::string& bundle, int version) {
   fs::create_directories(bundle);
   fs::copy(ZENTA_SIMULATE_BUNDLE, bundle, fs::copy_options::recursive);
@@ -51,7 +52,7 @@ void MakeBundle(const std::string& bundle, int version) {
   if (version == 2) fs::remove(resources + "phrases.txt");
   if (version == 2) WriteFile(resources + "lexicon/noise.bin", Noise(70'000, 2));
   if (version == 3) WriteFile(resources + "empty.txt", "");
-  // Times go into packages, and a package is to have the same bytes each time.
+  // A package holds the files' times, and it has to have the same bytes in every run.
   const timespec times[2] = {{1'767'323'045, 0}, {1'767'323'045, 0}};
   utimensat(AT_FDCWD, bundle.c_str(), times, 0);
   for (const auto& entry : fs::recursive_directory_iterator(bundle)) {

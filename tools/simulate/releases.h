@@ -1,4 +1,4 @@
-// The releases of all stories: made once with the real release tool, from the example bundle.
+// The releases that all stories use, made once with zentactl from the example bundle.
 #pragma once
 
 #include <string>
@@ -8,8 +8,8 @@
 
 namespace zenta::simulate {
 
-// In `folder`, which exists: three releases with good signatures, each different in what files it has, and after
-// them one that somebody else signed. Throws tools::Failure.
+// Makes them in `folder`, which has to exist: three releases with good signatures, which differ in
+// their files, then one that is signed with another key. Throws tools::Failure.
 [[nodiscard]] std::vector<Release> MakeReleases(const std::string& folder);
 
 }  // namespace zenta::simulate

@@ -24,12 +24,12 @@ namespace {
 using tools::SystemFailure;
 
 constexpr int kPatience = 20'000;  // real milliseconds that a program may compute between two calls
-constexpr std::uint64_t kMostCalls = 200'000;                   // of a run: more is a loop
+constexpr std::uint64_t kMostCalls = 200'000;                   // of a run; more is a finding
 constexpr std::int64_t kWallStart = 1'767'323'045'000'000'000;  // 2026-01-02 03:04:05 UTC
 
 int HandleOf(pid_t process) { return static_cast<int>(syscall(SYS_pidfd_open, process, 0)); }
 
-// Which of two descriptors is readable first; -1 if none is in time.
+// Waits until one of two descriptors is readable, and returns it; -1 after kPatience.
 int WaitFor(int one, int other = -1) {
   std::array<pollfd, 2> files = {{{one, POLLIN, 0}, {other, POLLIN, 0}}};
   int ready = 0;
@@ -51,8 +51,8 @@ std::string Outcome(const Request& next) {
 
 }  // namespace
 
-// A run has a socket of its own: a program that a former run left behind, because its parent was killed
-// before it told of it, finds nobody there and ends.
+// Each run has a socket of its own. A program that an earlier run left behind (its parent was
+// killed before it reported the child) then finds no simulator and ends.
 void Scheduler::Listen() {
   CloseIf(listener_);
   address_ = name_ + "." + std::to_string(++runs_);
@@ -102,7 +102,7 @@ void Scheduler::Start(Program program, const std::vector<std::string>& arguments
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   posix_spawn_file_actions_adddup2(&actions, log, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, log, STDERR_FILENO);
-  posix_spawnattr_t attributes;  // whoever started us may ignore what ends others
+  posix_spawnattr_t attributes;  // the simulator's parent may ignore signals; the programs must not
   posix_spawnattr_init(&attributes);
   sigset_t all;
   sigfillset(&all);
@@ -122,7 +122,7 @@ void Scheduler::Start(Program program, const std::vector<std::string>& arguments
     throw tools::Failure("another program has come than " + arguments.front());
 }
 
-// The program that waits at the listener. REQUIRES: one does.
+// Accepts the program that has connected. REQUIRES: one has.
 Process& Scheduler::Admit(pid_t expected) {
   auto process = std::make_unique<Process>();
   process->socket = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
@@ -155,7 +155,7 @@ void Scheduler::AdmitChildOf(Process& parent, pid_t child) {
 void Scheduler::Answer(Process& process, Reply reply) {
   reply.monotonic = now_;
   reply.realtime = kWallStart + now_ + wall_;
-  // One that is gone is noticed when it is listened to.
+  // If the process is gone, Hear finds out.
   if (send(process.socket, &reply, sizeof reply, MSG_NOSIGNAL) < 0 && errno != EPIPE &&
       errno != ECONNRESET) {
     throw SystemFailure("cannot answer");
@@ -210,7 +210,7 @@ void Scheduler::TakeIn(Process& process, const Request& request) {
     AdmitChildOf(process, static_cast<pid_t>(request.value));
 }
 
-// Until the process asks for its next turn or has ended.
+// Waits until the process asks for its next turn or has ended.
 void Scheduler::Hear(Process& process) {
   Request request;
   if (WaitFor(process.socket) < 0) throw Finding{process.name + " computes without end"};
@@ -232,7 +232,7 @@ void Scheduler::Grant(Process& process) {
   now_ += call_nanoseconds_;
   if (++calls_ > kMostCalls) throw Finding{"the programs go on for ever"};
   if (director_->BeforeCall(process.request, calls_)) LetRetry(&process);
-  if (process.state == Process::State::kOver) return;  // by what happened just now
+  if (process.state == Process::State::kOver) return;  // BeforeCall may have killed it
   Reply reply = director_->Decide(process, process.request, calls_);
   if (process.state == Process::State::kOver) return;
   if (process.request.call == Call::kStart) {
@@ -255,7 +255,7 @@ void Scheduler::Grant(Process& process) {
   LetRetry(&process);
 }
 
-// Null if nobody can go on now.
+// The process that runs next; null if none can run now.
 Process* Scheduler::Choose() {
   std::vector<Process*> ready, waiting;
   for (const auto& process : processes_) {
@@ -310,7 +310,7 @@ void Scheduler::Run() try {
       PassTime();
     }
   }
-  while (waitpid(-1, nullptr, WNOHANG) > 0) {  // whose parent was killed
+  while (waitpid(-1, nullptr, WNOHANG) > 0) {  // children whose parent was killed
   }
 } catch (...) {
   KillAll();

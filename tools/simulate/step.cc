@@ -13,8 +13,8 @@ constexpr std::int64_t kYear = 365 * 24 * 3600 * kSecond;
 
 struct KindWords {
   Kind kind;
-  const char* name;   // for leaving it out
-  const char* words;  // in a story
+  const char* name;   // for --without
+  const char* words;  // for Describe
 };
 constexpr KindWords kKinds[] = {
     {Kind::kError, "errors", "a call fails"},
@@ -37,12 +37,12 @@ const KindWords& WordsOf(Kind kind) {
   return kKinds[0];
 }
 
-// Early calls are as likely as late ones, whatever the number of them all is.
+// The number of a call, below one of four bounds: runs of few calls are hit as well as long ones.
 std::uint64_t DrawCall(Random& random) {
   return 1 + random.Below(random.OneOf<std::uint64_t>({40, 200, 600, 1200}));
 }
 
-// Half of the faults meet a call of a kind that changes something.
+// Half of the faults (cuts excepted) hit the n-th call of one kind instead of the n-th call at all.
 Event DrawFault(Random& random) {
   Event fault;
   fault.kind = random.OneOf({Kind::kError, Kind::kError, Kind::kError, Kind::kCut, Kind::kDeath,
@@ -67,7 +67,7 @@ void Add(Step& step, Random& random, Kind kind, std::int64_t amount = 0) {
   event.kind = kind;
   event.at = DrawCall(random);
   event.amount = amount;
-  // Half of them at a turning point, where it matters.
+  // Half of them happen at a call where the program's state changes.
   const Call only = random.OneOf({Call::kOpen, Call::kSpawn, Call::kLock, Call::kSpace,
                                   Call::kMakeFolder, Call::kExchange, Call::kUnlink, Call::kWrite});
   const std::uint64_t number = 1 + random.Below(3);

@@ -1,4 +1,5 @@
-// One step of a story: what lies in the caches folder, who runs, and what happens to them.
+// One step of a story: which files are in the caches folder, which programs run, and which events
+// happen to them.
 #pragma once
 
 #include <cstdint>
@@ -14,28 +15,28 @@ namespace zenta::simulate {
 
 struct Event {
   enum class Kind {
-    kError,     // a call fails; `error` or one that suits it
-    kCut,       // a read or write does a part
+    kError,     // a call fails, with `error` or, if that is 0, with one that suits the call
+    kCut,       // a read or write is short
     kDeath,     // the process is killed at a call
-    kPower,     // all are, and the disk loses what was not synced
+    kPower,     // all processes are killed, and the disk loses what was not synced
     kDiskFull,  // nothing can be written for `amount` calls
     kClock,     // the wall clock jumps by `amount` nanoseconds
     kUpdater,   // another updater starts
     kByHand,    // somebody installs another package by hand
-    kHold,      // somebody holds the lock for `amount` nanoseconds
+    kHold,      // another process holds the lock for `amount` nanoseconds
     kUser,      // the user who runs the updater does something in the caches folder
-    kStranger,  // somebody else tries to
+    kStranger,  // another user tries to
   };
   Kind kind = Kind::kError;
   std::uint64_t at = 1;  // the number of the call at which it happens, counted from 1 in each step
-  std::optional<Call> only;  // counts calls of this kind only
-  int error = 0;
+  std::optional<Call> only;  // if set, only calls of this kind are counted
+  int error = 0;             // errno value
   std::int64_t amount = 0;
-  std::uint64_t choice = 0;  // of what to do, where there are several things
+  std::uint64_t choice = 0;  // random bits that select among several actions
   bool happened = false;
 };
 
-// What is found in the caches folder when a step begins.
+// What arrives in the caches folder before a step begins.
 enum class Arrival { kNothing, kGood, kWrongDigest, kCut, kFlipped, kForged, kEmptyDigest };
 
 struct Step {
@@ -43,22 +44,24 @@ struct Step {
   Arrival arrival = Arrival::kNothing;
   bool by_stranger = false;
   std::uint64_t release = 0, by_hand = 0;
-  bool log_is_closed = false;  // nobody reads what the updater says
+  bool log_is_closed = false;  // the updater's log is a pipe that nobody reads
   std::int64_t call_nanoseconds = 100'000;
   std::uint64_t stickiness = 8;
-  bool starts_by_hand = false;  // the first program is the installer alone
+  bool starts_by_hand = false;  // the installer runs first, instead of the updater
   std::vector<Event> events;
 };
 
-// The errno values with which a call of this kind may fail for reasons outside the program. Empty: none.
+// The errno values with which a call of this kind can fail for reasons outside the program. May be
+// empty.
 [[nodiscard]] const std::vector<int>& ErrorsOf(Call call);
 
-// Draws a step; `without` names kinds of events that are left out, the rest stays as it was drawn.
+// Draws a step. `without` names kinds of events that are left out; everything else is drawn as if
+// they were there.
 [[nodiscard]] Step DrawStep(Random& random, const std::set<std::string>& without);
-// Their names.
+// The names that `without` can hold.
 [[nodiscard]] const std::vector<std::string>& EventNames();
 
-// In words.
+// The step in words, for people.
 [[nodiscard]] std::string Describe(const Step& step);
 
 }  // namespace zenta::simulate

@@ -17,11 +17,12 @@ namespace {
 using Kind = Event::Kind;
 
 constexpr std::int64_t kSecond = 1'000'000'000;
+// The most calls between the last look of the updater at the package and its removal.
 constexpr std::uint64_t kBlindCalls = 40;
 constexpr int kBusy = 75;                            // the installer waited for another one in vain
-constexpr std::int64_t kLongestWait = 61 * kSecond;  // for somebody else's lock
+constexpr std::int64_t kLongestWait = 61 * kSecond;  // for a lock that another process holds
 
-// Call number `call`, the `number`th of its kind.
+// Whether the event happens at call number `call`, which is the `number`th of its kind.
 bool IsDue(const Event& event, const Request& request, std::uint64_t call, std::uint64_t number) {
   return event.only ? *event.only == request.call && event.at <= number : event.at <= call;
 }
@@ -47,7 +48,7 @@ Story::Story(const std::vector<Release>& releases, Machine& machine, Scheduler& 
   scheduler_.trace().clear();
 }
 
-// --- Telling ----------------------------------------------------------------------------------------------------------
+// --- Telling -------------------------------------------------------------------------------------
 
 void Story::Tell(const std::set<std::string>& without) {
   const std::uint64_t installed = random_.Below(4);
@@ -115,7 +116,7 @@ void Story::Play(Step step) {
   if (machine_.Bystanders() != bystanders) throw Finding{"something outside was touched"};
 }
 
-// Whatever happened before: an update that nothing disturbs goes through.
+// Whatever happened before, an update that nothing disturbs has to succeed.
 void Story::PlayCleanUpdate() {
   for (const std::string& path : {machine_.package(), machine_.digest()})
     std::filesystem::remove_all(path);
@@ -169,7 +170,7 @@ bool Story::StartNext() {
   return false;
 }
 
-// --- What happens -----------------------------------------------------------------------------------------------------
+// --- What happens --------------------------------------------------------------------------------
 
 void Story::Happened(Event& event, const std::string& words) {
   event.happened = true;
@@ -202,7 +203,7 @@ void Story::Act(Event& event) {
       Happened(event, "somebody installs " + releases_[step_.by_hand].name + " by hand");
       return StartByHand();
     case Kind::kHold:
-      // The installer's lock, or the updaters'.
+      // Takes the installer's lock, or the updaters'.
       hold_ = open((machine_.root() + (event.choice % 2 == 0 ? "" : "/Library/Caches")).c_str(),
                    O_RDONLY | O_DIRECTORY | O_CLOEXEC);
       hold_until_ = scheduler_.now() + event.amount;
@@ -222,8 +223,8 @@ void Story::AtMoment() {
   scheduler_.Note("         the lock is released");
 }
 
-// The user brings releases that are good or damaged on their way. What a stranger brings is forged, or an old release
-// with its own good digest file; they get as far as the system lets them.
+// The user puts good or damaged releases there. A stranger puts forged ones there, or genuine ones
+// with their own digest files, as far as the system permits.
 void Story::ActOn(Event& event, Who who) {
   const bool user = who == Who::kUser;
   const std::size_t number = event.choice / 64 % 3;
@@ -250,7 +251,8 @@ void Story::ActOn(Event& event, Who who) {
       {"writes over the digest file with that of", WriteOver, false, release.digest},
   };
   const Deed& deed = deeds[event.choice / 1024 % 2 == 0 ? 0 : event.choice % 64 % deeds.size()];
-  // Where the user removes a package between check and use, anybody may put another: docs/security.md.
+  // If the user removes the package between check and use, anybody can put another one there
+  // (docs/security.md), so a stranger does nothing after the user.
   if (!user && user_acted_) return Happened(event, "a stranger comes too late");
   const bool done =
       As(who, deed.action, deed.on_package ? machine_.package() : machine_.digest(), deed.bytes);
@@ -290,7 +292,7 @@ void Story::LosePower() {
   scheduler_.Note("         files cut because they were not on disk: " + std::to_string(lost));
 }
 
-// Whether the event, which is due, suits the call.
+// Applies the event, which is due, to the call. False if it does not apply to calls of this kind.
 bool Story::Hit(Event& event, Process& process, const Request& request, Reply& reply,
                 std::uint64_t call) {
   const bool transfers =
@@ -334,7 +336,7 @@ bool Story::Hit(Event& event, Process& process, const Request& request, Reply& r
 Reply Story::Decide(Process& process, const Request& request, std::uint64_t call) {
   const std::uint64_t number = kind_counts_[static_cast<std::size_t>(request.call)];
   calls_.push_back(request);
-  // Between the updater's last look at the package and its removal a new one cannot be told from the old.
+  // The updater cannot notice a package that arrives between its last look and the removal.
   const bool removes = request.call == Call::kUnlink && Contains(request.text, "/update.pkg");
   if (removes && call < brought_at_ + kBlindCalls) brought_.reset();
   Reply reply;
@@ -358,7 +360,7 @@ Reply Story::Decide(Process& process, const Request& request, std::uint64_t call
   return reply;
 }
 
-// --- What has to hold -------------------------------------------------------------------------------------------------
+// --- What has to hold ----------------------------------------------------------------------------
 
 std::string Story::NameOf(std::uint64_t tree) const {
   if (tree == 0) return "nothing";
@@ -413,13 +415,14 @@ void Story::CheckBundle(const Snapshot& before, const Snapshot& after) const {
                 NameOf(before.bundle)};
 }
 
-// A package that the updater could not remove was tried before; only one that arrived in this step was certainly not.
+// Whether the package may be one that the updater tried before and could not remove. One that
+// arrived in this step, put there by the user, is certainly not.
 bool Story::IsOld(const Snapshot& before) const {
   return before.has_leftover && (step_.arrival == Arrival::kNothing || step_.by_stranger);
 }
 
-// Where somebody else had a hand in it only the last package that the user brought counts: whoever removes or damages
-// one knows why.
+// If somebody changed the caches folder during the step, only the last package that the user put
+// there is checked: the others may have been removed or damaged by hand.
 void Story::CheckPackage(const Snapshot& before, const Snapshot& after) const {
   const bool counted = after.counter != before.counter || after.failures != before.failures;
   if (brought_ && !after.has_package && !counted && !ran_by_hand_ &&
@@ -437,7 +440,8 @@ void Story::CheckPackage(const Snapshot& before, const Snapshot& after) const {
   if (!installed && !counted) throw Finding{"the download is lost, and no failure is counted"};
 }
 
-// Failures may be counted at most once for each updater; each count is 1, 2, or the notification and none.
+// Each updater counts at most one failure. The counter is none, 1 or 2; the third failure posts the
+// notification and removes it.
 void Story::CheckCounter(const Snapshot& before, const Snapshot& after) const {
   if (!after.state_is_whole) throw Finding{"a file of the user's preferences is half written"};
   if (after.counter && (*after.counter < 1 || *after.counter > 2))
@@ -452,8 +456,8 @@ void Story::CheckCounter(const Snapshot& before, const Snapshot& after) const {
   std::int64_t counter = before.counter.value_or(0);
   std::uint64_t failures = before.failures;
   for (std::uint64_t counted = 0;; ++counted) {
-    const bool cleared =
-        counter != 2 || after.failures != failures + 1;  // or killed after telling and before that
+    // A process that was killed may have posted the notification and not removed the counter.
+    const bool cleared = counter != 2 || after.failures != failures + 1;
     if (killed && !cleared) return;
     if (counter == after.counter.value_or(0) && failures == after.failures) return;
     if (counted == updaters_) break;
@@ -463,7 +467,7 @@ void Story::CheckCounter(const Snapshot& before, const Snapshot& after) const {
   throw Finding{"the counter of failures and its notification do not fit together"};
 }
 
-// Whether everybody has the time that it takes: a lock is waited for a minute and no longer.
+// Whether every process can get its locks in time: it waits a minute for a lock and no longer.
 bool Story::IsInTime() const {
   const bool slow = step_.call_nanoseconds > kSecond / 100 && scheduler_.processes().size() > 2;
   const bool held = std::any_of(step_.events.begin(), step_.events.end(), [](const Event& event) {
@@ -472,8 +476,8 @@ bool Story::IsInTime() const {
   return !slow && !held;
 }
 
-// Nothing happened but the programs themselves, somebody who holds the lock for less than a minute, a closed log and a
-// jumping clock: all goes as it should.
+// For steps without faults (a lock that is held for less than a minute, a closed log and a jumping
+// clock are no faults): everything has to succeed.
 void Story::CheckQuiet(const Snapshot& before, const Snapshot& after) const {
   if (after.runs != before.runs + updaters_) throw Finding{"a run was not announced"};
   for (const auto& process : scheduler_.processes()) {

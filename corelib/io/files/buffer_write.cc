@@ -36,7 +36,7 @@ bool BufferWriteBase<Storage>::reserve() noexcept {
   return false;
 }
 
-// Elements beyond the margin, or the first ones after the block was freed.
+// For more elements than the margin, or the first ones after the block was freed.
 template <class Storage>
 BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_long(View data) noexcept {
   if (data.is_empty() || !has_block()) return *this;
@@ -47,22 +47,22 @@ BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_long(View data) noexce
   put(block_.str(), kBlock);
   const unsigned direct = data.len() / kBlock * kBlock;
   put(data.cstr(), direct);
-  // Moved, and nothing was written into the block up to here: `data` may lie in it.
+  // `data` may lie in the block, which was not written to up to here; so memmove.
   data = data.sub_tail(direct);
   std::memmove(block_.str(), data.cstr(), data.len() * sizeof(T));
   block_.end_at(block_.str(data.len()));
   return *this;
 }
 
-// Parts that may be longer than the margin, or the first ones after the block was freed.
+// For parts that may exceed the margin, or the first ones after the block was freed.
 template <class Storage>
 [[gnu::noinline]] BufferWriteBase<Storage>& BufferWriteBase<Storage>::write_long_pair(
     View key, T separator, std::uint64_t value, bool crlf) noexcept {
   return write(key).write_chr(separator).write_num(value).write_line_end(crlf);
 }
 
-// Writes the first block of what is pending, and moves the rest to its front. Not inlined: it stands
-// in the cold part of every short write.
+// Writes the first block of what is pending, and moves the rest to the front. Not inlined, because
+// it is the cold path of every short write.
 template <class Storage>
 [[gnu::noinline]] void BufferWriteBase<Storage>::spill() noexcept {
   put(block_.str(), kBlock);
@@ -71,8 +71,8 @@ template <class Storage>
   block_.end_at(block_.str(rest));
 }
 
-// Hands elements to the system: on the descriptor, because a C library may cut what goes to an
-// unbuffered stream into small pieces.
+// Passes elements to the system. It writes to the descriptor, because a C library may split what
+// goes to an unbuffered stream into small pieces.
 template <class Storage>
 void BufferWriteBase<Storage>::put(const T* from, std::uint64_t n) noexcept {
   written_ += n;

@@ -1,23 +1,23 @@
-// BufferWriteBase: writes a file of text or of binary elements through a block in memory, so that
-// the system receives few writes, each a whole number of blocks.
+// BufferWriteBase: writes a file of text or of binary elements through a block in memory. So the
+// system gets few writes, each of a whole number of blocks.
 //
 //   BufferWriteBase<Buffer<unsigned char>> out;         // or BufferWrite<unsigned char>
 //   if (out.open(path, false) == FAILURE) ...
 //   (out << "width=").write_num(640).write_line_end(false);
 //   out.close();
-//   if (out.error() != 0) ...                           // the disk was full, or the like
+//   if (out.error() != 0) ...                           // a full disk, say
 //
-// Elements are the units of the buffer: bytes, or 16-bit units, which stand in the file in the
-// machine's byte order behind a byte-order mark. All counts are in elements unless they say bytes.
+// Elements are the units of the buffer: bytes, or 16-bit units. 16-bit units are written in the
+// machine's byte order, after a byte-order mark. All counts are in elements unless they say bytes.
 //
-// The writer owns the file and its block (9 KiB at most). What is written is copied out before the
-// call returns. Until a flush or the end, up to one block (4096 bytes) is in memory only; the C
-// stream keeps nothing back.
+// The writer owns the file and its block (9 KiB at most). It copies what it is given before the
+// call returns. Up to one block (4096 bytes) is in memory only until a flush or the end; the C
+// stream buffers nothing.
 //
-// Writing never reports a failure, so that calls can be chained. The first error of the system since
-// open() is kept and told by error(); nothing more goes to the file from then on, so that it is a
-// beginning of what was written and has no hole. A writer without a file takes everything and counts
-// it, and it goes nowhere. One thread at a time.
+// The write operations return no errors, so that calls can be chained. The writer keeps the
+// system's first error since open(), and error() reports it. From then on nothing more goes to the
+// file, so the file is a prefix of what was written and has no gap. A writer without a file accepts
+// and counts everything, and discards it. A writer is for one thread at a time.
 #pragma once
 
 #include <cassert>
@@ -42,8 +42,8 @@ class BufferWriteBase {
   using T = unit_type;
   using View = BufferRef<T>;
 
-  // What the file receives multiples of, and how much more than a block can be pending while a short
-  // text is added.
+  // The file gets multiples of kBlock. While a short text is added, up to kMargin elements more
+  // than a block can be pending.
   static constexpr unsigned kBlock = 4096 / sizeof(T);
   static constexpr unsigned kMargin = 384 / sizeof(T);
 
@@ -52,23 +52,23 @@ class BufferWriteBase {
   BufferWriteBase& operator=(const BufferWriteBase&) = delete;
   ~BufferWriteBase() { close(); }
 
-  // Closes the file before, and opens `path` (zero-terminated) for writing: a new file, or with
-  // `append` behind what is there. A 16-bit file that is new or empty starts with U+FEFF. Returns 0;
-  // or FAILURE with the writer closed and error() telling why, also for a null path.
+  // Closes the open file, if any, and opens `path` (zero-terminated) for writing: as a new file or,
+  // with `append`, at its end. A 16-bit file that is new or empty starts with U+FEFF. Returns 0; or
+  // FAILURE, with the writer closed and the reason in error(), also for a null path.
   [[nodiscard]] unsigned open(const char* path, bool append) noexcept;
-  // No file is open.
+  // Whether no file is open.
   [[nodiscard]] bool is_empty() const noexcept { return file_ == nullptr; }
 
-  // Adds elements. `data` may be a part of pending(). Whole blocks of a long text go from the
-  // caller's memory to the file, without a copy.
+  // Adds elements. `data` may be a part of pending(). Whole blocks of a long text are written from
+  // the caller's memory without a copy.
   BufferWriteBase& write(View data) noexcept {
     const unsigned n = data.len();
     if (n > kMargin || !block_.has_memory()) return write_long(data);
     return filled(copy(block_.place(), data));
   }
   BufferWriteBase& operator<<(View data) noexcept { return write(data); }
-  // Adds one element; the decimal digits of a number, by the rule of NUM::zz_tostr; "\n", or "\r\n"
-  // if `crlf`.
+  // Add one element; a number's decimal digits, as NUM::zz_tostr writes them; a line end, "\r\n" if
+  // `crlf`, else "\n".
   BufferWriteBase& write_chr(T c) noexcept {
     if (!has_block()) return *this;
     T* const at = block_.place();
@@ -91,33 +91,34 @@ class BufferWriteBase {
   void try_flush() noexcept {
     if (block_.len() == kBlock) spill();
   }
-  // Writes everything pending to the file, lets go of the block's memory until the next element, and
-  // flushes the C stream.
+  // Writes everything pending to the file, frees the block until the next element, and flushes the
+  // C stream.
   void force_flush() noexcept;
   // Writes everything pending, closes the file, frees the block and sets written() to 0. error()
-  // stays. Closing a closed writer drops what is pending.
+  // stays. Closing a closed writer discards what is pending.
   void close() noexcept;
 
-  // Elements that went to the file since it was opened, those lost to an error included.
+  // Elements passed to the file since it was opened, including those lost to an error.
   [[nodiscard]] std::uint64_t written() const noexcept { return written_; }
-  // Elements that did not yet, until the next operation.
+  // Elements not yet passed to the file; the view is valid until the next operation.
   [[nodiscard]] View pending() const noexcept { return block_; }
-  // Bytes: the file's size as the system has it (0 when none is open) and what is pending.
+  // The size of the file in bytes, as the system has it (0 when none is open), plus the pending
+  // bytes.
   [[nodiscard]] std::uint64_t file_size() const noexcept;
-  // The errno value of the first failure since the last open(), its own included, up to the next
-  // one; 0 when there was none. ENOMEM: there was no memory for the block.
+  // The errno value of the first failure since the last open(), its own included; 0 when there was
+  // none. ENOMEM: the block could not be allocated.
   [[nodiscard]] int error() const noexcept { return error_; }
 
  private:
   static_assert(std::is_same_v<Storage, Buffer<T>>);
   static constexpr unsigned kPairRoom = NUM::kDecimalRoom + 3;  // separator, digits, zero, "\r\n"
 
-  // The storage, with access for what is written in place. It has memory for a block and the margin,
-  // or none.
+  // The storage, with access for writing in place. It has memory for a block and the margin, or
+  // none.
   struct Block : Storage {
     bool has_memory() const noexcept { return this->ref_internal_data() != nullptr; }
     T* place() noexcept { return this->end(); }
-    // The text ends at `end` now, behind which a zero is written. Returns its length.
+    // Ends the text at `end` and writes a zero there. Returns the text's length.
     unsigned end_at(T* end) noexcept {
       const auto n = static_cast<unsigned>(end - this->begin());
       assert(n <= kBlock + kMargin);
@@ -138,7 +139,7 @@ class BufferWriteBase {
   }
 
   bool has_block() noexcept { return block_.has_memory() || reserve(); }
-  // Up to kMargin elements were put behind the pending ones, up to `end`.
+  // Called after up to kMargin elements were written after the pending ones, up to `end`.
   BufferWriteBase& filled(T* end) noexcept {
     if (block_.end_at(end) > kBlock) spill();
     return *this;

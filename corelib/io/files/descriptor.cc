@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint64_t kMost = std::uint64_t{1} << 30;  // some systems refuse 2 GiB
 constexpr int kFirst = STDERR_FILENO + 1;
 
-// Calls until it is not interrupted.
+// Repeats the call while it is interrupted.
 template <class Call>
 auto uninterrupted(Call call) {
   for (;;) {
@@ -21,7 +21,7 @@ auto uninterrupted(Call call) {
   }
 }
 
-// Closes a standard stream's descriptor, and returns another one of the file.
+// If `fd` is a standard stream's number, closes it and returns another descriptor of the same file.
 int above_standard_streams(int fd) {
   if (fd < 0 || fd >= kFirst) return fd;
   const int other = duplicate_file(fd);
@@ -53,7 +53,7 @@ int write_all(int fd, const void* from, std::uint64_t n) noexcept {
     const std::int64_t done = uninterrupted(
         [&] { return ::write(fd, at, static_cast<std::size_t>(std::min(n, kMost))); });
     if (done < 0) return errno;
-    if (done == 0) return EIO;  // a device that takes nothing and names no reason
+    if (done == 0) return EIO;  // a device that accepts nothing and gives no reason
     at += done;
     n -= static_cast<std::uint64_t>(done);
   }
@@ -80,7 +80,7 @@ std::int64_t read_up_to(int fd, void* to, std::uint64_t n) noexcept {
 int sync_file(int fd) noexcept {
 #ifdef F_FULLFSYNC
   if (uninterrupted([=] { return ::fcntl(fd, F_FULLFSYNC); }) == 0) return 0;
-    // Not every file system has it.
+    // Not every file system supports it.
 #endif
   return uninterrupted([=] { return ::fsync(fd); }) == 0 ? 0 : errno;
 }

@@ -28,15 +28,15 @@ constexpr int kFlags = O_RDONLY | O_DIRECTORY;
 
 char* chars(unsigned char* text) { return reinterpret_cast<char*>(text); }
 
-// From a directory, whose descriptor is closed, to one below it. -1 when there is no way.
+// Opens a directory relative to `from`, and closes `from`. -1 when it cannot be opened.
 int step(int from, const char* path) {
   const int folder = detail::open_file_at(from, path, kFlags);
   if (from >= 0) (void)detail::close_file(from);
   return folder;
 }
 
-// A descriptor of a directory, or -1. The path may be longer than a system call takes: it is gone in
-// pieces then. REQUIRES: it is not empty.
+// Opens a directory; -1 on failure. A path that is too long for a system call is walked in pieces.
+// REQUIRES: the path is not empty.
 int open_folder(char* path) {
   int folder = AT_FDCWD;
   while (std::strlen(path) >= PATH_MAX) {
@@ -99,7 +99,7 @@ bool DirectoryWalker::next() {
   return !lost_path();
 }
 
-// Whether there was no memory for the path, without which there is no going on.
+// Whether the allocation of the path failed. The walk cannot go on without it, and ends.
 bool DirectoryWalker::lost_path() {
   if (!path_.is_empty()) return false;
   waiting_.reset();
@@ -116,7 +116,8 @@ bool DirectoryWalker::enter() {
   return entered;
 }
 
-// The descriptor at hand may be that of a directory further down, the last one that was entered.
+// Opens the current entry. descriptor_ may be a directory further down, the one that was entered
+// last; then the entry's own directory is opened first.
 int DirectoryWalker::open_entry() {
   unsigned char* const name = path_.str() + folder_len_;
   if (descriptor_len_ != folder_len_) {
@@ -128,7 +129,7 @@ int DirectoryWalker::open_entry() {
   return detail::open_file_at(descriptor_, chars(name), kFlags | O_NOFOLLOW);
 }
 
-// Takes over the descriptor of the directory at path_ and makes its entries the next ones.
+// Takes ownership of the descriptor of the directory at path_ and makes its entries the next ones.
 bool DirectoryWalker::read_folder(int descriptor) {
   if (descriptor < 0) return false;
   set_descriptor(descriptor);
@@ -158,7 +159,7 @@ bool DirectoryWalker::read_names() {
   return read;
 }
 
-// False when memory is short.
+// Adds an entry to entries_. False when an allocation fails.
 bool DirectoryWalker::keep(View name, Kind kind) {
   if (name == View(".") || name == View("..")) return true;
   if (kind == Kind::kFile && !name.is_endwith(suffix_)) return true;
@@ -169,7 +170,7 @@ bool DirectoryWalker::keep(View name, Kind kind) {
   return true;
 }
 
-// REQUIRES: there is one.
+// REQUIRES: there is an entry.
 DirectoryWalker::Entry DirectoryWalker::last_entry(View entries) {
   Entry entry;
   const std::uint32_t name_end = entries.len() - std::uint32_t{sizeof entry.trailer};
@@ -180,12 +181,14 @@ DirectoryWalker::Entry DirectoryWalker::last_entry(View entries) {
   return entry;
 }
 
-// Sorts the entries that were read by name, the last name first, since what was pushed last is next.
+// Sorts the entries that were read and pushes them to waiting_ in reverse order, since the last one
+// there is the next.
 bool DirectoryWalker::push_names() {
   const std::uint32_t length = entries_.len();
   if (length == 0) return true;
   if (!waiting_.recapacity(std::uint64_t{waiting_.len()} + length)) return false;
-  // Where each entry ends. None is shorter than its trailer, so there is memory for them all.
+  // Where each entry ends. Each is at least as long as its trailer, so there is space for all of
+  // them.
   const std::size_t most = length / sizeof(Trailer);
   const std::unique_ptr<std::uint32_t[], Free> ends(
       static_cast<std::uint32_t*>(std::malloc(most * sizeof(std::uint32_t))));

@@ -1,4 +1,5 @@
-// DirectoryWalker: the entries of a directory, and of those below it that the caller asks for.
+// DirectoryWalker: iterates over the entries of a directory, and of the directories below it that
+// the caller enters.
 //
 //   DirectoryWalker walker;
 //   if (walker.open("words", ".txt") == FAILURE) ...
@@ -10,17 +11,17 @@
 //     }
 //   }
 //
-// The entries of a directory come in the order of their names' bytes, "." and ".." never. A
-// directory that is entered comes next, before what is left of its parent. It is read when it is
-// entered, so that what happens to it afterwards does not matter to the walk.
+// The entries of a directory come in the byte order of their names, without "." and "..". The
+// entries of a directory that is entered come next, before the rest of its parent's. A directory is
+// read when it is entered; later changes to it do not affect the walk.
 //
-// No loop is endless: a directory behind a symbolic link is not entered. Trees may be deeper than
-// there are file descriptors, and paths longer than the system takes (PATH_MAX): the walker has one
-// descriptor open and no recursion. (A tree that others change during the walk may lead it to a
-// place behind a link that was a directory before, never round in a circle.)
+// Symbolic links to directories are not entered, so the walk cannot loop. Trees may be deeper than
+// the limit of open files, and paths longer than PATH_MAX: the walker keeps one descriptor open and
+// does not recurse. (If others replace a directory by a link during the walk, the walk may continue
+// in the link's target, but it still ends.)
 //
-// The walker owns all it has; path() holds until the next operation. Its memory is in proportion to
-// the names that were read and are still to come. One thread at a time.
+// The walker owns its memory, which is in proportion to the names that were read and are still to
+// come. path() is valid until the next operation. A walker is for one thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -43,44 +44,45 @@ class DirectoryWalker {
   DirectoryWalker& operator=(const DirectoryWalker&) = delete;
   ~DirectoryWalker() { close(); }
 
-  // Starts at a directory (or a link to one), which is not an entry itself. Of files only those
-  // whose names end with `suffix` are given, of directories all. `suffix` must outlive the walk.
-  // Returns 0; or FAILURE, and the walk has no entries, when `path` is null or the directory cannot
-  // be read, or memory is short.
+  // Starts at a directory (or a link to one), which is not an entry itself. The entries are all
+  // directories, and the files whose names end with `suffix`, which must outlive the walk. Returns
+  // 0; or FAILURE, with no entries, when `path` is null, the directory cannot be read, or an
+  // allocation fails.
   std::uint32_t open(const char* path, View suffix = {});
 
-  // Goes to the next entry. False when there is none.
+  // Moves to the next entry. False when there is none.
   bool next();
 
-  // The entry: the path that open() got, a slash where it did not end with one, and the names from
-  // there on; and whether it is a directory or a link to one. What is neither directory nor link is
-  // a file, devices and pipes included, and so is a link to a file or to nothing.
+  // The current entry. Its path is the path given to open(), a slash if that did not end with one,
+  // and the names below. is_directory() is true for directories and links to directories.
+  // Everything else is a file: devices, pipes, links to files and dangling links included.
   // REQUIRES: next() returned true.
   View path() const { return path_; }
   bool is_directory() const { return kind_ != Kind::kFile; }
 
-  // Makes the entries of this directory the next ones. False, and it is passed over, when it is a
-  // file or a link, or was entered already, or cannot be read, or memory is short (the walk may end
-  // then). REQUIRES: next() returned true.
+  // Makes the entries of this directory the next ones. False, and the directory is skipped, when it
+  // is a file or a link, was entered already, cannot be read, or an allocation fails (the walk may
+  // end then). REQUIRES: next() returned true.
   bool enter();
 
-  // Whether every directory that was to be entered could be, links apart.
+  // False when enter() could not read a directory, or the walk has ended because an allocation
+  // failed.
   bool is_complete() const { return complete_; }
 
   void close();
 
  private:
   using Kind = detail::EntryKind;
-  // What follows the name of each entry in a buffer of entries.
+  // Stored after the name of each entry in a buffer of entries.
   struct Trailer {
-    std::uint32_t folder_len;  // of the path up to the name
+    std::uint32_t folder_len;  // length of the path up to the name
     std::uint32_t name_len;
     Kind kind;
   };
   struct Entry {
     View name;
     Trailer trailer;
-    View bytes;  // both
+    View bytes;  // the name and the trailer
   };
 
   bool lost_path();
@@ -94,11 +96,11 @@ class DirectoryWalker {
 
   Buffer<unsigned char> path_;
   Buffer<unsigned char> waiting_;  // the entries still to come, the next one last
-  Buffer<unsigned char> entries_;  // of the directory that is being read, in no order
+  Buffer<unsigned char> entries_;  // those of the directory that is being read, in no order
   View suffix_;
-  std::uint32_t folder_len_ = 0;  // of the entry's directory in path_
-  int descriptor_ = -1;           // the directory entered last
-  std::uint32_t descriptor_len_ = 0;
+  std::uint32_t folder_len_ = 0;      // length of the path of the entry's directory in path_
+  int descriptor_ = -1;               // the directory opened last
+  std::uint32_t descriptor_len_ = 0;  // length of its path
   Kind kind_ = Kind::kFile;
   bool complete_ = true;
 };

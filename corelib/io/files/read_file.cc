@@ -33,7 +33,7 @@ bool regular_file_size(int fd, std::uint64_t& size) {
 bool read_file(const char* path, Buffer<unsigned char>& bytes, std::uint64_t limit,
                IfLonger if_longer) {
   bytes.reset();
-  // A pipe that nobody writes to must not be waited for.
+  // O_NONBLOCK: opening a pipe that has no writer must not wait.
   const Descriptor file(open_file(path, O_RDONLY | O_NONBLOCK));
   const bool read = file && read_from(file.fd(), bytes, limit, if_longer);
   if (!read) bytes.reset();

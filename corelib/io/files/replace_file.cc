@@ -20,9 +20,9 @@ using Text = BufferRef<unsigned char>;
 
 constexpr int kToRead = O_RDONLY | O_NONBLOCK;
 
-// Brings a file that is no folder to disk, and tells what it is. What has no contents, like a pipe
-// (EINVAL, ENOTSUP), has nothing to lose. 0, or an errno value.
-int bring_to_disk(const char* path, struct stat& info) {
+// Syncs a file that is no folder to disk, and stores its state in `info`. A file without contents,
+// like a pipe (EINVAL, ENOTSUP), has nothing to lose. Returns 0, or an errno value.
+int sync_path(const char* path, struct stat& info) {
   const Descriptor file(open_file(path, kToRead));
   if (!file || ::fstat(file.fd(), &info) != 0) return errno;
   if (S_ISDIR(info.st_mode)) return EISDIR;
@@ -53,7 +53,7 @@ bool are_same(Text name, Text other) {
 #endif
 }
 
-// Whether two paths of one file are spellings of one name, rather than two names of it.
+// Whether two paths of one file are the same directory entry, rather than two hard links.
 bool is_same_entry(const char* path, const char* other) {
   struct stat link, folder, other_folder;
   if (::lstat(path, &link) != 0 || S_ISLNK(link.st_mode)) return false;
@@ -62,8 +62,8 @@ bool is_same_entry(const char* path, const char* other) {
           look_at_folder(other, other_folder) && is_same_file(folder, other_folder));
 }
 
-// rename(), after the target was removed if that is what it failed on and can help. 0, or an errno
-// value.
+// rename(). If it fails because of what the target is, removes the target and tries again. Returns
+// 0, or an errno value.
 int rename_over(const char* from, const char* to) {
   if (std::rename(from, to) == 0) return 0;
   const int error = errno;
@@ -72,7 +72,8 @@ int rename_over(const char* from, const char* to) {
   return in_the_way && std::remove(to) == 0 && std::rename(from, to) == 0 ? 0 : error;
 }
 
-// The path of the file itself, which is what gets another file in its place. False with errno set.
+// Finds the path to replace: the target's own or, for a link, the one that it leads to. False with
+// errno set.
 bool find_name(const char* path, bool is_link, Buffer<unsigned char>& name) {
   char* const resolved = is_link ? ::realpath(path, nullptr) : nullptr;
   if (is_link && resolved == nullptr) return false;
@@ -87,9 +88,9 @@ bool find_name(const char* path, bool is_link, Buffer<unsigned char>& name) {
 int replace_file(const char* new_path, const char* target_path) noexcept {
   if (target_path == nullptr) return EINVAL;
   struct stat fresh = {}, target = {};
-  if (const int error = bring_to_disk(new_path, fresh)) return error;
+  if (const int error = sync_path(new_path, fresh)) return error;
   if (::lstat(target_path, &target) == 0 && is_same_file(fresh, target)) {
-    // rename() would leave both names, or put a link in the place of what it leads to.
+    // rename() would leave both names, or replace the target of a link by the link.
     if (!is_same_entry(new_path, target_path)) (void)std::remove(new_path);
     return 0;
   }
@@ -101,7 +102,7 @@ int replace_file(const char* new_path, const char* target_path) noexcept {
 }
 
 FileReplacement::FileReplacement(const char* target) noexcept {
-  fd_ = open(target);  // when the paths are there
+  fd_ = open(target);  // here, because the paths must be constructed first
   if (fd_ < 0) error_ = errno;
 }
 
@@ -116,14 +117,14 @@ int FileReplacement::open(const char* target) noexcept {
   const mode_t mode = exists ? (old.st_mode & 0777) | S_IRUSR | S_IWUSR : 0666;
   const int fd = open_fresh_file(folder_of(target_), mode, fresh_);
   if (fd < 0) fresh_.reset();
-  if (fd >= 0 && exists) (void)::fchmod(fd, mode);  // what the umask has taken
+  if (fd >= 0 && exists) (void)::fchmod(fd, mode);  // the bits that the umask has cleared
   return fd;
 }
 
 int FileReplacement::commit() noexcept {
   int error = close_file(std::exchange(fd_, -1));
   if (error == 0 && !fresh_.is_empty()) error = replace_file(c_path(fresh_), c_path(target_));
-  if (error == 0) fresh_.reset();  // it has no such name any more
+  if (error == 0) fresh_.reset();  // the file no longer has this name
   discard();
   return error;
 }

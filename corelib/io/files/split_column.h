@@ -1,11 +1,11 @@
-// SplitColumn: a line taken apart into its columns, of which the first kMax are kept.
+// SplitColumn: splits a line into columns and keeps the first kMax of them.
 //
 //   SplitColumn<unsigned char, 3> columns(line, '\t');
-//   table.insert(columns[0])->set_value(columns[1].to_uint64());  // empty, so 0, when there is none
+//   table.insert(columns[0])->set_value(columns[1].to_uint64());  // 0 when the column is missing
 //
 // Every separator ends a column, so a line with n of them has n + 1 columns, some of which may be
 // empty; an empty line has one. (TextOps::split is the one that skips empty fields.) Quotes and
-// escapes mean nothing here.
+// escapes have no special meaning.
 //
 // Columns are views into the line, which must outlive them. Nothing is copied or allocated, and
 // nothing fails.
@@ -40,31 +40,32 @@ class SplitColumn {
   SplitColumn() noexcept = default;
   SplitColumn(View line, T separator) noexcept { split(line, separator); }
 
-  // Takes another line apart. Returns size().
+  // Splits another line. Returns size().
   unsigned split(View line, T separator) noexcept {
     size_ = 0;
     rest_ = View();
     for_each_column<T>(line, separator, [&](View column) {
       columns_[size_++] = column;
       if (size_ < kMax) return true;
-      // What is left of the line starts with the separator of this column, if it has one.
+      // The rest of the line starts with the separator of this column, if it has one.
       rest_ = View(column.end(), static_cast<unsigned>(line.end() - column.end()));
       return false;
     });
     return size_;
   }
 
-  // Columns kept: all of the line's, or kMax.
+  // The number of columns kept: all of the line's, or kMax.
   [[nodiscard]] unsigned size() const noexcept { return size_; }
-  // The column at `i`, counted from 0; empty when there is none, so that the last columns of a line
-  // can be left out. REQUIRES: i < kMax.
+  // The column at `i`, counted from 0; empty when the line has fewer, so that a line may omit its
+  // last columns. REQUIRES: i < kMax.
   [[nodiscard]] View operator[](unsigned i) const noexcept {
     assert(i < kMax);
     return i < size_ ? columns_[i] : View();
   }
   [[nodiscard]] const View* begin() const noexcept { return columns_.data(); }
   [[nodiscard]] const View* end() const noexcept { return columns_.data() + size_; }
-  // The part of the line behind the columns kept, from a separator on; empty when all were kept.
+  // The part of the line after the columns kept, starting with a separator; empty when all were
+  // kept.
   [[nodiscard]] View rest() const noexcept { return rest_; }
 
  private:

@@ -34,7 +34,7 @@ int open_unnamed_file(const char* folder) noexcept {
   }
 #ifdef O_TMPFILE
   const int fd = open_file(folder, O_TMPFILE | O_RDWR, kOwnerOnly);
-  // These errors mean that the file system, or the kernel, has no such files.
+  // These errors mean that the file system or the kernel does not support such files.
   if (fd >= 0 || (errno != EOPNOTSUPP && errno != EISDIR && errno != ENOENT)) return fd;
 #endif
   return open_and_unlink(folder);

@@ -12,7 +12,7 @@ using detail::JsonPiece;
 
 namespace {
 
-// The kinds of the containers that are open inside of a value that is passed over.
+// Which of the open containers inside a skipped value are objects: one bit for each level.
 class OpenKinds {
  public:
   void set(unsigned depth, bool is_object) {
@@ -28,7 +28,7 @@ class OpenKinds {
   std::array<std::uint64_t, kJsonMaxDepth / 64> objects_{};
 };
 
-// From the opening quote of a string to its closing one.
+// Scans a string from its opening quote to its closing one.
 JsonPiece read_string(const unsigned char* at, const unsigned char* end, detail::StopFinder& stops,
                       bool& escaped) {
   const unsigned char* const stop = stops.next(at + 1);
@@ -56,7 +56,7 @@ unsigned char JsonCursor::token() noexcept {
 
 bool JsonCursor::find_key() noexcept { return token() == '"' || fail(JsonFault::kUnexpected); }
 
-JsonCursor JsonCursor::enter_odd(JsonCursor at, unsigned char closer, bool& more) noexcept {
+JsonCursor JsonCursor::enter_slow(JsonCursor at, unsigned char closer, bool& more) noexcept {
   more = at.text_->depth_ != kJsonMaxDepth || at.fail(JsonFault::kDepth);
   if (!more) return at;
   ++at.at_;
@@ -65,7 +65,7 @@ JsonCursor JsonCursor::enter_odd(JsonCursor at, unsigned char closer, bool& more
   return at;
 }
 
-JsonCursor JsonCursor::after_value(JsonCursor at, unsigned char closer, bool& more) noexcept {
+JsonCursor JsonCursor::next_slow(JsonCursor at, unsigned char closer, bool& more) noexcept {
   const unsigned char c = at.token();
   more = false;
   if (c == ',') {
@@ -97,7 +97,7 @@ bool JsonCursor::key_is(BufferRef<unsigned char> name) const noexcept {
   return escaped ? detail::json_string_is(raw_key(), name) : raw_key() == name;
 }
 
-// Its end is looked for anew: hardly anybody asks.
+// The end of the key is not stored but searched for again, since few callers ask for it.
 BufferRef<unsigned char> JsonCursor::raw_key() const noexcept {
   const unsigned char* const key = text_->key_;
   if (text_->key_kind_ == KeyKind::kNone) return {key, 0};
@@ -117,9 +117,8 @@ bool JsonCursor::boolean(bool& value) noexcept {
 
 JsonCursor::RawNumber JsonCursor::find_number() const noexcept {
   if (!type_is(JsonType::kNumber)) return {};
-  JsonPiece number = detail::read_json_whole(at_, text_->end_);
-  const bool has_fraction = number && detail::is_json_fraction(number.at, text_->end_);
-  if (has_fraction) number = detail::read_json_fraction(number.at, text_->end_);
+  bool has_fraction;
+  const JsonPiece number = detail::read_json_number(at_, text_->end_, has_fraction);
   if (!number) return {};
   return {{at_, static_cast<std::uint32_t>(number.at - at_)}, has_fraction};
 }
@@ -147,8 +146,8 @@ JsonCursor::Magnitude JsonCursor::any_magnitude(JsonCursor at) noexcept {
   return found;
 }
 
-// Plain runs are copied with some bytes too many where there is room, so that their length is no matter
-// of branches.
+// A plain run of up to 32 bytes is copied as 32 bytes where there is space for them, so that the
+// copy does not branch on the length.
 std::uint32_t JsonCursor::quick_string(unsigned char* to, std::uint64_t room) noexcept {
   struct Run {
     unsigned char bytes[32];
@@ -193,15 +192,12 @@ bool JsonCursor::skip_string(bool& escaped) noexcept {
 
 bool JsonCursor::skip_scalar() noexcept {
   const unsigned char c = peek();
-  bool escaped;
-  if (c == '"') return skip_string(escaped);
+  bool unused;
+  if (c == '"') return skip_string(unused);
   const unsigned char* const end = text_->end_;
   JsonPiece piece{at_};
   if (begins(c, JsonType::kNumber)) {
-    piece = detail::read_json_whole(at_, end);
-    if (piece && detail::is_json_fraction(piece.at, end)) {
-      piece = detail::read_json_fraction(piece.at, end);
-    }
+    piece = detail::read_json_number(at_, end, unused);
   } else {
     piece = detail::read_json_literal(at_, end, c == 'n' ? "null" : c == 't' ? "true" : "false");
   }
@@ -210,7 +206,7 @@ bool JsonCursor::skip_scalar() noexcept {
   return true;
 }
 
-// Without recursion: the containers that are open inside of the value are counted by the text.
+// Without recursion: the text counts the open containers, and `kinds` holds their kinds.
 JsonCursor JsonCursor::skip_value(JsonCursor at) noexcept {
   JsonText& text = *at.text_;
   const unsigned outside = text.depth_;

@@ -11,16 +11,17 @@
 //       }
 //     }
 //   }
-//   if (!at.end()) ...   // text.fault() and text.position() tell why
+//   if (!at.end()) ...   // see text.fault() and text.position()
 //
-// Accepted is what json_read.h accepts, and a fault has the same place. A value is read by the call
-// for its type, which leaves the cursor where it is when the value is none of that type, does not fit
-// or is not whole. skip() passes over any value, and it finds the fault of one that is not whole.
-// After a fault the text ends at its place: nothing more is read, and all loops end.
+// It accepts what json_parse accepts, and reports faults at the same positions. Each value is read
+// by the call for its type. The call leaves the cursor where it is when the value has another type,
+// does not fit or is malformed. skip() passes over any value and reports the fault of a malformed
+// one. After a fault the text ends at the fault: nothing more is read, and all loops end.
 //
-// A cursor is two words, copied by value: a function that reads a part takes one and returns one. The
-// text's state, depth and fault, is shared by all its cursors; only the one that has gone farthest may
-// be used. Nothing here allocates, and no byte outside the text is read.
+// A cursor is two words, and is passed by value: a function that reads a part of the text takes a
+// cursor and returns one. All cursors of a text share its nesting depth and its fault, so only the
+// one that has advanced farthest may be used. Nothing here allocates, and no byte outside the text
+// is read.
 #pragma once
 
 #include <cstddef>
@@ -39,7 +40,7 @@ namespace tstl {
 
 class JsonCursor;
 
-// A text that is being walked through; it must outlive its cursors and stay where it is.
+// A text that cursors walk through. It does not own the bytes. It must outlive its cursors.
 class JsonText {
  public:
   explicit JsonText(BufferRef<unsigned char> text) noexcept
@@ -47,11 +48,11 @@ class JsonText {
   JsonText(const JsonText&) = delete;
   JsonText& operator=(const JsonText&) = delete;
 
-  // At the text's value, past blanks.
+  // A cursor at the text's value, past leading whitespace.
   [[nodiscard]] JsonCursor start() noexcept;
 
   [[nodiscard]] JsonFault fault() const noexcept { return fault_; }
-  // The length of the text; after a fault its place, which is that of json_parse.
+  // The length of the text; after a fault, the offset that json_parse reports for it.
   [[nodiscard]] std::uint32_t position() const noexcept {
     return static_cast<std::uint32_t>(end_ - begin_);
   }
@@ -60,88 +61,93 @@ class JsonText {
   friend class JsonCursor;
 
   const unsigned char* begin_;
-  const unsigned char* end_;  // moved by a fault to its place
+  const unsigned char* end_;  // after a fault, the position of the fault
   detail::StopFinder stops_;
-  const unsigned char* key_ = nullptr;  // of the last key, or an element's place
-  std::uint32_t depth_ = 0;             // containers that are open
+  const unsigned char* key_ = nullptr;  // first byte of the last key or element
+  std::uint32_t depth_ = 0;             // open containers
   enum class KeyKind : std::uint8_t { kNone, kPlain, kEscaped } key_kind_ = KeyKind::kNone;
   JsonFault fault_ = JsonFault::kNone;
 };
 
 class JsonCursor {
  public:
-  // Whether what comes next is a value of this type, if it is one: its first byte tells.
+  // Whether the first byte of the next value is that of this type. The value itself may be
+  // malformed.
   [[nodiscard]] bool type_is(JsonType type) const noexcept {
     return at_ != text_->end_ && begins(*at_, type);
   }
-  // No fault so far.
+  // Whether there was no fault so far.
   [[nodiscard]] bool good() const noexcept { return text_->fault_ == JsonFault::kNone; }
-  // Whether the two are at the same byte.
+  // Whether both cursors are at the same byte.
   [[nodiscard]] bool is_at(JsonCursor other) const noexcept { return at_ == other.at_; }
-  // The place of the next byte.
+  // Pointer to the next byte.
   [[nodiscard]] const unsigned char* place() const noexcept { return at_; }
 
-  // ---- Containers. They are entered at their bracket, and left behind the one that closes them. True
-  // when a member or an element follows; false at the end and after a fault.
+  // ---- Containers. A loop enters one at its opening bracket and calls next_*() after each value.
+  // True when a member or an element comes next. False after a fault, and at the end, where the
+  // cursor moves past the closing bracket. REQUIRES of enter_*(): the cursor is at such a bracket.
 
   bool enter_object() noexcept;
   bool next_member() noexcept;
   bool enter_array() noexcept;
   bool next_element() noexcept;
-  // Calls `visit(cursor)` for each element of an array, until it says false; passes over the others,
-  // and over each value that it leaves unread.
+  // Calls `visit(cursor)` for each element of an array until it returns false. Skips the remaining
+  // elements, and each element that `visit` leaves unread.
   template <class Visit>
   void each(Visit visit);
 
   // ---- The key of a member
 
-  // Goes to the member's value if its key and the colon are spelled `quoted`, such as "\"key\":", and
-  // the value has this type. REQUIRES: the cursor is at a key.
+  // Moves to the member's value if its key and colon are written exactly as `quoted`, such as
+  // "\"key\":", and the value has this type. Otherwise false, and the cursor stays. REQUIRES: the
+  // cursor is at a key.
   bool take_key(std::string_view quoted, JsonType type) noexcept;
-  // The same for any key. False after a fault.
+  // Moves to the member's value, whatever its key. False after a fault. REQUIRES: as above.
   bool read_key() noexcept;
-  // The key that was read last: whether it is `name`, its escapes decoded, and as it stands. An element
-  // that was come to since has an empty one at its first byte.
+  // The key that was read last: whether it is `name` once its escapes are decoded, and the key as
+  // written. Inside each(), the key of an element is empty and lies at its first byte.
   [[nodiscard]] bool key_is(BufferRef<unsigned char> name) const noexcept;
   [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept;
-  // Its first byte, or that of the element.
+  // Pointer to the first byte of that key or element.
   [[nodiscard]] const unsigned char* key_place() const noexcept { return text_->key_; }
 
-  // ---- Values, which mean what those of a JsonNode mean. What is read is passed; what is not, for it
-  // is of another type, does not fit or is not whole, is not.
+  // ---- Values, converted as by JsonNode. True: the value was read, and the cursor is after it.
+  // False: the value has another type, does not fit or is malformed, and the cursor stays.
 
   template <Integer T>
   [[nodiscard]] bool integer(T& value) noexcept;
   [[nodiscard]] bool boolean(bool& value) noexcept;
   [[nodiscard]] bool real(double& value) noexcept;
-  // Whether the value is a number and an integer, however great.
+  // Whether the value is an integer of any size.
   [[nodiscard]] bool is_integer() const noexcept;
 
-  // A string without escapes, which is its raw form. REQUIRES: a string comes next.
+  // A string without escapes, as a view into the text. REQUIRES: the cursor is at a string.
   [[nodiscard]] bool plain_string(BufferRef<unsigned char>& raw) noexcept;
-  // A string with short escapes at the most, decoded to `to`: how many bytes it has, if `room` is some
-  // more than it needs; else FAILURE. Bytes behind it are written to as well, none beyond `room`.
-  // REQUIRES: a string comes next.
+  // Decodes a string without \u escapes to `to`, which has space for `room` bytes, and returns its
+  // length in bytes. FAILURE, with the cursor where it was, when the string has a \u escape, is
+  // malformed, ends with the text, or leaves too little of `room` unused. Bytes after the string
+  // are overwritten too, but none beyond `room`. REQUIRES: the cursor is at a string.
   [[nodiscard]] std::uint32_t quick_string(unsigned char* to, std::uint64_t room) noexcept;
-  // Any string, as it stands between its quotes. False when it is not whole.
+  // Finds any string, as written between its quotes, and leaves the cursor where it is. False when
+  // the string is malformed.
   struct RawString {
     BufferRef<unsigned char> raw;
     bool escaped = false;
   };
   [[nodiscard]] bool find_string(RawString& string) const noexcept;
-  // Decodes what find_string() has found; `to` has room for so many units as it has bytes. Returns how
-  // many there are.
+  // Decodes the string that find_string() found and moves past it. `to` has space for as many units
+  // as the raw string has bytes. Returns the number of units.
   template <Unit T>
   std::uint32_t string(const RawString& found, T* to) noexcept {
     at_ = found.raw.cend() + 1;
     return static_cast<std::uint32_t>(detail::decode_json_string(found.raw, found.escaped, to));
   }
 
-  // Passes over the value, whatever it is. False when there is none: an object or array that breaks off
-  // or is broken inside is one.
+  // Passes over the value, whatever it is. False when it is malformed. An object or array counts as
+  // a value even if there is a fault inside it.
   bool skip() noexcept;
 
-  // Whether the text ends here, but for blanks. What follows is a fault.
+  // Whether the text was good and only whitespace follows. Anything else that follows is a fault.
   [[nodiscard]] bool end() noexcept;
 
  private:
@@ -171,21 +177,22 @@ class JsonCursor {
   }
   // The byte at the cursor; 0, which JSON allows nowhere, at the end.
   [[nodiscard]] unsigned char peek() const noexcept { return at_ != text_->end_ ? *at_ : 0; }
-  // The same after blanks.
+  // The same after skipping whitespace.
   unsigned char token() noexcept;
   bool fail(JsonFault fault) noexcept;
   bool fail_at(const unsigned char* place, JsonFault fault) noexcept;
 
   bool enter(unsigned char closer) noexcept;
   bool next(unsigned char closer) noexcept;
-  // Whether behind a bracket or a comma, at the cursor, there is no blank and no closing bracket.
+  // Whether a member or element follows the bracket or comma at the cursor without whitespace
+  // between them. REQUIRES: left() >= 2.
   [[nodiscard]] bool goes_on(unsigned char closer) const noexcept {
     return closer == '}' ? at_[1] == '"' : at_[1] > ' ' && at_[1] != ']';
   }
-  // The same where it takes more than a look at a byte or two.
-  static JsonCursor enter_odd(JsonCursor at, unsigned char closer, bool& more) noexcept;
-  static JsonCursor after_value(JsonCursor at, unsigned char closer, bool& more) noexcept;
-  // To the key of a member, past blanks.
+  // The slow paths of enter() and next(): whitespace, empty containers and faults.
+  static JsonCursor enter_slow(JsonCursor at, unsigned char closer, bool& more) noexcept;
+  static JsonCursor next_slow(JsonCursor at, unsigned char closer, bool& more) noexcept;
+  // Moves past whitespace to the key of a member. Without one, a fault.
   bool find_key() noexcept;
   bool leave() noexcept {
     ++at_;
@@ -194,16 +201,17 @@ class JsonCursor {
   }
   static JsonCursor skip_value(JsonCursor at) noexcept;
   bool skip_scalar() noexcept;
-  // From the opening quote to behind the closing one.
+  // Moves from the opening quote to the byte after the closing one.
   bool skip_string(bool& escaped) noexcept;
 
-  // A number of any form and length; null when it is not whole.
+  // The number at the cursor, of any form and length; its text is null when it is malformed.
   struct RawNumber {
     BufferRef<unsigned char> text;
     bool has_fraction = false;
   };
   [[nodiscard]] RawNumber find_number() const noexcept;
-  // Gives the integer, and the place after it; null when there is none of 64 bits.
+  // The integer at the cursor and the position after it, which is null when there is none of 64
+  // bits.
   struct Magnitude {
     const unsigned char* after;
     std::uint64_t value;
@@ -224,7 +232,7 @@ class JsonCursor {
     return true;
   }
   bool more;
-  *this = enter_odd(*this, closer, more);
+  *this = enter_slow(*this, closer, more);
   return more;
 }
 [[gnu::always_inline]] inline bool JsonCursor::enter_object() noexcept { return enter('}'); }
@@ -239,7 +247,7 @@ class JsonCursor {
     if (*at_ == closer) return leave();
   }
   bool more;
-  *this = after_value(*this, closer, more);
+  *this = next_slow(*this, closer, more);
   return more;
 }
 
@@ -275,18 +283,18 @@ template <class Visit>
 
 template <Integer T>
 [[gnu::always_inline]] inline bool JsonCursor::integer(T& value) noexcept {
-  // Most have few digits; so many fit each type of 32 bits.
+  // Most integers have at most kFew digits: one load of 8 bytes holds them and the byte after them.
   constexpr unsigned kFew = 7;
   if (left() > kFew + 2) [[likely]] {
     const bool negative = *at_ == '-';
     const unsigned char* const digits = at_ + negative;
     const auto word = detail::DigitWord::load(digits, 8);
-    const unsigned char* const behind = digits + word.count();
-    const bool is_whole = *behind == ',' || *behind == '}' || *behind == ']' || *behind <= ' ';
+    const unsigned char* const after = digits + word.count();
+    const bool is_whole = *after == ',' || *after == '}' || *after == ']' || *after <= ' ';
     const bool is_plain = word.count() - 1 < kFew && (*digits != '0' || word.count() == 1);
     if (is_whole && is_plain) [[likely]] {
       if (!detail::fit_integer(word.value(), negative, value)) return false;
-      at_ = behind;
+      at_ = after;
       return true;
     }
   }

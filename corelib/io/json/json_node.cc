@@ -9,8 +9,8 @@ namespace tstl {
 
 namespace detail {
 
-// The decoded form of a string, in the arena; its units and a zero unit follow. It holds what it
-// replaces in the node.
+// A decoded string in the arena, followed by its units and a zero unit. The node's pointer to it
+// takes the place of raw_ in the union, so raw_'s values are kept here.
 struct KeptString {
   std::uint32_t raw_gap, raw_len;
   KeptString* other;  // the form of the other unit width, if that was asked for first

@@ -1,8 +1,8 @@
 // JsonNode: one value of a parsed JSON text (json_read.h).
 //
-// Nodes live in the arena that the text was read into and point into the text: both must outlive
-// them. Nothing is converted before it is asked for. An accessor of another type's value gives the
-// empty result of its kind: false, empty text, null.
+// Nodes live in the arena that the text was parsed into and point into the text: both must outlive
+// them. Nothing is converted before it is asked for. An accessor called on a value of another type
+// returns an empty result: false, 0, empty text or null.
 #pragma once
 
 #include <cstdint>
@@ -34,39 +34,39 @@ class JsonNode {
   [[nodiscard]] JsonNode* first_child() noexcept { return is_container() ? child_ : nullptr; }
   // The value after this one in the same object or array; null after the last.
   [[nodiscard]] JsonNode* next() noexcept { return next_; }
-  // Calls `visit(node)` for each member or element in order, until it says false.
+  // Calls `visit(node)` for each member or element in order, until it returns false.
   template <class Visit>
   void each(Visit visit);
 
-  // ---- The key, of members of an object. An element of an array has none, which is not the same
-  // as an empty one.
+  // ---- The key of a member. An element of an array has none, which differs from an empty key.
 
   [[nodiscard]] bool has_key() const noexcept { return flags_ & kHasKey; }
-  // Whether the key is `name`, byte for byte, its escapes decoded.
+  // Whether the key, with its escapes decoded, is `name`, byte for byte.
   [[nodiscard]] bool key_is(BufferRef<unsigned char> name) const noexcept;
-  // The key as bytes: a part of the text, unless it holds escapes; then each call decodes it into
-  // the arena anew. Empty when memory is short.
+  // The decoded key, not zero-terminated: a view into the text, unless the key has escapes. In that
+  // case each call decodes it into the arena again. Empty when the arena is out of memory.
   [[nodiscard]] BufferRef<unsigned char> key(ArenaRef arena) const;
-  // The key as it stands in the text, escapes and all.
+  // The key as written in the text, its escapes not decoded.
   [[nodiscard]] BufferRef<unsigned char> raw_key() const noexcept { return {text_, key_len_}; }
-  // Its first byte; that of the value where there is no key.
+  // Pointer to the first byte of the key; of the value when there is no key.
   [[nodiscard]] const unsigned char* key_place() const noexcept { return text_; }
 
   // ---- Scalars
 
   [[nodiscard]] bool boolean() const noexcept { return flags_ & kTrue; }
-  // Gives an integer that fits T: true, and `value` holds it. What counts is the value, exactly, and
-  // not how it is written: 5, 5.0, 50e-1 and 0.5e1 are the same. Anything else is false and leaves
-  // `value` alone: a number too great or too small, a negative one for an unsigned T, and one that
-  // is no integer.
+  // Stores the number in `value` and returns true if it is an integer that fits T. Only the exact
+  // value counts, not the notation: 5, 5.0, 50e-1 and 0.5e1 are the same. Otherwise `value` is
+  // unchanged and the result false: the number is out of the range of T or no integer, or the value
+  // is no number.
   template <Integer T>
   [[nodiscard]] bool integer(T& value) const noexcept;
-  // Whether the value is a number and an integer, however great.
+  // Whether the value is an integer of any size.
   [[nodiscard]] bool is_integer() const noexcept;
-  // The number as the nearest double; past the greatest double it is that one. 0 for other values.
+  // The nearest double. A number past the greatest double gives that one, with its sign. 0 for
+  // other values.
   [[nodiscard]] double real() const noexcept;
-  // The two as JsonCursor has them, for who reads from either: false for values of another type,
-  // which leave `value` alone.
+  // The same as calls of JsonCursor, for code that reads from either. False, with `value`
+  // unchanged, for a value of another type.
   [[nodiscard]] bool boolean(bool& value) const noexcept {
     if (type_ == JsonType::kBool) value = boolean();
     return type_ == JsonType::kBool;
@@ -78,19 +78,19 @@ class JsonNode {
 
   // ---- Strings
   //
-  // Unescaped into the arena on first use and kept on the node, one copy for each of the two forms:
-  // a second call gives the same memory. The result is zero-terminated, so a record may keep it as
-  // it is. Empty when memory is short.
+  // A string is decoded into the arena on first use and kept on the node, one copy for each of the
+  // two forms: a second call returns the same memory. The result is zero-terminated, so a record
+  // may keep it as it is. It is empty, with a null pointer, when the arena is out of memory.
   //
-  // As bytes, text is UTF-8. The escape of a lone surrogate from U+DC80 to U+DCFF is the byte 80 to
-  // FF that is not part of valid UTF-8; any other lone surrogate gives its three-byte form. As
-  // 16-bit units it is the other way round: lone surrogates are units like any other, and a byte B
-  // that is not part of valid UTF-8 gives the unit DC00 + B.
+  // str8() gives UTF-8. The escape of a lone surrogate from U+DC80 to U+DCFF becomes the byte 80 to
+  // FF: that is how JsonWrite writes a byte that is not part of valid UTF-8. Any other lone
+  // surrogate is encoded in three bytes. str16() gives UTF-16. There a lone surrogate is a unit
+  // like any other, and a byte B that is not part of valid UTF-8 becomes the unit DC00 + B.
 
   [[nodiscard]] BufferRef<unsigned char> str8(ArenaRef arena);
   [[nodiscard]] BufferRef<unsigned short> str16(ArenaRef arena);
 
-  // The value as it stands in the text, escapes and all, a string's quotes left out. Empty for
+  // The value as written in the text: escapes not decoded, a string without its quotes. Empty for
   // objects and arrays.
   [[nodiscard]] BufferRef<unsigned char> raw() const noexcept;
 
@@ -101,7 +101,7 @@ class JsonNode {
     kHasKey = 1,
     kKeyEscaped = 2,
     kEscaped = 4,  // a string with escapes
-    kKept = 8,     // a string that was unescaped: kept_ counts
+    kKept = 8,     // a string that was decoded: the union holds kept_
     kTrue = 16,
     kFraction = 32,  // a number with a fraction or an exponent
   };
@@ -112,7 +112,7 @@ class JsonNode {
 
   JsonNode() = default;
   [[nodiscard]] bool is_container() const noexcept { return type_ <= JsonType::kArray; }
-  // The decoded form of a string that was asked for last; null when none was.
+  // The form of the string that was decoded last; null when there is none.
   [[nodiscard]] detail::KeptString* kept() const noexcept {
     return flags_ & kKept ? kept_ : nullptr;
   }
@@ -120,7 +120,7 @@ class JsonNode {
   [[nodiscard]] bool escaped_key_is(BufferRef<unsigned char> name) const noexcept;
   template <class T>
   BufferRef<T> kept_string(ArenaRef arena);
-  // The integer as magnitude and sign; false when it is none or passes 64 bits.
+  // The integer as magnitude and sign; false when the value is no integer or exceeds 64 bits.
   bool magnitude(std::uint64_t& value, bool& negative) const noexcept;
 
   const unsigned char* text_;  // the key's first byte; the value's where there is no key

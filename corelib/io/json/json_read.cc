@@ -12,9 +12,9 @@
 namespace tstl {
 namespace detail {
 
-// One pass over the text. A value's node is linked into the tree when the value is complete, a
-// container's when it opens; so after a fault the tree is whole as soon as the containers that are
-// still open are closed.
+// One pass over the text. A scalar's node is linked into the tree when the value is complete, a
+// container's when it opens. So after a fault the tree is complete once all open containers are
+// closed.
 //
 // The object lives in registers: its functions are inlined into one, nothing points into it, and
 // what it calls takes values, not `this`.
@@ -25,7 +25,7 @@ class JsonParser {
     link_ = &result_.root;
   }
 
-  // Returns where it stopped.
+  // Returns the position where it stopped.
   ZENTA_HOT const unsigned char* run() {
     while (element() && (opened_ || more())) {
     }
@@ -54,7 +54,7 @@ class JsonParser {
 
   // The byte at at_; 0, which JSON allows nowhere, at the end.
   ZENTA_HOT unsigned char peek() const { return at_ != end_ ? *at_ : 0; }
-  // The same after blanks.
+  // The same after skipping whitespace.
   ZENTA_HOT unsigned char token() {
     if (peek() <= ' ') [[unlikely]]
       at_ = skip_json_blanks(at_, end_);
@@ -85,7 +85,7 @@ class JsonParser {
   bool opened_ = false;       // the last value was a container that is not empty
 };
 
-// One value, in an object with its key. False after a fault.
+// Reads one value, in an object with its key before it. False after a fault.
 inline bool JsonParser::element() {
   Draft node;
   unsigned char c = token();
@@ -153,7 +153,7 @@ inline bool JsonParser::key(Draft& node) {
   return true;
 }
 
-// From the opening quote to the closing one.
+// Moves from the opening quote to the closing one.
 inline bool JsonParser::string(Draft& node, JsonNode::Flags escaped) {
   at_ = stops_.next(at_ + 1);
   if (peek() == '"') [[likely]]
@@ -210,7 +210,7 @@ inline void JsonParser::close() {
   --depth_;
 }
 
-// Puts the node into the arena and the tree; null when memory is short.
+// Adds the node to the arena and to the tree; null when the arena is out of memory.
 inline JsonNode* JsonParser::link(const Draft& node) {
   if (slot_ == slots_end_ && !more_slots()) [[unlikely]]
     return nullptr;
@@ -224,8 +224,8 @@ inline JsonNode* JsonParser::link(const Draft& node) {
   return slot_++;
 }
 
-// A block of nodes. Its size follows the length of what is left of the text, so that a message of
-// ordinary density needs one and a small text takes little.
+// Allocates a block of nodes. Its size depends on the length of the text that is left, so that a
+// typical message needs one block and a short text takes little memory.
 inline bool JsonParser::more_slots() {
   constexpr std::ptrdiff_t kBytesPerNode = 16, kMinNodes = 8, kMaxNodes = 8192;
   const auto count = std::min((end_ - at_) / kBytesPerNode + kMinNodes, kMaxNodes);

@@ -9,7 +9,7 @@ constexpr std::uint32_t kMaxIndent = 32;  // levels
 
 bool is_blank(unsigned char c) { return c == ' ' || c == '\n' || c == '\r' || c == '\t'; }
 
-// Lays out one text. Each function gives the place after what it took in.
+// Lays out one text. Each step moves at_ past the bytes that it has written.
 class Layout {
  public:
   explicit Layout(BufferRef<unsigned char> json, Buffer<unsigned char>& out)
@@ -57,7 +57,7 @@ class Layout {
     }
   }
 
-  // A string up to its closing quote, or anything else up to what ends it.
+  // Copies a string to its closing quote, or another scalar to the byte that ends it.
   void value() {
     const unsigned char* const start = at_;
     if (*at_++ == '"') {
@@ -78,7 +78,7 @@ class Layout {
     put(kBlanks, 1 + 2 * std::min(depth_, kMaxIndent));
   }
 
-  // What does not fit is left out by the buffer, and seen at the end by the length.
+  // The buffer drops what it cannot store; run() notices that by the length.
   template <class Byte>
   void put(const Byte* bytes, std::uint32_t n) {
     out_.append_str(BufferRef<unsigned char>(reinterpret_cast<const unsigned char*>(bytes), n));
@@ -89,7 +89,7 @@ class Layout {
   const unsigned char* end_;
   Buffer<unsigned char>& out_;
   std::uint64_t before_;
-  std::uint64_t expected_ = 0;  // bytes that were put
+  std::uint64_t expected_ = 0;  // bytes passed to put()
   std::uint32_t depth_ = 0;
 };
 

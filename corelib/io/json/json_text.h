@@ -1,4 +1,4 @@
-// JSON text as people see it: laid out in lines, and places in it by line and column.
+// JSON text for people: its layout in lines, and positions in it as line and column.
 #pragma once
 
 #include <cstdint>
@@ -8,22 +8,23 @@
 
 namespace tstl {
 
-// Appends `json` to `out`, one member or element a line, each level indented by two blanks (up to 32
-// levels, so that the result is bounded: at most 70 bytes for each byte of `json`). Empty objects and
-// arrays stay on their line, blanks of the text's own outside of strings are dropped, values stay as
-// they are. There is no line end after the last line. False, with `out` holding a part, when memory is
-// short. Of a text that is no JSON it makes something, without touching a byte outside.
+// Appends `json` to `out` with one member or element per line. Each level is indented by two
+// spaces, up to 32 levels, so that the result is at most 70 bytes for each byte of `json`. Empty
+// objects and arrays stay on one line. Whitespace outside of strings is dropped, and values are
+// copied as they are. No line end follows the last line. False, with `out` holding a part, when an
+// allocation fails. Text that is no valid JSON is laid out in some way, and no byte outside of it
+// is read.
 bool json_pretty(BufferRef<unsigned char> json, Buffer<unsigned char>& out);
 
-// A place in a text as editors count it, both from 1. A column is a character: a byte that continues a
-// character of UTF-8 begins none. LF, CR LF and CR end a line.
+// A position in a text as editors count it: both numbers start at 1. Columns count characters, so a
+// continuation byte of UTF-8 does not count. LF, CR LF and CR end a line.
 struct TextPlace {
   std::uint32_t line = 1;
   std::uint32_t column = 1;
 };
 
-// The place of the byte at `position`, which json_parse reports for a fault, say; past the end that of
-// the end. Reads the text up to there.
+// The line and column of the byte at `position`, such as JsonParse::position. A `position` past the
+// end means the end. Reads the text up to there.
 [[nodiscard]] TextPlace text_place(BufferRef<unsigned char> text, std::uint32_t position) noexcept;
 
 }  // namespace tstl

@@ -10,8 +10,8 @@
 namespace tstl {
 namespace {
 
-// Each of these writes the inside of a string at `at` and returns the place after it, or null. Room
-// for two bytes more is left: the quote and the colon.
+// Each of these writes the inside of a string at `at` and returns the position after it, or null
+// when an allocation failed. Space for two more bytes is left: the quote and the colon.
 constexpr unsigned kAfterText = 2;
 
 // Valid UTF-8.

@@ -1,4 +1,5 @@
-// JsonWrite: writes JSON text (RFC 8259), valid UTF-8 whatever it is given, without blanks.
+// JsonWrite: writes JSON text (RFC 8259) without whitespace. The output is valid UTF-8, whatever
+// the input.
 //
 //   JsonWrite out;
 //   out.begin_object();
@@ -8,15 +9,17 @@
 //   if (!out.good()) ...
 //   send(out.output());
 //
-// The writer keeps the comma state. The order of calls is the caller's business: a key before each
-// member and nowhere else, an end of the right kind for each begin, one value for each text. Debug
-// builds assert it. The writer owns the output, which keeps its memory from text to text. When memory
-// cannot be had the output is empty, all further operations do nothing, and good() says so. One
-// thread uses a writer at a time.
+// The writer inserts the commas. The caller is responsible for the order of calls: a key before
+// each member and nowhere else, an end of the right kind for each begin, one value for each text.
+// Debug builds assert it.
 //
-// Escaped is what has to be: the quote, the backslash, control characters (\b \t \n \f \r, the
-// others as \u00XX). A byte that is not part of valid UTF-8 is written as the escape of the lone
-// surrogate U+DC00 + byte, a surrogate of 16-bit text without its partner as its own escape;
+// The writer owns the output and keeps its memory from text to text. When an allocation fails, the
+// output is emptied, and all operations until clear() do nothing; good() reports it. A writer is
+// for one thread at a time.
+//
+// Only what RFC 8259 requires is escaped: the quote, the backslash and control characters (\b \t \n
+// \f \r, the others as \u00XX). A byte that is not part of valid UTF-8 is written as the escape of
+// the lone surrogate U+DC00 + byte. A lone surrogate in 16-bit text is written as its own escape.
 // JsonNode reads both back.
 #pragma once
 
@@ -34,13 +37,13 @@ namespace tstl {
 
 class JsonWrite {
  public:
-  // Starts a new text. A new writer needs none of this.
+  // Empties the output and starts a new text. A new writer does not need it.
   void clear() noexcept;
 
-  // The text so far, zero-terminated where there is any storage. The caller may change the buffer
-  // or move from it; what is written next is appended to what it finds.
+  // The text so far, zero-terminated unless the buffer has no storage. The caller may change the
+  // buffer or move from it; later writes append to what it holds.
   [[nodiscard]] Buffer<unsigned char>& output() noexcept;
-  // Whether all that was written since clear() is in the output.
+  // Whether everything written since clear() is in the output.
   [[nodiscard]] bool good() const noexcept { return !out_.failed(); }
 
   // ---- Structure
@@ -52,8 +55,7 @@ class JsonWrite {
 
   // The key of the next value, any text.
   void key(BufferRef<unsigned char> name) noexcept;
-  // A key that is known to need no escape: printable ASCII without quote and backslash. REQUIRES:
-  // it is that.
+  // A key that needs no escapes. REQUIRES: `name` is printable ASCII without quote and backslash.
   void plain_key(BufferRef<unsigned char> name) noexcept;
 
   // ---- Values: members after a key, elements of an array, or the whole text
@@ -62,19 +64,20 @@ class JsonWrite {
   void str(BufferRef<unsigned short> text) noexcept;
   template <Integer V>
   void num(V value) noexcept;
-  // The shortest number that reads back as `value`; null for what is no number, since JSON has no
-  // text for it.
+  // The shortest number that reads back as `value`. Infinities and NaNs are written as null, since
+  // JSON cannot express them.
   void real(double value) noexcept;
   void boolean(bool value) noexcept { word(value ? "true" : "false"); }
   void null() noexcept { word("null"); }
-  // Text that is a JSON value already, such as JsonNode::raw() of a number. REQUIRES: it is that.
+  // Writes text that is already a JSON value, such as JsonNode::raw() of a number. REQUIRES: `json`
+  // is one complete value.
   void raw(BufferRef<unsigned char> json) noexcept;
 
  private:
-  // The comma before a value or a key, if one is due, and the start of `n` bytes that the caller
-  // will write after it; null when memory is short.
+  // Makes space for `n` bytes, writes a comma before them if one is due, and returns where the
+  // caller writes the bytes. Null when an allocation failed.
   unsigned char* start(std::uint64_t n) noexcept;
-  // The same for a value and for a key.
+  // The same with the assertions for a value and for a key.
   unsigned char* start_value(std::uint64_t n) noexcept;
   unsigned char* start_key(std::uint64_t n) noexcept;
   void done(unsigned char* at) noexcept;
@@ -82,26 +85,27 @@ class JsonWrite {
   void open(char bracket) noexcept;
   void close(char bracket) noexcept;
   void word(BufferRef<unsigned char> json) noexcept;
-  // Writes the string, which begins at `at`; returns the place after it, with room for one byte
-  // more, or null. `at` may be null.
+  // Writes the string in quotes at `at`, which may be null. Returns the position after it, with
+  // space for one more byte; null when an allocation failed.
   template <Unit T>
   unsigned char* quoted(unsigned char* at, BufferRef<T> text) noexcept;
 
-  // Whether the innermost open container is an object, an array, or not known (kept are 63 levels).
+  // The kind of the innermost open container. Both are false when there is none, or when it is more
+  // than 63 levels deep.
   [[nodiscard]] bool in_object() const noexcept {
     return deep_ == 0 && (levels_ & 1) && levels_ != 1;
   }
   [[nodiscard]] bool in_array() const noexcept { return deep_ == 0 && !(levels_ & 1); }
 
   detail::Output out_;
-  unsigned char* at_ = nullptr;  // where the text goes on; null while there is no memory
+  unsigned char* at_ = nullptr;  // where the next byte goes; null while the writer has no memory
   bool comma_ = false;           // the next value or key is not the first of its container
-  // What only the assertions ask for. It is kept in all builds, so that code that was compiled with
-  // assertions and without can use one writer.
+  // State that only the assertions use. It exists in all builds, so that code compiled with and
+  // without assertions can share a writer.
   bool keyed_ = false;        // a key waits for its value
   std::uint32_t deep_ = 0;    // open containers beyond the 63 outermost
   std::uint64_t levels_ = 1;  // a one, then a bit for each open container, the innermost lowest:
-                              // whether it is an object
+                              // 1 for an object, 0 for an array
 };
 
 // ---------------------------------------------------------------------------------------------------------------------

@@ -23,15 +23,16 @@
 // length of a nested message takes and patches the length in when the message ends. A wrong guess
 // moves the content. Messages with the same key are alike, so most guesses are right.
 //
-// The operations write every value that they are given, zeros and empty texts too; leaving those
-// out is the encoder's task. They also work without either: a new writer, and one that has finished
-// a message, appends to its output as write_once() does, and patches lengths in as it goes.
+// The operations write every value that they are given, zeros and empty texts too; omitting those
+// is the encoder's task. They can also be called on the writer directly, outside of write() and
+// write_once(). Then they append to its output, and patch lengths as write_once() does.
 //
-// Nested messages end in the reverse of the order in which they began, all of them before the output
-// is taken. Debug builds assert it.
+// Nested messages end in the reverse of the order in which they began, all of them before the
+// output is taken. Debug builds assert it.
 //
-// When memory is short, or a message would pass 32 bits, the output is emptied, all further
-// operations do nothing, and write() returns false. One thread uses a writer at a time.
+// When an allocation fails, or a message would be longer than 32 bits can count, the output is
+// emptied, all further operations do nothing, and write() returns false. A writer is for one thread
+// at a time.
 #pragma once
 
 #include <cassert>
@@ -67,7 +68,7 @@ class ProtoWrite : private detail::PassState {
 
   // Runs `encode` in a measuring and in a writing pass. An encoder that takes `auto&` is given the
   // passes themselves; that is several times as quick as one that takes ProtoWrite&. False, with an
-  // empty output, when the message is too long or memory is short.
+  // empty output, when the message is too long or an allocation fails.
   template <class Encoder>
   [[nodiscard]] bool write(Encoder&& encode);
 
@@ -76,24 +77,23 @@ class ProtoWrite : private detail::PassState {
   template <class Encoder>
   [[nodiscard]] bool write_once(Encoder&& encode);
 
-  // The steps of write(), for callers that run the passes themselves. begin_measuring() forgets the
-  // last message. begin_writing() reserves what was measured, and returns false when it cannot.
+  // The steps of write(), for callers that run the passes themselves. begin_measuring() discards
+  // the last message. begin_writing() reserves what was measured, and returns false when it cannot.
   // output() ends the writing pass.
   void begin_measuring() noexcept;
   [[nodiscard]] bool begin_writing() noexcept;
 
-  // Runs `encode` in the pass that the writer is in. The encoder takes the pass by value and
-  // returns it.
+  // Runs `encode` in the writer's current pass. The encoder takes the pass by value and returns it.
   template <class Encoder>
   void pass(Encoder&& encode);
 
-  // The bytes written so far, zero-terminated where there is any storage. The caller may change the
-  // buffer or move from it; the next operation appends to what it finds there. REQUIRES: no nested
-  // message is open.
+  // The bytes written so far, zero-terminated unless the buffer has no storage. The caller may
+  // change the buffer or move from it; the next operation appends to what it holds. REQUIRES: no
+  // nested message is open.
   [[nodiscard]] Buffer<unsigned char>& output() noexcept;
 
   [[nodiscard]] bool measuring() const noexcept { return mode_ == Mode::kMeasuring; }
-  // Bytes that the measuring pass has counted; FAILURE when a message cannot have so many.
+  // Bytes that the measuring pass has counted; FAILURE when that is too long for a message.
   [[nodiscard]] std::uint32_t measured_size() const noexcept {
     return measured_ <= kMaxMessage ? static_cast<std::uint32_t>(measured_) : FAILURE;
   }
@@ -130,8 +130,9 @@ class ProtoWrite : private detail::PassState {
   }
 
   // A nested message; its content is written between the two calls. With `sized` false neither key
-  // nor length is written, and the fields belong to the enclosing message: so one encoder serves a
-  // record that stands alone and one that is nested. Pass the result of begin to the matching end.
+  // nor length is written, and the fields belong to the enclosing message. So one encoder serves a
+  // record both as a message of its own and as a nested one. Pass the result of begin to the
+  // matching end.
   [[nodiscard]] std::uint32_t bsc_begin_kmsg(bool sized, std::uint32_t key) noexcept {
     std::uint32_t slot = FAILURE;
     in_pass([&](auto& out) { slot = out.bsc_begin_kmsg(sized, key); });
@@ -143,17 +144,17 @@ class ProtoWrite : private detail::PassState {
   }
 
  private:
-  friend struct ProtoWritePeer;  // the tests', for what no encoder can reach
+  friend struct ProtoWritePeer;  // for tests of what no encoder can reach
 
-  // Reserved on top of the measured size: each operation asks for the longest key and value before
-  // it writes, and must not make the output grow for that.
+  // Reserved in addition to the measured size. Each operation asks for space for the longest key
+  // and value before it writes, and must not make the output grow for that.
   static constexpr std::uint32_t kSlack = kMaxVarint32 + kMaxVarint64;
   static constexpr std::uint64_t kMaxMessage = Buffer<unsigned char>::kGreatestCapacity - kSlack;
 
   enum class Mode : std::uint8_t { kAppending, kMeasuring, kWriting };
 
-  // Whether a length was reserved in the output at `slot`, where begin_message() did it if nobody
-  // has changed the output since.
+  // Whether begin_message() has reserved a length in the output at `slot`. The caller may have
+  // changed the output since, so the bytes there are checked.
   [[nodiscard]] bool can_patch(std::uint32_t slot) const noexcept;
   // Runs `encode` with the pass itself if it takes one, else with the writer.
   template <class Encoder>
@@ -168,7 +169,7 @@ class ProtoWrite : private detail::PassState {
   }
 
   unsigned char* at_ = nullptr;  // where the next byte goes; null while the writer has no memory
-  std::uint64_t measured_ = 0;   // 64 bits wide, so that a message that is too long is noticed
+  std::uint64_t measured_ = 0;   // 64 bits wide, so that an overlong message is noticed
   Mode mode_ = Mode::kAppending;
 };
 
@@ -217,7 +218,7 @@ bool ProtoWrite::write(Encoder&& encode) {
 
 template <class Encoder>
 bool ProtoWrite::write_once(Encoder&& encode) {
-  constexpr std::uint64_t kFirstRoom = 1000;  // bytes to begin with, where there is no memory yet
+  constexpr std::uint64_t kFirstRoom = 1000;  // bytes of the first allocation
   begin_measuring();
   mode_ = Mode::kAppending;
   stop_at(encode(PatchingPass(this, out_.room(nullptr, kFirstRoom))).position());

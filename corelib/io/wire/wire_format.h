@@ -4,8 +4,8 @@
 // bit set on every byte but the last. The shortest form is written; any form of up to ten bytes is
 // read. A field begins with its key, the varint of field number * 8 + wire type.
 //
-// Nothing here allocates; writing never fails; reading gives null and touches no byte from `end`
-// on.
+// Nothing here allocates. Writing never fails. Reading returns null on failure, and reads no byte
+// from `end` on.
 #pragma once
 
 #include <bit>
@@ -23,17 +23,17 @@ inline constexpr unsigned kMaxVarint64 = 10;
   if (value < 0x80) return 1;
   if (value < 0x4000) return 2;
   const auto bits = static_cast<unsigned>(std::bit_width(value | 1));
-  return (bits * 9 + 64) / 64;  // the quotient of bits and 7, rounded up, for 1 to 64 bits
+  return (bits * 9 + 64) / 64;  // bits / 7, rounded up, for 1 to 64 bits
 }
 
-// Writes varint_size(value) bytes at `at` and returns the place after them.
+// Writes varint_size(value) bytes at `at` and returns the position after them.
 constexpr unsigned char* put_varint(unsigned char* at, std::uint64_t value) noexcept {
   for (; value >= 0x80; value >>= 7) *at++ = static_cast<unsigned char>(value | 0x80);
   *at++ = static_cast<unsigned char>(value);
   return at;
 }
 
-// A varint that was read: its value, and the place after it, which is null when there was none.
+// A varint that was read: its value and the position after it, which is null when there was none.
 struct Varint {
   std::uint64_t value;
   const unsigned char* after;
@@ -41,7 +41,7 @@ struct Varint {
 
 namespace detail {
 
-// get_varint, for what is longer than two bytes.
+// get_varint() for varints of more than two bytes.
 [[gnu::noinline]] constexpr Varint get_long_varint(const unsigned char* at,
                                                    const unsigned char* end) noexcept {
   const unsigned char* const stop = end - at > kMaxVarint64 ? at + kMaxVarint64 : end;
@@ -65,9 +65,9 @@ namespace detail {
   return detail::get_long_varint(at, end);
 }
 
-// The low three bits of a field's key: how what follows is laid out. A group is the fields between
-// its start and its end, which have the same number; other decoders gave it up long ago. 6 and 7 mean
-// nothing.
+// The low three bits of a field's key: the layout of the value that follows. A group consists of
+// the fields between a start and an end with the same number; the format has deprecated it. 6 and 7
+// are not assigned.
 enum class WireType : unsigned char {
   kVarint = 0,
   kFixed64 = 1,  // eight bytes, little-endian
@@ -77,7 +77,7 @@ enum class WireType : unsigned char {
   kFixed32 = 5,  // four bytes, little-endian
 };
 
-// Key of a field, computed in 32 bits.
+// The key of a field, computed in 32 bits.
 [[nodiscard]] constexpr std::uint32_t wire_key(std::uint32_t number, WireType type) noexcept {
   return number * 8 + static_cast<std::uint32_t>(type);
 }
@@ -86,15 +86,16 @@ enum class WireType : unsigned char {
 template <class T>
 concept WireScalar = std::integral<T> && !std::same_as<T, wchar_t> && !std::same_as<T, char8_t>;
 
-// What is sent as four or eight bytes.
+// The types that are sent as four or eight bytes.
 template <class T>
 concept WireFixed = (std::integral<T> || std::floating_point<T>)&&(sizeof(T) == 4 ||
                                                                    sizeof(T) == 8);
 template <WireFixed T>
 inline constexpr WireType kFixedType = sizeof(T) == 4 ? WireType::kFixed32 : WireType::kFixed64;
 
-// What goes into the varint. Signed types are sign-extended to 64 bits, so a negative value takes
-// ten bytes; the others are zero-extended. A plain char is signed, also where the machine's is not.
+// The value to write as a varint. Signed types are sign-extended to 64 bits, so a negative value
+// takes ten bytes; the others are zero-extended. A plain char counts as signed, even on machines
+// where it is not.
 template <WireScalar T>
 [[nodiscard]] constexpr std::uint64_t wire_value(T value) noexcept {
   if constexpr (std::same_as<T, char>) {

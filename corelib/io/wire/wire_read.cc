@@ -57,7 +57,7 @@ const char* wire_fault_text(WireFault fault) noexcept {
     case WireFault::kOverlong:
       return "a varint of more than ten bytes";
     case WireFault::kGroup:
-      return "the end of a group that does not end here";
+      return "a group end that matches no open group";
     case WireFault::kWireType:
       return "a wire type that does not exist";
     case WireFault::kFieldNumber:

@@ -1,15 +1,15 @@
-// WireReader: walks through a message in the Protocol Buffers wire format and hands out its fields
+// WireReader: walks through a message in the Protocol Buffers wire format and returns its fields
 // one by one.
 //
 //   WireReader reader(message);
-//   for (WireField field; reader.next(field);) ...   // field.key() tells what it is
-//   if (reader.fault() != WireFault::kNone) ...      // reader.position() tells where
+//   for (WireField field; reader.next(field);) ...   // see field.key() or field.number()
+//   if (reader.fault() != WireFault::kNone) ...      // at reader.position()
 //
 // The reader owns nothing and copies nothing: a field's bytes are a view into the message, which
-// must outlive it. Groups are skipped with all that is in them, up to kMaxGroupDepth in one another.
-// A message that is malformed ends at its first fault; what was handed out before remains good. No
-// byte outside the message is read, whatever its bytes say, and every call of next() consumes
-// something, so the walk ends.
+// must outlive it. Groups are skipped with their contents, if they are nested at most
+// kMaxGroupDepth deep. A malformed message ends at its first fault; the fields before it remain
+// valid. No byte outside the message is read, whatever its bytes are, and every call of next()
+// consumes something, so the walk ends.
 #pragma once
 
 #include <cassert>
@@ -25,19 +25,19 @@ enum class WireFault : unsigned char {
   kNone,
   kTruncated,    // a varint, a fixed value, a payload or a group goes on past the message's end
   kOverlong,     // a varint of more than ten bytes
-  kGroup,        // the end of a group that is not the one to end here
+  kGroup,        // the end of a group other than the innermost open one
   kWireType,     // a field of the wire types 6 and 7, which do not exist
   kFieldNumber,  // a field number of 0 or above 2^29 - 1
   kDepth,        // groups, or the records of a message, are nested too deep
 };
 
-// So deep may groups be nested; as in other decoders.
+// The greatest nesting depth of groups; other decoders have the same limit.
 inline constexpr unsigned kMaxGroupDepth = 100;
 
-// The fault in words, for people: a zero-terminated text that lives for ever.
+// A description of the fault for people: zero-terminated, with static storage.
 [[nodiscard]] const char* wire_fault_text(WireFault fault) noexcept;
 
-// One decoded field. Its type decides which of its values counts.
+// One decoded field. Its type decides which of its values is valid.
 class WireField {
  public:
   WireField() = default;
@@ -46,9 +46,9 @@ class WireField {
   [[nodiscard]] std::uint32_t number() const noexcept { return key_ >> 3; }
   [[nodiscard]] WireType type() const noexcept { return static_cast<WireType>(key_ & 7); }
   [[nodiscard]] std::uint64_t varint() const noexcept { return varint_; }
-  // The bits of a value of fixed size, 64 or the lower 32.
+  // The bits of a fixed-size value: all 64, or the lower 32.
   [[nodiscard]] std::uint64_t fixed() const noexcept { return varint_; }
-  // A part of the message; for other types an empty one at the field.
+  // The payload, a view into the message. For other types: empty, at the first byte of the field.
   [[nodiscard]] BufferRef<unsigned char> bytes() const noexcept { return {bytes_, length_}; }
 
  private:
@@ -60,8 +60,8 @@ class WireField {
         length_(static_cast<std::uint32_t>(length)),
         bytes_(bytes) {}
 
-  // Plain words, so that a field stays in registers between the reader and the code that it is
-  // handed to.
+  // Scalars only, so that a field stays in registers between the reader and the code that it is
+  // passed to.
   std::uint32_t key_ = 0;
   std::uint32_t length_ = 0;
   std::uint64_t varint_ = 0;
@@ -73,20 +73,21 @@ class WireReader {
   explicit WireReader(BufferRef<unsigned char> message) noexcept
       : begin_(message.cbegin()), at_(begin_), end_(message.cend()) {}
 
-  // Reads the next field. False at the end of the message and at its first fault, with `field` as
-  // it was; it stays false then.
+  // Reads the next field. False at the end of the message and at its first fault, and in all calls
+  // after that; `field` is unchanged then.
   [[nodiscard]] bool next(WireField& field) noexcept;
 
-  // The same, but only for a field with this key in a single byte, and not for groups: for readers
-  // who know what comes next as a rule. False, with nothing read, when something else comes,
-  // a fault too; next() reads that. With a constant key it is several times as quick as next().
+  // Reads the next field only if it has this key, in a single byte and not that of a group. It is
+  // for readers that know which field usually comes next. False, with nothing read, when anything
+  // else comes, a fault included; next() reads that. With a constant key it is several times as
+  // quick as next().
   [[nodiscard]] bool next_if(std::uint32_t key, WireField& field) noexcept;
 
-  // Whether next() would find nothing more.
+  // Whether the whole message was read, or reading has ended at a fault.
   [[nodiscard]] bool at_end() const noexcept { return at_ == end_; }
   [[nodiscard]] WireFault fault() const noexcept { return fault_; }
-  // How many bytes were read; after a fault, the offset of the key, value, length or payload that
-  // is broken.
+  // The number of bytes read; after a fault, the offset of the key, value, length or payload that
+  // is malformed.
   [[nodiscard]] std::uint32_t position() const noexcept {
     return static_cast<std::uint32_t>(at_ - begin_);
   }
@@ -96,21 +97,21 @@ class WireReader {
 
   bool varint(std::uint64_t& value) noexcept;
   bool skip(std::uint64_t n) noexcept;
-  // What next() makes of a field that is neither a varint nor bytes: the place after it, or that of
-  // its fault; and for a value of fixed size the value, with its size in bytes (0 for a group).
+  // The result of reading a field that is neither a varint nor bytes: the position after it, or
+  // that of its fault. A fixed-size value comes with its size in bytes, which is 0 for a group.
   struct Other {
     const unsigned char* at;
     WireFault fault = WireFault::kNone;
     std::uint32_t size = 0;
     std::uint64_t value = 0;
   };
-  // Reads such a field, whose key begins at `start` and ends at `at`. Not inlined and no member, so
-  // that next() is short and a reader stays in registers where it is inlined.
+  // Reads such a field, whose key begins at `start` and ends at `at`. It is static and not inlined,
+  // so that next() is short and a reader stays in registers where next() is inlined.
   static Other read_other(const unsigned char* start, const unsigned char* at,
                           const unsigned char* end, std::uint64_t key) noexcept;
   static Other skip_group(const unsigned char* start, const unsigned char* at,
                           const unsigned char* end, std::uint32_t number) noexcept;
-  // The value of a fixed type at `at`.
+  // The fixed-size value at `at`.
   static std::uint64_t load_fixed(WireType type, const unsigned char* at) noexcept {
     return type == WireType::kFixed32 ? base::load_le<std::uint32_t>(at)
                                       : base::load_le<std::uint64_t>(at);

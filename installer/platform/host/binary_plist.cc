@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kHeaderBytes = 8;
 constexpr std::size_t kTrailerBytes = 32;
 
-// Object kinds, in the high half of an object's first byte.
+// Kinds of objects, in the upper four bits of an object's first byte.
 enum : unsigned { kArray = 0xA, kSet = 0xC, kDictionary = 0xD };
 
 class BinaryPlist {
@@ -35,8 +35,8 @@ class BinaryPlist {
     return value;
   }
 
-  // Bytes 6 and 7: the widths of offsets and references. 8 to 15: how many objects. 16 to 23: which
-  // of them is the root (not of interest here). 24 to 31: where the offset table begins.
+  // Trailer bytes 6 and 7: widths of offsets and of references. 8 to 15: number of objects. 16 to
+  // 23: index of the root (not needed here). 24 to 31: position of the offset table.
   bool ReadTrailer() {
     if (bytes_.size() < kHeaderBytes + kTrailerBytes) return false;
     const std::uint64_t trailer = bytes_.size() - kTrailerBytes;
@@ -54,7 +54,7 @@ class BinaryPlist {
     return BigEndian(offsets_ + object * offset_bytes_, offset_bytes_);
   }
 
-  // An object outside the bytes is none; a reader refuses it by itself.
+  // False for an object outside the bytes, which the reader refuses.
   [[nodiscard]] bool IsContainer(std::uint64_t object) const {
     const std::uint64_t at = OffsetOf(object);
     if (at < kHeaderBytes || at >= end_) return false;
@@ -62,12 +62,13 @@ class BinaryPlist {
     return kind == kArray || kind == kSet || kind == kDictionary;
   }
 
-  // False if a child that is a container has a place already, or the list of children does not fit.
+  // Marks the children of a container as placed. False if one that is a container was placed
+  // before, or if the list of children does not lie inside the bytes.
   bool PlaceChildren(std::uint64_t object, std::vector<bool>& placed) const {
     std::uint64_t at = OffsetOf(object);
     const unsigned kind = bytes_[at] >> 4U;
     std::uint64_t children = bytes_[at++] & 0xFU;
-    if (children == 0xF) {  // the count follows as an integer of 1, 2, 4 or 8 bytes
+    if (children == 0xF) {  // the count follows, as an integer object of 1, 2, 4 or 8 bytes
       if (at >= end_ || bytes_[at] >> 4U != 1 || (bytes_[at] & 0xFU) > 3) return false;
       const unsigned width = 1U << (bytes_[at++] & 0xFU);
       if (width > end_ - at) return false;
@@ -88,9 +89,9 @@ class BinaryPlist {
   std::span<const std::uint8_t> bytes_;
   unsigned offset_bytes_ = 0;
   unsigned reference_bytes_ = 0;
-  std::uint64_t count_ = 0;    // of objects
-  std::uint64_t offsets_ = 0;  // where the offset table begins
-  std::uint64_t end_ = 0;      // of the objects
+  std::uint64_t count_ = 0;    // number of objects
+  std::uint64_t offsets_ = 0;  // position of the offset table
+  std::uint64_t end_ = 0;      // one past the objects
 };
 
 }  // namespace

@@ -12,10 +12,10 @@
 namespace zenta::installer {
 namespace {
 
-// Below the home folder. The name is the program's bundle identifier.
+// Below the home folder. The file is named after the program's bundle identifier.
 constexpr char kDomain[] = "/Library/Preferences/com.zenta.inputmethod.ZentaIM.update.plist";
 
-// Cut towards zero; a number beyond the range becomes the nearest, one that is none becomes 0.
+// Truncates towards zero. A number out of range becomes the nearest in range; NaN becomes 0.
 std::int64_t Truncated(double number) {
   constexpr double kBound = 9223372036854775808.0;  // 2^63
   if (std::isnan(number)) return 0;
@@ -24,8 +24,8 @@ std::int64_t Truncated(double number) {
   return static_cast<std::int64_t>(number);
 }
 
-// What integerForKey: makes of a value: numbers of each kind count, and of a text the number that
-// it begins with (blanks and a sign allowed in front, held at the ends of the range).
+// The value as the Mac's integerForKey: returns it: a number of any kind, or the number that a text
+// begins with (after blanks and a sign; out of range, the nearest in range).
 std::int64_t AsInteger(plist_t node) {
   std::uint64_t integer = 0;
   std::uint8_t truth = 0;
@@ -33,7 +33,7 @@ std::int64_t AsInteger(plist_t node) {
   switch (node == nullptr ? PLIST_NONE : plist_get_node_type(node)) {
     case PLIST_UINT:
       plist_get_uint_val(node, &integer);
-      return static_cast<std::int64_t>(integer);  // negative ones come in two's complement
+      return static_cast<std::int64_t>(integer);  // negative ones are in two's complement
     case PLIST_BOOLEAN:
       plist_get_bool_val(node, &truth);
       return truth != 0 ? 1 : 0;
@@ -47,8 +47,8 @@ std::int64_t AsInteger(plist_t node) {
   }
 }
 
-// Reads the file for each call: another process may have changed it meanwhile. What cannot be read
-// or stored throws.
+// Reads the file for each call, because another process may have changed it. Throws if the file
+// cannot be read or stored.
 class PlistDefaults final : public UserDefaults {
  public:
   explicit PlistDefaults(const MachineFolder& machine) : machine_(machine) {}
@@ -78,7 +78,7 @@ class PlistDefaults final : public UserDefaults {
 
  private:
   static std::string Path() { return MachineFolder::HomeFolder() + kDomain; }
-  // Throws if the file cannot be read: a counter that is not seen would begin again.
+  // Throws if the file cannot be read: taken for empty, the counter would start again.
   [[nodiscard]] PlistFile Open() const {
     PlistFile file(machine_.HostPath(Path()));
     if (file.unreadable()) throw std::system_error(EIO, std::generic_category(), Path());

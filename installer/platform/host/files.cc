@@ -9,7 +9,7 @@
 namespace zenta::installer {
 namespace {
 
-// What a link leads to stands for the link, except when it is removed.
+// Follows links, except in Remove.
 class MachineFiles final : public Files {
  public:
   explicit MachineFiles(const MachineFolder& machine) : machine_(machine) {}
@@ -33,7 +33,7 @@ class MachineFiles final : public Files {
   }
 
   bool Remove(const std::string& path) override {
-    // unlink(2) leaves folders alone.
+    // unlink(2) removes no folders.
     return unlink(NameOf(path).c_str()) == 0 || errno == ENOENT || errno == ENOTDIR;
   }
 

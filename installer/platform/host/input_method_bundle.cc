@@ -16,7 +16,7 @@ struct Free {
   void operator()(void* memory) const { std::free(memory); }
 };
 
-// "inputmethod" has to be a whole component: it begins the mode ID or follows a dot.
+// "inputmethod" counts only as a whole component: at the start of the mode ID, or after a dot.
 std::string DefaultSourceId(const std::string& bundle, const std::string& mode) {
   if (mode.starts_with(bundle + ".")) return mode;
   const std::size_t component = mode.find(kComponent);
@@ -42,7 +42,7 @@ std::vector<std::string> KeysOf(plist_t dictionary) {
   }
 }
 
-// The mode IDs: the visible ones in their order first.
+// The mode IDs: first the visible ones in their order, then the others.
 std::vector<std::string> OrderedModes(plist_t modes, plist_t visible) {
   std::vector<std::string> ordered;
   const auto add = [&](const std::string& mode) {

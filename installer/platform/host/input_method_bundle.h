@@ -1,4 +1,4 @@
-// What an input method's bundle says of its input sources, in Contents/Info.plist.
+// The input sources of an input method, as the Info.plist of its bundle declares them.
 #pragma once
 
 #include <plist/plist.h>
@@ -20,15 +20,16 @@ struct InputMethodBundle {
   std::vector<InputMode> modes;  // the visible ones in their order, then the others as listed
 };
 
-// Reads the dictionary of an Info.plist by the keys of Apple's Text Input Sources; modes are the
-// entries of ComponentInputModeDict's tsInputModeListKey. Source IDs that are not stated: the
-// bundle's is its identifier, a mode's is that followed by "." and the part of the mode ID behind
-// "inputmethod." (all of it if it has no such part; a mode ID that begins with the bundle's
-// identifier and "." is itself the source ID). nullopt without a bundle identifier.
+// Reads the dictionary of an Info.plist, with the keys of Apple's Text Input Sources. Modes are the
+// entries of ComponentInputModeDict's tsInputModeListKey. nullopt if there is no bundle identifier.
+//
+// Source IDs that are not given: the input method's is the bundle identifier. A mode's is its mode
+// ID if that begins with the bundle identifier and "."; otherwise it is the bundle identifier, ".",
+// and the part of the mode ID after "inputmethod." (all of it if it has no such part).
 [[nodiscard]] std::optional<InputMethodBundle> ReadInputMethodBundle(plist_t info);
 
-// Whether one of the identifier's components is "inputmethod", without which the system passes a
-// bundle over.
+// Whether one of the identifier's components is "inputmethod". The system ignores bundles without
+// it.
 [[nodiscard]] bool NamesInputMethod(const std::string& identifier);
 
 }  // namespace zenta::installer

@@ -14,17 +14,17 @@ constexpr InputSourceStatus kNoError = 0;
 constexpr char kState[] = "/Library/Preferences/com.apple.HIToolbox.plist";
 constexpr char kInputMethods[] = "/Library/Input Methods";
 
-// Keys of the state. The first two are a Mac's own; it keeps the third in a cache.
+// Keys of the state. The first two are a Mac's own; a Mac keeps what the third holds in a cache.
 constexpr char kEnabled[] = "AppleEnabledInputSources";
 constexpr char kSelected[] = "AppleSelectedInputSources";
 constexpr char kRegistered[] = "RegisteredInputMethods";  // paths of bundles, in order
 
-// One entry of the list, with what it takes to find it again in the state.
+// One entry of the list, with the properties that identify it in the state.
 class Source final : public InputSource {
  public:
   std::string id;
   std::string kind;
-  // What the state knows the source by; absent where it has none.
+  // These identify the source in the state. Each can be absent.
   std::optional<std::string> bundle, mode, layout;
   bool can_be_selected = true;
 
@@ -33,7 +33,7 @@ class Source final : public InputSource {
   std::string Description() const override { return "<TSMInputSource " + kind + ": " + id + ">"; }
 };
 
-// Every Mac has a layout that needs no input method.
+// The layout that every Mac has without an input method.
 Source KeyboardLayout() {
   Source source;
   source.id = "com.apple.keylayout.ABC";
@@ -42,7 +42,7 @@ Source KeyboardLayout() {
   return source;
 }
 
-// The input method itself. With modes it is only their parent, and cannot be selected.
+// The input method itself. If it has modes, it is only their parent and cannot be selected.
 Source MethodSource(const InputMethodBundle& bundle) {
   Source source;
   source.id = bundle.source_id;
@@ -61,7 +61,7 @@ Source ModeSource(const InputMethodBundle& bundle, const InputMode& mode) {
   return source;
 }
 
-// A source in the state is a dictionary of its kind and of these.
+// In the state, a source is a dictionary of its kind and these keys.
 struct Identity {
   const char* key;
   std::optional<std::string> Source::*value;
@@ -87,8 +87,8 @@ bool IsEntryFor(plist_t entry, const Source& source) {
   return same;
 }
 
-// The state, read for one call. Its lists are there from the start: a machine that has none yet has
-// the keyboard layout enabled and selected. Entries that this program does not know stay.
+// The state, read for one call. Its lists always exist: on a new machine the keyboard layout is
+// enabled and selected. Entries that this program does not know are kept.
 class State {
  public:
   explicit State(std::string path) : file_(std::move(path)) {
@@ -100,7 +100,7 @@ class State {
     }
   }
 
-  // The list under the key; what else stood there gives way to an empty one.
+  // The list under the key. If that is missing or no array, it becomes an empty array.
   plist_t List(const char* key) {
     plist_t list = plist_dict_get_item(file_.root(), key);
     if (list != nullptr && plist_get_node_type(list) == PLIST_ARRAY) return list;
@@ -124,7 +124,7 @@ class State {
     plist_array_append_item(List(kEnabled), EntryFor(source));
   }
 
-  // What is selected has to be enabled, so the selection falls back to the keyboard layout.
+  // A selected source has to be enabled, so disabling it selects the keyboard layout.
   void Disable(const Source& source) {
     while (plist_t entry = Find(kEnabled, source)) plist_array_item_remove(entry);
     if (Find(kSelected, source) != nullptr) Select(KeyboardLayout());
@@ -160,10 +160,10 @@ class HostSources final : public InputSources {
     if (folder != kInputMethods && folder != MachineFolder::HomeFolder() + kInputMethods) {
       return kBadParameter;
     }
-    // Nothing is known of a package that did not bring its bundle.
+    // A package that did not install its bundle is noticed here.
     const auto bundle = ReadBundle(path);
     if (!bundle) return kBadParameter;
-    if (!NamesInputMethod(bundle->identifier)) return kNoError;  // accepted and passed over
+    if (!NamesInputMethod(bundle->identifier)) return kNoError;  // accepted and ignored
     State state = OpenForChange();
     for (const std::string& known : state.RegisteredPaths()) {
       if (known == path) return kNoError;
@@ -172,7 +172,7 @@ class HostSources final : public InputSources {
     return Saved(state);
   }
 
-  // Read from the bundles each time: what is not on disk any more is not listed.
+  // Reads the bundles each time, so that one that was removed is not listed.
   std::vector<std::unique_ptr<InputSource>> List() override {
     std::vector<std::unique_ptr<InputSource>> sources;
     const auto add = [&](Source source) {
@@ -195,7 +195,7 @@ class HostSources final : public InputSources {
     });
   }
 
-  // The keyboard layout stays: without it nothing would be left to select.
+  // Refuses to disable the keyboard layout: something always has to be selectable.
   InputSourceStatus Disable(const InputSource* source) override {
     return Change(source, [](State& state, const Source& known) {
       state.Disable(known);
@@ -211,7 +211,7 @@ class HostSources final : public InputSources {
   }
 
  private:
-  // Changes the state and saves it if `change` says that it is allowed.
+  // Applies `change` to the state, and saves it if `change` returns true: the change is allowed.
   template <class Action>
   InputSourceStatus Change(const InputSource* source, Action change) {
     if (source == nullptr) return kBadParameter;

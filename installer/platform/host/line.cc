@@ -13,7 +13,7 @@
 namespace zenta::installer {
 namespace {
 
-// Local time, as a person who reads the log expects it.
+// Local time, as people who read the log expect.
 std::string TimeStamp() {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
@@ -35,7 +35,7 @@ void WriteLine(int descriptor, std::string_view prefix, std::string_view text) {
   std::string line = TimeStamp().append(" ").append(prefix).append(prefix.empty() ? "" : " ");
   std::replace_copy_if(text.begin(), text.end(), std::back_inserter(line), IsControl, ' ');
   line += '\n';
-  // A short write is left as it is: a second one could land in the middle of another line.
+  // A short write is not continued: the rest could end up inside another program's line.
   ssize_t written = 0;
   do {
     written = write(descriptor, line.data(), line.size());

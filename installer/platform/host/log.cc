@@ -8,7 +8,7 @@
 namespace zenta::installer {
 namespace {
 
-// The number that the system's log shows behind the process.
+// The number that the Mac's log shows after the process ID.
 pid_t ThreadId() {
 #ifdef __linux__
   return gettid();

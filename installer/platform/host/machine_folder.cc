@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kMaxLinks = 40;  // in one path, as Linux has it
+constexpr int kMaxLinks = 40;  // followed in one path, as on Linux
 constexpr std::string_view kPrivate = "/private";
 
 // Puts the components of `path` on a stack, the first on top; empty ones and "." are left out.
@@ -33,8 +33,8 @@ void PushComponents(std::string_view path, std::vector<std::string>& stack) {
 // Removes the last component; the root is its own parent.
 void GoUp(std::string& path) { path.erase(std::min(path.size(), path.rfind('/'))); }
 
-// nullopt for everything that is no link. What is missing or cannot be looked at is none either:
-// whoever opens it will find out.
+// nullopt if the path is no link. The same if it does not exist or cannot be read: the open that
+// follows reports that.
 std::optional<fs::path> LinkTarget(const std::string& path) {
   std::error_code no_link;
   fs::path target = fs::read_symlink(path, no_link);
@@ -58,7 +58,7 @@ MachineFolder MachineFolder::FromEnvironment() {
 }
 
 std::string MachineFolder::HostPath(std::string_view path, LastLink last) const {
-  // Every component is looked at in turn; a link's target takes its place on the way ahead.
+  // Takes one component after the other. A link is replaced by the components of its target.
   std::vector<std::string> ahead;
   PushComponents(path, ahead);
   std::string reached;  // below the folder, without links: "" or "/a/b"
@@ -94,7 +94,7 @@ std::string MachineFolder::HostPathForWriting(std::string_view path) const {
 }
 
 std::string MachineFolder::HomeFolder() {
-  // Not from HOME or USER: a variable must not decide whose preferences are written.
+  // Not from HOME or USER: the environment must not decide whose preferences are written.
   const passwd* user = getpwuid(geteuid());
   return "/Users/" + (user == nullptr ? std::to_string(geteuid()) : std::string(user->pw_name));
 }
@@ -116,7 +116,7 @@ std::string StandardizedPath(const MachineFolder& machine, std::string_view path
   }
   if (absolute && standard.empty()) return "/";
   if (standard.starts_with("/private/")) {
-    // A Mac keeps /etc, /tmp and /var there and has links to them at its root.
+    // On a Mac /etc, /tmp and /var are links to folders in /private.
     std::string rest = standard.substr(kPrivate.size());
     std::error_code unknown;
     if (fs::exists(machine.HostPath(rest), unknown)) return rest;

@@ -19,7 +19,7 @@ class JournalNotifications final : public Notifications {
 
   void Post(std::string_view name) override {
     const std::string path = machine_.HostPathForWriting(kJournal);
-    // Without O_NONBLOCK a named pipe that nobody reads would hold up the open for ever.
+    // Without O_NONBLOCK the open of a named pipe that nobody reads would wait without end.
     constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     const int journal = open(path.c_str(), kFlags, 0644);
     if (journal < 0) throw std::system_error(errno, std::generic_category(), path);

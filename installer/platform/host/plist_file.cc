@@ -22,7 +22,8 @@ using signing::ReadUpTo;
 using signing::ReplaceContents;
 using signing::SystemFiles;
 
-// Of libplist's texts, which come from malloc. Its own function for those of plist_to_xml went with 2.6.
+// Frees the texts that libplist returns, which come from malloc. libplist 2.6 dropped its own
+// function for those of plist_to_xml.
 struct TextFree {
   void operator()(char* text) const { std::free(text); }
 };
@@ -39,7 +40,8 @@ Plist ParsePlist(const Bytes& bytes) {
   if (bytes.empty() || bytes.size() > kMaxPlistBytes) return nullptr;
   const bool binary = plist_is_binary(text, length) != 0;
   if (binary && !IsBinaryPlistTree(bytes)) return nullptr;
-  // By name: plist_from_memory has another parameter since libplist 2.3, and reads other formats too.
+  // Not plist_from_memory: it has another parameter since libplist 2.3, and reads other formats,
+  // too.
   plist_t root = nullptr;
   binary ? plist_from_bin(text, length, &root) : plist_from_xml(text, length, &root);
   Plist parsed(root);
@@ -65,12 +67,12 @@ PlistFile::PlistFile(std::string path) : path_(std::move(path)), found_(Read()) 
 
 PlistFile::Found PlistFile::Read() {
   assert(path_.starts_with('/'));
-  // A file that cannot be opened is told from one that is missing, for only the latter may be made.
+  // Distinguishes a missing file from one that cannot be opened: only the former may be created.
   std::error_code failed;
   if (fs::symlink_status(path_, failed).type() == fs::file_type::not_found) return Found::kNothing;
   const auto file = SystemFiles().OpenForReading(path_);
   if (file == nullptr) return Found::kUnreadable;
-  // A read error says nothing about the file. A file that is too long is no property list of ours.
+  // After a read error the contents are unknown. A file that is too long is treated as broken.
   const Data bytes = ReadUpTo(*file, kMaxPlistBytes + 1);
   if (!bytes) return Found::kUnreadable;
   root_ = ParsePlist(*bytes);
@@ -89,7 +91,7 @@ void PlistFile::Save() {
     Throw(path_);
   }
   found_ = Found::kDictionary;
-  // Preferences are the user's own: the file is readable to nobody else.
+  // Preferences are private, so only the user can read the file.
   if (const int error = ReplaceContents(path_, {text, length}, 0600)) Throw(path_, error);
 }
 

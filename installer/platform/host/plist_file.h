@@ -1,8 +1,8 @@
 // Property lists on disk, XML or binary, whose root is a dictionary.
 //
-// Whatever cannot be read counts as an empty dictionary: a file that is missing, broken, not a
-// dictionary, over kMaxPlistBytes, or built so that a short file unfolds into a huge tree. Nodes
-// (plist_t) belong to the tree that they are in and live as long as it.
+// A file that cannot be read or understood counts as an empty dictionary: one that is missing,
+// broken, not a dictionary, over kMaxPlistBytes, or built so that a short file expands to a huge
+// tree. Nodes (plist_t) belong to their tree and are freed with it.
 #pragma once
 
 #include <plist/plist.h>
@@ -16,37 +16,38 @@
 
 namespace zenta::installer {
 
-// libplist goes one call deeper for each level of nesting; this bounds the levels.
+// libplist's parser recurses for each level of nesting; the limit on the size bounds the recursion.
 inline constexpr std::size_t kMaxPlistBytes = 256 * 1024;
 
 struct PlistFree {
   void operator()(void* node) const { plist_free(node); }
 };
-using Plist = std::unique_ptr<void, PlistFree>;  // of a plist_t, which is a void*
+using Plist = std::unique_ptr<void, PlistFree>;  // owns a plist_t, which is a void*
 
-// The dictionary in these bytes; null if they hold none.
+// Parses the bytes of an XML or binary property list. Null unless its root is a dictionary.
 [[nodiscard]] Plist ParsePlist(const signing::Bytes& bytes);
 
-// The text of a string node; nullopt for another node or null.
+// The text of a string node; nullopt for another kind of node or null.
 [[nodiscard]] std::optional<std::string> StringOf(plist_t node);
-// The same of the node under `key` of a dictionary.
+// The same for the node under `key` of a dictionary.
 [[nodiscard]] std::optional<std::string> StringUnder(plist_t dictionary, const char* key);
 
 class PlistFile {
  public:
-  // Reads the file at this host path, if it can be read. REQUIRES: the path is absolute.
+  // Reads the file at this host path. Does not fail: see unreadable(). REQUIRES: the path is
+  // absolute.
   explicit PlistFile(std::string path);
 
   // The dictionary, which the caller may change. Never null.
   [[nodiscard]] plist_t root() const { return root_.get(); }
 
-  // Whether a file is there that could not be opened or read, so that the dictionary says nothing of it.
+  // Whether a file exists that could not be opened or read. The dictionary is empty then.
   [[nodiscard]] bool unreadable() const { return found_ == Found::kUnreadable; }
 
-  // Writes the dictionary as XML: all of it is on disk under another name before that takes the
-  // file's name in one step. What was there but could not be understood is kept beside it, with
-  // ".broken" behind its name; a file that could not even be read is not replaced. Throws
-  // std::system_error; what was there is whole then, under one of the two names.
+  // Replaces the file atomically by the dictionary as XML (replace_file.h). A file that could be
+  // read but not understood is kept, renamed to end in ".broken". One that could not be read is not
+  // replaced. Throws std::system_error on failure; the former file then still exists, under one of
+  // the two names.
   void Save();
 
  private:

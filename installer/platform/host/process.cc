@@ -20,7 +20,8 @@ namespace {
 class Descriptor {
  public:
   Descriptor() = default;
-  // Takes over `descriptor`, moved out of the way of the child's three standard ones.
+  // Takes ownership of `descriptor`, and moves it to a number that is none of the child's standard
+  // streams.
   explicit Descriptor(int descriptor) : number_(descriptor) {
     if (number_ > STDERR_FILENO) return;
     number_ = fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
@@ -53,8 +54,8 @@ struct Pipe {
     write_end = Descriptor(ends[1]);
   }
 
-  // Reads what is there and keeps the part that still fits. At the end of the stream, or if it
-  // cannot be read, the descriptor is closed.
+  // Reads once and keeps what still fits. At the end of the stream, and on an error, closes the
+  // read end.
   void Drain(std::string& kept) {
     assert(kept.size() <= kMaxKeptOutput);
     std::array<char, 65536> block;
@@ -68,7 +69,8 @@ struct Pipe {
   Descriptor read_end, write_end;
 };
 
-// As posix_spawn wants a list of texts. It does not write to them, whatever its type says.
+// The form in which posix_spawn takes a list of texts. It does not write to them, although its type
+// would permit that.
 std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   pointers.reserve(texts.size() + 1);
@@ -77,7 +79,8 @@ std::vector<char*> Pointers(const std::vector<std::string>& texts) {
   return pointers;
 }
 
-// The child's streams, and signals as a fresh program expects them. 0 or an errno value.
+// Starts the child with standard input from /dev/null, its output to the two pipes, and all signals
+// unblocked with their default actions. 0 or an errno value.
 int Spawn(const std::vector<std::string>& arguments, const std::vector<std::string>& environment,
           const Pipe& output, const Pipe& error, pid_t& child) {
   posix_spawn_file_actions_t actions;
@@ -100,16 +103,16 @@ int Spawn(const std::vector<std::string>& arguments, const std::vector<std::stri
   return failed;
 }
 
-// Both at once: a program that fills one pipe while we wait at the other would wait for ever.
+// Reads both pipes together: if we waited for one only, a program that fills the other would block.
 void DrainBoth(Pipe& output, Pipe& error, ProcessOutcome& outcome) {
-  // Without our own copies of the write ends, the last one to close is the child's.
+  // With our write ends closed, the streams end when the child and its descendants close theirs.
   output.write_end.Close();
   error.write_end.Close();
   while (output.read_end.number() >= 0 || error.read_end.number() >= 0) {
     std::array<pollfd, 2> waiting = {
         {{output.read_end.number(), POLLIN, 0}, {error.read_end.number(), POLLIN, 0}}};
     if (poll(waiting.data(), waiting.size(), -1) < 0)
-      continue;  // a signal; closed ones are skipped
+      continue;  // a signal; poll ignores closed ends, whose number is -1
     if (waiting[0].revents != 0) output.Drain(outcome.output);
     if (waiting[1].revents != 0) error.Drain(outcome.error);
   }
@@ -128,7 +131,8 @@ ProcessOutcome RunProcess(const std::vector<std::string>& arguments,
   DrainBoth(output, error, outcome);
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
-    // ECHILD: where SIGCHLD is ignored the system throws the status away. That is no success.
+    // ECHILD: if SIGCHLD is ignored, the system discards the status. That must not count as
+    // success.
     if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "waitpid");
   }
   outcome.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

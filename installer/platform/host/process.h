@@ -1,4 +1,4 @@
-// Runs another program to its end and keeps what it says.
+// Runs another program to its end and captures its output.
 #pragma once
 
 #include <cstddef>
@@ -7,8 +7,8 @@
 
 namespace zenta::installer {
 
-// What is kept of each of the two streams: their beginning. The rest is read and dropped, so that
-// the program never waits for us.
+// The number of bytes that are kept from the beginning of each stream. The rest is read and
+// discarded, so that the program never blocks.
 inline constexpr std::size_t kMaxKeptOutput = 1 << 20;
 
 struct ProcessOutcome {
@@ -19,10 +19,9 @@ struct ProcessOutcome {
   std::string error;   // the beginning of its standard error
 };
 
-// Starts the program `arguments[0]` (looked up in PATH without a slash in it) with nothing to read
-// and this environment, and returns when it has ended and nobody holds its two streams open any
-// more. Throws std::system_error if the system has no pipe left or does not tell how the
-// program ended.
+// Starts the program `arguments[0]` (searched in PATH if it has no slash) with empty standard input
+// and this environment. Returns when it has ended and no process holds its two streams open any
+// more. Throws std::system_error if no pipe can be made or the exit status is lost.
 // REQUIRES: `arguments` is not empty.
 [[nodiscard]] ProcessOutcome RunProcess(const std::vector<std::string>& arguments,
                                         const std::vector<std::string>& environment);

@@ -18,11 +18,11 @@ constexpr std::int64_t kSyntaxError = -2740;
 constexpr std::int64_t kNotAuthorized = -60005;
 constexpr std::int64_t kCannotAsk = -60007;
 
-// How the asking program ends when the person dismissed its question.
+// Exit status of the elevation program if the user dismissed the prompt.
 constexpr int kDismissed = 126;
 
-// The shell's first words on standard error once the person has said yes: only with them is the
-// exit status the command's own and not that of the asking program.
+// The shell prints this line to standard error first, once the user has authorized it. Without the
+// line, the exit status is that of the elevation program and not of the command.
 constexpr std::string_view kAuthorized = "zenta: authorized\n";
 
 ScriptOutcome Failed(std::int64_t number, std::string message) {
@@ -32,15 +32,15 @@ ScriptOutcome Failed(std::int64_t number, std::string message) {
   return outcome;
 }
 
-// Text as the script language has it: the last line end is left out, the others are carriage
-// returns.
+// Output in the script language's form: without its last line end, and with carriage returns for
+// the others.
 std::string ScriptText(std::string text) {
   if (text.ends_with('\n')) text.pop_back();
   std::replace(text.begin(), text.end(), '\n', '\r');
   return text;
 }
 
-// The Mac's runner has words of its own for a command that failed without any.
+// A command that fails without a message gets the Mac's message for that.
 ScriptOutcome OutcomeOf(ProcessOutcome process) {
   ScriptOutcome outcome;
   if (process.status != 0) {
@@ -66,20 +66,20 @@ class ShellScriptRunner final : public ScriptRunner {
   }
 
  private:
-  // The command finds the machine by an absolute path, wherever it goes.
+  // Sets ZENTA_MACHINE to an absolute path, so that it stays valid if the command changes folders.
   [[nodiscard]] ProcessOutcome RunHere(const std::vector<std::string>& arguments) const {
     return RunProcess(arguments, EnvironmentWith("ZENTA_MACHINE", machine_.HostPath("/")));
   }
 
   [[nodiscard]] ScriptOutcome RunDirectly(const std::string& command) const {
     ProcessOutcome process = RunHere({"/bin/sh", "-c", command});
-    // 127 is what a shell says for a program that it cannot start.
+    // 127 is a shell's exit status for a program that it cannot start.
     if (process.spawn_error != 0) return Failed(127, std::strerror(process.spawn_error));
     return OutcomeOf(std::move(process));
   }
 
   [[nodiscard]] ScriptOutcome RunElevated(const std::string& command) const {
-    // A line of its own, so that the shell says it before it looks at the command.
+    // On a line of its own, so that the shell runs it before it parses the command.
     const std::string script =
         "echo '" + std::string(kAuthorized.substr(0, kAuthorized.size() - 1)) + "' >&2\n" + command;
     ProcessOutcome process = RunHere({elevation_.program, "/bin/sh", "-c", script});

@@ -8,7 +8,7 @@ namespace {
 constexpr std::string_view kBefore = "do shell script \"";
 constexpr std::string_view kAfter = "\" with administrator privileges";
 
-// The letter behind a backslash, and at the same place what the two of them stand for.
+// The letters after a backslash, and at the same positions the characters that they stand for.
 constexpr std::string_view kEscapes = "\"\\nrt";
 constexpr std::string_view kEscaped = "\"\\\n\r\t";
 static_assert(kEscapes.size() == kEscaped.size());
@@ -37,8 +37,8 @@ std::optional<std::string> ShellCommandOf(std::string_view source) {
 std::string WithProgramBelow(const std::string& root, const std::string& command) {
   assert(root.empty() || (root.starts_with('/') && !root.ends_with('/')));
   if (root.empty() || !command.starts_with("'/")) return command;
-  // In the shell nothing is special inside single quotes but their end: a quote in the folder's
-  // name ends them, stands alone behind a backslash, and begins them again.
+  // Inside single quotes the shell treats only the quote itself specially. So a quote in the
+  // folder's name ends the quotes, follows escaped by a backslash, and starts them again.
   std::string quoted = "'";
   for (const char unit : root) {
     if (unit == '\'') {

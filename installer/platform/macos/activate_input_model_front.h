@@ -1,7 +1,7 @@
-// ZTActivateInputModel for Objective-C callers. What each message does is told in
-// installer/activate_input_model.h, whose class of this name in `zenta` does the work.
+// ZTActivateInputModel for Objective-C callers. Each method forwards to the member of
+// zenta::ZTActivateInputModel with the same name; installer/activate_input_model.h describes them.
 //
-// Main thread only, in the session of the person at the screen.
+// Main thread only, in the session of the user at the screen.
 #pragma once
 
 #import <Carbon/Carbon.h>
@@ -16,10 +16,10 @@
 
 - (OSStatus)registerInput;
 
-// Nothing happens for nil.
+// Does nothing for nil.
 - (void)activateInputSourceByMode:(NSString*)mode;
 
-// NULL is for the services to judge.
+// NULL is passed on to the services.
 - (void)activateInputSource:(TISInputSourceRef)source;
 
 @end

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Made anew for each message, because the Objective-C class has no instance variables.
+// Made for each message, because the Objective-C class has no instance variables.
 struct Model {
   std::unique_ptr<zenta::installer::InputSources> sources = zenta::installer::MacInputSources();
   std::unique_ptr<zenta::installer::Log> log = zenta::installer::MacLog();

@@ -20,7 +20,7 @@ class StandardUserDefaults final : public UserDefaults {
     return [Store() integerForKey:StringOfText(key)];
   }
 
-  // The program ends soon after a change, so it does not wait for the store to write by itself.
+  // Synchronizes at once, because the program ends soon after a change.
   bool SetInteger(std::string_view key, std::int64_t value) override {
     [Store() setInteger:static_cast<NSInteger>(value) forKey:StringOfText(key)];
     return [Store() synchronize];

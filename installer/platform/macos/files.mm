@@ -12,7 +12,7 @@ using signing::TextOfString;
 
 NSFileManager* Manager() { return [NSFileManager defaultManager]; }
 
-// Of what is there itself, links not followed; nil if nothing is.
+// The type of the item at the path, links not followed; nil if nothing exists there.
 NSString* KindOf(NSString* path) {
   return [[Manager() attributesOfItemAtPath:path error:nullptr] fileType];
 }
@@ -27,7 +27,7 @@ class ManagedFiles final : public Files {
     return [Manager() fileExistsAtPath:StringOfText(path)];
   }
 
-  // By descriptor, because a file handle tells neither its file's owner nor its kind.
+  // Opens a descriptor, because NSFileHandle gives neither the owner nor the type of its file.
   std::unique_ptr<DownloadedFile> OpenForReading(const std::string& path) override {
     NSString* target = [StringOfText(path) stringByResolvingSymlinksInPath];
     return OpenDownload({"", path, TextOfString(target).value_or("")});
@@ -39,7 +39,7 @@ class ManagedFiles final : public Files {
 
   bool Remove(const std::string& path) override {
     NSString* item = StringOfText(path);
-    // The manager would take a directory away with everything in it.
+    // removeItemAtPath: would remove a directory with everything in it.
     if ([KindOf(item) isEqualToString:NSFileTypeDirectory]) return false;
     return [Manager() removeItemAtPath:item error:nullptr] || KindOf(item) == nil;
   }

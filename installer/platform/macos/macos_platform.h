@@ -1,8 +1,8 @@
-// The updater's platform on a Mac: its frameworks, one interface a source, without a rule of its
-// own.
+// The updater's platform on a Mac: thin wrappers of its frameworks, one source file for each
+// interface.
 //
-// Everything is called on the main thread, inside an autorelease scope. What the frameworks raise
-// passes through, as calls of the platform may throw.
+// Everything is called on the main thread, inside an autorelease pool. Exceptions of the frameworks
+// pass through, because calls of the platform may throw.
 #pragma once
 
 #include <memory>
@@ -17,13 +17,13 @@ namespace zenta::installer {
 // NSAppleScript.
 [[nodiscard]] std::unique_ptr<ScriptRunner> MacScriptRunner();
 
-// The standard user defaults: of the program that the bundle identifier in its Info.plist names.
+// The standard user defaults, in the domain of the bundle identifier in the program's Info.plist.
 [[nodiscard]] std::unique_ptr<UserDefaults> MacUserDefaults();
 
 // The default file manager.
 [[nodiscard]] std::unique_ptr<Files> MacFiles();
 
-// Text Input Sources. Has to run in the session of the person at the screen.
+// Text Input Sources. Works only in the session of the user at the screen.
 [[nodiscard]] std::unique_ptr<InputSources> MacInputSources();
 
 // NSLog.

@@ -17,7 +17,7 @@ void WithSystemPlatform(void (*body)(Platform&) noexcept) {
   {
     Platform platform = MacPlatform();
     body(platform);
-  }  // the parts are gone before the scope ends
+  }  // the parts are destroyed before the pool is drained
   [scope drain];
 }
 

@@ -9,7 +9,7 @@ namespace {
 using signing::StringOfText;
 using signing::TextOfString;
 
-// The dictionary, which may be nil, need not have either key.
+// The dictionary can be nil, and each of its keys can be missing.
 ScriptOutcome FailureOf(NSDictionary* error) {
   ScriptOutcome outcome;
   NSNumber* number = [error objectForKey:NSAppleScriptErrorNumber];

@@ -1,4 +1,4 @@
-// One entry of the list that Text Input Sources gives.
+// One entry of the list that Text Input Sources returns.
 #pragma once
 
 #import <Carbon/Carbon.h>
@@ -7,7 +7,7 @@
 
 namespace zenta::installer {
 
-// Keeps the system's object for its own life: the list that it came with only lends it.
+// Retains the system's object for its own lifetime, because the list owns it and is released.
 class TextInputSource final : public InputSource {
  public:
   // REQUIRES: `source` is not null.
@@ -19,7 +19,7 @@ class TextInputSource final : public InputSource {
   [[nodiscard]] std::optional<std::string> ModeId() const override;
   [[nodiscard]] std::string Description() const override;
 
-  // The system's object behind one of these; null for null.
+  // The system's object that `source`, a TextInputSource, holds; null for null.
   [[nodiscard]] static TISInputSourceRef RefOf(const InputSource* source);
 
  private:

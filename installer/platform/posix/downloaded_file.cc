@@ -15,11 +15,11 @@
 namespace zenta::installer {
 namespace {
 
-// The wait is counted in polls, not read from a clock, which may jump.
+// The wait is measured in polls, not by a clock, because clocks can jump.
 constexpr timespec kPollInterval{0, 50'000'000};
 constexpr int kPolls = 1200;  // a minute
 
-// Closed by its destructor.
+// Owns a file descriptor.
 class Descriptor {
  public:
   explicit Descriptor(int number) : number_(number) {}
@@ -53,8 +53,8 @@ Reason ForeignOwner(const struct stat& status, const char* what) {
   return what + std::string(" belongs to user ") + std::to_string(static_cast<int>(status.st_uid));
 }
 
-// Looks at the folder of `path` and at all those above it, up to the root: who may rename one of them
-// may put another in its place. The sticky bit keeps everybody from what they do not own.
+// Checks the folder of `path` and all folders above it, up to and including the root: whoever may
+// write a folder can replace what is in it. The sticky bit prevents that for files of other owners.
 Reason ReplaceableByEverybody(const std::string& root, const std::string& path) {
   for (std::string folder = path; folder.size() > root.size();) {
     folder.erase(folder.rfind('/'));
@@ -73,7 +73,7 @@ class PosixDownload final : public DownloadedFile {
   PosixDownload(Descriptor file, std::uint64_t size, DownloadPath path)
       : file_(std::move(file)), left_(size), path_(std::move(path)) {}
 
-  // Ends where the file ended when it was opened: one that somebody writes to might have no end.
+  // Ends where the file ended when it was opened: a file that is being appended to might never end.
   std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
     assert(!into.empty());
     const std::size_t asked = static_cast<std::size_t>(std::min<std::uint64_t>(into.size(), left_));
@@ -91,14 +91,14 @@ class PosixDownload final : public DownloadedFile {
     if (fstat(file_.number(), &status) != 0) return "cannot look at its owner";
     if (Reason foreign = ForeignOwner(status, "it")) return foreign;
     if ((status.st_mode & S_IWOTH) != 0) return "everybody may write it";
-    // A link can be made to lead elsewhere by its owner.
+    // The owner of a symbolic link can replace it by one with another target.
     if (lstat(path_.named.c_str(), &status) != 0) return "it is gone";
     if (Reason foreign = ForeignOwner(status, "its name")) return foreign;
     if (Reason replaceable = ReplaceableByEverybody(path_.root, path_.named)) return replaceable;
     return ReplaceableByEverybody(path_.root, path_.target);
   }
 
-  // FNV-1a over words.
+  // FNV-1a, over 64-bit words instead of bytes: inode, size, and modification time.
   std::optional<std::int64_t> Stamp() override {
     struct stat status;
     if (fstat(file_.number(), &status) != 0) return std::nullopt;
@@ -115,14 +115,15 @@ class PosixDownload final : public DownloadedFile {
 
  private:
   const Descriptor file_;
-  std::uint64_t left_;  // bytes still to be read
+  std::uint64_t left_;  // bytes that can still be read
   const DownloadPath path_;
 };
 
 }  // namespace
 
 std::unique_ptr<DownloadedFile> OpenDownload(DownloadPath path) {
-  // A named pipe would hold up an open without O_NONBLOCK. A zero byte would name another file.
+  // Without O_NONBLOCK the open of a named pipe would wait. With a zero byte in the path it would
+  // open another file.
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   if (path.target.find('\0') != std::string::npos) return nullptr;
   Descriptor file(open(path.target.c_str(), kFlags));
@@ -135,7 +136,7 @@ std::unique_ptr<DownloadedFile> OpenDownload(DownloadPath path) {
 std::unique_ptr<Lock> LockFolder(const std::string& folder) {
   Descriptor descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   for (int poll = 0; flock(descriptor.number(), LOCK_EX | LOCK_NB) != 0; ++poll) {
-    // A folder that cannot be locked at all is no reason to go without updates.
+    // If the folder cannot be locked at all, the update goes on without a lock.
     if (errno != EWOULDBLOCK && errno != EINTR) break;
     if (poll == kPolls) return nullptr;
     nanosleep(&kPollInterval, nullptr);

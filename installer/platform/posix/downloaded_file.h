@@ -1,5 +1,5 @@
-// Downloaded files and their folder's lock, for every backend that has POSIX files: its paths are
-// already those of the host.
+// Downloaded files and the lock of their folder, for backends with POSIX files. All paths are those
+// of the host.
 #pragma once
 
 #include <memory>
@@ -9,18 +9,18 @@
 
 namespace zenta::installer {
 
-// Where a download lies. All three are absolute, without a slash at the end.
+// The paths of a download. All three are absolute, without a slash at the end.
 struct DownloadPath {
   std::string root;    // the folder that stands for "/"; "" if it is "/"
-  std::string named;   // the name in its folder, which may be that of a link
-  std::string target;  // where that leads, all links resolved
+  std::string named;   // the download's own path, which may be that of a link
+  std::string target;  // the same with all links resolved
 };
 
-// The file at `path.target`, if it is a regular file that can be read; else null.
+// Opens the file at `path.target`. Null if it is not a regular file or cannot be opened.
 [[nodiscard]] std::unique_ptr<DownloadedFile> OpenDownload(DownloadPath path);
 
-// Files::LockFolderOf for a folder of the host: an flock(2) on the folder itself, so that no lock file
-// is left behind.
+// Files::LockFolderOf for a folder of the host. Uses flock(2) on the folder itself, so that no lock
+// file is left behind.
 [[nodiscard]] std::unique_ptr<Lock> LockFolder(const std::string& folder);
 
 }  // namespace zenta::installer

@@ -1,5 +1,5 @@
-// The class as Objective-C callers know it, by name alone.
-#undef NDEBUG  // hides the counters of objects
+// Calls the class by name, as Objective-C callers do.
+#undef NDEBUG  // with it, GNUstep does not declare its object counters
 #include "datahelpers/macos/ztdh_class_front.h"
 
 #include <fcntl.h>
@@ -8,7 +8,8 @@
 #include "datahelpers/macos/foundation_text.h"
 #include "tests/installer/macos/objective_c.h"
 
-// As Foundation makes them on a Mac: a file by its number, and its path only when asked for.
+// A file reference URL as Foundation makes it on a Mac: it names a file by number, and gives the
+// path only through filePathURL.
 @interface FileReferenceURL : NSURL
 @end
 
@@ -59,7 +60,7 @@ TEST_F(ObjectiveCTest, DigestsAnswerToTheirSelectors) {
   EXPECT_EQ(TextFrom(both, @"输入法输入法更新程序é", @"é\u07FF\u0080zABCDEFGHIJKLMNOPQRSTUVWXYZ"),
             "39cac0e1a037b98d1805799e66ab9c51" + kZeros);
   EXPECT_EQ(TextFrom(both, abc, abc), std::nullopt);
-  const unichar half = 0xD800;  // of a pair
+  const unichar half = 0xD800;  // an unpaired surrogate
   EXPECT_EQ(TextFrom("calcMD5:", [NSString stringWithCharacters:&half length:1]), std::nullopt);
 }
 
@@ -102,7 +103,7 @@ TEST_F(ObjectiveCTest, HandleThatCannotReadRaises) {
   bool raised = false;
   @try {
     [::ZTDHClass MD5DataWithFileHandle:handle];
-  } @catch (...) {  // the one form that both compilers know with this runtime
+  } @catch (...) {  // both compilers support only this form with this runtime
     raised = true;
   }
   ::close(descriptor);

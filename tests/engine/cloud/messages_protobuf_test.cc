@@ -19,7 +19,8 @@ using google::protobuf::FieldDescriptor;
 using records::kFields;
 using records::Record;
 
-// How a member of type T, or a list of T, that `Codec` reads and writes has to be declared.
+// The type that cloud.proto must declare for a member of type T, or for a list of T, with this
+// codec.
 template <class Codec, class T>
 constexpr FieldDescriptor::Type TypeOf() {
   if constexpr (requires { typename Codec::Element; }) {
@@ -34,7 +35,7 @@ constexpr FieldDescriptor::Type TypeOf() {
   return sizeof(T) == 8 ? FieldDescriptor::TYPE_UINT64 : FieldDescriptor::TYPE_UINT32;
 }
 
-// Holds the declaration of a message, and of those inside it, against the tables.
+// Compares the declaration of a message, and of those inside it, with the tables.
 template <class T>
 struct Declaration {
   static void Check(const google::protobuf::Descriptor*) {}
@@ -55,7 +56,7 @@ struct Declaration<R> {
       EXPECT_EQ(int(field->type()), int((TypeOf<typename F::FieldCodec, Member>())));
       EXPECT_EQ(
           field->is_repeated(), requires { typename Member::Element; });
-      // Where zero is a value like others, it has to be told from what is not there.
+      // Where zero is an ordinary value, it must be distinguishable from an absent one.
       R zero;
       if constexpr (std::is_integral_v<Member>) F::of(zero) = 0;
       EXPECT_EQ(field->has_optional_keyword(), std::is_integral_v<Member> && F::in_binary(zero));
@@ -64,8 +65,9 @@ struct Declaration<R> {
   }
 };
 
-// Types and numbers are the declared ones, so what the peer knows whole, and writes again with the
-// same bytes, means the same to it. It has no opinion on texts that are not UTF-8, which come back too.
+// Types and numbers are the declared ones. So if the peer knows every field and writes the same
+// bytes again, the message means the same to it. It has no opinion on texts that are not UTF-8; our
+// reader must return those, too.
 template <class Ours, class Theirs>
 void ExpectExchange() {
   Declaration<Ours>::Check(Theirs::descriptor());

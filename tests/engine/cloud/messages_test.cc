@@ -1,5 +1,5 @@
-// The records of both messages, in both forms: one body for all of them, made from their tables,
-// and the byte sequences that the service and other decoders rely on.
+// The records of both messages in both forms: one body for all of them, generated from their
+// tables, and the byte sequences that the service and other decoders rely on.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -43,8 +43,8 @@ std::string Json(const R& record) {
   return std::string(text.std_view());
 }
 
-// What was read, and what became of it; it lies in an arena that lives as long as the program. Binary
-// messages are read from an exactly sized copy.
+// The record that was read, and the result of reading. The record lies in an arena that lives as
+// long as the program. Binary messages are read from an exactly sized copy.
 Chunk& TheArena() {
   static Chunk arena;
   return arena;
@@ -71,7 +71,7 @@ using Records = testing::Types<ReqInfo, InputInfo, EnvInfo, ClientInfo, SugLog, 
                                CandItem, ServItem, SugCard, CloudResponse>;
 TYPED_TEST_SUITE(RecordTest, Records);
 
-// Fed one by one, the fields by falling number, the members last to first.
+// One by one: the fields by falling number, the members last to first.
 TYPED_TEST(RecordTest, TakesItsFieldsInAnyOrder) {
   RecordFiller filler(7, false);
   const auto made = filler.template Make<TypeParam>();
@@ -140,7 +140,7 @@ TEST(CloudMessageTest, IsWrittenAsTheServiceReadsIt) {
   const struct {
     std::function<void(CloudRequest&)> set;
     std::string_view bytes;
-    const char* json;  // what differs from that of an empty request: the object that is changed
+    const char* json;  // the part that differs from that of an empty request
   } rows[] = {
       {[](auto& r) { r.req.is_ft = true; }, "\x0A\x02\x28\x01",
        R"("req":{"need_zj_forcast":false,"is_ft":true})"},
@@ -163,7 +163,7 @@ TEST(CloudMessageTest, IsWrittenAsTheServiceReadsIt) {
             R"({"req":{"need_zj_forcast":false,"is_ft":false},"ipt":{},"env":{},"client":{},)"
             R"("attach":{"json":{"info":{},"report":{},"input":{}}}})");
 
-  SugCard card[1];  // reads its package name and writes it under another key only
+  SugCard card[1];  // reads its package name under one key and writes it under another
   card[0].apk_name = "com.x";
   CloudResponse response;
   response.sug_card_list = card;
@@ -188,7 +188,8 @@ TEST(CloudMessageTest, WhatComesAgainReplacesAppendsOrMerges) {
     EXPECT_NE(attach.find(R"({"suglogs":[{},{}],"json":)"), attach.npos) << attach;
     EXPECT_NE(attach.find(R"("report":{"status":3,"cost":4})"), attach.npos) << attach;
   }
-  // A varint that is wider than the member is cut to its width; a number of JSON is not taken.
+  // A varint that is wider than the member is cut to its width; a JSON number that does not fit is
+  // ignored.
   EXPECT_EQ(Json(FromBinary<ServItem>(PlainField(1, 0x12345) + PlainField(5, ~0ull - 1) +
                                       PlainField(12, ~0ull >> 32))
                      .first),
@@ -198,8 +199,8 @@ TEST(CloudMessageTest, WhatComesAgainReplacesAppendsOrMerges) {
   EXPECT_EQ(FromBinary<SugLog>(PlainField(6, "a\0b\0c"sv)).first.input_inline.len(), 2u);
 }
 
-// In lines, with keys that are escaped, cut short, and with each byte changed: a cursor and a tree make
-// the same of it (message_fuzz.h asks for that).
+// In lines, with escaped keys, cut short, and with each byte changed: a cursor must read the same
+// as a tree (message_fuzz.h compares them).
 TEST(CloudMessageTest, JsonIsReadAsItsTreeIsHoweverItIsSpelled) {
   RecordFiller filler(11, false);
   const std::string json = Json(filler.Make<CloudResponse>());
@@ -223,14 +224,14 @@ TEST(CloudMessageTest, JsonIsReadAsItsTreeIsHoweverItIsSpelled) {
   }
 }
 
-// A fault of the message itself ends it. One of a nested record costs that record what stands behind
-// it, and the fields that follow are read.
+// A fault of the message itself ends the reading. A fault of a nested record costs the rest of that
+// record, and the fields that follow are read.
 TEST(CloudMessageTest, FaultsAreNamedWithTheirPlaceInTheWholeMessage) {
   const struct {
     std::string_view bytes;
     WireFault fault;
     std::uint32_t position;
-    std::uint32_t read_on;  // the context_id behind it, 0 if it was not read
+    std::uint32_t read_on;  // the context_id after the fault, 0 if it was not read
     std::string_view json;  // a part of what was read
   } rows[] = {
       {"\x2A\x03\x1A\x05\x41"sv, WireFault::kTruncated, 4, 9, ""},

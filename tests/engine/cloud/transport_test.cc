@@ -1,4 +1,4 @@
-// RecordedTransport on folders made for the purpose, and whole exchanges.
+// RecordedTransport with temporary folders, and whole exchanges.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,7 +24,7 @@ using tstl::BufferRef;
 
 class RecordedTransportTest : public testing::Test, protected TempFolder {
  protected:
-  // What comes back: the response, or the fault in brackets.
+  // The response, or the fault in brackets.
   static std::string Ask(const fs::path& folder, CloudEncoding encoding, std::string_view request) {
     RecordedTransport recorded(folder.string());
     Transport& transport = recorded;
@@ -55,7 +55,7 @@ TEST_F(RecordedTransportTest, AnswersTheRequestWithTheSameBytesInTheSameEncoding
   Put("b.request.json", "{}");
   Put("b.response.json", "[]");
   fs::create_directory(folder_ / "folder.request.bin");
-  ASSERT_EQ(mkfifo((folder_ / "a.request.bin").c_str(), 0600), 0);  // would be waited for for ever
+  ASSERT_EQ(mkfifo((folder_ / "a.request.bin").c_str(), 0600), 0);  // must not be waited for
 
   EXPECT_EQ(AskBinary(with_zero), "of b") << "the first name wins";
   EXPECT_EQ(AskBinary(""), "");
@@ -63,7 +63,7 @@ TEST_F(RecordedTransportTest, AnswersTheRequestWithTheSameBytesInTheSameEncoding
   for (const char* request : {"a", "{}", "A", "nameless"}) EXPECT_EQ(AskBinary(request), kNoAnswer);
   Put("a2.request.bin", with_zero);
   Put("a2.response.bin", "of a2");
-  EXPECT_EQ(AskBinary(with_zero), "of a2") << "what is new counts at once";
+  EXPECT_EQ(AskBinary(with_zero), "of a2") << "new recordings take effect at once";
 }
 
 TEST_F(RecordedTransportTest, SaysWhatIsWrong) {
@@ -142,7 +142,8 @@ TEST(AskTest, MemoryStaysInsideTheLimit) {
   }
 }
 
-// docs/cloud-messages.md shows the bytes and the text that are recorded, which the example sends.
+// docs/cloud-messages.md shows the bytes and the text of the recorded request, which the example
+// sends.
 TEST(CloudPageTest, ShowsTheRecordedRequestInBothForms) {
   std::ifstream page(ZENTA_SOURCE_DIR "/docs/cloud-messages.md");
   std::string kind, bytes, json;

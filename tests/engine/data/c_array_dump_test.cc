@@ -30,7 +30,7 @@ TEST(CArrayDumpTest, WordsStandInLines) {
        "const Uint64 T[6] = {\r\n   " + two64 + two64 + word64 + "\r\n   " + word64},
   };
   for (const auto& [dump, data, want] : rows) {
-    // Exactly the data's bytes, so that a sanitizer sees a read behind them.
+    // An exactly sized copy, so that a sanitizer sees a read past the end.
     const std::vector<unsigned char> bytes(data.begin(), data.end());
     EXPECT_EQ(dump(path.c_str(), "T", {bytes.data(), static_cast<unsigned>(bytes.size())}), 0u);
     EXPECT_EQ(folder.Get("T"), want + "\r\n};\r\n");

@@ -17,7 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 using tstl::FAILURE;
 
-// Memory for a disk, so that replacing is quick and the moments between its steps are often met.
+// A disk in memory: replacing is quick, so that the child is often killed between its steps.
 const char* const kQuickDisk = fs::is_directory("/dev/shm") ? "/dev/shm" : "/tmp";
 
 struct FileImageTest : testing::Test {
@@ -105,11 +105,11 @@ TEST_F(FileImageTest, ReplacedFileIsTheNewOneOrWhatItWas) {
   }
   EXPECT_EQ(replace(folder.At("full"), "target"), FAILURE);  // a folder is no new file
   EXPECT_TRUE(fs::exists(folder.At("full/inside")) && Image("target") == "new");
-  replace(other.Put("new", "new"), "target");  // succeeds unless that is another file system
+  replace(other.Put("new", "new"), "target");  // fails if `other` is on another file system
   EXPECT_EQ(Image("target"), "new");
 }
 
-// Of two names the new one goes; two spellings of one name are no two names.
+// Of two hard links the new name is removed. Two spellings of one name are not two names.
 TEST_F(FileImageTest, AFileReplacedByItselfKeepsTheTargetsNameOnly) {
   folder.Put("data", "kept");
   fs::create_directory(folder.At("sub"));

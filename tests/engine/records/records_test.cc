@@ -1,5 +1,5 @@
-// Field tables and lists with a record that has a member of every type. What the tables of messages
-// and traces say is tested with those.
+// Field tables and lists, tested with a record that has a member of every type. The tables of
+// messages and traces are tested with those.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -51,7 +51,7 @@ constexpr auto fields_of(std::type_identity<Sample>) {
                 Field<18, "text", &Sample::text>>();
 }
 
-// A record in itself.
+// A record that contains itself.
 struct Nest {
   std::uint32_t after = 0;
   List<Nest> inside;
@@ -97,7 +97,7 @@ TEST(CodecTest, NumbersHaveTheirBytesAndTheirText) {
             R"("tones":[300,-3],"flags":[true,false]})");
 }
 
-// Packed and single elements of one list, and what is wrong in a packed field.
+// Packed and single elements of one list, and faults inside a packed field.
 TEST(CodecTest, ListsOfNumbersAreReadPackedAndSingle) {
   const struct {
     std::string bytes, json;
@@ -122,15 +122,22 @@ TEST(CodecTest, ListsOfNumbersAreReadPackedAndSingle) {
     EXPECT_EQ(read.fault, row.fault) << row.json;
     EXPECT_EQ(read.position, read ? row.bytes.size() : row.position) << row.json;
   }
+  // A fault keeps its position when the arena runs out of memory later, here for the text.
+  ShortArena narrow{1};
+  Sample sample;
+  const BinaryResult read = read_binary(sample, rows[3].bytes, narrow);
+  EXPECT_EQ(std::tuple(read.fault, read.out_of_memory, read.position),
+            std::tuple(WireFault::kTruncated, true, 3u));
 }
 
-// Reading messages one after another is reading them as one. Records are read into, copied, moved and
-// given lists of the caller's at random; each of them has to be what all its messages make of a fresh
-// record, whatever was done to the others, also when the arena gives no more at any k-th call.
+// Reading several messages into a record must give the same as reading them as one. At random,
+// records are read into, copied, moved, or given lists of the caller's. Each must equal what all
+// its messages make of an empty record, whatever was done to the others, and also when the k-th
+// allocation fails.
 TEST(RecordModelTest, NoRecordChangesAnother) {
   struct : IgnoredListener {
     void ignored(const Ignored& value) override { ADD_FAILURE() << value.key.std_view(); }
-  } nothing;  // is ignored, also where memory is short
+  } nothing;  // is ignored, even when the arena is out of memory
   reference::RecordFiller filler(5, false);
   std::int32_t numbers[] = {4, 5, 6, -1};
   Leaf leaves[3];
@@ -149,7 +156,8 @@ TEST(RecordModelTest, NoRecordChangesAnother) {
           break;
         case 1:
           if (i == j) break;
-          records[i] = std::move(records[j]), models[i] = models[j];
+          records[i] = step % 2 == 0 ? Sample(std::move(records[j])) : std::move(records[j]);
+          models[i] = models[j];
           break;
         case 2:
           records[i] = Sample(), models[i] = own;
@@ -252,7 +260,7 @@ TEST(RecordTest, CopyIsWholeWithoutTheArenaOfTheOriginalOrIsNotMade) {
     EXPECT_EQ(Written(other), Written(copy)) << blocks;
   }
   ASSERT_TRUE(copy_record(sample, copy, kept));
-  arena.rewind();  // whatever still points into it is another text after this
+  arena.rewind();  // the next message overwrites what still points into it
   ASSERT_TRUE(replace_json(
       sample, std::string(want.size(), ' ') + "{\"text\":\"" + std::string(2000, 'x') + "\"}",
       arena));
@@ -292,14 +300,14 @@ no: an unknown key
 static_assert(Record<Sample> && !Record<Chunk> && !Record<int>);
 static_assert(!std::is_constructible_v<List<int>, int (&&)[3]>, "no list of a temporary");
 
-#if defined(__clang__)  // stops at the twentieth
+#if defined(__clang__)  // stops at the twentieth error otherwise
 #define ZENTA_ALL_ERRORS "-ferror-limit=0"
 #else
 #define ZENTA_ALL_ERRORS ""
 #endif
 
-// What is wrong with a declaration is one error of the compiler, which says what. All rows are
-// compiled at once, each in a namespace of its own.
+// A mistake in a declaration is one compiler error, which says what is wrong. All rows are compiled
+// at once, each in a namespace of its own.
 class DeclarationTest : public testing::Test, protected TempFolder {};
 TEST_F(DeclarationTest, EachMistakeIsOneErrorInWords) {
   const std::pair<const char*, const char*> rows[] = {
@@ -318,7 +326,7 @@ TEST_F(DeclarationTest, EachMistakeIsOneErrorInWords) {
       {R"(Field<1, "a", &R::big>)", "at most 128 bytes"},
   };
   std::string source = "#include \"engine/records/message.h\"\n";
-  std::map<std::string, int> want, got;  // how often each is said
+  std::map<std::string, int> want, got;  // how often each error is reported
   for (int i = 0; const auto& [table, words] : rows) {
     const std::string row = "zenta::records::row" + std::to_string(i++);
     source += "namespace " + row + R"( {
@@ -342,7 +350,7 @@ constexpr auto fields_of(std::type_identity<R>) { return Fields<)" +
     }
     ++got[line];
   }
-#if defined(__clang__)  // says more after each
+#if defined(__clang__)  // reports follow-up errors
   std::erase_if(got, [&](const auto& line) { return !want.contains(line.first); });
 #endif
   EXPECT_EQ(got, want);

@@ -97,7 +97,7 @@ TEST(TraceRecordTest, WritesTheMembersOfItsKindInOrder) {
        kBareInput + R"(,"time":[100,5],"point":[[-1,2]]})"},
   };
   for (const auto& [read, written] : rows) EXPECT_EQ(Rewritten(read), written) << read;
-  TraceRecord record;  // a kind goes with its type, which nobody has to set
+  TraceRecord record;  // the type follows from the kind and need not be set
   record.kind = TraceKind::kLayout;
   EXPECT_EQ(Written(record), kBareLayout);
 }
@@ -116,7 +116,7 @@ TEST(TraceRecordTest, IgnoresWhatIsNoValueOfAMember) {
   }
 }
 
-// At any k-th call the arenas may give no more: then the record is empty, and the fault says why.
+// The k-th allocation fails in either arena: the record is empty then, and the fault is kMemory.
 TEST(TraceRecordTest, ComesBackAsItWasOrEmptyWhereMemoryIsShort) {
   reference::RecordFiller filler(7, false);
   for (unsigned i = 0; i < 2000; ++i) {
@@ -159,7 +159,7 @@ class TraceFileTest : public testing::Test, protected TempFolder {
     for (const TraceKind kind : kinds) record.SetKind(kind), writer.Append(record);
     EXPECT_TRUE(writer.Close());
   }
-  // The types of all records in the file, each before a blank.
+  // The types of all records in the file, each followed by a blank.
   std::string Types(TraceReader& reader) {
     std::string types;
     EXPECT_TRUE(reader.Open(path_.c_str()));
@@ -173,7 +173,7 @@ class TraceFileTest : public testing::Test, protected TempFolder {
   std::string path_ = At("trace");
 };
 
-TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
+TEST_F(TraceFileTest, ReadingGoesOnAfterBadLines) {
   const struct {
     std::string text, types;
     std::uint64_t lines, bad;
@@ -188,7 +188,7 @@ TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
       {std::string(513, '[') + "\n{\"type\":\"a\"}\n", "a ", 2, 1, {JsonFault::kDepth, 1, 512}},
   };
   TraceReader reader;
-  for (std::size_t i = 0; i < 2 * std::size(rows); ++i) {  // twice: good ones after bad ones, too
+  for (std::size_t i = 0; i < 2 * std::size(rows); ++i) {  // twice: the reader is used again
     const auto& [text, types, lines, bad, first] = rows[i % std::size(rows)];
     SCOPED_TRACE(text);
     Put("trace", text);
@@ -199,7 +199,7 @@ TEST_F(TraceFileTest, ReadingGoesOnBehindBadLines) {
     EXPECT_EQ(std::tie(got.fault, got.line, got.position),
               std::tie(first.fault, first.line, first.position));
   }
-  reference::ShortArena none{0};  // a line without memory is a bad line, and the next is read
+  reference::ShortArena none{0};  // a line that gets no memory is bad; the next is read
   Put("trace", "{\"type\":\"a\"}\n{}\n");
   TraceRecord record;
   ASSERT_TRUE(reader.Open(path_.c_str()) && reader.Next(record, none));
@@ -240,13 +240,13 @@ TEST_F(TraceFileTest, ListenerIsToldWhatIsIgnoredAndInWhichLine) {
   EXPECT_EQ(log.text, "");
 }
 
-TEST_F(TraceFileTest, WriterGoesOnBehindWhatIsThere) {
+TEST_F(TraceFileTest, WriterAppendsToWhatIsThere) {
   TraceReader reader;
   Write({TraceKind::kPad, TraceKind::kLayout});
   Write({TraceKind::kInput});
   EXPECT_EQ(Types(reader), "switchPad setLayout inputSelection ");
   EXPECT_EQ(reader.lines(), 3u);
-  Put("trace", "{\"type\":\"swi");  // of a writer that died
+  Put("trace", "{\"type\":\"swi");  // left by a writer that was killed
   Write({TraceKind::kLayout});
   EXPECT_EQ(Types(reader), "setLayout ");
   EXPECT_EQ(reader.bad_lines(), 1u);
@@ -256,7 +256,7 @@ TEST_F(TraceFileTest, WriterGoesOnBehindWhatIsThere) {
   EXPECT_EQ(Types(reader), "switchPad ");
   EXPECT_EQ(reader.lines(), 1u);
 
-  // A pipe has no last line to look for; who opens it for that waits until the alarm.
+  // A pipe has no last line; opening it to read one would wait until the alarm.
   const std::string pipe = At("pipe");
   ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   const int end = open(pipe.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -297,7 +297,7 @@ TEST_F(TraceFileTest, FailuresAreTold) {
   ASSERT_TRUE(writer.Open(path_.c_str()));
   writer.Append(record);
   EXPECT_TRUE(writer.Close());
-  EXPECT_EQ(Types(reader), "a ") << "nothing behind the failure, and all after the next opening";
+  EXPECT_EQ(Types(reader), "a ") << "nothing after the failure, and all after the next Open()";
 }
 
 TEST_F(TraceFileTest, MemoryIsBoundedByTheLine) {

@@ -33,7 +33,7 @@ TEST(VocabularyTest, CodesAndNamesBelongTogether) {
 }
 
 TEST(VocabularyTest, PackagesAreDistinctApplicationIdentifiers) {
-  // As Android takes them: two segments or more, each a letter and then letters, digits and '_'.
+  // Android's rule: two segments or more, each a letter and then letters, digits and '_'.
   const std::regex identifier("[a-zA-Z][a-zA-Z0-9_]*(\\.[a-zA-Z][a-zA-Z0-9_]*)+");
   std::set<std::string> names{""};
   for (const std::uint32_t index : {98u, 0xFFFFFFFFu}) EXPECT_TRUE(package_name(index).is_empty());

@@ -24,12 +24,13 @@ TEST_F(MachineTest, FolderMayBeNamedInAnyWay) {
   EXPECT_EQ(MachineFolder("//").HostPath("/"), "/");
 }
 
-// A fuzz target asks the kernel about what exists; these are the cases that it says nothing about.
+// A fuzz target compares paths that exist with the kernel's answers. These are the cases that the
+// kernel does not answer.
 TEST_F(MachineTest, MissingEndsAndLastLinksHaveHostPathsToo) {
   const MachineFolder machine(root_);
   fs::create_symlink("/nowhere/x", At("/dangling"));
   fs::create_symlink("loop", At("/loop"));
-  for (int i = 0; i != 41; ++i) {  // of which 40 may be followed
+  for (int i = 0; i != 41; ++i) {  // one more than are followed
     fs::create_symlink(std::to_string(i + 1), At("/" + std::to_string(i)));
   }
   constexpr auto kKeep = MachineFolder::LastLink::kKeep;
@@ -71,7 +72,7 @@ TEST_F(MachineTest, NotificationsAndLogAreStampedLines) {
   EXPECT_THAT(Contents(journal),
               testing::MatchesRegex(time + "Some_Notification\n" + time + "two  lines\n"));
   fs::remove(At(journal));
-  ASSERT_EQ(mkfifo(At(journal).c_str(), 0600), 0);  // which nobody reads
+  ASSERT_EQ(mkfifo(At(journal).c_str(), 0600), 0);  // a pipe without a reader
   EXPECT_THROW(notifications->Post("x"), std::system_error);
   testing::internal::CaptureStderr();
   HostLog()->Line("will register input");

@@ -37,7 +37,7 @@ TEST_F(PreferencesTest, IntegersSurviveAndOtherKeysStay) {
   EXPECT_FALSE(defaults_->HasObject(kKey));
   EXPECT_EQ(defaults_->Integer(kKey), 0);
   EXPECT_TRUE(defaults_->Remove(kKey));
-  EXPECT_EQ(Count(""), 0);  // asking makes nothing
+  EXPECT_EQ(Count(""), 0);  // reading creates nothing
   std::string dates;
   while (dates.size() < 10000) dates += "<date>2024-01-01T00:00:00Z</date>";
   Put(kFile, Binary(Dict("<key>other</key><array>" + dates + "</array>")));
@@ -53,7 +53,7 @@ TEST_F(PreferencesTest, IntegersSurviveAndOtherKeysStay) {
   EXPECT_EQ(fs::status(At(kFile)).permissions(), fs::perms{0600});
 }
 
-// Each key begins with the number that its value reads as.
+// Each key begins with the number that its value has to be read as.
 TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
   const std::string xml = Dict(
       "<key>5</key><integer>5</integer><key>-5</key><integer>-5</integer>"
@@ -72,6 +72,12 @@ TEST_F(PreferencesTest, ValuesOfEveryTypeReadAsOnTheMac) {
       EXPECT_EQ(defaults_->Integer(key), std::stoll(key)) << key;
     }
   }
+  // A dictionary that ends where the table of offsets begins.
+  const auto number = [](char value) { return std::string(7, '\0') + value; };
+  Put(kFile, "bplist00\x5F\x10\x10" + std::string(kKey) + "\x10\x02\xD1" + std::string("\0\1", 2) +
+                 "\x08\x1B\x1D" + std::string(6, '\0') + "\1\1" + number(3) + number(2) +
+                 number(32));
+  EXPECT_EQ(defaults_->Integer(kKey), 2);
 }
 
 TEST_F(PreferencesTest, BrokenFilesCountAsEmptyAndAreKept) {
@@ -102,7 +108,8 @@ class InputSourcesTest : public MachineTest {
     Put(bundle + "/Contents/Info.plist", xml);
   }
 
-  // "ID" or "ID/mode ID", in the order of the list, after the keyboard layout.
+  // "ID" or "ID/mode ID" of each source in the list, in order, without the keyboard layout at its
+  // start.
   [[nodiscard]] std::vector<std::string> Listed() const {
     std::vector<std::string> ids;
     for (const auto& source : sources_->List()) {
@@ -112,7 +119,7 @@ class InputSourcesTest : public MachineTest {
     return {ids.begin() + 1, ids.end()};
   }
 
-  // The status, then what the dictionaries of each list of the state name last.
+  // "STATUS: ENABLED: SELECTED:". Each source is named by the last component of its ID.
   [[nodiscard]] std::string After(InputSourceStatus status) const {
     const std::string state = Contents(kFolder + "/com.apple.HIToolbox.plist");
     static const std::regex last("([^<>.]+)</string>\\s*</dict>|</array>");

@@ -16,14 +16,14 @@ class ScriptRunnerTest : public MachineTest {
   [[nodiscard]] ScriptOutcome Run(const std::string& source, const std::string& asking = "") const {
     return HostScriptRunner(MachineFolder(root_), {asking})->Run(source);
   }
-  // "= RESULT" of a success, "NUMBER MESSAGE" of a failure.
+  // "= RESULT" for a success, "NUMBER MESSAGE" for a failure.
   [[nodiscard]] std::string Told(const std::string& command, const std::string& asking = "") const {
     const ScriptOutcome outcome = Run(Source(command), asking);
     if (outcome.succeeded) return "= " + outcome.result.value_or("none");
     return std::to_string(outcome.error_number.value_or(0)) + " " +
            outcome.error_message.value_or("none");
   }
-  // A program of the machine; its path on the host.
+  // Creates a program in the machine and returns its path on the host.
   [[nodiscard]] std::string PutProgram(const std::string& path, const std::string& script) const {
     Put(path, "#!/bin/sh\n" + script);
     permissions(std::filesystem::path(At(path)), std::filesystem::perms{0755});
@@ -37,7 +37,7 @@ TEST_F(ScriptRunnerTest, OutcomeOfACommandIsMappedAsOnTheMac) {
       {R"(printf 'a\\nb\\n\\n')", "= a\rb\r"},
       {"echo done; echo noise >&2", "= done"},
       {R"(printf 'a\tb\rc\n')", "= a\tb\rc"},  // the script language's escapes
-      {"cat", "= "},                           // there is nothing to read
+      {"cat", "= "},                           // standard input is empty
       {R"(echo \"a  b\" '$HOME' \\\\)", R"(= a  b $HOME \)"},
       {R"(echo lost; printf 'why\\nnot\\n' >&2; exit 3)", "3 why\rnot"},
       {"exit 1", "1 The command exited with a non-zero status."},
@@ -60,7 +60,7 @@ TEST_F(ScriptRunnerTest, LongOutputOnBothStreamsIsReadAndItsBeginningKept) {
   EXPECT_EQ(Run(Source(both + "; exit 1")).error_message->size(), kMaxKeptOutput);
 }
 
-// What an absolute path in quotes names is below the machine folder, and told where that is.
+// An absolute path in quotes names a program below the machine folder, and that gets ZENTA_MACHINE.
 TEST_F(ScriptRunnerTest, ProgramsAreThoseOfTheMachine) {
   const std::string command = "'/usr/sbin/installer' -pkg /x.pkg -target /";
   EXPECT_EQ(Run(Source(command)).error_number, 127);

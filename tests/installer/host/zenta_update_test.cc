@@ -1,4 +1,4 @@
-// The program itself, in machine folders, as many at once as it takes.
+// Runs the program itself in machine folders, also several at once.
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/resource.h>
@@ -21,7 +21,7 @@ using Path = const std::string&;
 
 class UpdateTest : public MachineTest {
  protected:
-  // A signed package waits. The installer does nothing but leave a line, then `more`.
+  // Puts a signed package in place, and an installer that records its run and then does `more`.
   void Prepare(const std::string& more) const {
     fs::remove_all(root_);
     Put(kPackage, "a package");
@@ -37,7 +37,7 @@ class UpdateTest : public MachineTest {
       EXPECT_EQ(chmod(At(shared).c_str(), 01777), 0);
     }
   }
-  // The program, in a process that `ready` has made ready for it, without a log.
+  // Starts the program without a log, in a process that `ready` has prepared.
   [[nodiscard]] Child Start(const std::function<void()>& ready = [] {}) const {
     return Child([&] {
       const int program = open(ZENTA_UPDATE, O_PATH | O_CLOEXEC);
@@ -51,7 +51,7 @@ class UpdateTest : public MachineTest {
   [[nodiscard]] std::int64_t Failures() const {
     return HostUserDefaults(MachineFolder(root_))->Integer("install_fail_num");
   }
-  // How often the installer ran, the counter, and what lies where the package was.
+  // How often the installer ran, the failure counter, and what the package's path holds.
   [[nodiscard]] std::string State() const {
     return std::to_string(IsThere("/ran") ? Count("/ran") : 0) + " run, " +
            std::to_string(Failures()) + " counted, " +
@@ -99,7 +99,7 @@ TEST_F(UpdateTest, WholeFlowFinishesHoweverTheProgramIsStarted) {
       {[] {}, "exit 75", kStays},
       {[] {}, "rm .$2; exit 1", kCounted},
       {[] {}, "echo new > n; mv n .$2", "1 run, 1 counted, new\n left"},
-      {BecomeSomebodyElse, "", kStays},  // the package is root's, and the sticky bit keeps it
+      {BecomeSomebodyElse, "", kStays},  // cannot remove root's package: sticky bit
   };
   for (const auto& [ready, installer, state] : rows) {
     SCOPED_TRACE(std::string(installer) + " / " + state);
@@ -119,7 +119,7 @@ TEST_F(UpdateTest, OfSeveralAtOnceOneInstallsAndItsFailureIsCountedOnce) {
     for (Child* each : {&first, &second, &third}) EXPECT_EQ(each->Wait(), 0);
     ASSERT_EQ(State(), fails ? kCounted : kDone);
   }
-  // Whoever holds the lock only delays, and the lock goes with its holder.
+  // A held lock only delays an update.
   Prepare("");
   const auto files = HostFiles(MachineFolder(root_));
   auto lock = files->LockFolderOf(kPackage);
@@ -131,7 +131,7 @@ TEST_F(UpdateTest, OfSeveralAtOnceOneInstallsAndItsFailureIsCountedOnce) {
   EXPECT_EQ(State(), kDone);
 }
 
-// Whatever lies at its two paths, nothing is installed, counted or removed.
+// Whatever the two paths hold, nothing is installed, counted or removed.
 TEST_F(UpdateTest, RubbishWhereFilesShouldBeEndsQuietly) {
   const std::pair<const char*, std::function<void(Path)>> rubbish[] = {
       {"nothing", [](Path) {}},

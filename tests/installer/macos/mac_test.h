@@ -1,4 +1,4 @@
-// A Mac in a folder: its files are real, the rest of it is the shims'.
+// A Mac in a folder: its files are real, everything else is the shims.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,10 +16,11 @@ namespace zenta::installer {
 
 using Lines = std::vector<std::string>;
 
-// What a call leaves on standard error; of the lines that NSLog wrote, the text behind "log ".
+// The lines that a call writes to standard error. In a line of NSLog, "log" replaces the time and
+// the process.
 Lines Told(void (*call)());
 
-// These lines, and those of a source's activation.
+// `lines`, followed by those of the activation of `source`.
 inline Lines WithActivation(Lines lines, const std::string& source, const std::string& status) {
   lines.insert(lines.end(), {"log will disableResult input " + source, "disable " + source,
                              "log disableResult input: " + status,
@@ -31,7 +32,8 @@ inline Lines WithActivation(Lines lines, const std::string& source, const std::s
 
 class MacTest : public MachineTest {
  protected:
-  // A signed package waits; of the sources, #2 and #4 are the first that fit.
+  // Puts a signed package in place. Sources #2 and #4 are the first ones that the updater looks
+  // for.
   MacTest() {
     const std::string own = "com.zenta.inputmethod.ZentaIM", mode = "com.zenta.inputmethod.pinyin";
     TheShimMac() = {};

@@ -1,4 +1,4 @@
-// The program on the Mac's backend, down to what its frameworks are asked and what its log shows.
+// Runs the updater on the Mac's backend, and checks its calls to the frameworks and its log.
 #include <gmock/gmock.h>
 
 #include "tests/installer/macos/mac_test.h"
@@ -64,7 +64,7 @@ TEST_F(MacPlatformTest, FailuresAreCountedInTheDefaultsFile) {
     PutPackage();
     EXPECT_EQ(Update(), third ? (Lines{kRun, script_, kFail}) : (Lines{kRun, script_}));
     EXPECT_FALSE(IsThere(kPackage));
-    // Behind the third there is no key at all.
+    // After the third failure the key is gone.
     const std::string counted = "install_fail_num[^0-9]+" + std::to_string(run % 3 + 1) + "[^0-9]";
     EXPECT_THAT(folder_.Get(file), testing::ContainsRegex(third ? "^[^_]*$" : counted));
   }

@@ -1,5 +1,5 @@
-// Foundation reads where it keeps the user defaults before main does anything, so the program
-// starts itself a second time, with that told.
+// Foundation reads the location of the user defaults from the environment before main runs. So the
+// program sets the environment and executes itself a second time.
 #include <cctype>
 #include <sstream>
 

@@ -1,4 +1,5 @@
-// What tests of the Objective-C classes share: they know these by name alone.
+// Shared by the tests of the Objective-C classes, which call them only through the runtime, by
+// name.
 #pragma once
 
 #import <Foundation/Foundation.h>
@@ -10,7 +11,7 @@
 
 namespace zenta::installer {
 
-// Sends the message of this name through the runtime.
+// Sends the message `name` to `target` through the runtime.
 template <class Result, class... Arguments>
 Result Send(id target, const char* name, Arguments... arguments) {
   const SEL selector = NSSelectorFromString([NSString stringWithUTF8String:name]);

@@ -1,5 +1,5 @@
-// The model as Objective-C callers know it, by name alone, and what is left of all objects.
-#undef NDEBUG  // hides the counters of objects
+// Calls the model by name, as Objective-C callers do, and checks that no objects are leaked.
+#undef NDEBUG  // with it, GNUstep does not declare its object counters
 #include "tests/installer/macos/objective_c.h"
 #include "datahelpers/macos/foundation_text.h"
 #include "installer/platform/macos/activate_input_model_front.h"
@@ -56,7 +56,7 @@ TEST_F(MacTest, ThousandRunsLeaveNoObjectBehind) {
     }
   };
   GSDebugAllocationActive(YES);
-  run(48);  // what is made once, and full turns of the failure counter
+  run(48);  // makes what is made only once; its 24 failures leave no counter
   const auto before = LiveObjects();
   const int made = GSDebugAllocationTotal(NSClassFromString(@"ShimInputSource"));
   run(960);

@@ -11,7 +11,8 @@
 
 namespace tstl::detail {
 
-// A process gives each name once. In the way are at most files of killed processes with its number.
+// A process uses each name once. Only files left by killed processes with the same number can be in
+// the way.
 int open_fresh_file(BufferRef<unsigned char> folder, mode_t mode,
                     Buffer<unsigned char>& path) noexcept {
   static std::atomic<unsigned> names{0};

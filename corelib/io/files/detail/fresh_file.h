@@ -1,4 +1,4 @@
-// A new file under a name that nobody has: what temporary files and replacements begin as.
+// A new file under an unused name, which temporary files and replacements start with.
 #pragma once
 
 #include <sys/types.h>
@@ -7,9 +7,9 @@
 
 namespace tstl::detail {
 
-// Creates a hidden file to read and write. `folder` ends with a slash, or is empty for the working
-// folder. Returns its descriptor, under the rules of open_file(), and its name in `path`; or -1 with
-// errno set.
+// Creates a hidden file, open for reading and writing. `folder` ends with a slash, or is empty for
+// the working folder. Returns the descriptor, under the rules of open_file(), and the path in
+// `path`; or -1 with errno set.
 [[nodiscard]] int open_fresh_file(BufferRef<unsigned char> folder, mode_t mode,
                                   Buffer<unsigned char>& path) noexcept;
 

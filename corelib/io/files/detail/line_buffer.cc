@@ -62,7 +62,7 @@ void LineBuffer::close() noexcept {
   ended_ = true;
 }
 
-// Looks for a mark at the start, and makes whole units of the bytes behind it.
+// Looks for a mark at the start, and makes whole units of the bytes after it.
 void LineBuffer::take_mark() noexcept {
   for (const Mark& mark : kMarks) {
     if (left() < mark.length || std::memcmp(at_, mark.bytes, mark.length) != 0) continue;
@@ -77,7 +77,7 @@ void LineBuffer::take_mark() noexcept {
   }
   swap_units(left());
   spread_line_feeds();
-  block_ = at_ - kSpare;  // nothing of the text was searched
+  block_ = at_ - kSpare;  // none of the text has been searched
   breaks_ = 0;
 }
 
@@ -89,7 +89,7 @@ bool LineBuffer::fail(int error) noexcept {
   return false;
 }
 
-// Reads at least one more unit behind those that are left. False when there is none.
+// Reads at least one more unit to the end of the buffer. False when there is none.
 bool LineBuffer::fill() noexcept {
   if (ended_ || !make_room()) return false;
   const std::size_t before = left();
@@ -100,7 +100,7 @@ bool LineBuffer::fill() noexcept {
   return true;
 }
 
-// Reads once, and keeps back the first half of a unit; at the file's end it is dropped.
+// Reads once. Holds back the first half of a unit; at the end of the file it is dropped.
 bool LineBuffer::read_more() noexcept {
   if (has_half_) *end_++ = half_;
   const unsigned char* const limit = memory_ + kSpare + size_;
@@ -114,8 +114,8 @@ bool LineBuffer::read_more() noexcept {
   return got < 0 ? fail(errno) : !ended_;
 }
 
-// Moves what is left to the front. More than half of the buffer calls for a greater one, so that
-// reads stay long however long the line is.
+// Moves the unread text to the front. If it takes more than half of the buffer, the buffer grows,
+// so that reads stay long however long the line is.
 bool LineBuffer::make_room() noexcept {
   unsigned char* const front = memory_ + kSpare;
   const std::size_t n = left();
@@ -129,7 +129,8 @@ bool LineBuffer::make_room() noexcept {
   return n < size_ || fail(EFBIG);
 }
 
-// Keeps what is left. REQUIRES: that stands at the front, or there is no memory yet.
+// Changes the size and keeps the unread text. REQUIRES: that is at the front, or there is no memory
+// yet.
 bool LineBuffer::resize(std::uint64_t size) noexcept {
   const std::size_t n = left();
   const auto bounded = static_cast<std::size_t>(std::clamp(size, kLeastSize, kGreatestSize));
@@ -143,13 +144,13 @@ bool LineBuffer::resize(std::uint64_t size) noexcept {
   return true;
 }
 
-// Brings the units in the last `n` bytes into the machine's order.
+// Swaps the bytes of the units in the last `n` bytes, if the file is not in the machine's order.
 void LineBuffer::swap_units(std::size_t n) noexcept {
   if (!swapped_) return;
   for (unsigned char* p = end_ - n; p != end_; p += 2) std::swap(p[0], p[1]);
 }
 
-// Behind the text, as far as a search may look.
+// Fills the spare block after the text with line feeds.
 void LineBuffer::spread_line_feeds() noexcept {
   const unsigned short unit = '\n';
   unsigned char bytes[2] = {'\n', '\n'};

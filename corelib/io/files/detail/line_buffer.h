@@ -1,9 +1,9 @@
-// LineBuffer: a file, a buffer at a time, cut into lines of the file's own units. TextRead makes
-// text of the wanted width out of them.
+// LineBuffer: reads a file one buffer at a time and splits it into lines of the file's own units.
+// TextRead decodes these to text of the width that the caller wants.
 //
-// The buffer holds what was read and not yet handed out. On both sides of it stands a block of
-// spare bytes, so that a search may load whole blocks anywhere; the one behind the text is full of
-// line feeds, which end every search.
+// The buffer holds what was read and not yet returned. There is a block of spare bytes before and
+// after it, so that a search may load whole blocks anywhere. The one after the text is full of line
+// feeds, which end every search.
 //
 //   memory_            at_              end_
 //   +-------+----------+----------------+---------+----------+
@@ -22,9 +22,9 @@
 
 namespace tstl::detail {
 
-// Which of the 64 bytes from `p` on start a line feed or a carriage return, the first byte's bit
-// lowest. All breaks of a block at once, so that the search for one line does not wait for that of
-// the line before.
+// Which of the 64 bytes from `p` on begin a line feed or a carriage return; the first byte's bit is
+// the lowest. It finds all breaks of a block at once, so that the search for one line does not wait
+// for that of the line before.
 template <Unit U>
 std::uint64_t breaks_from(const U* p) noexcept {
   using Block = base::Block<U>;
@@ -42,9 +42,9 @@ class LineBuffer {
   LineBuffer& operator=(const LineBuffer&) = delete;
   ~LineBuffer() { close(); }
 
-  // Opens a file and reads its first bytes. They tell the width of its units; where they do not, it
-  // has units of `unit_size` bytes in the machine's order. Returns an errno value, 0 when all went
-  // well; the buffer is as after close() otherwise.
+  // Opens a file and reads its first bytes. A byte-order mark there tells the width of its units;
+  // otherwise they have `unit_size` bytes in the machine's order. Returns 0 or an errno value, in
+  // which case the buffer is closed.
   int open(const char* path, std::size_t size, unsigned unit_size) noexcept;
   // Closes the file and frees the memory.
   void close() noexcept;
@@ -52,24 +52,25 @@ class LineBuffer {
 
   // 1 or 2 bytes.
   [[nodiscard]] unsigned unit_size() const noexcept { return unit_size_; }
-  // What ended the reading, 0 for the file's end. Kept by close().
+  // The errno value of the failure that ended the reading; 0 at the end of the file. Stays after
+  // close().
   [[nodiscard]] int error() const noexcept { return error_; }
 
-  // Hands out the next line, or the next one that is not empty. The view is good until the next call
-  // of any operation. False at the end, and after an error, which costs the line that it cut.
-  // REQUIRES: sizeof(U) == unit_size().
+  // Returns the next line, or the next one that is not empty. The view is valid until the next
+  // operation. False at the end of the file and after an error; the line that an error cut short is
+  // lost. REQUIRES: sizeof(U) == unit_size().
   template <Unit U>
   bool next(BufferRef<U>& line, bool empty_lines) noexcept;
-  // Ends the reading.
+  // Ends the reading with this error. Always false.
   bool fail(int error) noexcept;
 
  private:
-  static constexpr std::size_t kSpare = 64;  // what breaks_from looks at
+  static constexpr std::size_t kSpare = 64;  // the bytes that breaks_from reads
   static constexpr std::uint64_t kLeastSize = 16;
-  // In bytes, and a view's length holds any line that fits, with the spare bytes too.
+  // In bytes. A view's length can express any line that fits, even with the spare bytes.
   static constexpr std::uint64_t kGreatestSize = 0xFFFFFF00;
 
-  // The next break, which may be the first of those behind the text.
+  // The next break, which may be the first line feed after the text.
   template <Unit U>
   const unsigned char* next_break() noexcept;
   template <Unit U>
@@ -78,7 +79,7 @@ class LineBuffer {
   void search_from(const unsigned char* at) noexcept;
   template <Unit U>
   void skip_line_feed() noexcept;
-  // The end of the text is the next break from now on.
+  // Makes the end of the text the next break.
   void stop() noexcept {
     block_ = end_;
     breaks_ = 1;
@@ -94,18 +95,18 @@ class LineBuffer {
   std::size_t left() const noexcept { return static_cast<std::size_t>(end_ - at_); }
 
   unsigned char* memory_ = nullptr;
-  std::size_t size_ = 0;                  // of the part between the spare blocks
+  std::size_t size_ = 0;                  // size of the part between the spare blocks
   const unsigned char* at_ = nullptr;     // the next line
-  unsigned char* end_ = nullptr;          // of the whole units
+  unsigned char* end_ = nullptr;          // end of the whole units
   const unsigned char* block_ = nullptr;  // the 64 bytes that were searched last
-  std::uint64_t breaks_ = 1;              // what is left of the breaks in them, a bit per byte
+  std::uint64_t breaks_ = 1;              // the breaks in them not yet used, a bit per byte
   int fd_ = -1;
   int error_ = 0;
   unsigned char unit_size_ = 1;
   unsigned char half_ = 0;  // the first byte of a unit whose second byte is still in the file
   bool has_half_ = false;
   bool swapped_ = false;   // the file's units are not in the machine's order
-  bool after_cr_ = false;  // a line feed at the start of the next fill belongs to a line handed out
+  bool after_cr_ = false;  // a line feed at the start of the next fill ends the line before
   bool ended_ = true;      // nothing more to read
 };
 
@@ -125,8 +126,8 @@ const unsigned char* LineBuffer::next_break() noexcept {
   return block_ + offset;
 }
 
-// Reads on when there is no break in the buffer. Returns the break then found, the end of the last
-// line, or null when nothing is left.
+// Reads more of the file when the buffer has no further break. Returns the break found, the end of
+// the last line, or null when nothing is left.
 template <Unit U>
 const unsigned char* LineBuffer::next_break_in_file() noexcept {
   const unsigned char* found;
@@ -144,7 +145,7 @@ const unsigned char* LineBuffer::next_break_in_file() noexcept {
   return found;
 }
 
-// Takes in the line feed of a CR LF, which may not have been read yet.
+// Skips the line feed of a CR LF, which may not have been read yet.
 template <Unit U>
 void LineBuffer::skip_line_feed() noexcept {
   after_cr_ = at_ == end_;

@@ -1,5 +1,5 @@
-// The lines of a key-value file: a key, a separator, a decimal number. Without branches on the
-// lengths of keys and numbers, which are hard to foresee.
+// Splits the lines of a key-value file: a key, a separator, a decimal number. It avoids branches on
+// the lengths of keys and numbers, because those are hard to predict.
 #pragma once
 
 #include <algorithm>
@@ -24,13 +24,13 @@ bool all_digits(BufferRef<T> text) noexcept {
   }
 }
 
-// The value of the text behind a key's separator, see TextRead::read_pair.
+// The value of the text after the separator, see TextRead::read_pair.
 template <Unit T>
 [[gnu::noinline]] long long pair_value(BufferRef<T> text, PairFaults& faults) noexcept {
   const bool negative = text && text.front() == '-';
   const BufferRef<T> digits = text.sub_tail(negative);
   const long long value = negative ? text.to_int64() : static_cast<long long>(text.to_uint64());
-  const bool at_limit = value == (negative ? INT64_MIN : -1);  // -1: the greatest of 64 bits
+  const bool at_limit = value == (negative ? INT64_MIN : -1);  // -1: the bits of UINT64_MAX
   if (!all_digits(digits)) {
     ++faults.no_number;
   } else if (at_limit &&
@@ -41,8 +41,8 @@ template <Unit T>
   return value;
 }
 
-// The last `c` of [begin, end); null when there is none. REQUIRES: a block of units before any place
-// in the run can be read.
+// The last `c` in [begin, end); null when there is none. REQUIRES: a block of units before any
+// position in the range can be read.
 template <Unit T>
 const T* find_last(const T* begin, const T* end, T c) noexcept {
   for (const T* p = end; p > begin;) {
@@ -53,7 +53,7 @@ const T* find_last(const T* begin, const T* end, T c) noexcept {
   return nullptr;
 }
 
-// Splits a line at its last separator and returns the value behind it; `line` becomes the key.
+// Splits a line at its last separator and returns the value after it; `line` becomes the key.
 // REQUIRES: as for find_last.
 template <Unit T>
 inline long long split_pair(BufferRef<T>& line, T separator, PairFaults& faults) noexcept {

@@ -30,7 +30,7 @@ inline constexpr auto kJsonShortEscapes = [] {
 // The most bytes that put_json_escape writes.
 inline constexpr unsigned kMaxJsonEscape = 6;
 
-// Writes the escape of a UTF-16 unit, the short one where there is one; returns the place after it.
+// Writes the escape of a UTF-16 unit, the short one if there is one. Returns the position after it.
 inline unsigned char* put_json_escape(unsigned char* at, unsigned unit) {
   *at++ = '\\';
   const char letter = unit < 0x20    ? "uuuuuuuubtnufruuuuuuuuuuuuuuuuuu"[unit]

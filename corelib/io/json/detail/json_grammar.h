@@ -1,4 +1,5 @@
-// The pieces of RFC 8259's grammar that are no containers: blanks, numbers, literals, strings.
+// Scanners for the parts of RFC 8259's grammar other than objects and arrays: whitespace, numbers,
+// literals, strings.
 //
 // Nothing here allocates, and no byte from `end` on is read.
 #pragma once
@@ -22,7 +23,7 @@ inline const unsigned char* skip_json_blanks(const unsigned char* at, const unsi
   return at;
 }
 
-// What a piece of the text ends with: the place after it, or the fault and its place.
+// The result of a scanner: the position after what it scanned, or a fault and its position.
 struct JsonPiece {
   const unsigned char* at;
   JsonFault fault = JsonFault::kNone;
@@ -41,7 +42,7 @@ inline JsonPiece read_json_digits(const unsigned char* at, const unsigned char* 
   return {at};
 }
 
-// Whether a fraction or an exponent is what comes next.
+// Whether a fraction or an exponent comes next.
 inline bool is_json_fraction(const unsigned char* at, const unsigned char* end) {
   return at != end && (*at == '.' || (*at | 0x20) == 'e');
 }
@@ -60,11 +61,19 @@ inline bool is_json_fraction(const unsigned char* at, const unsigned char* end) 
   return read_json_digits(at, end);
 }
 
-// A number up to its fraction or exponent.
+// The integer part of a number, with its sign.
 inline JsonPiece read_json_whole(const unsigned char* at, const unsigned char* end) {
   if (at != end && *at == '-') ++at;
   if (at != end && *at == '0') return {at + 1};
   return read_json_digits(at, end);
+}
+
+// A number. `has_fraction`: whether it has a fraction or an exponent.
+inline JsonPiece read_json_number(const unsigned char* at, const unsigned char* end,
+                                  bool& has_fraction) {
+  const JsonPiece whole = read_json_whole(at, end);
+  has_fraction = whole && is_json_fraction(whole.at, end);
+  return has_fraction ? read_json_fraction(whole.at, end) : whole;
 }
 
 inline JsonPiece read_json_literal(const unsigned char* at, const unsigned char* end,
@@ -91,8 +100,8 @@ inline JsonPiece read_json_escape(const unsigned char* at, const unsigned char* 
   return {at};
 }
 
-// The rest of a string from `at`, its first stop or its end, up to the closing quote.
-// `next_stop(at)`: the first stop from `at` on, or the end.
+// The rest of a string up to its closing quote. `at` is the string's first stop (json_scan.h) or
+// the end. `next_stop(at)` returns the first stop from `at` on, or the end.
 template <class NextStop>
 [[gnu::noinline]] JsonPiece read_json_escaped(const unsigned char* at, const unsigned char* end,
                                               NextStop next_stop) {

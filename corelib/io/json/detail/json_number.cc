@@ -8,9 +8,9 @@
 namespace tstl::detail {
 namespace {
 
-// A number with a fraction or an exponent as `digits` x 10^`exponent`, for a text of RFC 8259. The
-// digits may hold the decimal point; neither the first nor the last of them is a zero. There are
-// none when the number is zero.
+// A number of RFC 8259 with a fraction or an exponent, as the digits in [begin, end) times
+// 10^`exponent`. The decimal point may lie among the digits. Neither the first nor the last digit
+// is a zero; for zero there are no digits.
 struct Decimal {
   explicit Decimal(BufferRef<unsigned char> text) noexcept
       : begin(text.cbegin()), end(text.cend()), negative(*begin == '-') {
@@ -25,7 +25,7 @@ struct Decimal {
     while (begin != end && (*begin == '0' || *begin == '.')) ++begin;
   }
 
-  // No text has so many digits that they make up for an exponent of kFar.
+  // A bound for exponents: no text has enough digits to offset one of kFar.
   static constexpr std::int64_t kFar = std::int64_t{1} << 40;
   static std::int64_t exponent_of(const unsigned char* at, const unsigned char* stop) noexcept {
     const bool down = *at == '-';
@@ -42,7 +42,7 @@ struct Decimal {
   std::int64_t exponent = 0;
 };
 
-// False when the number passes 64 bits.
+// Appends a decimal digit to `sum`; false when the result exceeds 64 bits.
 bool append_digit(std::uint64_t& sum, unsigned digit) noexcept {
   return !__builtin_mul_overflow(sum, std::uint64_t{10}, &sum) &&
          !__builtin_add_overflow(sum, digit, &sum);
@@ -66,7 +66,8 @@ bool fraction_magnitude(const Decimal& number, std::uint64_t& value) noexcept {
 
 }  // namespace
 
-// An integer has no digit after its point once the zeros at its end are gone.
+// A number is an integer if no digit is left after its decimal point once trailing zeros are
+// dropped.
 bool json_is_integer(BufferRef<unsigned char> text, bool has_fraction) noexcept {
   if (!has_fraction) return true;
   const Decimal number(text);

@@ -1,9 +1,9 @@
-// Finding what ends a plain run inside a JSON string, many units at a time.
+// Finds the end of a plain run inside a JSON string, many code units at a time. A plain run is text
+// that can be copied or converted without looking at each unit.
 //
-// Nothing here allocates or fails; a scan reads units of its run only.
+// Nothing here allocates or fails; a scan reads no unit outside the range that it is given.
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cassert>
 #include <cstdint>
@@ -14,12 +14,12 @@
 
 namespace tstl::detail {
 
-// What a run has to be made of to be copied or converted as it is: ASCII alone, or anything that
-// needs no escape in valid UTF-8 or in UTF-16, where surrogates are looked at one by one.
+// What a plain run may consist of: ASCII only, or any text that needs no escape. Surrogates always
+// end a run of 16-bit units, because they have to be checked one by one.
 enum class Plain { kAscii, kText };
 
-// The units that end such a run: the quote, the backslash, control characters, and what else the
-// kind of run excludes.
+// The stops, which are the units that end a run: the quote, the backslash, control characters, and
+// whatever else kKind excludes.
 template <Plain kKind, Unit T>
 base::Block<T> json_stops(base::Block<T> units) {
   const auto stops = equal(units, base::Block<T>::fill('"')) |
@@ -37,8 +37,8 @@ constexpr bool is_json_stop(T unit) {
          (sizeof(T) == 2 && (unit & 0xF800) == 0xD800);
 }
 
-// Units of [p, p + n) before the first stop. A run shorter than a block is looked at as its first
-// and its last units, which may overlap.
+// The number of units in [p, p + n) before the first stop. A range shorter than a block is loaded
+// as its first and its last units, which may overlap.
 template <Plain kKind, Unit T>
 std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
   constexpr std::uint64_t kStep = base::Block<T>::kUnits;
@@ -63,15 +63,13 @@ std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
   return i;
 }
 
-// Finds the end of each plain run of a text that is being parsed, left to right. The text is looked
-// at in windows of 64 bytes, and a window's stops are found all at once: so most searches are a
-// shift and a bit scan in a register and do not wait for memory. A search further back is one from
-// the start.
+// Finds the end of each plain run of a text that is parsed from left to right. The text is scanned
+// in windows of 64 bytes, and all stops of a window are found at once. So most searches are a shift
+// and a bit scan in a register and do not wait for memory. A search that begins before the current
+// window scans again from where it begins.
 class StopFinder {
  public:
-  StopFinder(const unsigned char* begin, const unsigned char* end) : window_(begin), end_(end) {
-    look();
-  }
+  StopFinder(const unsigned char* begin, const unsigned char* end);
 
   // The first stop in [at, end), or the end. REQUIRES: `at` is in the text.
   [[gnu::always_inline]] inline const unsigned char* next(const unsigned char* at) {
@@ -86,37 +84,14 @@ class StopFinder {
  private:
   static constexpr std::size_t kWindow = 64;
 
-  [[gnu::noinline]] const unsigned char* next_window(const unsigned char* at) {
-    if (at < window_) window_ = at - kWindow;
-    std::uint64_t stops = 0;
-    do {
-      window_ += kWindow;
-      look();
-      const auto offset = static_cast<std::size_t>(std::max<std::ptrdiff_t>(at - window_, 0));
-      stops = offset < kWindow ? stops_ >> offset << offset : 0;
-    } while (stops == 0);
-    return window_ + std::countr_zero(stops);
-  }
-  void look() {
-    const auto left = static_cast<std::size_t>(end_ - window_);
-    stops_ = left >= kWindow ? stops_of(window_) : stops_of_last(window_, left);
-  }
-  // The last window is filled up with zeros, so that a stop is always found, at the end of the
-  // text.
-  [[gnu::noinline]] static std::uint64_t stops_of_last(const unsigned char* window,
-                                                       std::size_t left) {
-    unsigned char bytes[kWindow] = {};
-    if (left != 0) std::memcpy(bytes, window, left);
-    return stops_of(bytes);
-  }
-  static std::uint64_t stops_of(const unsigned char* window) {
-    std::uint64_t stops = 0;
-    for (unsigned i = 0; i < kWindow; i += base::Block<unsigned char>::kUnits) {
-      const auto found = json_stops<Plain::kText>(base::Block<unsigned char>::load(window + i));
-      stops |= found.mask().bit_per_byte() << i;
-    }
-    return stops;
-  }
+  // next() when the current window has no stop from `at` on. Makes the window of the next stop, or
+  // the last window of the text, the current one.
+  const unsigned char* next_window(const unsigned char* at);
+  const unsigned char* next_window_avx2(const unsigned char* at);
+  template <std::uint64_t (*kStopsOf)(const unsigned char* window)>
+  [[gnu::always_inline]] inline const unsigned char* walk(const unsigned char* at);
+  [[gnu::noinline]] const unsigned char* last_window(const unsigned char* at);
+  std::size_t left(const unsigned char* at) const { return static_cast<std::size_t>(end_ - at); }
 
   const unsigned char* window_;
   const unsigned char* end_;

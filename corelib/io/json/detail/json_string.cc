@@ -10,7 +10,7 @@
 namespace tstl::detail {
 namespace {
 
-// The value of the escape at `at` (its backslash), which moves behind it.
+// Returns the value of the escape whose backslash is at `at`, and moves `at` past the escape.
 char32_t read_escape(const unsigned char*& at) noexcept {
   const unsigned char letter = at[1];
   at += 2;
@@ -21,7 +21,7 @@ char32_t read_escape(const unsigned char*& at) noexcept {
   return value;
 }
 
-// As read_escape, with the second escape of a surrogate pair taken along.
+// As read_escape(), but takes both escapes of a surrogate pair.
 char32_t read_character(const unsigned char*& at, const unsigned char* end) noexcept {
   const char32_t first = read_escape(at);
   if (!is_high_surrogate(first) || end - at < 6 || at[0] != '\\' || at[1] != 'u') return first;
@@ -39,8 +39,8 @@ std::size_t encode_character(char32_t c, unsigned char* dst) noexcept {
   return 1;
 }
 
-// Hands the decoded bytes to `take(bytes, count)` piece by piece: plain runs as they stand in the
-// text, and each escape's character. Stops, with false, when `take` says false.
+// Passes the decoded bytes to `take(bytes, count)` piece by piece: plain runs as they are in the
+// text, and the character of each escape. Stops and returns false when `take` returns false.
 template <class Take>
 bool decode_pieces(BufferRef<unsigned char> raw, Take take) noexcept {
   const unsigned char* at = raw.cbegin();

@@ -26,8 +26,8 @@ class LengthList {
   // Makes next() start again with the first slot.
   void rewind() noexcept { cursor_ = 0; }
 
-  // Appends a slot and returns its index; FAILURE, and lost() is true from then on, when memory is
-  // short.
+  // Appends a slot and returns its index. When an allocation fails: FAILURE, and lost() is true
+  // from then on.
   std::uint32_t add(std::uint64_t length) noexcept {
     if (count_ == capacity_ && !grow()) return FAILURE;
     lengths_[count_] = static_cast<std::uint32_t>(length);
@@ -40,7 +40,7 @@ class LengthList {
   // The next slot's value; 0 after the last one.
   std::uint32_t next() noexcept { return cursor_ < count_ ? lengths_[cursor_++] : 0; }
 
-  // Whether a slot is missing because memory was short.
+  // Whether a slot is missing because an allocation failed.
   [[nodiscard]] bool lost() const noexcept { return lost_; }
 
  private:

@@ -31,7 +31,7 @@ class MeasuringSink {
     if (listed) state_->lengths_.add(length);
   }
 
-  // Until the message ends, its slot holds where its content begins.
+  // Until the message ends, its slot holds the offset of its content.
   [[nodiscard, gnu::always_inline]] std::uint32_t begin_message(std::uint32_t) noexcept {
     return state_->lengths_.add(size_);
   }

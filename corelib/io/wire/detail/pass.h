@@ -1,21 +1,21 @@
 // The field operations of ProtoWrite, once for all passes: a pass is these operations over a sink.
-// What the operations mean and return is told at ProtoWrite.
+// The operations are documented at ProtoWrite.
 //
 // A sink takes what a message is made of, in order, and either counts it (measuring_sink.h) or
 // writes it (writing_sink.h, patching_sink.h):
 //
-//   room(n) -> bool        makes room for n bytes; false when there is none. Called before a put
+//   room(n) -> bool        makes space for n bytes; false when it cannot. Called before a put
 //   put(value)             a varint
 //   put_bytes(bytes)       bytes as they are
 //   put_text(text, size)   16-bit text as UTF-8, which takes `size` bytes
 //   put_short_text(key, text) -> bool
-//                          a whole field, where the sink has a quicker way; false where it has not
+//                          writes a whole field if the sink has a quicker way; false if it has not
 //   begin_array(listed) -> start, end_array(start, listed)
-//                          the length of a packed array, around its elements. `listed`: it goes
+//                          called around the elements of a packed array. `listed`: its length goes
 //                          through the length list
 //   begin_message(key) -> slot, end_message(slot)
-//                          the length of a nested message, around its content. `slot` is FAILURE
-//                          where there is nothing to end
+//                          called around the content of a nested message. `slot` is FAILURE if
+//                          end_message() has no length to write
 #pragma once
 
 #include <bit>
@@ -40,9 +40,9 @@ namespace detail {
 // ten bytes each take at most 100. The lengths of the others go through the length list.
 inline constexpr std::uint32_t kListedArray = 11;
 
-// A pass is two words: the state that all passes share, and the position. The position stays in a
-// register while the pass is a local variable, or is passed by value and returned. That is what
-// makes encoding quick: a writer's own operations load and store it at each field.
+// A pass is two words: a pointer to the state that all passes share, and the position. The position
+// stays in a register while the pass is a local variable, or is passed by value and returned. That
+// makes encoding quick: the operations of a writer load and store the position at each field.
 template <class Sink>
 class Pass : private Sink {
  public:

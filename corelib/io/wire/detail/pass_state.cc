@@ -19,8 +19,8 @@ unsigned char* PassState::widen_length(unsigned char* at, std::uint64_t payload_
 }
 
 unsigned char* PassState::patch_length(unsigned char* at, std::uint32_t length_at) noexcept {
-  const unsigned mark = *out_.place(length_at);
-  const unsigned reserved = mark & 15;
+  const unsigned index_and_width = *out_.place(length_at);
+  const unsigned reserved = index_and_width & 15;
   const std::uint64_t size = out_.position(at) - length_at - reserved;
   const unsigned width = varint_size(size);
   if (width != reserved) {
@@ -29,7 +29,7 @@ unsigned char* PassState::patch_length(unsigned char* at, std::uint32_t length_a
     unsigned char* const length = out_.place(length_at);
     std::memmove(length + width, length + reserved, size);
     at = length + width + size;
-    widths_[mark >> 4] = static_cast<unsigned char>(width);
+    widths_[index_and_width >> 4] = static_cast<unsigned char>(width);
   }
   put_varint(out_.place(length_at), size);
   return at;

@@ -1,5 +1,5 @@
-// What the passes of one ProtoWrite share: the output, the length list, and the widths that
-// lengths had so far.
+// The state that the passes of one ProtoWrite share: the output, the length list, and the widths of
+// the lengths written last.
 #pragma once
 
 #include <cstdint>
@@ -9,8 +9,8 @@
 
 namespace tstl::detail {
 
-// The output position is not kept here. A sink holds it in a register and hands it in by value; the
-// functions return where it is now, or null when memory is short.
+// The output position is not kept here. A sink holds it in a register and passes it in by value;
+// the functions return the new position, or null when an allocation failed.
 class PassState {
  protected:
   friend class MeasuringSink;
@@ -19,8 +19,8 @@ class PassState {
   template <class Sink>
   friend class Pass;
 
-  // What the assertions about the order of nested messages ask: always true, and whether `slot` is
-  // that of the message which began last.
+  // For assertions about the order of nested messages. note_begin() is always true. note_end() is
+  // true if `slot` belongs to the message that began last.
   bool note_begin(std::uint32_t slot) noexcept {
     if (open_ < kTracked) open_slots_[open_] = slot;
     return ++open_ != 0;
@@ -29,7 +29,7 @@ class PassState {
     return open_ != 0 && (--open_ >= kTracked || open_slots_[open_] == slot);
   }
 
-  // For a payload [payload_at, at) that has one byte reserved before it for its length, and needs
+  // Widens the length before the payload [payload_at, at), which has one byte reserved but needs
   // more: moves the payload up and writes the length before it. Returns the payload's new end.
   unsigned char* widen_length(unsigned char* at, std::uint64_t payload_at) noexcept;
   // Patches the length of the nested message that ends at `at`. Its length is at `length_at`, as
@@ -39,11 +39,11 @@ class PassState {
 
   Output out_;
   LengthList lengths_;
-  // The width in bytes of the last nested message's length, indexed by the low bits of its key.
   static constexpr std::uint32_t kWidths = 16;
   static constexpr std::uint32_t kTracked = 8;
   std::uint32_t open_slots_[kTracked] = {};  // of the outermost open messages, for assertions only
-  std::uint32_t open_ = 0;                   // messages that began and did not end; the same
+  std::uint32_t open_ = 0;                   // nested messages that are open, for assertions only
+  // The width in bytes of the last nested message's length, indexed by the low bits of its key.
   unsigned char widths_[kWidths] = {1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 1};
 };
 

@@ -1,5 +1,5 @@
 // PatchingSink: writes a message in a single pass, without a length list. It reserves bytes for
-// each length and patches the length in when its content ends.
+// each length and writes the length when its content ends.
 #pragma once
 
 #include <cstddef>

@@ -34,7 +34,7 @@ class WritingSink {
   [[gnu::always_inline]] bool put_short_text(std::uint32_t key,
                                              const BufferRef<unsigned short>& text) noexcept {
     constexpr std::uint64_t kShort = 0x7F / 3;
-    constexpr std::uint64_t kAmple = 32;  // a conversion with so much room to spare is quicker
+    constexpr std::uint64_t kAmple = 32;  // a conversion with this much unused space is quicker
     const std::uint64_t n = text.len();
     if (n > kShort || !state_->out_.has_room(at_, 2 * kMaxVarint32 + 3 * n + kAmple)) return false;
     put(wire_key(key, WireType::kBytes));

@@ -1,6 +1,6 @@
-// The part of CoreFoundation that the Mac's backend calls, as Apple documents it: for the tests over
-// GNUstep, and for what tools/mac/ compiles with the Mac's C library. Objects of both kinds are the
-// same, as on a Mac.
+// The part of CoreFoundation that the Mac's backend calls, as Apple documents it. Used by the tests
+// over GNUstep and by the compile check in tools/mac/. CoreFoundation's and Foundation's objects
+// are the same, as on a Mac.
 #pragma once
 
 #include <cstdint>

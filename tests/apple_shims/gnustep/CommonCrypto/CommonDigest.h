@@ -1,4 +1,4 @@
-// CommonCrypto's MD5, which is OpenSSL's under another name.
+// CommonCrypto's MD5, implemented with OpenSSL's.
 #pragma once
 
 #define OPENSSL_SUPPRESS_DEPRECATED

@@ -1,5 +1,5 @@
-// GNUstep's Foundation, with the two script classes that it only has in name, and with paths whose
-// standard form may stand in a folder.
+// GNUstep's Foundation, with replacements for the two script classes, which GNUstep does not
+// implement, and for stringByStandardizingPath, so that its result lies in the folder of the test.
 #pragma once
 
 #include_next <Foundation/Foundation.h>

@@ -14,7 +14,7 @@
 namespace tstl {
 namespace {
 
-// The contract in plain words: what was written, and the sizes of the writes that the system sees.
+// A model of the writer: what was written, and the sizes of the writes that the system gets.
 template <class T>
 struct BufferWriteTest : testing::Test {
   static constexpr std::size_t kSize = BufferWrite<T>::kBlock;
@@ -54,7 +54,7 @@ TYPED_TEST(BufferWriteTest, TheSystemSeesWholeBlocksOfWhatWasWritten) {
       return static_cast<std::int64_t>(n);
     });
     BufferWrite<T> out;
-    const bool open = round % 4 != 0;  // without a file everything goes nowhere, but is counted
+    const bool open = round % 4 != 0;  // without a file everything is counted and discarded
     ASSERT_EQ(open ? out.open(file.path(), false) : 0, 0u);
     this->text = open ? this->mark : StdString<T>();
     this->written = 0;
@@ -105,8 +105,8 @@ TYPED_TEST(BufferWriteTest, AppendsWithoutASecondMarkAndOpenClosesTheFileBefore)
   EXPECT_EQ(file.bytes(), BytesOf(this->mark + Widen<TypeParam>("abab")));
 }
 
-// The k-th write fails, after writes that were interrupted or cut short: what was written before it
-// is there, and nothing of what comes later.
+// The k-th write fails, after others that were interrupted or partial: the file has what was
+// written before it, and nothing of what comes later.
 TYPED_TEST(BufferWriteTest, AfterAnErrorTheFileIsABeginningOfTheText) {
   const auto x = Widen<TypeParam>(std::string(20000, 'x'));
   for (int k = 0; k < 12; ++k) {
@@ -128,7 +128,8 @@ TYPED_TEST(BufferWriteTest, AfterAnErrorTheFileIsABeginningOfTheText) {
   }
 }
 
-// A signal while it opens, no standard output, and a file system that reports only when it closes.
+// A signal during open(), a closed standard output, and a file system that reports errors only on
+// close.
 TYPED_TEST(BufferWriteTest, OpensNoStandardStreamAndTellsTheErrorOfTheLastCall) {
   const TempFile file;
   const int output = ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 10);
@@ -159,7 +160,7 @@ TYPED_TEST(BufferWriteTest, ErrorsAreKeptUntilTheNextOpen) {
     out.write_chr('x').close();
     EXPECT_EQ(out.error(), error);
     ASSERT_EQ(out.open(file.path(), false), 0u);
-    ::unlink(file.path());  // which does no harm
+    ::unlink(file.path());  // does not disturb the writer
     out.write_chr('x').force_flush();
     EXPECT_EQ(out.file_size(), (this->mark.size() + 1) * sizeof(TypeParam));
     EXPECT_EQ(out.error(), 0);

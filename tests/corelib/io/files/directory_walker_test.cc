@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Not UTF-8, where a file system takes that.
+// Not UTF-8, where the file system accepts that.
 #ifdef __APPLE__
 constexpr const char* kOddName = ".b\\";
 #else
@@ -77,8 +77,9 @@ TYPED_TEST(DirectoryWalkerTest, ListsWhatAPlainWalkListsInTheOrderOfNamesAndNoLo
   }
 }
 
-// More levels than descriptors, and paths that no system call takes. Each directory at hand becomes
-// the only one of a new one; now and then there is another one to come back for.
+// More levels than descriptors, and paths too long for any system call. In each round the tree
+// becomes the only directory of a new one. Every 70th level also has another directory, to which
+// the walk must return.
 TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
   constexpr int kLevels = 300;
   const std::string name(20, 'd');
@@ -104,7 +105,7 @@ TYPED_TEST(DirectoryWalkerTest, DepthTakesNeitherDescriptorsNorStack) {
   ::setrlimit(RLIMIT_NOFILE, &few);
   BufferList<TypeParam> list;
   std::string path = this->root;
-  // The system's limit falls on any place of a name.
+  // Shifted so that PATH_MAX falls on each position within a name.
   for (std::size_t shift = 0; shift <= (sizeof(TypeParam) == 1 ? name.size() : 0); ++shift) {
     EXPECT_TRUE(list.get_file_list((path += '/').c_str(), true));
     EXPECT_EQ(this->Listed(list), want(path));
@@ -139,7 +140,7 @@ TYPED_TEST(DirectoryWalkerTest, WhatCannotBeReadIsPassedOverAndReported) {
     EXPECT_EQ(seen, want);
     EXPECT_EQ(walker.is_complete(), want == "afcd");
     ASSERT_EQ(walker.open(this->root.c_str()), 0u);
-    EXPECT_TRUE(walker.next() && walker.path().is_endwith("/a"));  // given up on the way
+    EXPECT_TRUE(walker.next() && walker.path().is_endwith("/a"));  // and is reopened midway
   }
   BufferList<TypeParam> list;
   const Answering failing(listings, [](std::uint64_t) { return -EIO; });

@@ -15,7 +15,7 @@ namespace tstl::detail {
 namespace {
 
 struct ReadFileTest : testing::Test {
-  // What is read, or "-" for a refusal, which has to leave nothing.
+  // The text that is read, or "-" for a refusal, which must leave the buffer empty.
   static std::string Read(const char* path, std::uint64_t limit, IfLonger if_longer) {
     Buffer<unsigned char> bytes;
     bytes.append_str("before");
@@ -61,7 +61,7 @@ TEST_F(ReadFileTest, NoFileGetsTheNumberOfAStandardStreamOrOutlivesExec) {
   ::close(STDIN_FILENO);
   const Descriptor file(open_file(folder.At("new").c_str(), O_WRONLY | O_CREAT, 0600));
   const int copy = duplicate_file(file.fd());
-  EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);  // neither open has kept it
+  EXPECT_EQ(::fcntl(STDIN_FILENO, F_GETFD), -1);  // neither call has kept this number
   EXPECT_EQ(::dup2(input, STDIN_FILENO), STDIN_FILENO);
   for (const int fd : {file.fd(), copy}) {
     EXPECT_GT(fd, STDERR_FILENO);

@@ -38,7 +38,7 @@ extern "C" int openat(int folder, const char* path, int flags, ...) {
   static const auto real = reinterpret_cast<decltype(&openat)>(dlsym(RTLD_NEXT, "openat"));
   va_list arguments;
   va_start(arguments, flags);
-  const auto mode = va_arg(arguments, unsigned);  // whatever it is, without O_CREAT
+  const auto mode = va_arg(arguments, unsigned);  // meaningless without O_CREAT
   va_end(arguments);
   return static_cast<int>(
       tstl::Call(tstl::opens, 0, [=](auto) { return real(folder, path, flags, mode); }));
@@ -48,7 +48,7 @@ extern "C" dirent* readdir(DIR* folder) {
   if (tstl::Call(tstl::listings, 0, [](auto) { return 0; }) < 0) return nullptr;
   return real(folder);
 }
-// What is closed is gone in any case.
+// The real close runs even if the answer is an error, as on a real system.
 extern "C" int close(int fd) {
   static const auto real = reinterpret_cast<decltype(&close)>(dlsym(RTLD_NEXT, "close"));
   const int result = real(fd);

@@ -1,4 +1,4 @@
-// The test program's own calls of the system, which the library under test uses: they can transfer less
+// System calls that the test program replaces for the library under test: they can transfer less
 // than they are asked for, or fail.
 #pragma once
 
@@ -12,12 +12,12 @@
 
 namespace tstl {
 
-// Answers a call for so many bytes: how many are transferred at most, or a negated errno value.
-// While there is none, calls go through.
+// Answers a call for that many bytes: the most bytes to transfer, or a negated errno value. While
+// no answer is installed, calls go through.
 using SystemCall = std::function<std::int64_t(std::uint64_t)>;
-extern SystemCall opens, reads, writes, listings, closes;  // the last of descriptors and streams
+extern SystemCall opens, reads, writes, listings, closes;  // closes: of descriptors and streams
 
-// Installs an answer for as long as it lives.
+// Installs an answer for the lifetime of this object.
 class Answering {
  public:
   Answering(SystemCall& call, SystemCall answer) : call_(call) { call_ = std::move(answer); }

@@ -19,8 +19,8 @@ template <class T>
 struct TextReadTest : testing::Test {};
 TYPED_TEST_SUITE(TextReadTest, Units, UnitNames);
 
-// All forms of a file with these lines, and broken ones: a stray byte, two thirds of a mark, half a
-// unit at the end.
+// All encodings of a file with these lines, and malformed ones: a stray byte, two thirds of a mark,
+// half a unit at the end.
 std::vector<std::string> FormsOf(const std::u16string& text) {
   const std::string utf8(Buffer<unsigned char>(BufferRef<unsigned short>(text)).std_view());
   std::string swapped = "\xFE\xFF";
@@ -30,7 +30,7 @@ std::vector<std::string> FormsOf(const std::u16string& text) {
           swapped, mark + '\x80' + utf8, "\xEF\xBB" + utf8, units + "z"};
 }
 
-// Expects what was read to be all there is, or after an error the beginning of it.
+// Expects `got` to be all of `want`, or after an error a prefix of it.
 void ExpectRead(const auto& got, auto want, const auto& reader) {
   ASSERT_TRUE(reader.error() != 0 || got.size() == want.size());
   ASSERT_LE(got.size(), want.size());
@@ -38,7 +38,8 @@ void ExpectRead(const auto& got, auto want, const auto& reader) {
   ASSERT_EQ(got, want);
 }
 
-// Random texts with every kind of line end, through buffers and reads of any size that may fail.
+// Random texts with every kind of line end, read through buffers of any size by calls that return
+// few bytes and may fail.
 TYPED_TEST(TextReadTest, ReadsWhatAPlainReaderFindsHoweverTheSystemDelivers) {
   using T = TypeParam;
   const char16_t* const pieces[] = {u"\n",           u"\r",     u"\r\n",   u"\n\n",   u"\t",

@@ -11,6 +11,7 @@
 
 #include "corelib/containers/chunk.h"
 #include "fuzz/io/json_oracle.h"
+#include "tests/reference/short_arena.h"
 
 namespace tstl {
 namespace {
@@ -18,8 +19,9 @@ namespace {
 using oracle::Verdict;
 using std::string_literals::operator""s;
 using std::string_view_literals::operator""sv;
+using zenta::reference::ShortArena;
 
-// Parses an exactly sized heap copy, so that a read past the end is seen.
+// Parses an exactly sized heap copy, so that a sanitizer sees a read past the end.
 struct Parsed {
   explicit Parsed(std::string_view source)
       : text(source.begin(), source.end()),
@@ -31,7 +33,7 @@ struct Parsed {
   JsonParse parse;
 };
 
-// The reader and the peer agree, wherever the peer has an opinion; and a cursor with the tree.
+// The reader must agree with the peer wherever the peer has an opinion, and a cursor with the tree.
 void ExpectAgreement(std::string_view text) {
   Parsed parsed(text);
   Chunk arena;
@@ -48,7 +50,7 @@ TEST(JsonReadTest, FaultsAreNamedAndPlacedAtTheFirstByteThatCannotFollow) {
   using enum JsonFault;
   struct Row {
     JsonFault fault;
-    std::vector<std::string_view> texts;  // the place of the fault is marked
+    std::vector<std::string_view> texts;  // '|' marks the position of the fault
   };
   const Row rows[] = {
       {kEnds,
@@ -75,8 +77,8 @@ TEST(JsonReadTest, FaultsAreNamedAndPlacedAtTheFirstByteThatCannotFollow) {
   }
 }
 
-// Texts with a bit of everything, every prefix of them and every change of a byte to one that means
-// something.
+// Texts that use the whole grammar, every prefix of them, and every change of one byte to one that
+// means something in JSON.
 TEST(JsonReadTest, GoodTextsAndBrokenOnesAreReadAsByThePeer) {
   const std::string_view texts[] = {
       " { \"a\" : [ 1 , -0 , 0.5 , 1E9 , 1.5E3 , -12.25e-3 ] , \"\" : { } , \"b\\n\\u0062\" : [ ] "
@@ -131,7 +133,7 @@ template <class T>
 void ExpectLimits() {
   const std::string least = std::to_string(std::numeric_limits<T>::min());
   const std::string most = std::to_string(std::numeric_limits<T>::max());
-  // The last digits of the limits have one above them.
+  // Increments the last digit, which is not 9 in any limit.
   const auto next = [](std::string number) { return ++number.back(), number; };
   T value = 42;
   for (const std::string& other :
@@ -164,7 +166,7 @@ void ExpectLimits() {
   }
 }
 
-// Whether a plain char has a sign, and so what fits, is the machine's business.
+// Whether plain char is signed, and so which values fit, depends on the machine.
 template <class T>
 concept ReadsAsInteger = requires(const JsonNode& node, T& value) {
   node.integer(value);
@@ -201,12 +203,12 @@ TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
       {R"(a\u0000\u007fz)", "a\0\x7Fz"sv, u"a\0\x7Fz"sv},
       {R"(\u00e9\u4f60\uD83D\ude00)", "\xC3\xA9\xE4\xBD\xA0\xF0\x9F\x98\x80",
        u"\u00E9\u4F60\U0001F600"},
-      // Lone surrogates: three bytes, but for those that stand for a byte.
+      // Lone surrogates: three bytes each, except those that stand for a byte.
       {R"(\ud800\udbffx)", "\xED\xA0\x80\xED\xAF\xBFx", u"\xD800\xDBFFx"},
       {R"(\ud83d\ud83d\ude00)", "\xED\xA0\xBD\xF0\x9F\x98\x80", u"\xD83D\xD83D\xDE00"},
       {R"(\ude00\udc7f\udd00)", "\xED\xB8\x80\xED\xB1\xBF\xED\xB4\x80", u"\xDE00\xDC7F\xDD00"},
       {R"(\udc80\udcff\ud83dZ)", "\x80\xFF\xED\xA0\xBDZ", u"\xDC80\xDCFF\xD83DZ"},
-      // Bytes that are not UTF-8: overlong, a surrogate, above 10FFFF, cut short.
+      // Bytes that are not UTF-8: overlong, a surrogate, above U+10FFFF, truncated.
       {"\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80z\xE4\xBD",
        "\xC0\x80\xED\xA0\x80\xF4\x90\x80\x80z\xE4\xBD",
        u"\xDCC0\xDC80\xDCED\xDCA0\xDC80\xDCF4\xDC90\xDC80\xDC80z\xDCE4\xDCBD"},
@@ -231,7 +233,7 @@ TEST(JsonReadTest, StringsAndKeysDecodeToBytesAndToUnits) {
   EXPECT_FALSE(Parsed("[1]").parse.root->first_child()->key_is(""));  // an element has no key
 }
 
-// Runs of each kind, of any length, one behind the other, in texts that go on and that do not.
+// Runs of each kind and of any length, one after another, with and without text after the string.
 TEST(JsonReadTest, StringsOfAllKindsOfRunsAreReadAlike) {
   constexpr std::string_view kRuns[] = {"a",
                                         "plain text",
@@ -263,15 +265,6 @@ TEST(JsonReadTest, MemoryIsBoundedByTheText) {
   while (zeros.size() < 1 << 20) zeros += ",0";
   EXPECT_LT(Parsed(zeros + "]").arena.total(), 16 * zeros.size() + 8192 * 32);
 }
-
-// An arena that serves so many requests and no more.
-struct ShortArena {
-  void* alloc_aligned(std::uint64_t n, std::size_t align) {
-    return left-- > 0 ? memory.alloc_aligned(n, align) : nullptr;
-  }
-  int left;
-  Chunk memory{};
-};
 
 TEST(JsonReadTest, ShortMemoryIsAFaultOrAnEmptyString) {
   std::string text = "[\"\\n\"";

@@ -19,7 +19,8 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-// A string as it is written. It must be UTF-8, JSON for the peer, and read back as the same units.
+// A string as JsonWrite writes it. The output must be UTF-8, valid JSON for the peer, and read back
+// as the same units.
 template <Unit T>
 std::string Written(std::basic_string_view<CharOf<T>> text) {
   JsonWrite out;
@@ -82,7 +83,7 @@ TEST(JsonWriteTest, StringsAreEscapedAndReadBackTheSame) {
   }
   EXPECT_EQ(Written<unsigned short>(u"\xDE00\xD83D\xD83D\xDE00\xD83D"),
             "\"\\ude00\\ud83d\xF0\x9F\x98\x80\\ud83d\"");
-  // The pair's other half stands behind the view.
+  // The other half of the pair is past the end of the view.
   EXPECT_EQ(Written<unsigned short>(std::u16string_view(u"x\xD83D\xDE00", 2)), "\"x\\ud83d\"");
 
   std::mt19937 random(7);
@@ -104,7 +105,7 @@ TEST(JsonWriteTest, ATextThatFindsNoRoomIsGivenUpWhole) {
   JsonWrite out;
   out.begin_array(), out.num(1);
   const unsigned char* volatile byte = out.output().c_str();
-  out.raw(BufferRef<unsigned char>(byte, 0xFFFFFFFF));  // refused for its length; nothing is read
+  out.raw(BufferRef<unsigned char>(byte, 0xFFFFFFFF));  // too long, so none of it is read
   out.num(2), out.str(BufferRef<unsigned char>("x")), out.key("k"), out.end_array();
   EXPECT_FALSE(out.good());
   EXPECT_EQ(out.output().ref_internal_data(), nullptr);
@@ -136,7 +137,7 @@ TEST(JsonWriteDeathTest, CallsOutOfOrderAreAsserted) {
     };
     EXPECT_DEBUG_DEATH(write(), what);
   }
-  JsonWrite deep;  // kinds are kept for 63 levels, and what is deeper is counted
+  JsonWrite deep;  // the kinds of 63 levels are kept; deeper ones are counted
   for (int i = 0; i < 100; ++i) deep.begin_array(), deep.begin_object(), deep.key("k");
   deep.null();
   for (int i = 0; i < 100; ++i) deep.end_object(), deep.end_array();
@@ -151,7 +152,7 @@ TEST(JsonTextTest, PrettyTextIsOneMemberALineAndTheSameValue) {
       {R"({"a":[ ],"b":{},"c":1})", "{\n  \"a\": [],\n  \"b\": {},\n  \"c\": 1\n}"},
       {"[[1,\n2],\t[]]", "[\n  [\n    1,\n    2\n  ],\n  []\n]"},
       {R"(["a\\","{,:\"]} x"])", "[\n  \"a\\\\\",\n  \"{,:\\\"]} x\"\n]"},
-      // No JSON: something bounded comes out.
+      // No JSON: the output is bounded.
       {"\"", "\""},
       {"\"\\", "\"\\"},
       {"]}", "\n]\n}"},

@@ -15,7 +15,8 @@
 
 namespace tstl {
 
-// Reaches the safeguard behind short arrays, whose payload is never long enough for it.
+// Calls the safeguard for arrays with a one-byte length; no array that takes that path is long
+// enough to need it.
 struct ProtoWritePeer {
   static void WidenLength(ProtoWrite& out, std::uint64_t payload_at) {
     unsigned char* const at = out.out_.room(nullptr, 1);
@@ -35,8 +36,9 @@ std::string Hex(std::string_view bytes) {
   return text;
 }
 
-// The message, in hexadecimal, that `encode` (any callable that takes the writer or a pass) writes:
-// with the writer driven, with the passes themselves, in one pass, and by hand. All must agree.
+// The message, in hexadecimal, that `encode` writes (any callable that takes the writer or a pass).
+// It is written in four ways, which must agree: by write() with the writer, by write() with the
+// passes, by write_once(), and by the operations alone.
 template <class Encode>
 std::string Written(Encode encode) {
   ProtoWrite driven, passed, hand;
@@ -45,7 +47,7 @@ std::string Written(Encode encode) {
   auto& bytes = driven.output();
   EXPECT_TRUE(passed.write([&](auto& out) { encode(out); }));
   EXPECT_EQ(passed.output(), bytes);
-  static ProtoWrite once;  // its guesses are what the tests before left behind, often wrong
+  static ProtoWrite once;  // keeps the widths of earlier tests' messages, often wrong guesses
   for (int i = 0; i < 2; ++i) {
     EXPECT_TRUE(once.write_once([&](auto pass) { return encode(pass), pass; }));
     EXPECT_EQ(once.output(), bytes);
@@ -61,7 +63,8 @@ std::string WrittenArray(const T* values, std::uint32_t count) {
   return Written([&](auto& out) { out.bsc_write_karrpack(1, VectorRef<T>(values, count)); });
 }
 
-// Messages in messages, two in each, five deep: their lengths take one byte inside and two outside.
+// Messages in messages, two in each, five deep. The lengths of the inner ones take one byte, those
+// of the outer ones two.
 constexpr unsigned kDepth = 5;
 template <class Out>
 void Nest(Out& out, unsigned level, bool sized) {
@@ -144,7 +147,7 @@ TEST(ProtoWriteTest, PackedArraysHaveTheirLengthWhicheverWayItIsFound) {
   EXPECT_EQ(WrittenArray(minus.data(), 10).substr(0, 6), "0A64FF");
   EXPECT_EQ(WrittenArray(minus.data(), 13).substr(0, 6), "0A8201");
 
-  for (const auto size : {127u, 128u, 16384u}) {  // a length that does not fit moves the payload
+  for (const auto size : {127u, 128u, 16384u}) {  // a longer length moves the payload
     const std::string payload(size, 'p');
     ProtoWrite out;
     out.output().append_str(View8("k?" + payload));
@@ -188,16 +191,21 @@ TEST(ProtoWriteTest, MemoryIsKeptFromMessageToMessageAndLetGoWhenOneIsTooLong) {
   EXPECT_TRUE(write("a"));
   EXPECT_EQ(out.output().c_str(), memory);
   const unsigned char* volatile byte = memory;
-  const View8 huge(byte, 0xFFFFFFFF);  // only its length is looked at
+  const View8 huge(byte, 0xFFFFFFFF);  // only its length is used
   EXPECT_FALSE(write(huge));
   EXPECT_EQ(out.measured_size(), FAILURE);
   EXPECT_EQ(out.output().ref_internal_data(), nullptr);
-  EXPECT_TRUE(write(""));
+  out.begin_measuring();
+  encode(out, "");
+  EXPECT_TRUE(out.begin_writing());
+  encode(out, "");
   EXPECT_EQ(Hex(out.output().std_view()), "0A040A000A00");
+  encode(out, "b");  // appended
+  EXPECT_EQ(Hex(out.output().std_view()), "0A040A000A000A060A01620A0162");
   EXPECT_FALSE(out.write_once([&](auto pass) { return encode(pass, huge), pass; }));
   EXPECT_EQ(out.output().ref_internal_data(), nullptr);
 
-  ProtoWrite hand;  // the second field finds no room, and nothing goes on behind it
+  ProtoWrite hand;  // the second field does not fit, and nothing is written after it
   hand.bsc_write_kvarint<int>(1, 1);
   hand.bsc_write_kbytes(2, huge);
   hand.bsc_write_kvarint<int>(3, 1);
@@ -205,7 +213,7 @@ TEST(ProtoWriteTest, MemoryIsKeptFromMessageToMessageAndLetGoWhenOneIsTooLong) {
   EXPECT_EQ(hand.output().ref_internal_data(), nullptr);
 }
 
-// In a release build the message is wrong then, but stays in the output's memory.
+// In a release build the message is wrong then, but nothing is written outside the output's memory.
 TEST(ProtoWriteDeathTest, CallsOutOfOrderAreAssertedAndHarmless) {
   const std::pair<const char*, void (*)(ProtoWrite&)> rows[] = {
       {"another order",

@@ -13,7 +13,8 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// The reader and the plain one agree on an exactly sized copy, so that a read past its end is seen.
+// The reader and the plain one must agree on an exactly sized copy, in which a sanitizer sees a
+// read past the end.
 oracle::Walk Read(const Bytes& message) {
   const Bytes copy(message);
   const oracle::Walk want = oracle::PlainWireReader(copy).read();
@@ -50,7 +51,8 @@ TEST(WireReadTest, FaultsAreNamedAndPlaced) {
       {kOverlong, 0, 1, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}},
       {kTruncated, 0, 1, {0x08, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80}},
       {kOverlong, 0, 1, {0x12, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0x80, 0}},
-      // Groups: skipped with all that is in them; not closed, closed as another, closed unopened.
+      // Groups: skipped with their contents; not closed, closed with another number, closed but not
+      // open.
       {kNone, 1, 8, {0x7B, 0x08, 1, 0x7C, 0x22, 2, 'a', 'b'}},
       {kNone, 0, 24, {0x7B, 0x12, 2, 0x7C, 0x7C, 0x83, 1, 0x09, 1, 2,    3, 4,
                       5,    6,    7, 8,    0x15, 1,    2, 3,    4, 0x84, 1, 0x7C}},
