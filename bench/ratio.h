@@ -12,9 +12,10 @@
 //   }
 //
 // The first contestant is ours. Counters: `ns`, its time for one item; `GBps`, its rate when bytes
-// are given; and for every other contestant `x_NAME` = that one's time / our time, so above 1 is
-// ahead. The Time column is that of one whole round and says nothing; --benchmark_min_time sets how
-// many rounds there are.
+// are given; and for every peer `x_NAME` = its time / our time, so above 1 is ahead. Charts show the
+// peers under these names. A contestant that is no peer, such as another way of ours or a mere limit,
+// is called `also_NAME`; its counter bears that name and no chart shows it. The Time column is that
+// of one whole round and says nothing; --benchmark_min_time sets how many rounds there are.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -45,9 +46,23 @@ struct Contestant {
 template <class Run>
 Contestant(const char*, Run) -> Contestant<Run>;
 
+#if defined(__x86_64__)
+__attribute__((target("avx"))) inline void ZeroUpperHalves() { __builtin_ia32_vzeroupper(); }
+#endif
+
+// AVX code that returns without vzeroupper, as simdutf's AVX2 conversions do, leaves the upper halves
+// of the vector registers dirty. SSE code is then several times slower until they are cleared, so
+// the next contestant would pay for the one before.
+inline void CleanVectorRegisters() {
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx")) ZeroUpperHalves();
+#endif
+}
+
 // Seconds of one call, averaged over `count` calls in a row.
 template <class Run>
 double TimeSlice(Run& run, std::size_t count) {
+  CleanVectorRegisters();
   const auto start = std::chrono::steady_clock::now();
   for (std::size_t i = 0; i != count; ++i) {
     if constexpr (std::is_void_v<std::invoke_result_t<Run&>>) {
@@ -88,7 +103,8 @@ std::array<double, sizeof...(Runs)> Race(benchmark::State& state, Job job,
   if (job.bytes > 0) state.counters["GBps"] = job.bytes / best[0] * 1e-9;
   const std::array names{contestants.name...};
   for (std::size_t i = 1; i != best.size(); ++i) {
-    state.counters[std::string("x_") + names[i]] = best[i] / best[0];
+    const std::string name = names[i];
+    state.counters[name.starts_with("also_") ? name : "x_" + name] = best[i] / best[0];
   }
   return best;
 }

@@ -2,8 +2,8 @@
 // with its arena, protozero and RapidJSON. All of them write and read the same bytes. All memory is
 // there from the message before. `allocs` and `allocs_PEER`: the allocations for one such message.
 //
-// `visit`: protozero visits each field; `yyjson` and `simdjson`: these parse the text and visit
-// each value. None of it is kept. That is the least that any reader of a message has to do.
+// `protozero_visit`: protozero visits each field; `yyjson` and `simdjson`: these parse the text and
+// visit each value. None of it is kept. That is the least that any reader of a message has to do.
 //
 // protobuf's messages hold UTF-8, which its encoder only copies, while ours and protozero's
 // encoding begins with 16-bit text. protobuf's decoder, and RapidJSON's bare parse, leave texts as
@@ -145,7 +145,7 @@ void BM_BinaryDecode(benchmark::State& state) {
   state.counters["allocs_protobuf"] = AllocationsOf(by_protobuf);
   Race(state, {.bytes = double(bytes.size())}, Contestant{"ours", ours},
        Contestant{"protobuf", by_protobuf}, Contestant{"protozero", by_protozero},
-       Contestant{"visit", visit});
+       Contestant{"protozero_visit", visit});
 }
 BENCHMARK(BM_BinaryDecode<Request>);
 BENCHMARK(BM_BinaryDecode<Response>);
@@ -172,9 +172,9 @@ void BM_JsonWrite(benchmark::State& state) {
 BENCHMARK(BM_JsonWrite<Request>);
 BENCHMARK(BM_JsonWrite<Response>);
 
-// From text to record, beside RapidJSON's in-situ parse: alone (`parse`) and with the conversion to
-// the record (`records`). That parse needs a copy of the text that it may change, so it begins by
-// making one. `x_own_parse` compares our own tree parser alone.
+// From text to record, beside RapidJSON's in-situ parse: alone (`rapidjson_parse`) and with the
+// conversion to the record (`rapidjson`). That parse needs a copy of the text that it may change, so
+// it begins by making one. `also_parse` is our own tree parser alone.
 template <class Kind>
 void BM_JsonRead(benchmark::State& state) {
   using Record = typename Kind::Record;
@@ -232,8 +232,8 @@ void BM_JsonRead(benchmark::State& state) {
 #if defined(ZENTA_PEER_SIMDJSON)
        Contestant{"simdjson", [&] { return by_simdjson(); }},
 #endif
-       Contestant{"parse", to_document}, Contestant{"records", to_record},
-       Contestant{"own_parse", our_parse});
+       Contestant{"rapidjson_parse", to_document}, Contestant{"rapidjson", to_record},
+       Contestant{"also_parse", our_parse});
 }
 BENCHMARK(BM_JsonRead<Request>);
 BENCHMARK(BM_JsonRead<Response>);

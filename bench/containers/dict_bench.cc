@@ -148,7 +148,7 @@ void dict_open_64MiB(benchmark::State& state) {
     return got;
   };
   Race(state, {.bytes = bytes}, Contestant{"ours", [&] { return dict.open(file.path()); }},
-       Contestant{"fread", read_plainly}, Contestant{"check", [&] { return dict.check(); }});
+       Contestant{"fread", read_plainly}, Contestant{"also_check", [&] { return dict.check(); }});
   state.counters["MiB"] = bytes / (1 << 20);
 }
 
@@ -165,7 +165,7 @@ void dict_build(benchmark::State& state) {
   };
   Race(state, {.items = double(words.list.size())},
        Contestant{"ours", [&] { make_dict(words, dict); }}, Contestant{"cdb", make_theirs},
-       Contestant{"table", [&] { make_dict_of_table(words, dict); }});
+       Contestant{"also_table", [&] { make_dict_of_table(words, dict); }});
 }
 
 // A line of what the system tells of this process's memory, in bytes.
@@ -177,8 +177,8 @@ double memory(const std::string& name) {
   return 0;
 }
 
-// Once; with `range` MiB of memory for pairs, or all. x_image: the most memory at any moment, divided by
-// the image's size.
+// Once; with `range` MiB of memory for pairs, or all. peak_images: the most memory at any moment,
+// divided by the image's size.
 void dict_build_10000000(benchmark::State& state) {
   constexpr std::uint32_t kKeys = 10000000;
   std::mt19937_64 random(5);
@@ -208,7 +208,7 @@ void dict_build_10000000(benchmark::State& state) {
   }
   state.counters["ns"] = seconds * 1e9 / kKeys;
   state.counters["MiB"] = size / (1 << 20);
-  state.counters["x_image"] = most / size;
+  state.counters["peak_images"] = most / size;
 }
 
 // Opening a file and finding one word: mapped, beside theirs, which is mapped too, and read.
@@ -240,7 +240,8 @@ void dict_open_and_find(benchmark::State& state) {
     return found;
   };
   if (mapped() != cdb() || read() != cdb()) return state.SkipWithError("values differ");
-  Race(state, {}, Contestant{"ours", mapped}, Contestant{"cdb", cdb}, Contestant{"read", read});
+  Race(state, {}, Contestant{"ours", mapped}, Contestant{"cdb", cdb},
+       Contestant{"also_read", read});
 }
 
 BENCHMARK(dict_hit_in_order)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);

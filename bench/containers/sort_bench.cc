@@ -32,7 +32,7 @@ void sort(benchmark::State& state) {
                     nodes = unsorted;
                     std::sort(nodes.begin(), nodes.end(), greater);
                   }},
-       Contestant{"heap", [&] {
+       Contestant{"heap_sort", [&] {
                     nodes = unsorted;
                     std::make_heap(nodes.begin(), nodes.end(), greater);
                     std::sort_heap(nodes.begin(), nodes.end(), greater);

@@ -97,7 +97,7 @@ void BM_Write(benchmark::State& state) {
   Race(state, {.bytes = double(ours().size())}, Contestant{"ours", ours},
        Contestant{"rapidjson", peer});
 }
-BENCHMARK(BM_Write)->DenseRange(0, 2);
+BENCHMARK(BM_Write)->ArgName("kind")->DenseRange(0, 2);
 
 std::size_t CountValues(JsonNode* node) {
   std::size_t count = 1;
@@ -146,6 +146,6 @@ void BM_Parse(benchmark::State& state) {
       state, {.bytes = double(text.size())}, Contestant{"ours", ours},
       Contestant{"rapidjson", [&] { return peer([](const Document& d) { return d.GetType(); }); }});
 }
-BENCHMARK(BM_Parse)->ArgsProduct({{0, 1, 2}, {30, 1000}});
+BENCHMARK(BM_Parse)->ArgNames({"kind", "records"})->ArgsProduct({{0, 1, 2}, {30, 1000}});
 
 }  // namespace

@@ -20,6 +20,7 @@ using zenta::bench::Race;
 
 // The encoding of the file on disk; std::getline always reads it as UTF-8 without a mark.
 enum Form { kUtf8, kUtf8Mark, kUtf16 };
+constexpr const char* kFormNames[] = {"UTF-8", "UTF-8 with a mark", "UTF-16"};
 
 void WriteEntries(const char* path, std::int64_t form) {
   BufferWrite<unsigned char> narrow;
@@ -77,12 +78,21 @@ void BM_ReadPairs(benchmark::State& state) {
   if (ReadPairs<T>(file.path()) != ReadByGetline(plain.path())) {
     state.SkipWithError("the contestants disagree");
   }
+  state.SetLabel(kFormNames[state.range(0)]);
   Race(state, {.items = double(entries().size())},
        Contestant{"ours", [&] { return ReadPairs<T>(file.path()).values; }},
        Contestant{"getline", [&] { return ReadByGetline(plain.path()).values; }});
 }
-BENCHMARK(BM_ReadPairs<unsigned char>)->Name("BM_ReadPairs8")->Arg(kUtf8)->Arg(kUtf16);
-BENCHMARK(BM_ReadPairs<unsigned short>)->Name("BM_ReadPairs16")->Arg(kUtf16)->Arg(kUtf8Mark);
+BENCHMARK(BM_ReadPairs<unsigned char>)
+    ->Name("BM_ReadPairs8")
+    ->ArgName("kind")
+    ->Arg(kUtf8)
+    ->Arg(kUtf16);
+BENCHMARK(BM_ReadPairs<unsigned short>)
+    ->Name("BM_ReadPairs16")
+    ->ArgName("kind")
+    ->Arg(kUtf16)
+    ->Arg(kUtf8Mark);
 
 void BM_ReadLines(benchmark::State& state) {
   const TempFile file;

@@ -79,7 +79,7 @@ void BM_WireWrite(benchmark::State& state) {
     state.SkipWithError("the contestants disagree");
   }
   Race(state, {.bytes = double(theirs.size()), .items = double(records.size())},
-       Contestant{"passes", by_passes}, Contestant{"writer", by_writer},
+       Contestant{"passes", by_passes}, Contestant{"also_writer", by_writer},
        Contestant{"protozero", [&] { EncodeByPeer(theirs, records); }});
 }
 BENCHMARK(BM_WireWrite);

@@ -36,6 +36,7 @@ void RaceToFile(benchmark::State& state, Contestant<Runs>... contestants) {
   };
   if ((differs(contestants.run) || ...)) state.SkipWithError("the contestants disagree");
   const bool to_file = state.range(0) == kFile;
+  state.SetLabel(to_file ? "file" : "/dev/null");
   const auto path = [&] { return to_file ? files.next() : "/dev/null"; };
   Race(state, {.bytes = double(first.size()), .items = double(entries().size())},
        Contestant{contestants.name, [&path, run = contestants.run] { run(path()); }}...);
@@ -56,7 +57,7 @@ void BM_WriteLines(benchmark::State& state) {
   };
   RaceToFile(state, Contestant{"ours", ours}, Contestant{"fwrite", by_fwrite});
 }
-BENCHMARK(BM_WriteLines)->Arg(kFile)->Arg(kNull)->Iterations(20);
+BENCHMARK(BM_WriteLines)->ArgName("kind")->Arg(kFile)->Arg(kNull)->Iterations(20);
 
 void BM_WritePairs(benchmark::State& state) {
   const auto ours = [&](const char* path) {
@@ -79,7 +80,7 @@ void BM_WritePairs(benchmark::State& state) {
   RaceToFile(state, Contestant{"ours", ours}, Contestant{"ofstream", by_stream},
              Contestant{"fprintf", by_fprintf});
 }
-BENCHMARK(BM_WritePairs)->Arg(kFile)->Arg(kNull)->Iterations(20);
+BENCHMARK(BM_WritePairs)->ArgName("kind")->Arg(kFile)->Arg(kNull)->Iterations(20);
 
 }  // namespace
 }  // namespace tstl::bench

@@ -81,10 +81,11 @@ void append_numbers(benchmark::State& state) {
       });
 }
 
-BENCHMARK(append_units<unsigned char>)->Name("append/unit/8bit")->Arg(1)->Arg(0);
-BENCHMARK(append_units<unsigned short>)->Name("append/unit/16bit")->Arg(1)->Arg(0);
+BENCHMARK(append_units<unsigned char>)->Name("append/unit/8bit")->ArgName("warm")->Arg(1)->Arg(0);
+BENCHMARK(append_units<unsigned short>)->Name("append/unit/16bit")->ArgName("warm")->Arg(1)->Arg(0);
 BENCHMARK(append_views<unsigned char>)
     ->Name("append/view/8bit")
+    ->ArgNames({"warm", "units"})
     ->Args({1, 0})
     ->Args({1, 4})
     ->Args({1, 20})
@@ -92,12 +93,13 @@ BENCHMARK(append_views<unsigned char>)
     ->Args({0, 0});
 BENCHMARK(append_views<unsigned short>)
     ->Name("append/view/16bit")
+    ->ArgNames({"warm", "units"})
     ->Args({1, 0})
     ->Args({1, 4})
     ->Args({1, 20})
     ->Args({1, 60})
     ->Args({0, 0});
-BENCHMARK(append_numbers)->Name("append/number/8bit")->Arg(1);
+BENCHMARK(append_numbers)->Name("append/number/8bit")->ArgName("warm")->Arg(1);
 
 }  // namespace
 }  // namespace tstl

@@ -111,15 +111,16 @@ void BM_ToReal(benchmark::State& state) {
 }
 
 void Digits(benchmark::internal::Benchmark* bench) {
+  bench->ArgName("digits");
   for (const int digits : {1, 2, 3, 5, 8, 10, 13, 16, 19}) bench->Arg(digits);
 }
 BENCHMARK(BM_ToUint64<unsigned char>)->Apply(Digits);
 BENCHMARK(BM_ToUint64<unsigned short>)->Apply(Digits);
-BENCHMARK(BM_ToInt64<unsigned char>)->Arg(3)->Arg(18);
-BENCHMARK(BM_ToInt64<unsigned short>)->Arg(3)->Arg(18);
-BENCHMARK(BM_ToUint32<unsigned char>)->Arg(2)->Arg(4)->Arg(9);
-BENCHMARK(BM_ToUint32<unsigned short>)->Arg(2)->Arg(4)->Arg(9);
-BENCHMARK(BM_ToReal<unsigned char>)->Arg(4)->Arg(17);
-BENCHMARK(BM_ToReal<unsigned short>)->Arg(4)->Arg(17);
+BENCHMARK(BM_ToInt64<unsigned char>)->ArgName("digits")->Arg(3)->Arg(18);
+BENCHMARK(BM_ToInt64<unsigned short>)->ArgName("digits")->Arg(3)->Arg(18);
+BENCHMARK(BM_ToUint32<unsigned char>)->ArgName("digits")->Arg(2)->Arg(4)->Arg(9);
+BENCHMARK(BM_ToUint32<unsigned short>)->ArgName("digits")->Arg(2)->Arg(4)->Arg(9);
+BENCHMARK(BM_ToReal<unsigned char>)->ArgName("digits")->Arg(4)->Arg(17);
+BENCHMARK(BM_ToReal<unsigned short>)->ArgName("digits")->Arg(4)->Arg(17);
 
 }  // namespace

@@ -142,15 +142,17 @@ void BM_CountChr(benchmark::State& state) {
        Contestant{"ours", [&] { return view.cnt_chr('e'); }}, Contestant{"std_count", count});
 }
 
-void Sizes(benchmark::internal::Benchmark* bench) { bench->Arg(12)->Arg(40)->Arg(64 << 10); }
+void Sizes(benchmark::internal::Benchmark* bench) {
+  bench->ArgName("units")->Arg(12)->Arg(40)->Arg(64 << 10);
+}
 void SizesAndNeedles(benchmark::internal::Benchmark* bench) {
-  bench->ArgsProduct({{12, 40, 64 << 10}, {0, 1}})->ArgNames({"", "rare"});
+  bench->ArgsProduct({{12, 40, 64 << 10}, {0, 1}})->ArgNames({"units", "rare"});
 }
 BENCHMARK(BM_FindChr<unsigned char>)->Apply(Sizes);
 BENCHMARK(BM_FindChr<unsigned short>)->Apply(Sizes);
 BENCHMARK(BM_FindCrlf<unsigned char>)->Apply(Sizes);
 BENCHMARK(BM_FindCrlf<unsigned short>)->Apply(Sizes);
-BENCHMARK(BM_Lines)->Arg(20)->Arg(80)->Arg(300);
+BENCHMARK(BM_Lines)->ArgName("up_to")->Arg(20)->Arg(80)->Arg(300);
 BENCHMARK(BM_FindStr<unsigned char>)->Apply(SizesAndNeedles);
 BENCHMARK(BM_FindStr<unsigned short>)->Apply(SizesAndNeedles);
 BENCHMARK(BM_CountChr<unsigned char>)->Apply(Sizes);

@@ -1,9 +1,14 @@
-// UTF-8 and UTF-16 both ways beside ICU and the standard library's codecvt, for ASCII, Chinese, the
-// two mixed every one to six characters, and ASCII mixed so with emoji, in texts of 16 B, 256 B and 64 KiB of UTF-8. GBps is
-// of UTF-8. Short texts come as 64 different ones in turn, so that branches are not learnt by
-// heart. memcpy copies the UTF-8 form: what it costs to touch the text at all.
+// UTF-8 and UTF-16 both ways beside ICU, the standard library's codecvt and, where ZENTA_PEERS has its
+// sources, simdutf at our own level of the processor. Texts are ASCII, Chinese, the two mixed every
+// one to six characters, and ASCII mixed so with emoji, of 16 B, 256 B and 64 KiB of UTF-8. GBps is of
+// UTF-8. Short texts come as 64 different ones in turn, so that the branch predictor does not learn
+// them. `also_memcpy` copies the UTF-8 form: the least that touching the text costs.
 #include <benchmark/benchmark.h>
 #include <unicode/ustring.h>
+
+#if defined(ZENTA_PEER_SIMDUTF)
+#include <simdutf.h>
+#endif
 
 #include <cstring>
 #include <cwchar>
@@ -13,6 +18,7 @@
 #include <vector>
 
 #include "bench/ratio.h"
+#include "corelib/base/cpu.h"
 #include "corelib/text/utf.h"
 
 namespace {
@@ -21,6 +27,7 @@ using zenta::bench::Contestant;
 using zenta::bench::Race;
 
 enum Kind { kAscii, kChinese, kMixed, kEmoji };
+constexpr const char* kKindNames[] = {"ASCII", "Chinese", "mixed", "emoji"};
 
 struct Text {
   std::u16string wide;
@@ -122,6 +129,32 @@ struct Std {
   const Facet& facet = std::use_facet<Facet>(std::locale::classic());
 };
 
+#if defined(ZENTA_PEER_SIMDUTF)
+class Simdutf {
+ public:
+  std::size_t operator()(const std::u16string& from, std::string* to) const {
+    if (to == nullptr) return way_->utf8_length_from_utf16le(from.data(), from.size());
+    return way_->convert_utf16le_to_utf8(from.data(), from.size(), to->data());
+  }
+  std::size_t operator()(const std::string& from, std::u16string* to) const {
+    if (to == nullptr) return way_->utf16_length_from_utf8(from.data(), from.size());
+    return way_->convert_utf8_to_utf16le(from.data(), from.size(), to->data());
+  }
+
+ private:
+  // Its implementation for our level, or its own choice where it has none for that.
+  static const simdutf::implementation* AtOurLevel() {
+    static constexpr const char* kNames[] = {"fallback", "westmere", "haswell", "icelake"};
+    const auto level = static_cast<std::size_t>(tstl::base::cpu_level());
+    const auto* const same = simdutf::get_available_implementations()[kNames[level]];
+    if (same != nullptr && same->supported_by_runtime_system()) return same;
+    return simdutf::get_active_implementation();
+  }
+
+  const simdutf::implementation* way_ = AtOurLevel();
+};
+#endif
+
 // The texts of one benchmark, and room for each result.
 template <class From, class To>
 struct Work {
@@ -181,6 +214,10 @@ void BM_Convert(benchmark::State& state) {
     state.SkipWithError("the contestants disagree");
     return;
   }
+#if defined(ZENTA_PEER_SIMDUTF)
+  if (!work.Right(Simdutf{})) return state.SkipWithError("simdutf disagrees");
+#endif
+  state.SetLabel(kKindNames[state.range(0)]);
   std::string copy(work.texts[0].narrow.size(), '\0');
   const auto copy_all = [&] {
     for (const Text& text : work.texts) {
@@ -189,8 +226,12 @@ void BM_Convert(benchmark::State& state) {
     }
   };
   Race(state, {.bytes = work.bytes(), .items = static_cast<double>(work.texts.size())},
-       Contestant{"ours", work.All(Ours{})}, Contestant{"icu", work.All(Icu{})},
-       Contestant{"std", work.All(Std{})}, Contestant{"memcpy", copy_all});
+       Contestant{"ours", work.All(Ours{})},
+#if defined(ZENTA_PEER_SIMDUTF)
+       Contestant{"simdutf", work.All(Simdutf{})},
+#endif
+       Contestant{"icu", work.All(Icu{})}, Contestant{"std", work.All(Std{})},
+       Contestant{"also_memcpy", copy_all});
 }
 
 // What a growing buffer has to do: ask for the size, then convert. ICU's way to ask is a conversion
@@ -206,11 +247,16 @@ void BM_SizeAndConvert(benchmark::State& state) {
     state.SkipWithError("the contestants disagree");
     return;
   }
+  state.SetLabel(kKindNames[state.range(0)]);
   const auto both = [&work](auto convert) {
     return [count = work.All(convert, true), fill = work.All(convert)] { return count() + fill(); };
   };
   Race(state, {.bytes = work.bytes(), .items = static_cast<double>(work.texts.size())},
-       Contestant{"ours", both(Ours{})}, Contestant{"icu", both(Icu{})});
+       Contestant{"ours", both(Ours{})},
+#if defined(ZENTA_PEER_SIMDUTF)
+       Contestant{"simdutf", both(Simdutf{})},
+#endif
+       Contestant{"icu", both(Icu{})});
 }
 
 void Texts(benchmark::internal::Benchmark* bench) {
