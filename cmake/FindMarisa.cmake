@@ -1,8 +1,7 @@
-# Finds marisa-trie's library, as the target Marisa::Marisa. Installed beside the package file: a static library leaves
-# what it links to those who link it.
+# Finds marisa-trie's library, as the target Marisa::Marisa. It is installed beside the package file, because programs that
+# link our static libraries have to link marisa-trie themselves.
 #
-# ZENTA_MARISA may name the library. On a Mac the static one comes first, because programs should need nothing but the
-# system there.
+# ZENTA_MARISA may name the library. On a Mac the static one is preferred, so that programs need nothing but the system.
 if(APPLE)
   find_library(ZENTA_MARISA NAMES libmarisa.a marisa DOC "marisa-trie's library")
 else()

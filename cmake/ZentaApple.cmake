@@ -1,11 +1,12 @@
-# What the Mac's backend is compiled and linked with: the target zenta_apple, if it can be built here.
+# Defines the target zenta_apple, with which the Mac's backend is compiled and linked, if that can be built here.
 #
-# On a Mac, and where tools/mac/ compiles for one, these are the system's frameworks. Elsewhere the same sources are built for the tests alone, over GNUstep's
-# Foundation and the stand-ins of tests/apple_shims/ for everything else of Apple's.
+# On a Mac, and where tools/mac/ compiles for one, it has the system's frameworks. Elsewhere the same sources are built only for
+# the tests, with GNUstep's Foundation and the stand-ins of tests/apple_shims/ for the rest of Apple's interfaces.
 
 option(ZENTA_REQUIRE_APPLE_LANE "Fail where the Mac's backend cannot be built for its tests" OFF)
 
-# A reason why this compiler cannot build it with GNUstep; empty if it can, with ZENTA_APPLE_FLAGS set.
+# Sets `reason` to why this compiler cannot build the backend with GNUstep. If it can, `reason` is empty and
+# ZENTA_APPLE_FLAGS has the flags.
 function(zenta_find_gnustep)
   find_program(GNUSTEP_CONFIG gnustep-config)
   if(NOT GNUSTEP_CONFIG)
@@ -17,7 +18,7 @@ function(zenta_find_gnustep)
   set(compile -std=c++20 -fexceptions -fobjc-exceptions -fconstant-string-class=NSConstantString
               -D_NATIVE_OBJC_EXCEPTIONS -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_RUNTIME=1 "-isystem${headers}")
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    # The runtime, and its headers, are g++'s; the headers come last, because the compiler's own stand beside them.
+    # The runtime and its headers are g++'s. Their folder comes last, because it also has g++'s own compiler headers.
     execute_process(COMMAND g++ -print-file-name=include OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
     list(APPEND compile -fobjc-runtime=gcc "-idirafter${runtime}")
   endif()
@@ -54,7 +55,8 @@ elseif(ZENTA_BUILD_TESTS AND ZENTA_BUILD_TOOLS)
   endif()
 endif()
 
-# Sets ZENTA_BUILD_ZENTACTL. On a Mac it takes libraries that the updater does without; Homebrew has them for one architecture.
+# Sets ZENTA_BUILD_ZENTACTL. On a Mac zentactl needs libraries that the updater does not need, and Homebrew has them for one
+# architecture only.
 function(zenta_decide_on_zentactl)
   set(ZENTA_BUILD_ZENTACTL ON PARENT_SCOPE)
   if(NOT APPLE)

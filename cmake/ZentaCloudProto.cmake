@@ -3,7 +3,7 @@
 #   include(ZentaCloudProto)
 #   zenta_test(... LINKS zenta_cloud_proto)          #include "cloud.pb.h"
 #
-# What is generated is nobody's style, so it is built without our warnings.
+# Generated code does not follow our style, so it is compiled without our warnings.
 include_guard(GLOBAL)
 find_package(Protobuf REQUIRED)
 
@@ -20,5 +20,5 @@ add_library(zenta_cloud_proto STATIC "${zenta_cloud_proto_dir}/cloud.pb.cc")
 add_dependencies(zenta_cloud_proto zenta_cloud_proto_files)
 target_compile_features(zenta_cloud_proto PUBLIC cxx_std_20)
 target_include_directories(zenta_cloud_proto SYSTEM PUBLIC "${zenta_cloud_proto_dir}")
-# By path: the target that find_package makes is known only below the folder that included this file first.
+# By path: the imported target is visible only below the folder that included this file first.
 target_link_libraries(zenta_cloud_proto PUBLIC ${Protobuf_LIBRARIES})

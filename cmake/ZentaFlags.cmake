@@ -7,7 +7,7 @@ set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-# The build type of another project that we are a part of is that project's business, also when it has none.
+# As a part of another project we leave the build type alone, even if that project sets none.
 if(PROJECT_IS_TOP_LEVEL AND NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
 endif()
@@ -20,8 +20,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
   target_compile_options(zenta_flags INTERFACE -Wno-restrict)
 endif()
 
-# Another fuzzing engine than libFuzzer comes with sanitizers and coverage of its own, in CXXFLAGS.
-set(ZENTA_FUZZING_ENGINE "" CACHE STRING "What fuzz targets are linked with in the place of libFuzzer")
+# A fuzzing engine other than libFuzzer brings its own sanitizers and coverage in CXXFLAGS.
+set(ZENTA_FUZZING_ENGINE "" CACHE STRING "What fuzz targets are linked with instead of libFuzzer")
 if(ZENTA_SANITIZE OR (ZENTA_FUZZ AND NOT ZENTA_FUZZING_ENGINE))
   # Without vptr: that check needs run-time types, and corelib/ and engine/ have none.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all

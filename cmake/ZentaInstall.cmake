@@ -4,11 +4,11 @@
 #   Runtime      the updater                                               zenta-update
 #   Tools        zentactl, and the installer that plays a Mac's            zenta-tools
 #
-# `cmake --install FOLDER --component Development` installs one of them. Nothing is installed where ZENTA_INSTALL is off.
+# `cmake --install FOLDER --component Development` installs one of them. With ZENTA_INSTALL off nothing is installed.
 
 include(CMakePackageConfigHelpers)
 
-# The licence goes with each component, to where Debian looks for it.
+# Installs the licence with a component, where Debian expects it.
 function(zenta_install_licence component package)
   install(FILES "${PROJECT_SOURCE_DIR}/LICENSE" DESTINATION "${CMAKE_INSTALL_DATAROOTDIR}/doc/${package}" RENAME copyright
           COMPONENT ${component})
@@ -29,8 +29,8 @@ install(FILES "${PROJECT_BINARY_DIR}/zenta-config.cmake" "${PROJECT_BINARY_DIR}/
               "${PROJECT_SOURCE_DIR}/cmake/FindMarisa.cmake"
         DESTINATION "${zenta_package_dir}" COMPONENT Development)
 
-# zenta_install_pc(NAME DESCRIPTION REQUIRES LIBRARY...): writes zenta-NAME.pc. Paths are relative to the file, so that the
-# prefix may be chosen by `cmake --install --prefix`. Libraries are named before those that they link.
+# zenta_install_pc(NAME DESCRIPTION REQUIRES LIBRARY...): writes zenta-NAME.pc. Its paths are relative to the file, so that
+# `cmake --install --prefix` can choose the prefix. Each library is listed before those that it needs.
 function(zenta_install_pc name description requires)
   set(zenta_pc_name "${name}")
   set(zenta_pc_description "${description}")
@@ -93,7 +93,7 @@ if(TARGET zentactl)
     install(TARGETS zenta-host-installer RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT Tools)
   endif()
   if(TARGET zentactl-pages)
-    # zsh's own folder, and the one that Debian's looks into below /usr.
+    # zsh's own folder, and the one below /usr that Debian's zsh reads.
     foreach(page IN ITEMS man:${CMAKE_INSTALL_MANDIR}/man1/zentactl.1
                           bash:${CMAKE_INSTALL_DATADIR}/bash-completion/completions/zentactl
                           zsh:${CMAKE_INSTALL_DATADIR}/zsh/site-functions/_zentactl
@@ -135,7 +135,7 @@ if(PROJECT_IS_TOP_LEVEL)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 
-  # A package that trusts a public private key must never leave the house: cpack stops in this script.
+  # Programs that trust the development key, whose private half is public, must never be published: this script stops cpack.
   set(CPACK_ZENTA_SIGNING_IS_DEVELOPMENT "${ZENTA_SIGNING_IS_DEVELOPMENT}")
   set(CPACK_PROJECT_CONFIG_FILE "${PROJECT_SOURCE_DIR}/cmake/RefuseDevelopmentPackage.cmake")
   include(CPack)

@@ -1,18 +1,18 @@
-# Peers of the benchmarks that Debian lacks, or has old ones of. ZENTA_PEERS names a folder with their unpacked sources, one folder for
-# each, called as the project or project-version:
+# Libraries to benchmark against that Debian lacks, or has only in old versions. ZENTA_PEERS names a folder with their unpacked
+# sources, one folder for each, named PROJECT or PROJECT-VERSION:
 #
 #   peers/yyjson-0.12.0/src/yyjson.c ...    peers/simdjson/src/simdjson.cpp ...    peers/simdutf/src/simdutf.cpp ...
 #
 #   zenta_peers(cloud_bench yyjson simdjson)        #if defined(ZENTA_PEER_YYJSON)
 #
-# links those that are there and defines ZENTA_PEER_<NAME> for each. They are nobody's style, so they are built without our warnings.
+# links those that are there and defines ZENTA_PEER_<NAME> for each. They are compiled without our warnings.
 include_guard(GLOBAL)
 set(ZENTA_PEERS "" CACHE PATH "Folder with the unpacked sources of yyjson, simdjson and simdutf, for the benchmarks")
 if(ZENTA_PEERS)
   enable_language(C)
 endif()
 
-# A static library of one source, which includes the others.
+# Makes a static library of a peer from one source file, which includes the others.
 function(zenta_peer name source)
   file(GLOB roots LIST_DIRECTORIES true "${ZENTA_PEERS}/${name}" "${ZENTA_PEERS}/${name}-*")
   foreach(root IN LISTS roots)

@@ -1,5 +1,5 @@
-# Turns the signing configuration (a file of "name = value" lines, made by `zentactl keygen`) into a generated header,
-# datahelpers/signing_config_values.h, and says so when it is the development one.
+# Generates the header datahelpers/signing_config_values.h from the signing configuration (a file of "name = value" lines, made
+# by `zentactl keygen`), and says so if it is the development one.
 #
 #   modulus      256 hexadecimal digits: the 1,024-bit public modulus, most significant digit first
 #   exponent     the public exponent, decimal

@@ -1,9 +1,9 @@
 # The four kinds of targets. Files are always listed by name, relative to the calling folder.
 
-# A static library zenta_<name>, offered as zenta::<name>. HEADERS are its public headers: they are installed and, like
-# every include, named from the repository's root. LINKS are public, PRIVATE_LINKS stay inside. THROWS lists the sources
-# that call a throwing library and catch there; all others are built without exceptions and run-time types, unless the
-# whole library is marked EXCEPTIONS. INTERNAL: a part of the programs, neither installed nor exported.
+# A static library zenta_<name>, with the alias zenta::<name>. HEADERS are its public headers, which are installed; includes
+# name them from the repository's root. LINKS are public, PRIVATE_LINKS private dependencies. THROWS lists the sources that
+# call a throwing library and catch there; all others are built without exceptions and run-time types, unless the whole
+# library is marked EXCEPTIONS. INTERNAL: a part of the programs, neither installed nor exported.
 function(zenta_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "EXCEPTIONS;INTERNAL" "" "SOURCES;HEADERS;LINKS;PRIVATE_LINKS;THROWS")
   set(target zenta_${name})
@@ -12,7 +12,7 @@ function(zenta_library name)
   set_target_properties(${target} PROPERTIES EXPORT_NAME ${name})
   target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}" FILES ${arg_HEADERS})
   target_compile_features(${target} PUBLIC cxx_std_20)
-  # Text of char16_t is viewed as units of unsigned short and back, here and in the headers that a caller inlines.
+  # char16_t text is accessed as unsigned short and back, here and in the headers that a caller inlines.
   target_compile_options(${target} PUBLIC -fno-strict-aliasing)
   target_link_libraries(${target} PUBLIC ${arg_LINKS} PRIVATE ${arg_PRIVATE_LINKS} $<BUILD_INTERFACE:zenta_flags>)
   if(arg_SOURCES AND NOT arg_EXCEPTIONS)
@@ -23,9 +23,9 @@ function(zenta_library name)
   endif()
 endfunction()
 
-# A GoogleTest program; every test of it becomes a ctest entry named <name>.<Suite>.<Test>.
-# ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker. FAIL_REGULAR_EXPRESSION: what no
-# test may print. EVERY_LEVEL: the whole program runs once more at each lower level of the processor (corelib/base/cpu.h).
+# A GoogleTest program; each of its tests becomes a ctest entry named <name>.<Suite>.<Test>.
+# ENVIRONMENT: NAME=value settings for the tests. LINK_OPTIONS: passed to the linker. FAIL_REGULAR_EXPRESSION: a test that
+# prints this fails. EVERY_LEVEL: the whole program runs once more at each lower level of the processor (corelib/base/cpu.h).
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "aarch64|arm64")
   set(ZENTA_LOWER_CPU_LEVELS baseline neon)
 else()
@@ -52,7 +52,7 @@ function(zenta_test name)
   endif()
 endfunction()
 
-# A Google Benchmark program. DEFINITIONS and LINKS as usual; peers that are measured beside us go into LINKS.
+# A Google Benchmark program. LINKS has the libraries that it measures for comparison, too.
 function(zenta_benchmark name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINKS;DEFINITIONS")
   add_executable(${name} ${arg_SOURCES})
@@ -62,10 +62,10 @@ function(zenta_benchmark name)
   set_property(GLOBAL APPEND PROPERTY ZENTA_BENCHMARKS $<TARGET_FILE:${name}>)
 endfunction()
 
-# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/, and if words help it, a
-# dictionary fuzz/dictionaries/<name>.dict. With ZENTA_FUZZ it is a libFuzzer program, or one of the engine that
-# ZENTA_FUZZING_ENGINE is; otherwise it replays its corpus as a test, so that every compiler builds and runs it. OPTIONS: one
-# option that `./dev fuzz` gives it, such as the length of the longest input where longer ones find nothing more.
+# A fuzz target: one source with LLVMFuzzerTestOneInput, a seed corpus in fuzz/corpus/<name>/, and, if words help it, a
+# dictionary fuzz/dictionaries/<name>.dict. With ZENTA_FUZZ it is linked with libFuzzer or with ZENTA_FUZZING_ENGINE. Without,
+# it replays its corpus as a test, so that every compiler builds and runs it. OPTIONS: one option that `./dev fuzz` passes on,
+# such as a limit to the length of inputs where longer ones find nothing more.
 function(zenta_fuzzer name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "OPTIONS" "SOURCES;LINKS;DEFINITIONS")
   add_executable(${name} ${arg_SOURCES})
@@ -86,7 +86,7 @@ function(zenta_fuzzer name)
   endif()
 endfunction()
 
-# Writes the paths of all benchmarks and fuzzers, a line each, where ./dev finds them; a fuzzer's options follow its path.
+# Writes the paths of all benchmarks and fuzzers to files for ./dev, one a line. A fuzzer's options follow its path.
 function(zenta_write_program_lists)
   foreach(kind BENCHMARKS FUZZERS)
     get_property(programs GLOBAL PROPERTY ZENTA_${kind})

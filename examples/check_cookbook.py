@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
-"""Compares docs/cookbook.md with what it tells of: check_cookbook.py REPOSITORY PROGRAMS [EMULATOR]
+"""Compares docs/cookbook.md with the programs that it shows: check_cookbook.py REPOSITORY PROGRAMS [EMULATOR]
 
-Every C++ block has to stand, line for line, in one of the programs of examples/. Every block that starts
-with "$ " is a terminal: each command is run in a scratch folder with `examples` in it, and has to print
-the lines that follow it; a line "..." stands for any lines. Every program has to be run. Every header that the page
-links opens with an example, which has to stand in one of the programs, too.
+Every C++ block must be in one of the programs of examples/, line for line. Every block that starts with "$ " is a terminal
+session: each command is run in a scratch folder with `examples` in it and must print the lines that follow it; a line "..."
+matches any lines. Every program must be run. Every header that the page links opens with an example, which must be in one of
+the programs, too.
+
 PROGRAMS is the folder of the built programs; EMULATOR runs them if this machine cannot.
 """
 import pathlib
@@ -22,14 +23,14 @@ def blocks(page):
 
 
 def commands(text):
-    """Yields (command, wanted output) of a terminal."""
+    """Yields (command, wanted output) of a terminal session."""
     for part in re.split(r"^\$ ", text, flags=re.M)[1:]:
         command, _, output = part.partition("\n")
         yield command, output
 
 
 def example_of(header):
-    """The code in the first indented lines of a header's opening comment, without its white space; pictures are left out."""
+    """The code in the first indented lines of a header's opening comment, without white space and without pictures."""
     opening = re.match(r"(?://.*\n)*", header)[0]
     indented = re.search(r"(?://   .*\n|//\n(?=//   ))+", opening)[0].replace("//\n", "\n")
     code = [part for part in indented.split("\n\n") if "+--" not in part]

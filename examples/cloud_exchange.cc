@@ -10,7 +10,7 @@
 #include "engine/cloud/exchange.h"
 #include "engine/cloud/recorded_transport.h"
 
-#if !defined(ZENTA_RECORDINGS)  // seen from the folder that has the examples
+#if !defined(ZENTA_RECORDINGS)  // compiled by hand: relative to the folder that has examples/
 #define ZENTA_RECORDINGS "examples/recorded"
 #endif
 

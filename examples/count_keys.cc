@@ -16,7 +16,8 @@ using zenta::trace::TraceRecord;
 
 constexpr std::uint32_t kNoKey = 0;
 
-// The id of the key under a touch. A rectangle is left, top, right, bottom; the last two are outside.
+// The id of the key under a touch. A rectangle is left, top, right, bottom; the last two are
+// exclusive.
 std::uint32_t key_at(const zenta::records::List<KeyRect>& keys, ScreenPoint point) {
   const auto [x, y] = point;
   for (const KeyRect& key : keys) {
@@ -35,7 +36,7 @@ int main(int argc, char** argv) {
   }
   std::map<std::uint32_t, unsigned> touches;
   tstl::Chunk arena, layout_arena;
-  zenta::records::List<KeyRect> keys;  // of the last layout; they lie in `layout_arena`
+  zenta::records::List<KeyRect> keys;  // of the last layout; in the memory of `layout_arena`
   for (TraceRecord record; trace.Next(record, arena); arena.rewind()) {
     if (record.kind == TraceKind::kLayout) {
       keys = record.keys;

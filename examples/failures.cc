@@ -1,4 +1,5 @@
-// Reads a word list and saves it in two forms, and tells what failed and why: failures LIST COPY IMAGE
+// Reads a word list, saves it in two forms, and reports what failed and why: failures LIST COPY
+// IMAGE
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -16,8 +17,8 @@ int fail(const char* path, const char* why) {
   return 1;
 }
 
-// Readers and writers of files keep the errno value of what went wrong: error(). A reader's is 0 at the
-// file's end, so the end and a failure can be told apart.
+// Readers and writers of files keep the errno value of a failure: error(). At the end of a file a
+// reader's is 0, which distinguishes the end from a failure.
 int read_list(const char* path, Words& words) {
   tstl::TextRead<unsigned char> list;
   if (list.open(path) == tstl::FAILURE) return fail(path, std::strerror(list.error()));
@@ -31,7 +32,7 @@ int read_list(const char* path, Words& words) {
   return list.error() != 0 ? fail(path, std::strerror(list.error())) : 0;
 }
 
-// A writer is asked once, after close(): what fails before is kept, and nothing more is written then.
+// Ask a writer once, after close(): it keeps its first failure and writes nothing more after that.
 int write_copy(const char* path, const Words& words) {
   tstl::BufferWrite<unsigned char> out;
   if (out.open(path, false) == tstl::FAILURE) return fail(path, std::strerror(out.error()));
@@ -40,8 +41,9 @@ int write_copy(const char* path, const Words& words) {
   return out.error() != 0 ? fail(path, std::strerror(out.error())) : 0;
 }
 
-// What has no error() leaves errno, which is set to 0 before, since a failure need not be the system's.
-// A failed save() leaves the old file as it was: the new image takes its name when it is whole.
+// Classes without error() leave the reason in errno. Set it to 0 before, because not every failure
+// is the system's. A failed save() leaves the old file as it was: a new image takes its name when
+// whole.
 int save_image(const char* path, const Words& words) {
   tstl::BufferDict<unsigned char> dict;
   errno = 0;

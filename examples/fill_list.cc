@@ -11,8 +11,8 @@ using zenta::cloud::CloudRequest;
 using zenta::cloud::SugLog;
 using zenta::records::List;
 
-// A List is a pointer and a count, so it can show what a vector has. The vector has to outlive the
-// record and must not grow meanwhile.
+// A List is a pointer and a count, so it can refer to the elements of a vector. The vector must
+// outlive the record and must not grow meanwhile.
 template <class T>
 List<T> list_of(std::vector<T>& elements) {
   return {elements.data(), static_cast<std::uint32_t>(elements.size())};
@@ -27,10 +27,11 @@ int main() {
   request.ipt.input = "nihao";
   request.attach.suglogs = list_of(picked);
 
-  // A list can grow, too. Its elements move into an arena first; those of the vector stay as they are.
+  // A list can grow, too. It first copies its elements to an arena; those of the vector do not
+  // change.
   tstl::Chunk arena;
   SugLog* const another = request.attach.suglogs.append(arena);
-  if (another == nullptr) return 1;  // memory is short
+  if (another == nullptr) return 1;  // out of memory
   another->click_type = 2;
 
   tstl::Buffer<unsigned char> json;

@@ -1,7 +1,7 @@
 // Finds all words of a sentence in a dictionary image: find_words IMAGE SENTENCE
 //
-// From every character on, all prefixes of what is left are looked up, in one call: the waits for
-// memory overlap then.
+// For every character, one call looks up all prefixes of the rest of the sentence. Their memory
+// accesses then overlap.
 #include <cstdio>
 
 #include "corelib/containers/dict/buffer_dict.h"
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "find_words: %s: no dictionary image, or not to be read\n", argv[1]);
     return 1;
   }
-  // Look-ups in a damaged image are safe, but they find less. This asks whether it is whole.
+  // Look-ups in a damaged image are safe, but they find less. check() tells whether it is whole.
   if (!dict.check()) std::fprintf(stderr, "find_words: %s is damaged\n", argv[1]);
 
   const Text sentence(argv[2]);

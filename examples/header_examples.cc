@@ -1,5 +1,5 @@
-// The examples that the most used headers open with, each in a function of its own, so that they compile and run.
-// Prints what the last of them reads and writes.
+// The examples at the top of the most used headers, one function each, so that they are compiled
+// and run. Prints what the first and the last of them make.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>

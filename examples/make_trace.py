@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
-"""Makes trace.jsonl: one person types a message on a pinyin pad of 26 keys, on a screen of 1080 by 2400.
+"""Makes trace.jsonl: one person types a message on a pinyin pad of 26 keys, on a screen of 1080 by 2400 pixels.
 
-The person is made up: aims a little low and to the right of a key's middle, with a normal scatter, some 200 ms from touch
-to touch, and a longer look at the candidates after each word. The same seed gives the same file.
+The touches are simulated: normally distributed around a point a little below and to the right of a key's middle, about 200 ms
+apart, with a longer pause after each word. The same seed gives the same file.
 """
 
 import json
@@ -10,7 +10,7 @@ import pathlib
 import random
 
 PAD = (0, 1650, 1080, 2334)
-ROW, CELL, GAP = 171, 108, 6  # a row's height, a letter key's width, half of what lies between two keys
+ROW, CELL, GAP = 171, 108, 6  # a row's height, the width of a letter's cell, half the space between two keys; in pixels
 SPACE, DELETE, ENTER, SHIFT, DIGITS, LANGUAGE = 32, 8, 13, 0x21E7, 0x23, 0x4E2D
 
 WORDS = [("今天下午", "jintianxiawu"), ("三点", "sandian"), ("我们一起", "womenyiqi"), ("去图书馆", "qutushuguan"),
@@ -18,7 +18,7 @@ WORDS = [("今天下午", "jintianxiawu"), ("三点", "sandian"), ("我们一起
 
 
 def row_of(y, x, cells):
-    """Key records of one row; `cells` are (id, width) from left to right."""
+    """Key records of one row; `cells` are (id, width) from left to right, with the id 0 for a gap."""
     keys = []
     for key, width in cells:
         if key:
@@ -35,7 +35,7 @@ def pinyin_pad():
 
 
 def typed(rng, keys, clock, code):
-    """Times and points of one word's touches, and the time after it."""
+    """Times (ms) and points of one word's touches, and the time at which the next word begins."""
     middles = {chr(k["id"]): ((k["key_rect"][0] + k["key_rect"][2]) / 2, (k["key_rect"][1] + k["key_rect"][3]) / 2)
                for k in keys}
     times, points = [], []

@@ -1,6 +1,7 @@
 // Merges word lists into one dictionary image: merge_lists IMAGE LIST ...
 //
-// A list has a word, a TAB and a count on each line. A word that is in several lists gets the sum.
+// A list has a word, a TAB and a count on each line. The counts of a word in several lists are
+// added.
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -15,14 +16,15 @@ using Words = tstl::BufferHash<unsigned char>;
 
 // Adds the counts of a list to the table. False, with a message, if not all of it could be read.
 bool add_list(const char* path, Words& words) {
-  constexpr unsigned kLongest = 65535;  // units of a key; the table wraps longer ones
+  // In units. Of a longer key the table keeps only the first (length modulo 65,536) units.
+  constexpr unsigned kLongest = 65535;
   tstl::TextRead<unsigned char> list;
   bool whole = list.open(path) != tstl::FAILURE;
   whole = whole && list.for_each_pair('\t', [&](Text word, long long count) {
     if (word.is_empty() || word.len() > kLongest) return true;
     Words::Node* const node = words.insert(word);  // the word's own, or a new one with value 0
     if (node != nullptr) node->set_value(node->value() + static_cast<std::uint64_t>(count));
-    return node != nullptr;  // null when memory is short
+    return node != nullptr;  // null when out of memory
   });
   if (!whole) {
     const int error = list.error() != 0 ? list.error() : ENOMEM;
@@ -44,7 +46,7 @@ int main(int argc, char** argv) {
     if (!add_list(argv[i], words)) return 1;
   }
   tstl::BufferDict<unsigned char> dict;
-  std::uint32_t cut = 0;  // values that need more than the 31 bits that an image has for them
+  std::uint32_t cut = 0;  // the number of values that do not fit the 31 bits of an image
   errno = 0;
   if (dict.open(words, &cut) == tstl::FAILURE || dict.save(argv[1]) == tstl::FAILURE) {
     std::fprintf(stderr, "merge_lists: %s: %s\n", argv[1],

@@ -1,4 +1,4 @@
-// Prints views: they have a length and no zero at their end, and 16-bit text has to become UTF-8.
+// Prints views. They have a length and no zero at their end, and 16-bit text is converted to UTF-8.
 #include <cstdio>
 #include <iostream>
 #include <string>
@@ -12,7 +12,7 @@ int main() {
   const Text line("你好=1894");
   const Text word = line.sub_head(line.find_chr('='));  // "你好", in the middle of a text
 
-  // With printf: the length goes along, since no zero follows.
+  // With printf: pass the length, since no zero follows the text.
   std::printf("%.*s\n", static_cast<int>(word.len()), reinterpret_cast<const char*>(word.cstr()));
   std::fflush(stdout);
 
@@ -25,11 +25,11 @@ int main() {
   const tstl::Buffer<unsigned char> utf8(wide);
   std::cout << Text(utf8).std_view() << '\n';
 
-  // For messages to developers: 16-bit units that are no ASCII characters show as \uXXXX.
+  // For messages to developers: 16-bit units that are not ASCII are printed as \uXXXX.
   std::cout << wide << '\n';
 
-  // For functions that want a zero: a buffer has one behind its text. A null pointer instead means
-  // that memory was short.
+  // For functions that need a zero: a buffer has one after its text. c_str() is null only if the
+  // buffer ran out of memory.
   const tstl::Buffer<unsigned char> with_zero(word);
   std::printf("%s, %zu bytes\n", reinterpret_cast<const char*>(with_zero.c_str()), copy.size());
 }

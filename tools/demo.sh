@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# Runs the updater's whole road on real files, in a fresh folder that stands for a Mac, and checks what it shows.
+# Runs a whole update with the real programs, in a fresh folder that stands in for a Mac, and checks the outcome.
 #
 #   tools/demo.sh BUILD_DIR
 #
-# ZENTA_KEEP=1         leaves the machine folder behind and says where it is
-# ZENTA_SIGNING_KEY=F  signs with the private key F, for a build with a signing configuration of one's own
+# ZENTA_KEEP=1         keeps the machine folder and prints its path
+# ZENTA_SIGNING_KEY=F  signs with the private key F, for a build with another signing configuration
 #
 # Exit status: 0 if every claim held, 1 if not.
 set -euo pipefail
@@ -22,13 +22,13 @@ done
 work=$(mktemp -d "${TMPDIR:-/tmp}/zenta-demo.XXXXXX")
 finish() { if [[ -n ${ZENTA_KEEP:-} ]]; then echo "kept: $work"; else rm -rf "$work"; fi; }
 trap finish EXIT
-export ZENTA_MACHINE=$work/machine  # what the updater and the installer take for the whole system
+export ZENTA_MACHINE=$work/machine  # the updater and the installer take this folder for the whole system
 caches=$ZENTA_MACHINE/Library/Caches
 installed=$ZENTA_MACHINE/Library/Input\ Methods/ZentaIM.app
 preferences=$ZENTA_MACHINE/Users/$(id -un 2> /dev/null || id -u)/Library/Preferences
 journal=$ZENTA_MACHINE/var/log/notifications.log
 
-# --- Telling ----------------------------------------------------------------------------------------------------------
+# --- Output -----------------------------------------------------------------------------------------------------------
 
 bold='' dim='' green='' red='' plain=''
 if [[ -t 1 ]]; then bold=$'\e[1m' dim=$'\e[2m' green=$'\e[32m' red=$'\e[31m' plain=$'\e[0m'; fi
@@ -37,20 +37,20 @@ held=0 broken=()
 chapter() { printf '\n%s%s%s\n' "$bold" "$1" "$plain"; }
 indent() { sed "s/^/      /"; }
 
-# A command line as a person would type it.
+# prompt COMMAND ...: prints a command line as a person would type it.
 prompt() {
   local line="$*"
   line=${line//"$build/tools/zentactl/"/} line=${line//"$work/"/}
   printf '  %s$ %s%s\n' "$dim" "$line" "$plain"
 }
 
-# show COMMAND ...: the command, and what it prints.
+# show COMMAND ...: prints the command, runs it and prints its output.
 show() {
   prompt "$@"
   "$@" 2>&1 | sed "s|$work/||" | indent
 }
 
-# claim TEXT COMMAND ...: the text is true if the command succeeds.
+# claim TEXT COMMAND ...: prints the text as a claim, which holds if the command succeeds.
 claim() {
   local text=$1
   shift
@@ -63,17 +63,17 @@ claim() {
   fi
 }
 
-# --- Looking into the machine -----------------------------------------------------------------------------------------
+# --- State of the machine ---------------------------------------------------------------------------------------------
 
 posted() { if [[ -f $journal ]]; then grep -c "ZentaIMupdate_$1_Notification\$" "$journal" || true; else echo 0; fi; }
 
-# The counter of failed installations; nothing if there is none.
+# Prints the counter of failed installations; nothing if there is none.
 counter() {
   local list=$preferences/com.zenta.inputmethod.ZentaIM.update.plist
   [[ ! -f $list ]] || sed -n '/<key>install_fail_num</{n;s/.*<integer>\(.*\)<.*/\1/p;}' "$list"
 }
 
-# sources KEY: the input sources in that list of the system's preferences; of a dictionary its last value is the name.
+# sources KEY: prints the input sources in that list of the system's preferences. The name of a dictionary is its last value.
 sources() {
   local list=$preferences/com.apple.HIToolbox.plist
   [[ -f $list ]] || { echo '(none)'; return; }
@@ -88,7 +88,7 @@ sources() {
     END { print names ? names : "(none)" }' "$list"
 }
 
-# What the installed program says of itself.
+# Prints the version that the installed program reports.
 started() { "$installed/Contents/MacOS/ZentaIM" 2>&1 || true; }
 
 show_sources() {
@@ -102,9 +102,9 @@ has() { [[ $1 == *"$2"* ]]; }
 absent() { [[ ! -e $1 ]]; }
 same_tree() { diff -r --no-dereference "$1" "$2" > /dev/null; }
 
-# --- Doing ------------------------------------------------------------------------------------------------------------
+# --- Steps ------------------------------------------------------------------------------------------------------------
 
-# Makes a bundle of the second version, which lacks a file of the first and has another.
+# make_second_version BUNDLE: makes version 2 of the bundle. One file of version 1 has another name in it.
 make_second_version() {
   local contents=$1/Contents
   mkdir -p "$(dirname "$1")"
@@ -113,7 +113,7 @@ make_second_version() {
   mv "$contents/Resources/phrases.txt" "$contents/Resources/words.txt"
 }
 
-# flip_bit FILE COPY: a copy with the lowest bit of its middle byte turned over.
+# flip_bit FILE COPY: makes a copy with the lowest bit of its middle byte flipped.
 flip_bit() {
   local middle byte
   middle=$(($(wc -c < "$1") / 2))
@@ -123,7 +123,7 @@ flip_bit() {
   printf "\\$(printf %o $((byte ^ 1)))" | dd of="$2" bs=1 seek="$middle" conv=notrunc status=none
 }
 
-# stage PACKAGE DIGESTFILE: as a download would leave them.
+# stage PACKAGE DIGESTFILE: puts both where a download would.
 stage() { cp "$1" "$caches/update.pkg" && cp "$2" "$caches/inputPkg.txt"; }
 
 # Runs the updater as the system would, without arguments; its log goes to $work/log.
@@ -135,7 +135,7 @@ run_update() {
   ((status == 0)) || claim "zenta-update ends with status 0 (it was $status)" false
 }
 
-# Whether nothing came of the staged package, which is the given one.
+# untouched PACKAGE: true if the staged package is still there, the bundle is unchanged, and nothing was counted or logged.
 untouched() {
   cmp -s "$caches/update.pkg" "$1" && same_tree "$installed" "$app" && [[ -z $(counter) && ! -s $work/log ]]
 }

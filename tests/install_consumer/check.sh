@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
-# check.sh PREFIX FOLDER: builds the user's project of this folder against zenta as installed in PREFIX, by CMake and by
-# pkg-config, with g++ and clang; then with zenta as a part of it. Everything goes to FOLDER. `./dev install-check` calls it.
+# check.sh PREFIX FOLDER: builds the project in this folder as a user of the library would: against zenta as installed in
+# PREFIX, by CMake and by pkg-config, with g++ and clang; then with zenta as a subproject. All output goes to FOLDER.
+# `./dev install-check` calls it.
 set -euo pipefail
 prefix=$(realpath "$1") folder=$(realpath -m "$2") here=$(dirname "$(realpath "${BASH_SOURCE[0]}")")
 
 say() { printf '%s\n' "install-check: $*" >&2; }
 die() { say "$*"; exit 1; }
 
-# configure_and_test NAME TARGETS [OPTION ...]
+# configure_and_test NAME TARGETS [OPTION ...]: builds these targets in FOLDER/NAME and runs the project's tests.
 configure_and_test() {
   local name=$1 targets
   read -ra targets <<< "$2"
@@ -23,7 +24,7 @@ found_by_pkg_config() {
   local program flags
   for program in consumer:zenta-corelib messages:zenta-engine; do
     flags=$(pkg-config --cflags --libs "${program#*:}")
-    # shellcheck disable=SC2086  # the flags are words
+    # shellcheck disable=SC2086  # flags are split into words
     "$1" -std=c++20 "$here/${program%:*}.cc" -o "$folder/${program%:*}-$1" $flags
     "$folder/${program%:*}-$1"
   done
@@ -33,14 +34,14 @@ found_by_pkg_config() {
   done
 }
 
-# An older standard is refused, and that is said before the compiler complains of anything else.
+# An older standard is refused, and that is the compiler's first error.
 refuses_older_standard() {
   local said
   ! said=$("$1" -std=c++17 -fsyntax-only -I"$prefix/include/zenta" "$here/consumer.cc" 2>&1) || die "$1 takes C++17"
   [[ $(grep -m 1 'error' <<< "$said") == *'zenta needs C++20'* ]] || die "$1 with C++17 says first: $said"
 }
 
-# As a part of another project we leave its cache, its tests and its installation alone.
+# As a subproject zenta leaves the cache, the tests and the installation of the other project alone.
 stays_a_guest() {
   configure_and_test guest 'consumer messages' -DZENTA_SOURCE="$here/../.." -DBUILD_SHARED_LIBS=ON
   grep -q 'BUILD_SHARED_LIBS does not apply' "$folder/guest.log" || die "BUILD_SHARED_LIBS is passed over without a word"

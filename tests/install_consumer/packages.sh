@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# packages.sh FOLDER: whether the Debian packages in FOLDER depend on what they need, hold what they should, and are stripped. Unpacks all of
-# them into FOLDER/root.
+# packages.sh FOLDER: checks that the Debian packages in FOLDER have the right dependencies and files, and that their programs
+# are stripped. Unpacks all of them into FOLDER/root.
 set -euo pipefail
 cd "$1"
 faults=0
 complain() { echo "install-check: $*" >&2; faults=$((faults + 1)); }
 
-# package NAME DEPENDENCIES FILE ...: each of the dependencies and files has to be there.
+# package NAME DEPENDENCIES FILE ...: complains of each dependency and file that the package does not have.
 package() {
   local deb depends word file
   deb=$(find . -maxdepth 1 -name "$1_*.deb")

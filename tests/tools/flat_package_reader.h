@@ -1,4 +1,4 @@
-// Reads any archive that libarchive knows from memory, entry by entry.
+// Reads XAR and cpio archives from memory, compressed with gzip or not.
 #pragma once
 
 #include <archive.h>
@@ -21,7 +21,7 @@ struct ReadEntry {
   std::string contents;
 };
 
-// Empty if it is no archive.
+// All entries with their contents. Empty if `bytes` are no archive.
 inline std::vector<ReadEntry> ReadArchive(std::string_view bytes) {
   archive* const reader = archive_read_new();
   archive_read_support_format_xar(reader);

@@ -46,7 +46,7 @@ const std::string kMethods = "/Library/Input Methods";
 const std::string kApp = "/Library/Input Methods/ZentaIM.app";
 const std::string kInfo = kApp + "/Contents/Info.plist", kStale = kApp + "/Contents/stale";
 
-// "NAME" is a file, "NAME/" a folder, "NAME>TARGET" a link, "NAME=MODE" something else.
+// "NAME" is a file, "NAME/" a folder, "NAME>TARGET" a link, "NAME=MODE" has that mode, in octal.
 PayloadEntry Entry(const std::string& text) {
   const std::size_t sign = text.find_first_of(">=");
   const std::string name = text.substr(0, sign);
@@ -74,7 +74,8 @@ Entries VersionTwoAnd(Entries more) {
   return more;
 }
 
-// Calls `act` in the place of the k-th rename. An exchange fails with an error other than 0.
+// Calls `act` instead of the k-th rename. With `exchange_error` other than 0 every exchange fails
+// so.
 struct RenamerThat final : Renamer {
   RenamerThat(int k, int exchange_error, int (*at_k)())
       : left(k), error(exchange_error), act(at_k) {}
@@ -90,7 +91,7 @@ struct RenamerThat final : Renamer {
   int (*act)();
 };
 
-// A machine with version 1 of a bundle, and a neighbour that no package mentions.
+// A machine with version 1 of a bundle, and another bundle that no package mentions.
 class HostInstallerTest : public MachineTest {
  protected:
   HostInstallerTest() {
@@ -116,7 +117,7 @@ class HostInstallerTest : public MachineTest {
     Stage(ComponentPackage(entries));
   }
 
-  // Everything below the machine but the package.
+  // Everything in the machine folder but the package.
   [[nodiscard]] Snapshot Installed() const {
     Snapshot found;
     for (const auto& entry : fs::recursive_directory_iterator(root_)) {
@@ -139,7 +140,7 @@ class HostInstallerTest : public MachineTest {
     return RunProgram(command, options);
   }
 
-  // In this process. True on success.
+  // Installs in this process. True on success.
   bool InstallHere(Renamer&& renamer = {}) {
     std::ostringstream report;
     try {
@@ -151,7 +152,7 @@ class HostInstallerTest : public MachineTest {
     return true;
   }
 
-  // True if the package can be read to its end, its payloads with the help of `unpack`.
+  // True if the package can be read to its end; `unpack` may read each payload.
   bool Reads(
       std::uint64_t limit, const std::function<void(archive*)>& unpack = [](archive*) {}) {
     try {
@@ -182,12 +183,12 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
     packages.push_back(ComponentPackage(VersionTwoAnd({}), "Library/Input Methods/", filter));
   }
   const std::string cpio = packages[1][1].second, start = cpio.substr(0, 99);
-  packages.push_back(packages[1]);  // as long an XML and as many members as may be
+  packages.push_back(packages[1]);  // the longest XML, and a payload of two gzip members
   packages.back()[0].second.resize(1 << 20, ' ');
   packages.back()[1].second = Compressed(start) + Compressed(cpio.substr(start.size()));
-  packages.push_back(packages[1]);  // deflated by the archive
+  packages.push_back(packages[1]);  // files compressed by the archive
   for (auto [name, bytes] : packages[1]) packages[0].emplace_back("My IM.pkg/" + name, bytes);
-  // What lies elsewhere is no part of the component.
+  // Files in other folders are not part of the component.
   for (const char* name : {"Payload", "My IM.pkg/Distribution", "My IM.pkg/more/Payload", "Scripts",
                            "Other.pkg/PackageInfo", "Other.pkg/Payload", "Bom"}) {
     packages[0].emplace_back(name, *name == 'B' ? "" : "damaged");
@@ -199,9 +200,9 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   packages[1].emplace_back("Scripts", "#!");
   Snapshot want = Installed();
   want.erase(kStale);
-  want[kApp + "/Contents"] = want[kApp];  // the owner may always change a folder
+  want[kApp + "/Contents"] = want[kApp];  // folders are always writable by their owner
   want[kInfo] = "420 two";
-  want[kApp + "/Contents/run"] = "493 #!";  // nothing runs with another user's rights
+  want[kApp + "/Contents/run"] = "493 #!";  // the set-user-ID bit is dropped
   want[kApp + "/Contents/拼音.txt"] = want[kApp + "/Contents/same"] = "384 nǐ hǎo";
   want[kApp + "/run"] = "511 -> Contents/run";
   want[kApp + "/Contents/up"] = "511 -> ../run";
@@ -223,11 +224,11 @@ TEST_F(HostInstallerTest, ReplacesTheBundleAsAWholeAndNothingElse) {
   }
 }
 
-// Also with standard output closed at the other end.
+// Also if nobody reads standard output.
 TEST_F(HostInstallerTest, MergesPlainFoldersAndInstallsWhereNothingIsYet) {
   const std::string unread =
       "{ sleep 0.1; '" ZENTA_HOST_INSTALLER "' -pkg " + kPackage + " -target /; echo $? >&2; } | :";
-  fs::create_directory_symlink("Other.app", At(kMethods + "/Third.app"));  // gives way to a bundle
+  fs::create_directory_symlink("Other.app", At(kMethods + "/Third.app"));  // a bundle replaces it
   for (const std::string location : {"/", "", "/opt/new/place"}) {
     Put(location + "/share/list", "old");
     const Entries entries = {{"share/list", 0100644, "new"},
@@ -270,7 +271,7 @@ TEST_F(HostInstallerTest, RefusesHostilePayloads) {
   ExpectRefused("hard link to .");
 }
 
-// Each bound from within and from without.
+// The last value that each limit allows, and the first that it refuses.
 TEST_F(HostInstallerTest, BoundsAreWhereTheyAreSaidToBe) {
   const auto times = [](int n, const std::string& text) {
     std::string all;
@@ -389,7 +390,7 @@ TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
     Put(kPackage, XarOf({std::regex_replace(good.table, std::regex(from), to), good.files}));
     ExpectRefused(reason);
   }
-  // What follows the end of a payload's compression is read, too.
+  // Bytes after the end of a payload's compressed stream are read too, for the checksum.
   const std::string tail = Compressed(payload, ARCHIVE_FILTER_BZIP2) + std::string(200'000, 'x');
   XarParts longer = PartsOf(Xar({{"PackageInfo", info}, {"Payload", tail}}));
   longer.table.insert(longer.table.rfind("</archived-checksum>"), "0");
@@ -401,10 +402,10 @@ TEST_F(HostInstallerTest, RefusesWhatIsNoPackage) {
   ExpectRefused("the package path specified was invalid: '/Library/Caches/update.pkg'.");
 }
 
-// Of the package and, behind right checksums of the package, of its payload.
+// Every byte of the package, and every byte of the payload in a package with the right checksums.
 TEST_F(HostInstallerTest, NoticesEveryByteThatIsMissingOrDamaged) {
-  constexpr std::size_t kSpare = 20;     // bytes that libarchive writes at the end and nobody needs
-  constexpr std::size_t kGzipHead = 10;  // has no checksum: time stamps and the like
+  constexpr std::size_t kSpare = 20;     // bytes that libarchive writes at the end and nobody reads
+  constexpr std::size_t kGzipHead = 10;  // no checksum covers the header
   PackageFiles files = ComponentPackage(VersionTwoAnd({}));
   const std::string package = Xar(files), payload = std::exchange(files[1].second, "");
   const auto wrapped = [&](const std::string& bytes) {
@@ -450,10 +451,10 @@ TEST_F(HostInstallerTest, PutsEverythingBackWhicheverRenameFails) {
   }
 }
 
-// The process dies before its k-th rename. The next installation, though it fails itself, puts back
-// what is missing and removes what the first has left.
+// The process dies before its k-th rename. The next installation restores what is missing and
+// removes what the first one left behind, even though it fails itself.
 TEST_F(HostInstallerTest, ACrashLeavesOneWholeVersion) {
-  // Folders of the name that no installation has made hold nothing to be put back.
+  // Nothing is restored from folders of this name that no installation has made.
   const std::string planted = kMethods + "/.zenta-installer-ZZZZZZ", leak = "/old/leak";
   fs::create_directories(At(planted + "/old"));
   fs::create_symlink("../../etc/passwd", At(planted + leak));
@@ -478,7 +479,7 @@ TEST_F(HostInstallerTest, ACrashLeavesOneWholeVersion) {
 TEST_F(HostInstallerTest, LackOfSpaceOrMemoryChangesNothing) {
   Stage(ComponentPackage({{"./ZentaIM.app/big", 0100644, std::string(99999, 'x')}}));
   ExpectRefused("ZentaIM.app/big", {.max_file_bytes = 65536});
-  // An xz payload whose unpacking takes 768 MiB, which this process may have and the program not.
+  // Unpacking this xz payload takes 768 MiB, which this process has and the program is not allowed.
   std::string xz = Compressed(Cpio(VersionTwoAnd({})), ARCHIVE_FILTER_XZ);
   constexpr std::size_t kBlock = 12, kDictionary = 16, kCrc = 20;  // .xz file format, section 3.1
   xz[kDictionary] = 35;
@@ -491,8 +492,8 @@ TEST_F(HostInstallerTest, LackOfSpaceOrMemoryChangesNothing) {
   EXPECT_TRUE(InstallHere() && HasOneWholeVersion());
 }
 
-// Somebody who holds the lock only delays, and what becomes of the package's path meanwhile does not
-// matter: it is open.
+// Whoever holds the lock only delays an installation. The package's path may disappear meanwhile,
+// because the package is open.
 TEST_F(HostInstallerTest, WaitsForAnotherInstallation) {
   Stage(ComponentPackage(VersionTwoAnd({})));
   const int lock = open(root_.c_str(), O_RDONLY | O_CLOEXEC);

@@ -1,4 +1,4 @@
-// Makes flat packages and their payloads, honest and hostile ones alike.
+// Makes flat packages and their payloads, valid and hostile ones.
 #pragma once
 
 #include <archive.h>
@@ -17,8 +17,8 @@ namespace zenta::tools {
 struct PayloadEntry {
   std::string path;
   unsigned mode = 0100644;  // kind and permissions, as stat has them
-  std::string data = {};    // of a link its target
-  unsigned inode = 0;       // other than 0: shared with every entry that has the same
+  std::string data = {};    // contents; of a link its target
+  unsigned inode = 0;       // entries with one inode other than 0 are hard links of one file
 };
 
 // A cpio archive in the POSIX.1-1988 form, whose header is octal digits.
@@ -70,7 +70,7 @@ inline std::string Xar(const PackageFiles& files, const char* options = "compres
   return WriteArchive(files, ARCHIVE_FORMAT_XAR, ARCHIVE_FILTER_NONE, options);
 }
 
-// A XAR archive as text: its table of contents, and the heap behind the table's checksum.
+// A XAR archive: its table of contents as XML, and the heap after the table's checksum.
 struct XarParts {
   std::string table;
   std::string files;
@@ -88,7 +88,7 @@ inline XarParts PartsOf(const std::string& xar) {
   return {table.substr(0, length), xar.substr(kXarHeader + size + kXarChecksum)};
 }
 
-// Whatever the table says; its own checksum is right.
+// Makes an archive of any table, right or wrong. The table's own checksum is right.
 inline std::string XarOf(const XarParts& parts) {
   uLongf size = compressBound(parts.table.size());
   std::string table(size, '\0'), checksum(kXarChecksum, '\0'), header = "xar!";

@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# pages_check.sh PAGES PAGE...: whether the man pages PAGES/man and PAGE are well-formed, and what the completions in PAGES offer.
-# zsh and fish are asked where they are installed.
+# pages_check.sh PAGES PAGE...: checks that the man pages PAGES/man and PAGE are well-formed, and what the completions in PAGES
+# offer. zsh and fish are checked where they are installed.
 set -euo pipefail
 pages=$1 faults=0
 export LC_ALL=C.UTF-8
 
 complain() { echo "$*"; faults=$((faults + 1)); }
 
-# expect OFFERED LINE WANTED: the offers for a line of the shell, sorted words.
+# expect OFFERED LINE WANTED: complains unless the completions OFFERED for a command line are WANTED; both are sorted words.
 expect() { [[ $1 == "$3" ]] || complain "'$2' is completed with '$1', not with '$3'"; }
 
 for page in "$pages/man" "${@:2}"; do
@@ -19,7 +19,7 @@ for part in '^   zentactl message decode$' '^ +--type request|response$' '^SEE A
   grep -qE -- "${part//|/\\|}" <<< "$text" || complain "the man page has no line $part"
 done
 
-# The offers of bash, for a line whose words are separated by single blanks.
+# The completions that bash offers for a line whose words are separated by single blanks.
 bash_offers() {
   IFS=' ' read -ra COMP_WORDS <<< "$1"
   [[ $1 != *' ' ]] || COMP_WORDS+=('')

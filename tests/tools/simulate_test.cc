@@ -1,4 +1,4 @@
-// The simulator itself: a number always tells the same story, and a program that lies is found out.
+// The simulator itself: a seed always gives the same run, and a program that lies is detected.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,7 +27,7 @@ TEST(SimulateTest, ANumberTellsTheSameStoryEachTime) {
   }
 }
 
-// An installer that does nothing and says that all is well.
+// An installer that does nothing and reports success.
 TEST(SimulateTest, FindsAnInstallerThatLies) {
   const TempFolder folder;
   const std::string liar = folder.Put("installer", "#!/bin/sh\nexit 0\n");

@@ -1,4 +1,4 @@
-// Runs a program and keeps what it said.
+// Runs a program and captures its output.
 #pragma once
 
 #include <fcntl.h>
@@ -25,9 +25,9 @@ struct Finished {
 struct RunOptions {
   std::vector<std::pair<std::string, std::string>> environment = {};  // set on top of ours
   rlim_t max_file_bytes = RLIM_INFINITY;      // writing more to one file fails, as on a full disk
-  const char* out = nullptr;                  // file that takes standard output instead of Finished
+  const char* out = nullptr;                  // file for standard output, instead of Finished::out
   const char* err = nullptr;                  // the same for standard error
-  std::function<void(pid_t)> meanwhile = {};  // called with the program's id once it was started
+  std::function<void(pid_t)> meanwhile = {};  // called with the process id after the start
 };
 
 inline std::string ReadToEnd(int descriptor) {
@@ -39,7 +39,8 @@ inline std::string ReadToEnd(int descriptor) {
   return text;
 }
 
-// Waits for the end. Each stream may hold as much as a pipe takes: 64 KiB.
+// Runs the program to its end. Standard error must fit into a pipe (64 KiB), because it is read
+// after standard output; while `meanwhile` runs nothing is read.
 inline Finished RunProgram(std::vector<std::string> command, const RunOptions& options = {}) {
   int out[2], err[2];
   if (pipe(out) != 0 || pipe(err) != 0) std::abort();

@@ -1,4 +1,4 @@
-// zentactl dict: from lists to images and back, every command with rubbish at every argument.
+// zentactl dict: from lists to images and back, and every command with bad input for each argument.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <zlib.h>
@@ -56,14 +56,14 @@ struct ZentactlDictTest : testing::Test {
     arguments.insert(arguments.begin(), {ZENTACTL, "dict"});
     return RunProgram(std::move(arguments), options);
   }
-  // Expects success, and nothing to be noted.
+  // Expects success and no notes.
   static std::string Out(Arguments arguments) {
     const Finished done = Do(std::move(arguments));
     EXPECT_EQ(done.status, 0) << done.err;
     EXPECT_EQ(done.err, "");
     return done.out;
   }
-  // Through the shell, which knows pipes; $1 is the program and $2 the folder.
+  // Runs a line of the shell; $1 is the program and $2 the folder.
   Finished Shell(const std::string& line) const {
     return RunProgram({"/bin/sh", "-c", line, "sh", ZENTACTL, folder.At("")});
   }
@@ -162,6 +162,8 @@ TEST_F(ZentactlDictTest, WhatIsNotTakenIsNamedAndCounted) {
   EXPECT_THAT(Do({"build", great, "--merge", "sum", "--out", image}).err,
               HasSubstr("some sums are past"));
   EXPECT_EQ(Out({"get", image, "k"}), "k\t2147483647\n");
+  EXPECT_THAT(Shell("$1 dict build $2/great --merge sum --out - > /dev/null").err,
+              HasSubstr("some sums are past"));
 }
 
 TEST_F(ZentactlDictTest, GetAndPrefixSayWhatIsThere) {

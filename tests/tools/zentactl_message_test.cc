@@ -1,4 +1,4 @@
-// zentactl message: the examples of the page, every command with rubbish at every argument.
+// zentactl message: the examples of the page, and every command with bad input for each argument.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,7 +26,7 @@ struct ZentactlMessageTest : testing::Test {
     arguments.insert(arguments.begin(), {ZENTACTL, "message"});
     return RunProgram(std::move(arguments), options);
   }
-  // Expects success, and nothing to be noted.
+  // Expects success and no notes.
   static std::string Out(std::vector<std::string> arguments) {
     const Finished done = Do(std::move(arguments));
     EXPECT_EQ(done.status, 0) << done.err;
@@ -65,8 +65,8 @@ TEST_F(ZentactlMessageTest, RawShowsEveryFieldOfAnyBytes) {
       19      5 sug_word: bytes 6  "你好"
       27      6 input_inline: bytes 10  "nihao"
 )");
-  // A fixed value, a negative one, groups, bytes that are neither text nor message, an escape for the
-  // terminal; then a record that is broken, and a field behind it.
+  // A fixed value, a negative one, groups, bytes that are neither text nor message, a terminal's
+  // escape sequence, bytes that parse as a message, an empty field.
   const std::string bytes = "\x0D\1\0\0\0"s + "\x10\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x01" +
                             "\x1B\x20\x05\x1C" + "\x2A\2\xFF\0"s + "\x32\3\x1B[m" +
                             "\x42\2\x08\x07" + "\x3A\0"s;

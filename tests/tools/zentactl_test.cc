@@ -52,7 +52,7 @@ std::set<std::string> Names(const fs::path& folder) {
   return names;
 }
 
-// Sends the program a signal as soon as `due` holds, unless it ends before.
+// Sends the program a signal as soon as `due()` is true, unless it ends before.
 std::function<void(pid_t)> SignalWhen(std::function<bool()> due, int signal) {
   return [due = std::move(due), signal](pid_t program) {
     siginfo_t ended{};
@@ -121,14 +121,15 @@ TEST_F(ZentactlTest, KeygenOverwritesNothingAndLeavesNoHalfPair) {
     EXPECT_EQ(Names(At(keys)), std::set<std::string>{present});
     EXPECT_EQ(Get(keys + "/" + present), "mine");
   }
-  // The configuration has some 500 bytes, the key more: the disk is full before the key is whole.
+  // The configuration has about 500 bytes and the key more, so the disk is full before the key is
+  // whole.
   Error({"keygen", "--out", At("full")}, {.max_file_bytes = 700});
   EXPECT_EQ(Names(At("full")), std::set<std::string>{});
 }
 
 TEST_F(ZentactlTest, WhatSignWritesVerifies) {
   Out({"keygen", "--out", At("keys")});
-  for (const std::size_t size : {0u, 1u, 4095u, 4096u, 4097u, 300000u}) {
+  for (const std::size_t size : {1u, 4095u, 4096u, 4097u, 300000u}) {
     SCOPED_TRACE(size);
     const std::string package = Put("p/update.pkg", std::string(size, 'x'));
     const std::string digest_file = Put("p/inputPkg.txt", "an old one");
@@ -157,6 +158,7 @@ TEST_F(ZentactlTest, SignThatFailsLeavesTheOldDigestFile) {
       {{package, "--key", key, "--config", config, "--out", "/dev/null"},
        "/dev/null is not a regular file"},
       {{At("p/none.pkg"), "--key", key, "--config", config}, "No such file"},
+      {{Put("empty.pkg", ""), "--key", key, "--config", config}, "empty.pkg is empty"},
       {{At("p"), "--key", key, "--config", config}, "not a regular file"},
   };
   for (auto [arguments, error] : rows) {
@@ -212,7 +214,7 @@ TEST_F(ZentactlTest, NoCommandWritesOverItsInputs) {
               HasSubstr("is an input"));
 }
 
-// The file whose name nobody gave is there while a command is at work.
+// A command is at work once its temporary file is there.
 TEST_F(ZentactlTest, SignalThatEndsACommandIsItsStatusAndLeavesNothing) {
   Out({"keygen", "--out", At("keys")});
   const std::string big = Put("big", "");
@@ -234,7 +236,7 @@ TEST_F(ZentactlTest, SignalThatEndsACommandIsItsStatusAndLeavesNothing) {
       EXPECT_EQ(Names(At("out")), std::set<std::string>{"file"});
       EXPECT_EQ(Get("out/file"), "old");
     }
-    // A key takes no time to speak of: it may be there before the signal is.
+    // A key is made quickly: both files may be whole before the signal arrives.
     const auto begun = [&] { return fs::exists(At("new/private-key.pem")); };
     Do({"keygen", "--out", At("new")}, {.meanwhile = SignalWhen(begun, signal)});
     EXPECT_NE(Names(At("new")).size(), 1u);
@@ -353,7 +355,8 @@ TEST_F(ZentactlTest, PackKeepsTheTree) {
                     HasSubstr("numberOfFiles=\"" + std::to_string(found + 1) + "\"")));
 }
 
-// Whatever the folder, the times, the order in which the files were made, and the names they have.
+// The folder, the times, the order in which files were made, and further names of a file do not
+// matter.
 TEST_F(ZentactlTest, EqualBundlesMakeEqualPackages) {
   for (const std::string folder : {"one", "another/deeper"}) {
     std::vector<std::string> names = {"a", "B", "é", "c"};
@@ -545,11 +548,11 @@ TEST_F(ZentactlTest, StandardInputAndOutputAreNamedByADash) {
   EXPECT_THAT(shell("z dump - --name T --bits 32 --out - < sig"), HasSubstr("const Uint32 T[43]"));
   EXPECT_THAT(shell("z trace - < " ZENTA_EXAMPLE_TRACE), HasSubstr("standard input  (7 lines)"));
   EXPECT_EQ(shell("z pack " ZENTA_EXAMPLE_APP " --out c.pkg --quiet"), "");
-  // A file is never written over by what is made of it.
+  // An input is never overwritten, even if it is standard input.
   EXPECT_THAT(Error({"verify", "-", "-"}), HasSubstr("both"));
   EXPECT_THAT(shell("z dump - --name T --bits 32 --out sig 2>&1 < sig; [ $? = 2 ]"),
               HasSubstr("is an input"));
-  // A reader that goes away early: a failed write, and not a silent end.
+  // A reader that closes the pipe early makes a write fail, which is reported.
   shell(
       "mkfifo gone; (z dump a.pkg --name T --bits 32 > gone 2> said; echo $? > status) & "
       ": < gone; wait");

@@ -1,5 +1,5 @@
-// zentactl trace: the summary, the table, and the picture as another program's XML reader sees it. What the
-// page does in a browser is checked by tools/browser/check_pages.py.
+// zentactl trace: the summary, the table, and the picture as an XML parser sees it.
+// tools/browser/check_pages.py checks the page in a browser.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <libxml/parser.h>
@@ -28,8 +28,8 @@ using tools::Finished;
 using tools::RunOptions;
 using tools::RunProgram;
 
-// Asks the drawing in a file, which has to be well-formed XML: the text of an XPath expression's
-// result, a count, an attribute or a text.
+// The value of an XPath expression (a count, an attribute or a text) in the drawing in a file,
+// which has to be well-formed XML.
 std::string Ask(const std::string& path, const std::string& expression) {
   xmlDoc* const document = xmlReadFile(path.c_str(), nullptr, XML_PARSE_NONET);
   xmlXPathContext* const context = xmlXPathNewContext(document);
@@ -111,7 +111,7 @@ TEST_F(ZentactlTraceTest, TouchesBelongToTheLayoutBeforeThem) {
   }
 }
 
-// However little of it is drawn.
+// Only a part of such a trace is drawn.
 TEST_F(ZentactlTraceTest, CountsAndTimesAreThoseOfTheWholeTrace) {
   std::string text =
       "{\"type\":\"setLayout\",\"key_array\":[{\"key_rect\":[0,0,9,9],\"id\":97}]}\n";
@@ -225,7 +225,7 @@ ignored    2 values
   EXPECT_EQ(Ask(svg, "//s:text[@class='label'][1]"), "&");
   EXPECT_EQ(Ask(svg, "count(//s:text[contains(., '262 layouts more than')])"), "1");
   EXPECT_EQ(Ask(svg, "count(//s:text[.='#55296' or .='#4294967295'])"), "2");
-  // Two scripts, the first of which is the trace: in it nothing that markup begins or ends with.
+  // Of the two scripts the first is the trace, in which no character can begin or end markup.
   std::string html = Get("out.html");
   html.erase(0, html.find("id=\"trace\">") + 11);
   const std::string data = html.substr(0, html.find("</script>"));
@@ -274,7 +274,7 @@ TEST_F(ZentactlTraceTest, FailureLeavesTheOldPictureAndSaysWhy) {
     EXPECT_EQ(std::ranges::count(done.err, '\n'), 1) << done.err;
   }
   EXPECT_EQ(fs::file_size(old), 3u);
-  EXPECT_EQ(std::distance(fs::directory_iterator(At("")), {}), 4);  // and nothing half done
+  EXPECT_EQ(std::distance(fs::directory_iterator(At("")), {}), 4);  // and no temporary file
 }
 
 }  // namespace

@@ -1,17 +1,18 @@
 #!/usr/bin/env bash
 # run_tests.sh BUILD [REGEX]: runs the tests of a build for arm64 Linux under qemu-user, those whose name matches REGEX,
-# once in each of the settings at the end. `./dev arm64` makes the build and calls this. ZENTA_CHECK_SHORT=1 leaves the second one out,
-# whose levels the kernels' tests (*.at_baseline) go through by themselves, and of the third, where each allocation is slow, all
-# but the tests of what keeps pointers in other forms.
+# once in each of the settings at the end. `./dev arm64` makes the build and calls this.
+#
+# ZENTA_CHECK_SHORT=1 leaves out the second setting: the tests *.at_baseline cover its kernels anyway. Of the third, in which
+# every allocation is slow, it runs only the tests of containers that store pointers in packed form.
 set -euo pipefail
 build=$1 filter=${2:-.}
 
 say() { printf '%s\n' "arm64: $*"; }
 
-# Tests that cannot run here. qemu-user emulates one process: what that process executes goes to this machine's kernel,
-# which knows no arm64 programs.
+# Tests that cannot run here. qemu-user emulates one process: a program that this process starts is left to this machine's
+# kernel, which cannot run arm64 programs.
 starts_programs='^(demo$|zenta_update_test|zentactl_|host_installer_test|data_tests\.CArrayDumpTest\.ArraysCompile)'
-# It emulates vfork by fork, too, so that posix_spawn never hears of a program that could not be started.
+# It also emulates vfork by fork, so posix_spawn does not learn that a program could not be started.
 spawns_nothing='^host_platform_test\.ScriptRunnerTest\.ThePersonIsAskedFirst$'
 
 not_run() {
@@ -22,7 +23,7 @@ not_run() {
   printf '%s\n' "$names" | sed -E 's/^ *([0-9]+) (.*)/  \2 (\1)/'
 }
 
-# What a program finds on the processor and in the settings that the environment asks for.
+# Builds a program that prints what it finds of the processor and the settings of the environment.
 make_probe() {
   aarch64-linux-gnu-g++ -O -x c++ -o "$build/probe" - <<'CXX'
 #include <asm/hwcap.h>
@@ -40,7 +41,7 @@ int main() {
 CXX
 }
 
-# run WHAT WANTED NAME=value ...: the tests with these settings, which have to give the program what is wanted.
+# run WHAT WANTED NAME=value ...: runs the tests with these settings. Fails unless the probe then prints WANTED.
 run() {
   local what=$1 wanted=$2 found
   shift 2
@@ -57,11 +58,11 @@ not_run "since a failed start goes unseen under qemu" "$spawns_nothing"
 make_probe
 run "a plain processor" "unsigned-char neon crc32" QEMU_CPU=cortex-a53
 if [[ -z ${ZENTA_CHECK_SHORT:-} ]]; then
-  # All processors that qemu knows have the CRC instructions; ZENTA_CPU takes away what is optional.
+  # Every processor that qemu emulates has the CRC instructions; ZENTA_CPU switches off what is optional.
   run "the same, nothing optional used" "unsigned-char neon crc32" QEMU_CPU=cortex-a53 ZENTA_CPU=baseline
 else
   filter='^containers_tests\.(BufferHash|Chunk|BufferList|ChainLink)'
 fi
-# Every allocation has a tag, which each access to it has to show: what reads or writes past its end is stopped, too.
+# Every allocation has a tag, and a pointer must carry the same one: an access past an allocation's end is stopped.
 run "everything that qemu has, memory tagged" "unsigned-char neon crc32 tagged-pointers" \
   QEMU_CPU=max GLIBC_TUNABLES=glibc.mem.tagging=3

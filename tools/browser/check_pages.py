@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Uses pages that `zentactl trace --html` makes as a person would, in headless Chromium, and checks what they then say.
+"""Uses pages of `zentactl trace --html` in headless Chromium as a person would, and checks what they show.
 
 usage: check_pages.py ZENTACTL FOLDER
 
@@ -16,9 +16,9 @@ import time
 from webdriver import Browser
 
 sys.path.append(str(pathlib.Path(__file__).parents[2] / "examples"))
-import make_trace  # noqa: E402: the folder has to be known first
+import make_trace  # noqa: E402: its folder has to be in sys.path first
 
-ESCAPE, BACKSPACE, ARROW_RIGHT, ARROW_DOWN = "\ue00c", "\ue003", "\ue014", "\ue015"  # keys, as the protocol has them
+ESCAPE, BACKSPACE, ARROW_RIGHT, ARROW_DOWN = "\ue00c", "\ue003", "\ue014", "\ue015"  # WebDriver's codes for keys
 
 failures = []
 
@@ -35,7 +35,7 @@ KEYS = make_trace.pinyin_pad()
 
 
 def inputs(rng, touches, clock=1000.0, keys=KEYS):
-    """Records of inputs with about so many touches in all, the example's words over and over."""
+    """Records of inputs with at least `touches` touches in all; the words are drawn from the example's."""
     while touches > 0:
         text, code = rng.choice(make_trace.WORDS)
         times, points, clock = make_trace.typed(rng, keys, clock, code)
@@ -49,7 +49,7 @@ def pad(name, rect, keys):
 
 
 def at_the_right(key):
-    """The key on a pad of half the width."""
+    """The key on a pad of half the width in the right half of the screen."""
     left, top, right, bottom = key["key_rect"]
     return {**key, "key_rect": [left // 2 + 540, top, right // 2 + 540, bottom]}
 
@@ -61,7 +61,7 @@ def nine_keys():
 
 
 def on_nine_keys(rng, touches, clock):
-    """The same inputs as inputs() has, touched there."""
+    """The inputs of inputs(), touched on the nine keys."""
     digits = dict(zip("abcdefghijklmnopqrstuvwxyz", "22233344455566677778889999"))
     rects = {chr(key["id"]): key["key_rect"] for key in nine_keys()}
     for record in inputs(rng, touches, clock):
@@ -95,25 +95,25 @@ def make_pages(zentactl, folder):
                         "--svg", folder / f"{name}.svg"], check=True)
 
 
-# ---- What is asked of a page
+# ---- What the checks read from a page
 
-PIXELS = "return document.getElementById('pad').toDataURL()"  # the picture, to be compared with another
+PIXELS = "return document.getElementById('pad').toDataURL()"  # the picture, to compare it with another
 
 
 def clock(browser):
-    """Seconds that the time line has come, and has in all."""
+    """The position on the time line and its length, in seconds."""
     times = [[float(part) for part in reversed(text.split(":"))] for text in browser.text("#clock").split(" of ")]
     return tuple(sum(part * 60**i for i, part in enumerate(time)) for time in times)
 
 
 def shown(browser):
-    """How many touches of the layout are shown, and how many it has."""
+    """The number of touches of the layout that are shown, and of all that it has."""
     words = browser.text("#caption").replace(",", "").split()
     return int(words[2]), int(words[4])
 
 
 def place(browser, selector, part=0.5):
-    """A point of the window: in the element's middle, `part` of the way from its left to its right."""
+    """A point in the window, at half the element's height and `part` of the way from its left to its right."""
     box = browser.run("const b = document.querySelector(arguments[0]).getBoundingClientRect();"
                       "return [b.left, b.top, b.width, b.height]", selector)
     return box[0] + part * box[2], box[1] + box[3] / 2
@@ -270,7 +270,7 @@ def check_hostile(browser, folder):
 
 
 def check_pictures(browser, folder):
-    """For a person to look at."""
+    """Takes pictures of the SVG drawings, for a person to look at."""
     for name in ("small", "ten-thousand", "two-pads", "changed-layout"):
         browser.open(folder / f"{name}.svg")
         browser.picture(folder / f"{name}-svg.png")

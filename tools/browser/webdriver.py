@@ -1,5 +1,5 @@
-"""A browser that a program drives: headless Chromium through chromedriver, by the WebDriver protocol (W3C), which is
-plain HTTP with JSON. Only what check_pages.py needs."""
+"""Drives headless Chromium through chromedriver by the W3C's WebDriver protocol, which is plain HTTP with JSON. It has only
+what check_pages.py needs."""
 
 import base64
 import json
@@ -13,7 +13,7 @@ ELEMENT = "element-6066-11e4-a52e-4f735466cecf"  # the protocol's name for a ref
 
 
 class Browser:
-    """Runs until the `with` block ends. Every call raises urllib.error.HTTPError for what the browser refuses."""
+    """Runs until the `with` block ends. Every call raises urllib.error.HTTPError if the browser refuses it."""
 
     def __init__(self, width=1400, height=1050):
         self.driver = subprocess.Popen(["chromedriver", "--port=0"], stdout=subprocess.PIPE, text=True)
@@ -52,7 +52,7 @@ class Browser:
         self.post("/url", {"url": pathlib.Path(path).resolve().as_uri()})
 
     def run(self, script, *arguments):
-        """The value that the JavaScript function body returns."""
+        """Runs the body of a JavaScript function and returns its value."""
         return self.post("/execute/sync", {"script": script, "args": list(arguments)})
 
     def element(self, selector):
@@ -78,7 +78,7 @@ class Browser:
         self.click(f'{selector} option[value="{value}"]')
 
     def role_and_name(self, selector):
-        """What assistive technology is told of an element."""
+        """The role and the name of an element as assistive technology gets them."""
         element = self.element(selector)
         return tuple(self.request("GET", f"/element/{element}/computed{what}", None) for what in ("role", "label"))
 
@@ -90,12 +90,12 @@ class Browser:
         self.post("/actions", {"actions": [{"type": "pointer", "id": "mouse", "actions": actions}]})
 
     def prefer(self, **features):
-        """Has the page told that the person prefers dark colours, say: prefer(color_scheme="dark")."""
+        """Sets what the person prefers (CSS media features): prefer(color_scheme="dark")."""
         media = [{"name": "prefers-" + name.replace("_", "-"), "value": value} for name, value in features.items()]
         self.post("/goog/cdp/execute", {"cmd": "Emulation.setEmulatedMedia", "params": {"features": media}})
 
     def complaints(self):
-        """What the browser's console got since it was asked last."""
+        """The messages of the browser's console since the last call."""
         return [entry["message"] for entry in self.post("/se/log", {"type": "browser"})]
 
     def picture(self, path):

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Writes the installed headers and the pages of docs/ as Doxygen reads them best: doxygen_input.py REPOSITORY FOLDER
+"""Prepares the installed headers and the pages of docs/ for Doxygen: doxygen_input.py REPOSITORY FOLDER
 
-Headers: comments are plain text before what they tell of, so each becomes a documentation comment with nothing in it
-that Doxygen would obey, and tables and examples, which are indented, stay as they are. The opening comment becomes the
-file's page, in the group of its room. What stands below the line of dashes are bodies, which nobody looks up.
+Headers: each plain comment before a declaration becomes a documentation comment. Characters that Doxygen interprets are
+escaped; indented tables and examples stay as they are. The opening comment becomes the file's page, in the group of its
+folder. Everything below the line of dashes is left out: it is function bodies.
 
 Pages: links that lead out of the pages become plain text.
 """
@@ -15,18 +15,18 @@ COMMENT = re.compile(r"^(\s*)//(?!/)(.*)$")
 
 
 def plain(text):
-    """The text with nothing that Doxygen obeys, but for code in backquotes."""
+    """The text with Doxygen's special characters escaped, and code in backquotes marked up."""
     def escaped(part):
         return re.sub(r'([\\@<>#&$%"|])', r"\\\1", part)
 
     parts = text.split("`")
-    if len(parts) % 2 == 0:  # code that goes on in the next line
+    if len(parts) % 2 == 0:  # code that continues on the next line
         return escaped(text.replace("`", "'"))
     return "".join(f"<tt>{escaped(part)}</tt>" if i % 2 else escaped(part) for i, part in enumerate(parts))
 
 
 def documentation(indent, lines):
-    """The lines of one comment, without their slashes, as documentation."""
+    """The lines of one comment, without their slashes, as a documentation comment."""
     out, in_table = [], False
     for line in lines:
         is_table = line.startswith("   ") or (in_table and not line.strip())
@@ -42,7 +42,7 @@ def documentation(indent, lines):
 
 
 def above_the_bodies(lines):
-    """The lines above the line of dashes, and the ends of the namespaces that are open there."""
+    """The lines above the line of dashes, with a closing brace for each namespace that is open there."""
     open_spaces = []
     for number, line in enumerate(lines):
         if re.match(r"^// -{40,}$", line):
@@ -76,7 +76,7 @@ def header(text, path):
         if start == 0:
             out += [f"/// @file {path}", f"/// @ingroup {group}", "///"]
         elif at < len(lines) and not lines[at].strip() or block[0].startswith(" ----"):
-            continue  # tells of no single thing
+            continue  # it does not belong to one declaration
         out += documentation(indent, block)
         if start == 0:
             out += ["", f"/// @addtogroup {group}", "/// @{"]

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Checks that includes point one way: a room includes itself and the rooms that its row names, nothing else.
+"""Checks that includes point one way: a folder includes itself and the folders in its row of ALLOWED, nothing else.
 
-Nobody but the tests and fuzz targets looks into another room's detail/. In corelib/text/ what lies in detail/ does not
-look back at the room's public headers.
+Only tests, fuzz targets and benchmarks include another folder's detail/. In corelib/text/ the headers of detail/ do not
+include the folder's public headers.
 
-Prints a line per offence (file:line: reason) and exits with 1 if there is any.
+Prints a line for each violation (file:line: reason) and exits with 1 if there is any.
 """
 
 import pathlib
@@ -12,8 +12,7 @@ import re
 import subprocess
 import sys
 
-# Folder -> what it may include besides itself: rooms by name, every room of CORELIB, or a single header. The longest
-# matching folder decides.
+# Folder -> what it may include besides itself: folders or single headers. The longest matching folder decides.
 CORELIB = ["corelib/base", "corelib/text", "corelib/io/files", "corelib/io/wire", "corelib/io/json", "corelib/io",
            "corelib/containers", "corelib/containers/dict", "corelib/containers/shared"]
 ALLOWED = {
@@ -35,24 +34,24 @@ ALLOWED = {
 }
 INCLUDE = re.compile(r'^\s*#\s*(?:include|import)\s+"([^"]+)"')
 
-# Rooms whose detail/ is a floor below their public headers.
+# Folders whose detail/ lies below their public headers.
 ONE_WAY_DETAIL = ["corelib/text"]
-# Tests ask inner parts directly.
+# These use what is in detail/ directly.
 MAY_LOOK_INSIDE = ("tests/", "fuzz/", "bench/")
 
 
-def room(path: str) -> str | None:
+def folder_of(path: str) -> str | None:
     fitting = [folder for folder in ALLOWED if path.startswith(folder + "/")]
     return max(fitting, key=len, default=None)
 
 
 def is_allowed(path: str, home: str, included: str) -> bool:
-    there = room(included)
+    there = folder_of(included)
     return there == home or there in ALLOWED[home] or included in ALLOWED[home]
 
 
 def offences(path: str):
-    home = room(path)
+    home = folder_of(path)
     for number, line in enumerate(pathlib.Path(path).read_text().splitlines(), 1):
         match = INCLUDE.match(line)
         if not match:

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Compiles everything that a Mac's build would use for both processors, links two programs, makes each universal and compares
-# what they import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that
-# Homebrew has for it, whose symbols are left open; ZENTA_CHECK_SHORT=1 leaves it out. `./dev mac-check` calls it.
-# docs/macos.md says what this shows and what not.
+# Compiles the sources of a Mac's build for both processors, links two programs, makes each universal and compares what they
+# import with packaging/macos/imports/. zentactl is compiled, too, with Debian's headers of the libraries that a Mac has from
+# Homebrew; their symbols stay undefined. ZENTA_CHECK_SHORT=1 leaves zentactl out. `./dev mac-check` calls this script.
+# docs/macos.md says what it shows and what not.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 
@@ -14,12 +14,12 @@ readonly programs=(zenta-update shared_storage_tests) architectures=(x86_64 arm6
 say() { printf '%s\n' "mac-check: $*" >&2; }
 die() { say "$*"; exit 1; }
 
-# Sets ZENTA_ZIG. The compiler stays where it is downloaded to; its version is part of the folder's name.
+# Sets ZENTA_ZIG, and downloads the compiler if it is not there yet. The folder's name has its version.
 find_compiler() {
   local folder=build/tools/zig-$zig_version
   export ZENTA_ZIG=${ZENTA_ZIG:-$PWD/$folder/node_modules/$zig_package/zig}
   export ZIG_GLOBAL_CACHE_DIR=$out/zig-cache ZIG_LOCAL_CACHE_DIR=$out/zig-cache
-  export CCACHE_EXTRAFILES=${ZENTA_ZIG%/*}/package.json  # ccache takes the driver that calls it for the compiler
+  export CCACHE_EXTRAFILES=${ZENTA_ZIG%/*}/package.json  # for ccache the compiler is the driver script that calls it
   [[ -x $ZENTA_ZIG ]] && return
   [[ $(uname -sm) == 'Linux x86_64' ]] || die "the compiler runs on x86-64 Linux only"
   say "fetching $zig_package@$zig_version (355 MB unpacked)"
@@ -28,8 +28,8 @@ find_compiler() {
   sha256sum --quiet -c - <<< "$zig_sha256  $ZENTA_ZIG" || { rm -rf "$folder"; die "not the compiler that was expected"; }
 }
 
-# A text stub for every library that the lists of imports name, with the symbols that they name, where the linker looks for
-# it. The C library's stub, with all of its symbols, comes with the compiler.
+# Writes a text stub (.tbd) for every library in the lists of imports, with the symbols that they name, where the linker looks
+# for it. The stub of the C library, with all of its symbols, comes with the compiler.
 make_stubs() {
   local library file
   for library in $(awk '/^\// { print $1 }' "$imports"/*.txt | sort -u); do
@@ -49,7 +49,7 @@ make_stubs() {
   ln -s "$(dirname "$ZENTA_ZIG")/lib/libc/darwin/libSystem.tbd" "$ZENTA_MAC_SYSROOT/usr/lib/libSystem.tbd"
 }
 
-# What the compiler and the linker see besides the compiler's own headers.
+# Makes the folders that the compiler and the linker search besides the compiler's own headers.
 make_sysroot() {
   export ZENTA_MAC_SYSROOT=$out/sysroot ZENTA_MAC_HEADERS=$out/headers
   rm -rf "$ZENTA_MAC_SYSROOT"
@@ -60,7 +60,7 @@ make_sysroot() {
   cp -p /usr/include/x86_64-linux-gnu/openssl/*.h "$ZENTA_MAC_HEADERS/openssl/"
 }
 
-# static_library ARCHITECTURE NAME: of the assembly on standard input.
+# static_library ARCHITECTURE NAME: makes libNAME.a from the assembly on standard input.
 static_library() {
   local folder=$out/$1/lib
   mkdir -p "$folder"
@@ -70,7 +70,7 @@ static_library() {
   "$ZENTA_LLVM/llvm-ar" rcs "$folder/lib$2.a" "$folder/$2.o"
 }
 
-# marisa-trie as the linker sees it: exactly the symbols of Debian's, and all of its functions end the program.
+# Makes a stand-in for marisa-trie: it has exactly the symbols of Debian's, and each of its functions traps.
 make_marisa() {
   local trap=ud2 libraries=(/usr/lib/*/libmarisa.so)
   [[ $1 == x86_64 ]] || trap='brk #1'
@@ -86,16 +86,16 @@ build_for() {
   cmake -S . -B "$out/$1" -G Ninja --toolchain "$PWD/tools/mac/toolchain.cmake" -DCMAKE_BUILD_TYPE=Release \
     -DZENTA_BUILD_TESTS=ON -DZENTA_WERROR=ON -DCMAKE_OSX_ARCHITECTURES="$1" -DZENTA_MARISA="$out/$1/lib/libmarisa.a" > "$out/$1/configure.log" 2>&1 ||
     { cat "$out/$1/configure.log" >&2; die "configuring for $1 failed"; }
-  # Linked anew each time: the stubs, which follow the lists, are no dependency of theirs.
+  # The programs are linked anew each time, because the build does not know that they depend on the stubs.
   local program
   for program in "${programs[@]}"; do find "$out/$1" -type f -name "$program" -delete; done
   local targets=("${programs[@]}")
-  # One architecture will do: it is what Homebrew has the libraries for.
+  # zentactl is compiled for one architecture only, that of Homebrew's libraries.
   [[ $1 != arm64 || -n ${ZENTA_CHECK_SHORT:-} ]] || targets+=(zentactl)
   cmake --build "$out/$1" -j "${ZENTA_JOBS:-$(nproc)}" --target "${targets[@]}"
 }
 
-# make_universal PROGRAM: one file of the two, as lipo makes it on a Mac.
+# make_universal PROGRAM: joins both architectures in one file, as lipo does on a Mac.
 make_universal() {
   local architecture slices=()
   for architecture in "${architectures[@]}"; do
@@ -104,7 +104,7 @@ make_universal() {
   "$ZENTA_LLVM/llvm-lipo" -create "${slices[@]}" -output "$out/$1"
 }
 
-# check_slice PROGRAM ARCHITECTURE SYSTEM: cuts out that architecture and checks the oldest system that it is marked for.
+# check_slice PROGRAM ARCHITECTURE SYSTEM: extracts that architecture and checks that SYSTEM is its oldest macOS (minos).
 check_slice() {
   local oldest
   "$ZENTA_LLVM/llvm-lipo" "$out/$1" -thin "$2" -output "$out/$1.$2"
@@ -112,17 +112,17 @@ check_slice() {
   [[ $oldest == "$3" ]] || die "$1 for $2 is marked for macOS $oldest, not $3"
 }
 
-# The program's property list is a section of it, with this key among others.
+# Checks that the program contains its property list (a section), by one of its keys.
 check_property_list() {
   "$ZENTA_LLVM/llvm-objdump" --macho --section=__TEXT,__info_plist "$out/zenta-update.$1" |
     grep -q NSAppleEventsUsageDescription || die "zenta-update for $1 carries no Info.plist"
 }
 
-# imports_of PROGRAM ARCHITECTURE: a line "LIBRARY SYMBOL" for each symbol that it takes from elsewhere, and a line with
-# the library alone for each that it loads.
+# imports_of PROGRAM ARCHITECTURE: prints a line "LIBRARY SYMBOL" for each symbol that it imports, and a line with only the
+# library for each that it loads.
 imports_of() {
   local slice=$out/$1.$2
-  # nm tells a library by its name up to the first point, and says "dynamically looked up" where the linker knew none.
+  # nm prints a library's name up to the first dot, or "dynamically looked up" for a symbol that no library had.
   "$ZENTA_LLVM/llvm-nm" -m --undefined-only "$slice" | awk '
     NR == FNR { name = $1; sub(/.*\//, "", name); sub(/\..*/, "", name); path[name] = $1; print $1; next }
     match($0, /\(from [^)]*\)$/) {
@@ -133,7 +133,7 @@ imports_of() {
   ' <("$ZENTA_LLVM/llvm-objdump" --macho --dylibs-used "$slice" | awk 'NR > 1 { print $1 }') - | sort -u
 }
 
-# check_imports PROGRAM: prints what it imports, by library, and what is wrong with that.
+# check_imports PROGRAM: prints its imports by library, and their differences from the list. False if there are any.
 check_imports() {
   local architecture list=$imports/$1.txt found=$out/$1.imports status=0 wrong
   for architecture in "${architectures[@]}"; do imports_of "$1" "$architecture"; done | sort -u > "$found"

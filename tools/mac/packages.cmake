@@ -1,6 +1,6 @@
-# What find_package finds for the Mac's build on Linux: GoogleTest, built from Debian's sources, and in the place of other
-# libraries targets that are nothing. Programs of tests that use those cannot be built here; zentactl can, with the
-# headers that tools/mac/check.sh provides.
+# Provides the packages for a Mac's build on Linux: GoogleTest, built from Debian's sources, and empty targets for the other
+# libraries. Test programs that use those cannot be built here; zentactl can, with the headers that tools/mac/check.sh
+# provides.
 
 function(zenta_provide_googletest)
   set(root /usr/src/googletest)
@@ -14,7 +14,7 @@ function(zenta_provide_googletest)
   add_library(GTest::gtest_main ALIAS zenta_googletest)
 endfunction()
 
-# They may be asked for several times.
+# Makes an empty target, unless an earlier find_package made it.
 function(zenta_provide_nothing target)
   if(NOT TARGET ${target})
     add_library(${target} INTERFACE IMPORTED GLOBAL)

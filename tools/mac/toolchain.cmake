@@ -1,5 +1,5 @@
-# A Mac's build on Linux, for one processor: -DCMAKE_OSX_ARCHITECTURES=arm64 or x86_64. tools/mac/check.sh calls it, and sets
-# what clang++ beside this file reads from the environment.
+# Toolchain of a Mac's build on Linux, for one processor: -DCMAKE_OSX_ARCHITECTURES=arm64 or x86_64. tools/mac/check.sh uses it
+# and sets the environment variables that clang++ beside this file reads.
 set(CMAKE_SYSTEM_NAME Darwin)
 set(CMAKE_CXX_COMPILER "${CMAKE_CURRENT_LIST_DIR}/clang++")
 set(CMAKE_OBJCXX_COMPILER "${CMAKE_CURRENT_LIST_DIR}/clang++")

@@ -1,5 +1,5 @@
-// Writes a cpio archive in the portable ASCII form (POSIX.1-1988, "odc"): for each entry a header of
-// octal digits, the name, the contents.
+// Writes a cpio archive in the portable ASCII form (POSIX.1-1988, "odc"): for each entry a header
+// of octal digits, the name, the contents.
 //
 // Everything belongs to root (0:0). Device and inode numbers are 0 and link counts 1, so that equal
 // entries make equal bytes on every machine.
@@ -16,10 +16,10 @@
 
 namespace zenta::packaging {
 
-// Takes the next bytes of an output.
+// Is called with the next bytes of an output.
 using Sink = std::function<void(std::string_view)>;
 
-// What 11 octal digits hold: sizes in bytes, and times.
+// The greatest size in bytes, and the latest time: what 11 octal digits hold.
 inline constexpr std::uint64_t kMaxCpioNumber = (std::uint64_t{1} << 33) - 1;
 
 // One file, folder or link.
@@ -35,17 +35,17 @@ class CpioWriter {
  public:
   explicit CpioWriter(Sink sink) : sink_(std::move(sink)) {}
 
-  // Begins an entry; a link is complete with that. REQUIRES: size and time are at most
+  // Begins an entry. A link is complete with this call. REQUIRES: size and time are at most
   // kMaxCpioNumber, the name has fewer than 2^18 - 1 bytes, and the entry before is complete.
   void Begin(const CpioEntry& entry);
-  // The next bytes of the entry's contents. REQUIRES: no more in all than its size.
+  // Appends to the entry's contents. REQUIRES: they do not exceed the entry's size.
   void Write(std::string_view bytes);
   // Ends the archive; the last call.
   void Finish();
 
  private:
   Sink sink_;
-  std::uint64_t left_ = 0;  // bytes that the current entry still waits for
+  std::uint64_t left_ = 0;  // bytes that the current entry still needs
 };
 
 }  // namespace zenta::packaging

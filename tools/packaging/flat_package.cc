@@ -56,7 +56,7 @@ struct Listing {
   std::time_t newest = 0;
 };
 
-// The variable that reproducible builds give their one time in; nullopt if it is not set.
+// The time that reproducible builds set in the environment; nullopt if it is not set.
 std::optional<std::time_t> SourceDateEpoch() {
   const char* text = std::getenv("SOURCE_DATE_EPOCH");
   if (text == nullptr) return std::nullopt;
@@ -69,7 +69,8 @@ std::optional<std::time_t> SourceDateEpoch() {
   return seconds;
 }
 
-// The rules by which the installer refuses an entry of a payload, asked while it can still be mended.
+// Throws Failure for an entry that the installer would refuse, so that the bundle is mended before
+// it is published.
 void CheckEntry(const fs::path& path, const CpioEntry& entry) {
   const std::optional<std::string> inside = PayloadPath(entry.name);
   const char* reason = !inside
@@ -126,7 +127,7 @@ Listing ListBundle(const fs::path& bundle, const std::string& name) {
   return listing;
 }
 
-// The same of all of them, and of the folders on the way to the location.
+// The installer's limits for all entries together, with the folders on the way to the location.
 void CheckLimits(const Listing& listing, std::string_view location) {
   const std::size_t entries =
       listing.items.size() - 1 + PathComponents(location).size();  // less "."
@@ -134,7 +135,7 @@ void CheckLimits(const Listing& listing, std::string_view location) {
     throw Failure("the installer would refuse a bundle of more than " +
                   std::to_string(kMaxEntries) + " files, folders and links");
   }
-  std::uint64_t bytes = entries * kMaxPathBytes;  // more than the archive says of each
+  std::uint64_t bytes = entries * kMaxPathBytes;  // more than the headers and names of all
   for (const Item& item : listing.items) bytes += item.entry.size;
   if (bytes > kMaxUnpackedBytes) {
     throw Failure("the installer would refuse a bundle of more than " +
@@ -142,7 +143,7 @@ void CheckLimits(const Listing& listing, std::string_view location) {
   }
 }
 
-// The contents of a file, which was listed with `size` bytes.
+// Copies the contents of a file that was listed with `size` bytes.
 void CopyTo(const Sink& sink, const fs::path& path, std::uint64_t size) {
   std::vector<std::uint8_t> buffer(kCopyBytes);
   const auto file = OpenFile(path);
@@ -210,7 +211,7 @@ void CheckInstallLocation(const std::string& location) {
   }
 }
 
-// The name that the bundle was given by, which may be that of a link to it.
+// The bundle's name as the caller gave it: that of a link, if it is one.
 std::string NameOf(const fs::path& bundle) {
   const fs::path whole = fs::absolute(bundle).lexically_normal();
   return (whole.has_filename() ? whole : whole.parent_path()).filename().string();

@@ -1,4 +1,4 @@
-// Writes a bundle as a component flat package: what the system installer takes with -pkg.
+// Writes a bundle as a component flat package, the kind that the system installer takes with -pkg.
 //
 // A flat package is an XAR archive with three files at its root:
 //
@@ -6,12 +6,12 @@
 //                only macOS has a program that makes one: a package for real Macs is built there.
 //   PackageInfo  XML: identifier, version, install location, sizes, the bundle's versions
 //   Payload      gzip of a cpio archive (POSIX.1-1988 "odc"): "." and "./NAME.app/...", owned by
-//   root
+//                root
 //
-// Entries are sorted by name and carry no inode numbers, owners or clock times of the packing
-// machine, and the archive is as old as its newest entry: the same files with the same permissions
-// and times make the same package, byte for byte. (A different version of zlib may deflate them
-// otherwise.)
+// Packages are reproducible: the same files with the same permissions and times make the same
+// package, byte for byte, if the version of zlib is the same. Entries are sorted by name and carry
+// no inode numbers, owners or clock times of the packing machine, and the archive has the time of
+// its newest entry.
 #pragma once
 
 #include <cstdint>
@@ -23,12 +23,12 @@ namespace zenta::packaging {
 
 struct PackageOptions {
   std::filesystem::path bundle;  // a folder with Contents/Info.plist
-  std::filesystem::path out;  // replaced if it exists, untouched when packing fails; "-": standard
-                              // output, to which nothing goes before the package is whole
-  std::string identifier;     // empty: the bundle's
-  std::string version;        // empty: the bundle's short version, else its build version
+  std::filesystem::path out;     // replaced if it exists, untouched if packing fails; "-": standard
+                                 // output, where nothing is written before the package is whole
+  std::string identifier;        // empty: the bundle's
+  std::string version;           // empty: the bundle's short version, else its build version
   std::string install_location = "/Library/Input Methods";  // absolute, no ".."
-  // Called with the bytes of the bundle's files that are packed so far, and in all; may be null.
+  // Is called with the bytes of the bundle's files that are packed so far, and of all; may be null.
   std::function<void(std::uint64_t done, std::uint64_t all)> progress;
 };
 
@@ -40,14 +40,14 @@ struct PackageSummary {
   std::uint64_t package_bytes = 0;
 };
 
-// Packs. Symbolic links are kept as links, permissions as they are; of a file with several names
-// each name becomes a file. If SOURCE_DATE_EPOCH is set in the environment (whole seconds since
-// 1970), it stands for every modification time. The payload streams into a temporary file beside
-// `out`; memory holds some blocks of it for each core.
+// Packs a bundle. Symbolic links stay links, and permissions are kept; a file with several hard
+// links becomes several files. SOURCE_DATE_EPOCH in the environment (whole seconds since 1970)
+// replaces every modification time. The payload streams into a temporary file beside `out`; memory
+// holds a few blocks of it for each core.
 //
-// Throws Failure for a bundle without identifier or version, a value that has no place in a
-// package, a file that is neither file, folder nor symbolic link, is 8 GiB or longer, changes
-// meanwhile, or is `out`, for every path and link that the installer would refuse, and for every
+// Throws Failure for a bundle without identifier or version; for a value that a package cannot
+// hold; for a file that is no regular file, folder or symbolic link, is 8 GiB or longer, changes
+// meanwhile, or is `out`; for every path and link that the installer would refuse; and for every
 // error of the disk.
 PackageSummary WriteFlatPackage(const PackageOptions& options);
 

@@ -16,7 +16,8 @@ namespace {
 using tools::Failure;
 using tools::SignalsHeld;
 
-// On programs and libraries level 4 takes 40 % of the time of zlib's default and makes 3 % more.
+// For programs and libraries, level 4 takes 40 % of the time of zlib's default level, and its
+// output is 3 % larger.
 constexpr int kLevel = 4;
 constexpr int kRawDeflate = -15;  // neither zlib's nor gzip's header; the largest window
 constexpr int kMemoryLevel = 9;
@@ -98,8 +99,8 @@ void GzipWriter::Submit(Position position) {
   if (under_way_.size() == most_) WriteOldest();
   const auto block = std::make_shared<const std::string>(std::exchange(current_, {}));
   {
-    const SignalsHeld for_the_thread;
-    // Deferred: where no thread can be started, the block is deflated when it is waited for.
+    const SignalsHeld for_the_thread;  // it inherits the mask and handles no signals
+    // Deferred: if no thread can be started, the block is deflated by get().
     under_way_.push_back(std::async(std::launch::async | std::launch::deferred, Deflate,
                                     std::exchange(before_, block), block, position));
   }

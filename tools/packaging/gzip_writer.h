@@ -1,10 +1,10 @@
-// Writes gzip (RFC 1952) with every core of the machine.
+// Writes gzip (RFC 1952) on all cores of the machine.
 //
-// The input is cut into blocks of kBlockBytes, which threads deflate independently: each starts with
-// the last 32 KiB of the block before as its dictionary and ends on a byte boundary, so that the
-// pieces in order are one DEFLATE stream. The result is one ordinary gzip member that any program
-// reads. It depends on the input and zlib's version only, not on the number of threads. The header
-// holds no time and no name.
+// The input is cut into blocks of kBlockBytes, which threads deflate independently: each starts
+// with the last 32 KiB of the block before as its dictionary and ends on a byte boundary, so that
+// the pieces in order are one DEFLATE stream. The result is one ordinary gzip member that any
+// program reads. It depends on the input and zlib's version only, not on the number of threads. The
+// header holds no time and no name.
 #pragma once
 
 #include <cstddef>
@@ -23,7 +23,8 @@ class GzipWriter {
  public:
   static constexpr std::size_t kBlockBytes = 512 << 10;
 
-  // Up to `threads` blocks are deflated at a time, and twice as many held; 0: one for each core.
+  // Deflates up to `threads` blocks at a time and holds twice as many; 0 stands for the number of
+  // cores.
   explicit GzipWriter(Sink sink, unsigned threads = 0);
 
   void Write(std::string_view bytes);
@@ -40,13 +41,13 @@ class GzipWriter {
   enum class Position { kInside, kLast };
 
   static Deflated Deflate(const Block& before, const Block& block, Position position);
-  // Has the collected bytes deflated.
+  // Starts deflating the collected bytes.
   void Submit(Position position);
-  // Writes the oldest block under way.
+  // Waits for the oldest block under way and writes it.
   void WriteOldest();
 
   Sink sink_;
-  std::size_t most_;     // blocks under way
+  std::size_t most_;     // limit of blocks under way
   std::string current_;  // collects the next block
   Block before_;         // the block that was submitted last; null at first
   std::deque<std::future<Deflated>> under_way_;

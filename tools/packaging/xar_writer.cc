@@ -26,7 +26,7 @@ constexpr std::size_t kTableBytes = 2048;
 constexpr std::size_t kChecksumBytes = 20;
 constexpr std::size_t kHeaderBytes = 28;
 constexpr std::size_t kStoredBytes = kTableBytes + 11;  // see Stored
-constexpr std::uint32_t kSha1 = 1;                      // the header's code for it
+constexpr std::uint32_t kSha1 = 1;                      // the header's code for SHA-1
 
 std::string BigEndian(std::uint64_t number, int bytes) {
   std::string text;

@@ -6,9 +6,9 @@
 //   then    20                           SHA-1 of the table as it is stored
 //   then    the rest                     the files' contents, one after the other, not compressed
 //
-// The table, which names sizes and checksums, is known last and stands first. So its room is of a
-// fixed size: the XML is filled up with blanks, and stored without compression. Nothing in the
-// archive tells when or by whom it was made.
+// The table comes first, but its sizes and checksums are known last. So its space has a fixed size:
+// the XML is padded with blanks and stored without compression. Nothing in the archive tells when
+// or by whom it was made.
 #pragma once
 
 #include <cstddef>
@@ -25,15 +25,15 @@ namespace zenta::packaging {
 
 class XarWriter {
  public:
-  // Into `file`, which is empty and outlives this. `modified` is the time of every file and of the
-  // archive itself, in seconds since 1970. Everything throws Failure when it fails.
+  // Writes into `file`, which is empty and outlives this. `modified` is the time of every file and
+  // of the archive itself, in seconds since 1970. Every member throws Failure if it fails.
   XarWriter(tools::NewFile& file, std::time_t modified);
   ~XarWriter();
 
   // Begins the next file of the archive, at its root. REQUIRES: the name is plain ASCII that XML
   // takes as it is; all files together fit the table.
   void Begin(std::string name);
-  // The next bytes of that file.
+  // Appends to the contents of that file.
   void Write(std::string_view bytes);
   // Ends the archive; the last call.
   void Finish();

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# artefacts.sh CONFIG FOLDER: makes in FOLDER what a release publishes: the sources, the Debian packages of this machine's kind, whose
-# programs trust the signing configuration CONFIG, a bill of materials, the Homebrew formula, and the checksums of all of them.
+# artefacts.sh CONFIG FOLDER: makes in FOLDER what a release publishes: the sources, the Debian packages for this machine's
+# architecture, a bill of materials, the Homebrew formula, and the checksums of all of them. The packaged programs trust the
+# signing configuration CONFIG.
 set -euo pipefail
 config=$(realpath "$1") folder=$(realpath -m "$2")
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Writes the bill of materials of Debian packages as SPDX 2.3 JSON: sbom.py PACKAGE.deb ... > zenta.spdx.json
 
-Each package is told with its checksum; what it depends on, with the version that is installed here; and what is compiled into
-it without being in its dependencies. Run it on the machine that built the packages. SOURCE_DATE_EPOCH is the time
-that it is marked with, if set.
+It lists each package with its checksum, the packages that it depends on with the versions installed here, and what is compiled
+into it without being a dependency. Run it on the machine that built the packages. SOURCE_DATE_EPOCH, if set, is the time of
+creation that it states.
 """
 import datetime
 import hashlib
@@ -15,7 +15,7 @@ import subprocess
 import sys
 import urllib.parse
 
-# Header-only libraries, and what is linked from an archive: Debian's development packages.
+# Header-only and statically linked libraries of each package, as Debian's development packages.
 COMPILED_IN = {"zenta-tools": ["libcli11-dev"]}
 
 
@@ -34,7 +34,7 @@ def package(name, version, **more):
 
 
 def debian_package(name):
-    """A package that is installed here."""
+    """The entry of a package that is installed here."""
     version, architecture = output("dpkg-query", "-W", "-f=${Version} ${Architecture}\n", name).splitlines()[0].split()
     distribution = re.search(r"^ID=\"?(\w+)", pathlib.Path("/etc/os-release").read_text(), re.M)[1]
     purl = f"pkg:deb/{distribution}/{urllib.parse.quote(name)}@{urllib.parse.quote(version, safe=':')}?arch={architecture}"
@@ -43,7 +43,7 @@ def debian_package(name):
 
 
 def names(depends):
-    """libc6 (>= 2.36), a | b: the first name of each."""
+    """The package names of a Depends field; of alternatives the first: "libc6 (>= 2.36), a | b" gives libc6 and a."""
     return [re.match(r"[a-z0-9.+-]+", part.strip())[0] for part in depends.split(",") if part.strip()]
 
 

@@ -1,9 +1,8 @@
-// The commands of zentactl. Each is one source file that defines one function: it adds the
-// command's options and help to `command`, and sets as its callback what the command does. A
-// callback throws Failure when it fails, and Refusal when the answer is no; what it prints to standard
-// output is its result.
+// The commands of zentactl. Each source file defines one function, which adds the command's options
+// and help to `command` and sets its callback. The callback prints its result to standard output.
+// It throws Failure when the work cannot be done, and Refusal when the answer is no.
 //
-// A further command is a file, a declaration here and a row of the table in main.cc.
+// A new command needs a source file, a declaration here and a row of the table in main.cc.
 #pragma once
 
 #include <CLI/CLI.hpp>

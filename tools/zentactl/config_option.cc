@@ -21,7 +21,7 @@ using tools::ReadWholeFile;
 
 namespace {
 
-constexpr std::size_t kMaxConfigBytes = 64 << 10;  // a configuration has about 500
+constexpr std::size_t kMaxConfigBytes = 64 << 10;  // a real one has about 500
 
 }  // namespace
 

@@ -8,14 +8,13 @@
 
 namespace zenta::zentactl {
 
-// Adds --config to `command`; it fills `path`, which has to live as long as the command.
+// Adds --config to `command`. Its value goes to `path`, which must outlive `command`.
 void AddConfigOption(CLI::App& command, std::string& path);
 
-// The configuration in the file at `path`; of an empty path, the one that this program was built
-// with. Throws Failure.
+// Reads the configuration at `path`. An empty path stands for the built-in one. Throws Failure.
 [[nodiscard]] signing::SigningConfig LoadConfig(const std::string& path);
 
-// What a person should know of a configuration's key beside its fingerprint; empty if nothing.
+// A warning to print beside the fingerprint of a development key; empty for other keys.
 [[nodiscard]] std::string KeyRemark(const signing::SigningConfig& config);
 
 }  // namespace zenta::zentactl

@@ -9,15 +9,15 @@ void DefineDict(CLI::App& command) {
     const char* summary;
     void (*define)(CLI::App&);
   } kCommands[] = {
-      {"build", "make an image of word lists", DefineDictBuild},
+      {"build", "make an image from word lists", DefineDictBuild},
       {"get", "look keys up", DefineDictGet},
       {"prefix", "list the keys that begin with a text", DefineDictPrefix},
       {"dump", "write an image as a word list", DefineDictDump},
-      {"check", "tell whether an image is whole, and where it is not", DefineDictCheck},
-      {"stats", "tell or draw what takes room in an image, and how long its chains are",
+      {"check", "check that an image is whole, or report what is wrong", DefineDictCheck},
+      {"stats", "show or draw what takes space in an image, and how long its chains are",
        DefineDictStats},
-      {"diff", "tell where two images differ", DefineDictDiff},
-      {"merge", "make one image of several", DefineDictMerge},
+      {"diff", "report where two images differ", DefineDictDiff},
+      {"merge", "make one image from several", DefineDictMerge},
   };
   for (const auto& row : kCommands) row.define(*command.add_subcommand(row.name, row.summary));
   command.require_subcommand(1);

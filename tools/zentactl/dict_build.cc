@@ -37,21 +37,21 @@ using tools::SystemFailure;
 
 constexpr std::uint64_t kMiB = 1 << 20;
 
-// What build and merge have in common.
+// The options of build and merge.
 struct BuildOptions {
   std::vector<fs::path> inputs;
   fs::path out;
   std::string merge = "last";
   std::uint64_t memory = 512 * kMiB;
   fs::path temporary;  // folder; empty: the system's
-  unsigned bits = 8;   // merge: 0, those of the images
+  unsigned bits = 8;   // merge: 0 stands for those of the images
   PairRule rule;
   bool strict = false;
   Speech speech;
 };
 
-// Values of an image have 31 bits, so that a sum that has more stays at the greatest. A merge function has
-// no memory of its own: whether it happened is noted here.
+// Set when a sum was cut to the 31 bits of an image's values. A merge function is a plain function
+// pointer, so it has nowhere else to note this.
 bool some_sum_was_cut = false;
 
 std::uint64_t Sum(std::uint64_t before, std::uint64_t after) {
@@ -75,7 +75,7 @@ void Note(const BuildOptions& options, const char* command, const std::string& t
   std::cerr << "zentactl dict " << command << ": note: " << ForTerminal(text) << '\n';
 }
 
-// The image that is being built.
+// Builds an image and writes it to options.out.
 template <tstl::Unit T>
 class Build {
  public:
@@ -94,11 +94,12 @@ class Build {
   }
   [[nodiscard]] std::uint64_t pairs() const { return pairs_; }
 
-  // Writes the image and puts it in its place. Adds to what is reported.
+  // Writes the image and gives it its name. Adds its numbers to `report`.
   void Finish(const char* command, Report& report) {
     if (pairs_ == 0) throw Failure("nothing to build: there is no key in what was read");
     if (builder_.write(result_.descriptor()) != 0) Fail();
-    if (result_.is_file()) Describe(command, report);
+    if (some_sum_was_cut) ReportCutSums(command);
+    if (result_.is_file()) Describe(report);
     result_.Commit();
   }
 
@@ -115,7 +116,13 @@ class Build {
         builder_.error());
   }
 
-  void Describe(const char* command, Report& report) {
+  void ReportCutSums(const char* command) {
+    const std::string what = "some sums are past 2147483647";
+    if (options_.strict) throw Failure(what + (result_.is_file() ? "; nothing was written" : ""));
+    Note(options_, command, what + ", and are stored as that");
+  }
+
+  void Describe(Report& report) {
     tstl::dict_format::Header header;
     if (pread(result_.descriptor(), &header, sizeof header, 0) != sizeof header) {
       throw SystemFailure("cannot read " + options_.out.string() + " back");
@@ -123,10 +130,6 @@ class Build {
     report.Add("keys", header.key_cnt.get())
         .Add("bits", std::uint64_t{8 * sizeof(T)})
         .Add("image bytes", header.length.get());
-    if (!some_sum_was_cut) return;
-    const std::string what = "some sums are past 2147483647";
-    if (options_.strict) throw Failure(what + "; nothing was written");
-    Note(options_, command, what + ", and are stored as that");
   }
 
   const BuildOptions& options_;
@@ -138,7 +141,7 @@ class Build {
 
 // ---- build
 
-// Reads all lists into a build, and keeps account.
+// Adds the pairs of all lists to a build, and counts lines and faults.
 template <tstl::Unit T>
 class ListReading {
  public:
@@ -158,7 +161,7 @@ class ListReading {
   [[nodiscard]] char separator() const { return rule_.separator; }
 
  private:
-  static constexpr std::size_t kSample = 64 << 10;  // bytes by which a separator is found
+  static constexpr std::size_t kSample = 64 << 10;  // bytes in which the separator is looked for
 
   void ReadFile(const fs::path& path) {
     const std::string name = InputName(path);
@@ -180,7 +183,8 @@ class ListReading {
     before_ += reader.bytes_read();
   }
 
-  // 0, so that the next file is asked, for a file without text.
+  // The separator of a file that begins with `text`. 0 for a file without text: the next file
+  // decides.
   char Separator(std::string_view text, const std::string& name) const {
     if (text.empty()) return 0;
     const std::optional<char> found = FindSeparator(text, rule_);
@@ -190,7 +194,7 @@ class ListReading {
                   "--separator or --value-column, or --plain for a list of keys alone");
   }
 
-  // A file may have grown since it was asked for its size.
+  // A file may have grown since its size was asked for.
   void Show(std::uint64_t read) {
     progress_.Show(files_.bytes == 0 ? read : std::min(read, files_.bytes), files_.bytes);
   }
@@ -368,9 +372,7 @@ void DefineDictMerge(CLI::App& command) {
   command.add_option("IMAGE", options->inputs, "Dictionary images; - is standard input")
       ->type_name("")
       ->required();
-  command.add_option("--bits", options->bits, "Bits of a key's unit; found if not given")
-      ->type_name("8|16")
-      ->check(CLI::IsMember({8u, 16u}).description(""));
+  AddBitsOption(command, options->bits);
   AddBuildOptions(command, *options);
   command.footer(
       "Word lists are merged by 'zentactl dict build', which takes several.\n"

@@ -18,17 +18,22 @@ void DefineDictCheck(CLI::App& command);
 void DefineDictStats(CLI::App& command);
 void DefineDictDiff(CLI::App& command);
 
-// The image that a command reads, and the width of its keys: 0 if it is to be found.
-inline void AddImageOptions(CLI::App& command, std::filesystem::path& image, unsigned& bits) {
-  command.add_option("IMAGE", image, "The dictionary image; - is standard input")
-      ->type_name("")
-      ->required();
+// Adds --bits to a command that reads images. Without the option `bits` keeps its value.
+inline void AddBitsOption(CLI::App& command, unsigned& bits) {
   command.add_option("--bits", bits, "Bits of a key's unit; found if not given")
       ->type_name("8|16")
       ->check(CLI::IsMember({8u, 16u}).description(""));
 }
 
-// `separator` stays as it is unless the option is given.
+// Adds the image that a command reads, and --bits.
+inline void AddImageOptions(CLI::App& command, std::filesystem::path& image, unsigned& bits) {
+  command.add_option("IMAGE", image, "The dictionary image; - is standard input")
+      ->type_name("")
+      ->required();
+  AddBitsOption(command, bits);
+}
+
+// Adds --separator. Without the option `separator` keeps its value.
 inline void AddSeparatorOption(CLI::App& command, char& separator, const std::string& text) {
   command
       .add_option_function<std::string>(

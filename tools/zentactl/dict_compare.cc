@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "corelib/io/json/json_write.h"
 #include "tools/common/failure.h"
 #include "tools/common/output_file.h"
 #include "tools/common/terminal_text.h"
@@ -62,7 +61,8 @@ std::string FaultText(const DictFault& fault) {
   return "";
 }
 
-// A key that is there twice is found once only, which is no fault of the image's form. Counts the keys.
+// Names the first key that is stored twice; empty if there is none. Such an image is well-formed,
+// but a look-up finds only one of the two records. Counts the keys.
 template <class T>
 std::string DoubleKey(const Dict<T>& dict, std::uint64_t& keys) {
   std::string fault;
@@ -79,7 +79,7 @@ std::string DoubleKey(const Dict<T>& dict, std::uint64_t& keys) {
   return fault;
 }
 
-// Empty for an image that is whole.
+// The first fault; empty for an image that is whole.
 std::string FaultOf(const Image& image, std::uint64_t& keys) {
   return image.Visit([&](const auto& dict) {
     const std::string fault = FaultText(dict.find_fault());
@@ -116,7 +116,8 @@ struct DiffOptions {
   Speech speech;
 };
 
-// A record that only one of two images has, or that has another value in the other one.
+// A record that only one of two images has, or that has another value in the other one. Null where
+// an image does not have it.
 template <tstl::Unit T>
 struct Difference {
   DictEntry<T> entry;
@@ -219,8 +220,7 @@ void DefineDictCheck(CLI::App& command) {
   AddImageOptions(command, options->image, options->bits);
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Looks at every byte, and names the first thing that is wrong. Exit status 1 if there is "
-      "one.\n"
+      "Checks every byte and reports the first fault. Exit status 1 if there is one.\n"
       "\n"
       "Example:\n"
       "  zentactl dict check words.image");
@@ -233,16 +233,13 @@ void DefineDictDiff(CLI::App& command) {
   command.add_option("SECOND", options->second, "Another; one of them may be - for standard input")
       ->type_name("")
       ->required();
-  command.add_option("--bits", options->bits, "Bits of a key's unit; found if not given")
-      ->type_name("8|16")
-      ->check(CLI::IsMember({8u, 16u}).description(""));
+  AddBitsOption(command, options->bits);
   command.add_flag("--count", options->count,
-                   "Tell how many keys differ, and not which (as --json)");
+                   "Report only how many keys differ, not which (as --json)");
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Tells which keys differ, in the order of keys: - is in the first only, + in the second "
-      "only,\n"
-      "others have two values. Exit status 1 if any does.\n"
+      "Reports which keys differ, in the order of keys: - is only in the first, + only in the\n"
+      "second, others have two values. Exit status 1 if any does.\n"
       "\n"
       "Example:\n"
       "  zentactl dict diff old.image new.image");

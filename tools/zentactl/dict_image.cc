@@ -24,11 +24,11 @@ namespace {
 
 constexpr std::size_t kGreatestImage = 0xFFFFFFFE;  // bytes
 
-// What speaks for a width.
+// How well an image fits a unit width.
 struct Evidence {
-  std::uint32_t seen = 0;   // of the first keys
-  std::uint32_t found = 0;  // where their hashes say; those read with the wrong width are not
-  bool fills = false;       // all were seen, and their records are as long as the image
+  std::uint32_t seen = 0;   // keys that were visited: the first kEnough
+  std::uint32_t found = 0;  // those that a look-up finds; with the wrong width hardly any
+  bool fills = false;       // all keys were visited, and their records fill the image exactly
 };
 
 template <class T>

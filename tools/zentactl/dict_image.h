@@ -1,4 +1,4 @@
-// A dictionary image that a command reads.
+// Opens a dictionary image of either unit width for a command.
 #pragma once
 
 #include <filesystem>
@@ -16,18 +16,20 @@ namespace zenta::zentactl {
 template <class T>
 using Dict = tstl::BufferDict<T>;
 
-// Why these bytes, or those of the file at `path`, are no image, and at which byte; empty if they are one
-// as far as its header tells.
+// Why the file at `path` is no image, with the byte where its header is wrong; empty if the header
+// is that of an image. Throws Failure if the file cannot be read.
 [[nodiscard]] std::string HeaderFault(const std::filesystem::path& path);
 
-// An open image, whose keys have 8-bit or 16-bit units. A file is mapped, standard input ("-") read whole.
+// An open image with keys of 8-bit or 16-bit units. A file is mapped; standard input ("-") is read
+// whole.
 class Image {
  public:
-  // What becomes of an image whose keys do not say how wide they are, because it is damaged.
+  // What to do if the width cannot be detected because the image is damaged: throw, or assume 8
+  // bits.
   enum class IfUnknown { kRefuse, kTake8 };
 
-  // `bits`: 8 or 16; 0: as the hashes of its first keys say. Throws Failure when it cannot be read or is no
-  // image.
+  // `bits` is 8 or 16, or 0 to detect the width by the hashes of the first keys. Throws Failure if
+  // the image cannot be read or is no image.
   Image(const std::filesystem::path& path, unsigned bits,
         IfUnknown if_unknown = IfUnknown::kRefuse);
   Image(const Image&) = delete;
@@ -42,13 +44,13 @@ class Image {
   decltype(auto) Visit(Action&& action) const {
     return std::visit(std::forward<Action>(action), dict_);
   }
-  // The dictionary, if its units are these.
+  // The dictionary, if its units are T, else null.
   template <class T>
   [[nodiscard]] const Dict<T>* Of() const {
     return std::get_if<Dict<T>>(&dict_);
   }
 
-  // What to throw when a traversal was cut short.
+  // The failure to throw when damage cut a traversal short.
   [[nodiscard]] tools::Failure Damaged() const;
 
  private:
@@ -60,11 +62,11 @@ class Image {
   std::variant<Dict<unsigned char>, Dict<unsigned short>> dict_;
 };
 
-// Keys between an image and text: 8-bit ones are the text, 16-bit ones its UTF-16. What is ill-formed in
-// either goes to the other and comes back as it was.
+// Converts the keys of an image to text and back. 8-bit keys are the text itself, 16-bit keys its
+// UTF-16. Ill-formed text survives the conversion in both directions.
 class KeyText {
  public:
-  // Good until the next call.
+  // Both results are valid until the next call.
   std::string_view Of(tstl::BufferRef<unsigned char> key) { return key.std_view(); }
   std::string_view Of(tstl::BufferRef<unsigned short> key);
   template <class T>

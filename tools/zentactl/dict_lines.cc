@@ -52,16 +52,16 @@ class LineReader::File final : public ByteSource {
 
 namespace {
 
-// Shows the first bytes before they are read.
+// Reads ahead, so that the first bytes can be looked at before Next() returns them.
 class Peeked final : public ByteSource {
  public:
-  // Reads ahead until `n` bytes are there, or all.
+  // Reads `n` bytes or more, or all if there are fewer.
   Peeked(std::unique_ptr<ByteSource> source, std::size_t n) : source_(std::move(source)) {
     for (Block block; front_.size() < n && !(block = source_->Next()).empty();) {
       front_.insert(front_.end(), block.begin(), block.end());
     }
   }
-  // Whether they begin with `mark`, which is passed over then if `skip`.
+  // Whether the bytes begin with `mark`. If so, `skip` makes Next() leave it out.
   bool Has(std::string_view mark, bool skip = false) {
     const bool has =
         front_.size() >= mark.size() && std::memcmp(front_.data(), mark.data(), mark.size()) == 0;
@@ -81,7 +81,7 @@ class Peeked final : public ByteSource {
   std::size_t skipped_ = 0;
 };
 
-// Decodes UTF-16. Half a unit at the end is dropped.
+// Converts UTF-16 to UTF-8. An odd byte at the end is dropped.
 class Utf16Text final : public ByteSource {
  public:
   Utf16Text(std::unique_ptr<ByteSource> source, bool high_first)
@@ -93,7 +93,7 @@ class Utf16Text final : public ByteSource {
       at_end = block.empty();
       for (const std::uint8_t byte : block) Add(byte);
       std::size_t n = units_.size();
-      if (!at_end && n != 0 && tstl::is_high_surrogate(units_.back())) --n;  // the other half comes
+      if (!at_end && n != 0 && tstl::is_high_surrogate(units_.back())) --n;  // its low half follows
       text_.resize(3 * n);
       text_.resize(tstl::utf16_to_utf8(units_.data(), n, text_.data(), text_.size(),
                                        tstl::LoneSurrogate::kKeep));
@@ -121,11 +121,11 @@ class Utf16Text final : public ByteSource {
   std::uint8_t half_ = 0;
 };
 
-// What distributed engines write besides text.
+// Formats that distributed engines write and that are not read here.
 constexpr std::string_view kNotRead[] = {".avro", ".bz2",     ".deflate", ".lz4", ".lzo",
                                          ".orc",  ".parquet", ".snappy",  ".xz"};
 
-// Undoes the compression that the first bytes tell.
+// Decompresses the file if its first bytes say that it is compressed.
 std::unique_ptr<ByteSource> Unpack(std::unique_ptr<ByteSource> file, const fs::path& path) {
   const std::string suffix = IsStandard(path) ? "" : path.extension().string();
   if (std::find(std::begin(kNotRead), std::end(kNotRead), suffix) != std::end(kNotRead)) {
@@ -141,7 +141,7 @@ std::unique_ptr<ByteSource> Unpack(std::unique_ptr<ByteSource> file, const fs::p
   return peeked;
 }
 
-// Passes over a byte-order mark and does what it says.
+// Skips a byte-order mark, and decodes UTF-16 if the mark says so.
 std::unique_ptr<ByteSource> Decode(std::unique_ptr<ByteSource> source) {
   constexpr std::size_t kLongestMark = 3;
   auto peeked = std::make_unique<Peeked>(std::move(source), kLongestMark);
@@ -170,7 +170,8 @@ LineReader::~LineReader() = default;
 
 std::uint64_t LineReader::bytes_read() const { return file_->read(); }
 
-// Only when the block before was read.
+// Fetches the next block; false at the end of the file. The block before becomes invalid.
+// REQUIRES: at_ == end_.
 bool LineReader::Refill() {
   try {
     const Block block = source_->Next();
@@ -183,8 +184,8 @@ bool LineReader::Refill() {
   }
 }
 
-// The next line end in the block, or the block's end. The next line feed is looked for once, however
-// many carriage returns come before it.
+// The next line end in the block, or the block's end. The next line feed is remembered: otherwise
+// each of many carriage returns before it would start a search of the whole block.
 const char* LineReader::FindEnd() {
   const auto find = [](const char* from, const char* to, char c) {
     const void* const found = std::memchr(from, c, static_cast<std::size_t>(to - from));
@@ -195,9 +196,9 @@ const char* LineReader::FindEnd() {
 }
 
 void LineReader::Keep(std::string_view piece) {
-  const std::size_t room = kLongestLine - kept_.size();
-  is_cut_ = is_cut_ || piece.size() > room;
-  kept_.append(piece.substr(0, room));
+  const std::size_t capacity = kLongestLine - kept_.size();
+  is_cut_ = is_cut_ || piece.size() > capacity;
+  kept_.append(piece.substr(0, capacity));
 }
 
 bool LineReader::Next(std::string_view& line) {

@@ -40,7 +40,7 @@ struct LookOptions {
   Speech speech;
 };
 
-// Results of a look-up: lines, or members of one JSON object.
+// Writes the results of look-ups, as lines or as members of one JSON object.
 class Answers {
  public:
   explicit Answers(const LookOptions& options)
@@ -142,7 +142,7 @@ void Prefix(const LookOptions& options) {
 
 // ---- dump
 
-// Writes a record as a line, and counts those that no line can hold.
+// Writes records as lines, and counts those whose key no line can hold.
 class Lines {
  public:
   Lines(ResultFile& file, const LookOptions& options)

@@ -1,4 +1,4 @@
-// Records of an image in an order of their own.
+// Sorts the records of an image.
 #pragma once
 
 #include <algorithm>
@@ -17,7 +17,8 @@ enum class DictOrder : unsigned char {
   kStored,  // as they stand in the image
 };
 
-// A record with the start of its key, which settles most comparisons without a look at the image.
+// A record with the first 8 bytes of its key, which decide most comparisons without reading the
+// image.
 template <tstl::Unit T>
 struct DictEntry {
   explicit DictEntry(const tstl::BufferDictNode<T>& record) : node(&record) {
@@ -48,7 +49,7 @@ void Sort(std::vector<DictEntry<T>>& entries, DictOrder order) {
   }
 }
 
-// The records that `wanted(node)` says yes to. Throws Failure if the image is damaged.
+// The records for which `wanted(node)` is true, sorted. Throws Failure if the image is damaged.
 template <tstl::Unit T, class Wanted>
 std::vector<DictEntry<T>> Records(const Image& image, DictOrder order, Wanted wanted) {
   std::vector<DictEntry<T>> entries;

@@ -29,7 +29,7 @@ constexpr struct {
   const char* name;
   char separator;
 } kSeparators[] = {
-    // In the order in which they are tried; \1 is what Hive writes.
+    // The first ones are preferred where two fit equally well; \1 is Hive's default.
     {"tab", '\t'}, {"space", ' '}, {"comma", ','},  {"semicolon", ';'},
     {"bar", '|'},  {"colon", ':'}, {"equals", '='}, {"ctrl-a", '\1'},
 };
@@ -38,7 +38,8 @@ const unsigned char* Bytes(std::string_view text) {
   return reinterpret_cast<const unsigned char*>(text.data());
 }
 
-// Decimal digits from end to end; a minus before them makes the value one that does not fit.
+// Parses a text that is decimal digits and nothing else. A negative number is out of range:
+// kTooGreat.
 LineFault ReadValue(std::string_view text, std::uint32_t& value) {
   const bool is_negative = text.starts_with('-');
   if (is_negative) text.remove_prefix(1);
@@ -53,7 +54,8 @@ LineFault ReadValue(std::string_view text, std::uint32_t& value) {
   return is_negative || number > kGreatestValue ? LineFault::kTooGreat : LineFault::kNone;
 }
 
-// Where the key ends and the value's column, npos if there are not so many separators.
+// The offset of the separator before the value; npos if the line has too few. `end` is where the
+// value ends.
 std::size_t FindColumn(std::string_view line, const PairRule& rule, std::size_t& end) {
   end = line.size();
   if (rule.value_column == 0) return line.rfind(rule.separator);

@@ -1,5 +1,5 @@
-// What a line of a word list says: a key and a value, or why it is no pair. One place for all rules and
-// for what is told of the lines that were not taken.
+// Parses a line of a word list: into a key and a value, or into the reason why it is no pair.
+// Counts the lines that were not taken and writes the messages about them.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@
 
 namespace zenta::zentactl {
 
-inline constexpr std::uint32_t kGreatestValue = 0x7FFFFFFF;  // that an image holds
+inline constexpr std::uint32_t kGreatestValue = 0x7FFFFFFF;  // that an image stores
 inline constexpr std::size_t kLongestKey = 0xFFFF;           // in units
 
 // How lines are read.
@@ -22,7 +22,7 @@ struct PairRule {
   unsigned value_column = 0;  // from 1 on; 0: the last one
   bool is_plain = false;      // the whole line is the key
   std::uint32_t plain_value = 0;
-  unsigned bits = 8;  // of a key's units, in which its length counts
+  unsigned bits = 8;  // of a key's units; the limit of its length is in these units
 };
 
 struct ListPair {
@@ -42,20 +42,23 @@ enum class LineFault : unsigned char {
 };
 inline constexpr std::size_t kLineFaults = 7;  // kNone among them
 
-// Splits a line: at its last separator, so that a key may hold separators; or with a value column before
-// that column, and what follows it is not looked at. `is_cut`: only the line's start is there.
+// Splits a line at its last separator, so that a key may contain separators. With a value column
+// the line is split before that column, and later columns are ignored. `is_cut` says that `line` is
+// only the start of the line. `pair` is meaningful only if the result is kNone.
 [[nodiscard]] LineFault SplitLine(std::string_view line, bool is_cut, const PairRule& rule,
                                   ListPair& pair);
 
-// The separator by which most lines of `text` are pairs, and more than half of them; nullopt if there is
-// none. The text may end within a line.
+// The separator that makes most lines of `text` pairs; nullopt if none does so for more than half
+// of them. The text may end inside a line.
 [[nodiscard]] std::optional<char> FindSeparator(std::string_view text, PairRule rule);
 
-// "tab", "space", "comma" or the character itself; and back, nullopt for what is no separator.
+// The name of a separator: "tab", "space", "comma", ... or the character itself. SeparatorOf() is
+// the inverse, nullopt for a text that names no separator.
 [[nodiscard]] std::string SeparatorName(char separator);
 [[nodiscard]] std::optional<char> SeparatorOf(std::string_view name);
 
-// The lines that were not taken: how many of each kind, and the first ones of each.
+// Counts the lines that were not taken, by kind, and keeps messages about the first kNamed of each
+// kind.
 class LineFaults {
  public:
   static constexpr std::size_t kNamed = 10;
@@ -64,10 +67,11 @@ class LineFaults {
 
   [[nodiscard]] std::uint64_t count() const { return count_; }
   [[nodiscard]] std::uint64_t count(LineFault fault) const { return At(fault).count; }
-  // The first line of all, with its fault.
+  // The message about the first of all these lines.
   [[nodiscard]] const std::string& first() const { return first_; }
 
-  // A line for each that is named, and one for the others of its kind; each begins with `start`.
+  // Prints the messages, and for each kind the number of lines without one. Each line begins with
+  // `start`.
   void Print(std::string_view start, std::ostream& out) const;
 
  private:

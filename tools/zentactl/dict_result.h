@@ -1,4 +1,4 @@
-// Where a command of `zentactl dict` writes an image or a list, which may be larger than memory.
+// The output of a `zentactl dict` command: an image or a list, which may be larger than memory.
 #pragma once
 
 #include <cstdint>
@@ -11,9 +11,9 @@
 
 namespace zenta::zentactl {
 
-// A new file that takes its name in one step when it is whole, and is gone otherwise; or standard output
-// ("-"), a device or a named pipe, which are written to and may have got a part. Every member throws
-// Failure, naming `out`.
+// A new file that Commit() renames to `out` in one step; without Commit() it is removed. Standard
+// output ("-"), a device or a named pipe is written to directly, and after a failure has a part of
+// the output. Every member throws Failure, naming `out`.
 class ResultFile {
  public:
   explicit ResultFile(std::filesystem::path out);
@@ -26,7 +26,7 @@ class ResultFile {
   [[nodiscard]] bool is_file() const { return file_.has_value(); }
 
   void Write(std::string_view bytes);
-  // Once, when all is written.
+  // Call once, when all is written.
   void Commit();
 
  private:
@@ -35,15 +35,15 @@ class ResultFile {
   int descriptor_;
 };
 
-// Writes keys and values as the lines of a word list, many lines at a time.
+// Writes keys and values as the lines of a word list, buffered.
 class ListWriter {
  public:
-  // A terminal gets keys with escapes for what it would obey. REQUIRES: `file` outlives this.
+  // On a terminal, control characters of keys are escaped. REQUIRES: `file` outlives this.
   ListWriter(ResultFile& file, char separator);
 
   void Key(std::string_view key);
   void Pair(std::string_view key, std::uint32_t value);
-  // What is still in memory.
+  // Writes what is still buffered.
   void Flush();
 
  private:

@@ -33,7 +33,7 @@ class Histogram {
   }
   [[nodiscard]] std::uint64_t greatest() const { return greatest_; }
 
-  // Bars between the first and the last that is not zero.
+  // The bars from the first to the last that is not zero.
   [[nodiscard]] std::vector<DictBar> Bars() const {
     std::vector<DictBar> bars;
     for (std::size_t i = 0; i < counts_.size(); ++i) {
@@ -117,10 +117,9 @@ struct StatsOptions {
 };
 
 void AddBars(Report& report, const std::string& start, const std::vector<DictBar>& bars,
-             const std::string& end, std::uint64_t all) {
+             std::uint64_t all) {
   for (const DictBar& bar : bars) {
-    report.Add(std::string(start).append(bar.label).append(end), bar.count,
-               Percent(bar.count, all));
+    report.Add(start + bar.label, bar.count, Percent(bar.count, all));
   }
 }
 
@@ -139,10 +138,10 @@ void Stats(const StatsOptions& options) {
       .Add("longest key", stats.longest_key)
       .Add("longest chain", stats.longest_chain)
       .Add("records per hit", std::string(per_hit));
-  AddBars(report, "buckets of ", stats.chains, "", stats.buckets);
-  AddBars(report, "keys of ", stats.lengths, "", stats.keys);
+  AddBars(report, "buckets of ", stats.chains, stats.buckets);
+  AddBars(report, "keys of ", stats.lengths, stats.keys);
   report.Add("bytes", stats.bytes);
-  AddBars(report, "bytes of ", stats.purposes, "", stats.bytes);
+  AddBars(report, "bytes of ", stats.purposes, stats.bytes);
   if (!options.svg.empty()) {
     WriteOutput(options.svg, DrawStats(stats, image.name()));
     report.Add("written", options.svg.string());

@@ -1,4 +1,4 @@
-// What a dictionary image consists of, in numbers.
+// Statistics of a dictionary image.
 #pragma once
 
 #include <array>
@@ -20,16 +20,17 @@ struct DictStats {
   std::uint64_t keys = 0, buckets = 0, bytes = 0;
   std::vector<DictBar> chains;    // buckets by the number of their records, from 0 on
   std::vector<DictBar> lengths;   // keys by their length in units
-  std::vector<DictBar> purposes;  // bytes; they sum up to `bytes`
+  std::vector<DictBar> purposes;  // bytes by what they are for; they add up to `bytes`
   std::uint64_t longest_chain = 0, longest_key = 0;
   std::uint32_t least_value = 0, greatest_value = 0;
-  double records_per_hit = 0;  // that a look-up of a key compares, on average over all keys
+  double records_per_hit = 0;  // that a look-up of a stored key compares, on average over all keys
 };
 
 // Throws Failure if the image is damaged.
 [[nodiscard]] DictStats StatsOf(const Image& image);
 
-// The numbers as bar charts: an SVG picture for the browser, light or dark as the reader likes.
+// Draws the numbers as bar charts: SVG for a browser, in light or dark colours as the browser
+// prefers.
 [[nodiscard]] std::string DrawStats(const DictStats& stats, const std::string& title);
 
 }  // namespace zenta::zentactl

@@ -12,7 +12,7 @@ namespace {
 
 using tools::XmlText;
 
-// Lengths of the page, in its pixels.
+// Lengths in pixels of the picture.
 constexpr int kWidth = 900;
 constexpr int kMargin = 28;
 constexpr int kLabelWidth = 170;  // left of the bars
@@ -64,7 +64,7 @@ void PutBar(std::ostream& out, int y, const DictBar& bar, std::uint64_t most, st
   std::snprintf(percent, sizeof percent, "%.1f %%", 100 * part);
   const int left = kMargin + kLabelWidth;
   PutText(out, left - 10, y + 16, "label", bar.label, "end");
-  // What is there is seen, however little it is.
+  // A count other than 0 has a bar of at least one pixel.
   out << "<rect class=\"bar\" x=\"" << left << "\" y=\"" << y + 3 << "\" height=\"" << kRow - 6
       << "\" rx=\"2\" width=\"" << (bar.count == 0 ? 0 : std::max(1L, std::lround(length)))
       << "\"/>\n";

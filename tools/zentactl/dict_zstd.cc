@@ -57,8 +57,8 @@ class ZstdReader final : public ByteSource {
   ZSTD_DStream* stream_;
   std::vector<std::uint8_t> made_;
   ZSTD_inBuffer input_{nullptr, 0, 0};
-  std::size_t left_ = 0;        // of the frame; 0 at its end
-  bool may_hold_more_ = false;  // in the stream, because the last output was full
+  std::size_t left_ = 0;        // bytes that the frame still needs, as a hint; 0 at its end
+  bool may_hold_more_ = false;  // the stream has more output, because the last block was full
 };
 
 }  // namespace

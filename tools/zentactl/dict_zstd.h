@@ -8,18 +8,18 @@
 
 namespace zenta::zentactl {
 
-// What such a file begins with.
+// The magic number that a frame begins with.
 inline constexpr std::string_view kZstdMark = "\x28\xB5\x2F\xFD";
 
-// Whether this program was built with the library that undoes it.
+// Whether this program was built with libzstd.
 #ifdef ZENTA_READS_ZSTD
 inline constexpr bool kReadsZstd = true;
 #else
 inline constexpr bool kReadsZstd = false;
 #endif
 
-// The contents of `packed`, one frame or more. Windows of more than 128 MiB are refused. Throws Failure,
-// at once when there is no library, and from Next() when the frames are damaged or cut short.
+// Decompresses `packed`, one frame or more. Throws Failure if there is no libzstd. Next() throws
+// Failure if a frame is damaged or cut short, or needs a window of more than 128 MiB.
 [[nodiscard]] std::unique_ptr<host_installer::ByteSource> ReadZstd(
     std::unique_ptr<host_installer::ByteSource> packed);
 

@@ -36,10 +36,10 @@ using tools::IsStandard;
 using tools::OpenFile;
 using tools::ReadWholeFile;
 
-// What the updater takes into memory at most.
+// The most that the updater reads of a digest file.
 constexpr std::size_t kMaxDigestFileBytes = 65536;
 
-// A byte of unknown origin for a terminal: as it is if printable ASCII, else as its number.
+// A foreign byte for a terminal: printable ASCII as it is, any other as \xNN.
 std::string Printable(char c) {
   if (c > ' ' && c <= '~') return {c};
   char text[5];
@@ -47,8 +47,9 @@ std::string Printable(char c) {
   return text;
 }
 
-// Why a text that the codec refuses is none of its own. Any two configurations have the same
-// characters in their alphabets, so a text of another one fails only later, or at its last bits.
+// Why the codec refuses a text. All configurations have the same 64 characters, in different
+// orders. So a text made with another configuration is refused here only for its last bits;
+// otherwise it decodes, and the signature is wrong.
 std::string WhyNotDecoded(std::string_view text, const SigningConfig& config) {
   const std::string_view alphabet(config.alphabet.data(), config.alphabet.size());
   const std::size_t first = text.find_first_not_of(" \t\r\n");
@@ -79,7 +80,7 @@ std::string WhyNotOpened(ByteView block, const SigningConfig& config) {
          "altered";
 }
 
-// The payload of a block that is exactly one signature, as the updater wants it.
+// The payload of a block that is exactly one signature, as the updater requires.
 Data SignedPayload(ByteView block, const SigningConfig& config) {
   if (block.size() != kSignatureBytes) return std::nullopt;
   return OpenSignatureBlock(block, RsaPublicKey(config));
@@ -98,7 +99,7 @@ class WatchedFile final : public FileHandle {
   std::optional<std::size_t> Read(std::span<std::uint8_t> into) override {
     const auto count = file_->Read(into);
     done_ += count.value_or(0);
-    progress_.Show(size_ == 0 ? done_ : std::min(done_, size_), size_);  // it may have grown
+    progress_.Show(size_ == 0 ? done_ : std::min(done_, size_), size_);  // the file may have grown
     return count;
   }
 

@@ -1,4 +1,4 @@
-// The check that the updater makes of a package and its digest file, and in words why it fails.
+// Checks a package against its digest file as the updater does, and says why the check fails.
 #pragma once
 
 #include <filesystem>
@@ -10,8 +10,8 @@
 
 namespace zenta::zentactl {
 
-// The package's digest: 32 hexadecimal digits. Reads the file once, and unless it is to be quiet it
-// tells a person who watches how far it is with `doing`, "digesting" say. Throws Failure.
+// The MD5 of the package as 32 lower-case hexadecimal digits. Reads the file once and shows its
+// progress, named `doing` ("digesting"), unless `quiet`. Throws Failure.
 [[nodiscard]] std::string PackageDigest(const std::filesystem::path& package, const char* doing,
                                         bool quiet);
 

@@ -28,7 +28,7 @@ using tools::NewFile;
 using tools::ReadWholeFile;
 using Text = tstl::BufferRef<unsigned char>;
 
-constexpr std::size_t kMaxBytes = 0xFFFFFFFF;  // what a view counts
+constexpr std::size_t kMaxBytes = 0xFFFFFFFF;  // the longest that a view can be
 
 struct DumpOptions {
   fs::path file;
@@ -38,7 +38,7 @@ struct DumpOptions {
   Speech speech;
 };
 
-// What C17 or C++20 keeps for itself, each between blanks.
+// The keywords of C17 and C++20, each between blanks, but for those that begin with an underscore.
 constexpr std::string_view kKeywords =
     " alignas alignof and and_eq asm auto bitand bitor bool break case catch char char16_t "
     "char32_t char8_t class co_await co_return co_yield compl concept const const_cast consteval "
@@ -49,8 +49,8 @@ constexpr std::string_view kKeywords =
     "static_cast struct switch template this thread_local throw true try typedef typeid typename "
     "union unsigned using virtual void volatile wchar_t while xor xor_eq ";
 
-// Whether C and C++ take it as the name of an array: ASCII letters, digits and underscores, no digit
-// at the start, no keyword.
+// Whether C and C++ accept it as the name of an array: ASCII letters, digits and underscores, no
+// digit at the start, no keyword.
 bool IsIdentifier(const std::string& name) {
   constexpr std::string_view kUnits =
       "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ_abcdefghijklmnopqrstuvwxyz";
@@ -64,7 +64,7 @@ void DumpToStandardOutput(const DumpOptions& options, Text data) {
   WriteCArray<std::uint64_t>(options.name, data, put);
 }
 
-// `path`: where it goes now, options.out or the new file that will take its name.
+// `path` is options.out, or the new file that will be renamed to it.
 void DumpTo(const fs::path& path, const DumpOptions& options, Text data) {
   const auto dump = options.bits == 32 ? DumpUint32Array : DumpUint64Array;
   if (dump(path.c_str(), options.name, data) == tstl::FAILURE) {
@@ -73,7 +73,7 @@ void DumpTo(const fs::path& path, const DumpOptions& options, Text data) {
   }
 }
 
-// A file takes its name when it is whole; what is there and no file, a device say, is written to.
+// A file is replaced when the new one is whole. A device or a pipe is written to directly.
 void DumpToFile(const DumpOptions& options, Text data) {
   std::error_code none;  // `out` usually does not exist yet
   const fs::file_status there = fs::status(options.out, none);

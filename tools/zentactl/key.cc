@@ -67,7 +67,7 @@ void Show(const KeyOptions& options) {
 }  // namespace
 
 void DefineKey(CLI::App& command) {
-  CLI::App& show = *command.add_subcommand("show", "tell a key's fingerprint");
+  CLI::App& show = *command.add_subcommand("show", "show a key's fingerprint");
   const auto options = std::make_shared<KeyOptions>();
   show.add_option("FILE", options->file,
                   "A private key (PEM) or a signing configuration; the one that\n"

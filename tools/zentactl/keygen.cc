@@ -53,8 +53,8 @@ std::uint32_t RandomWord() {
          std::uint32_t{bytes[2]} << 8 | bytes[3];
 }
 
-// Evenly distributed: words from the incomplete last run of `bound` are thrown away.
-// REQUIRES: bound > 0.
+// A number below `bound`, uniformly distributed: words above the last multiple of `bound` are
+// thrown away (rejection sampling). REQUIRES: bound > 0.
 std::uint32_t RandomBelow(std::uint32_t bound) {
   assert(bound > 0);
   const std::uint32_t excess = (UINT32_MAX % bound + 1) % bound;
@@ -75,7 +75,7 @@ SigningConfig FreshConfig(const Signer& key) {
   return config;
 }
 
-// Signs with the key and opens with the configuration, both as their files have them.
+// Reads both files back, signs with the key and verifies with the configuration.
 void CheckPair(const fs::path& key_path, const fs::path& conf_path) {
   const auto config = ReadSigningConfig(conf_path.string());
   const auto key = Signer::FromPem(ReadWholeFile(key_path, kMaxKeyBytes));
@@ -88,7 +88,7 @@ void CheckPair(const fs::path& key_path, const fs::path& conf_path) {
   throw Failure("the key that was made does not work with its configuration");
 }
 
-// A folder that was there before keeps its permissions.
+// Makes the folder for its owner alone. One that exists keeps its permissions.
 void MakeFolder(const fs::path& folder) {
   std::error_code error;
   if (fs::create_directories(folder, error)) {
@@ -97,7 +97,7 @@ void MakeFolder(const fs::path& folder) {
   if (error) throw SystemFailure("cannot make the folder " + folder.string(), error.value());
 }
 
-// A path as one word of the shell.
+// A path as one word of a shell command, in quotes if it needs them.
 std::string Word(const std::string& path) {
   constexpr std::string_view kPlain = "/._-";
   const bool plain = std::all_of(path.begin(), path.end(), [&](unsigned char c) {
@@ -109,7 +109,7 @@ std::string Word(const std::string& path) {
   return ForTerminal(word + "'");
 }
 
-// How to call this program again, installed or not.
+// The command that runs this program, installed or not.
 std::string ThisProgram() {
   std::error_code unknown;  // a Mac has no such link
   const fs::path path = fs::read_symlink("/proc/self/exe", unknown);
@@ -124,7 +124,7 @@ struct KeygenOptions {
 void Keygen(const KeygenOptions& options) {
   const fs::path& folder = options.folder;
   MakeFolder(folder);
-  // Both names are taken before there is a key, and both files go again if anything fails.
+  // Both files are created before the key is made, and removed again if anything fails.
   NewFile key_file(folder / "private-key.pem", 0600);
   NewFile conf_file(folder / "signing.conf", 0666);
   const std::string key_path = fs::absolute(key_file.path()).lexically_normal().string();
@@ -136,7 +136,7 @@ void Keygen(const KeygenOptions& options) {
   key_file.Write(key.ToPem());
   conf_file.Write("# Made by zentactl keygen. Public: it holds no secret. Key fingerprint:\n# " +
                   fingerprint + "\n" + FormatSigningConfig(config));
-  // All that can fail comes before the first of them is kept.
+  // Everything that can fail is done before either file is kept.
   key_file.Sync();
   conf_file.Sync();
   CheckPair(key_path, conf_path);

@@ -1,4 +1,4 @@
-// zentactl: what a person who releases or examines this input method does from the command line.
+// zentactl: the command-line tool for releasing and examining this input method.
 #include <csignal>
 #include <exception>
 #include <iostream>
@@ -18,7 +18,7 @@ using zenta::tools::ForTerminal;
 using zenta::tools::NearestWord;
 using zenta::tools::Refusal;
 
-constexpr int kNo = 1;  // all was done, and the answer is no: a signature that does not fit, say
+constexpr int kNo = 1;  // the work was done, and the answer is no: a signature does not fit, say
 constexpr int kFailed = 2;  // the call was wrong, or the work could not be done
 
 struct Command {
@@ -31,7 +31,7 @@ struct Command {
 void DefineAbsent(CLI::App& command) {
   command.allow_extras();
   command.callback(
-      [] { throw Failure("is not there on a Mac: 'pkgutil --expand' looks into packages"); });
+      [] { throw Failure("is not available on a Mac; 'pkgutil --expand' unpacks packages"); });
 }
 #endif
 
@@ -52,12 +52,11 @@ constexpr Command kCommands[] = {
      zenta::zentactl::DefineMessage},
     {"dict", "make, search and compare dictionary images", zenta::zentactl::DefineDict},
     {"dump", "write a file as a C array", zenta::zentactl::DefineDump},
-    {"trace", "tell and draw what a trace of the on-screen keyboard holds",
-     zenta::zentactl::DefineTrace},
+    {"trace", "summarise and draw a trace of the on-screen keyboard", zenta::zentactl::DefineTrace},
     {"pages", "write the man page or a shell's completion", zenta::zentactl::DefinePages},
 };
 
-// Everything that --help knows.
+// Defines the commands and the help texts.
 void Describe(CLI::App& app) {
   app.name("zentactl");
   app.set_version_flag("--version", "zentactl " ZENTA_VERSION);
@@ -79,7 +78,7 @@ void Describe(CLI::App& app) {
   }
 }
 
-// The command that was chosen, down to the last word of its name.
+// The innermost command that was given: `decode` of `message decode`.
 const CLI::App& Chosen(const CLI::App& app) {
   const auto below = app.get_subcommands();
   return below.empty() ? app : Chosen(*below.front());
@@ -91,7 +90,7 @@ std::string FullName(const CLI::App& app) {
   return app.get_name() + (below.empty() ? "" : " " + FullName(*below.front()));
 }
 
-// What could stand where a word was not understood: options if it looks like one, else commands.
+// The words that `app` accepts: the long names of its options, or the names of its commands.
 std::vector<std::string> Known(const CLI::App& app, bool options) {
   std::vector<std::string> words;
   if (options) {
@@ -105,8 +104,8 @@ std::vector<std::string> Known(const CLI::App& app, bool options) {
   return words;
 }
 
-// What is wrong with the command line, in one sentence. The first word that is not understood says
-// more than what is missing for it.
+// What is wrong with the command line, in one sentence. An unknown word is reported before a
+// missing option: it may be that option, misspelt.
 std::string Explain(const CLI::App& app, const CLI::ParseError& error) {
   const CLI::App& chosen = Chosen(app);
   for (const std::string& word : chosen.remaining()) {
@@ -120,7 +119,7 @@ std::string Explain(const CLI::App& app, const CLI::ParseError& error) {
   return error.what();
 }
 
-// A message quotes names and texts that came from elsewhere.
+// Prints an error message. It may quote foreign names and texts, so each line is escaped.
 void Complain(const CLI::App& app, const std::string& message) {
   std::cerr << FullName(app) << ": ";
   std::istringstream lines(message);
@@ -139,13 +138,13 @@ int Run(CLI::App& app, int argc, char** argv) {
   } catch (const CLI::Success& help) {
     app.exit(help);
   } catch (const CLI::ParseError& error) {
-    Complain(app, Explain(app, error) + " ('" + FullName(app) + " --help' tells what there is)");
+    Complain(app, Explain(app, error) + " (see '" + FullName(app) + " --help')");
     return kFailed;
   } catch (const Refusal& refusal) {
     status = kNo;
     if (*refusal.what() != '\0') Complain(app, refusal.what());
   }
-  // A result that did not reach its file, on a full disk say, must not pass for success.
+  // A result that could not be written, on a full disk say, is a failure.
   if (!std::cout.flush()) {
     throw Failure("cannot write to standard output: the disk is full, or its reader is gone");
   }
@@ -155,7 +154,7 @@ int Run(CLI::App& app, int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::signal(SIGPIPE, SIG_IGN);  // a reader that goes away is a failed write
+  std::signal(SIGPIPE, SIG_IGN);  // writing to a closed pipe fails instead of ending the program
   CLI::App app("Keys, signatures, packages, messages and data files of the Zenta input method.");
   try {
     return Run(app, argc, argv);

@@ -39,8 +39,8 @@ using tools::ReadWholeFile;
 using tools::Refusal;
 using tools::WriteOutput;
 
-constexpr std::size_t kMaxMessage = 16 << 20;     // real ones have some kilobytes
-constexpr std::uint64_t kMaxMemory = 512u << 20;  // for what is read from one
+constexpr std::size_t kMaxMessage = 16 << 20;     // bytes; real ones have a few thousand
+constexpr std::uint64_t kMaxMemory = 512u << 20;  // bytes, for the records read from one
 constexpr std::size_t kMaxNotes = 10;
 
 struct MessageOptions {
@@ -48,7 +48,7 @@ struct MessageOptions {
   fs::path other;  // diff only
   fs::path out = "-";
   std::string type;  // "request" or "response"; empty: not known
-  std::string form;  // "json" or "binary"; empty: as the file looks
+  std::string form;  // "json" or "binary"; empty: detected
   bool raw = false;
   bool compact = false;
   bool partial = false;
@@ -74,7 +74,7 @@ struct Message {
 bool LooksLikeJson(Bytes text) {
   const std::uint32_t start = tstl::json_value_start(text);
   if (start == text.len() || text.cstr()[start] != '{') return false;
-  if (start == 0) return true;  // in the binary form the start of a group, which no record has
+  if (start == 0) return true;  // in the binary form it would start a group, which no record has
   tstl::Chunk arena;
   arena.set_limit(kMaxMemory);
   return static_cast<bool>(tstl::json_parse(text, arena));
@@ -95,8 +95,8 @@ std::string WhereText(const Message& message, std::uint32_t offset) {
   return message.is_json ? PlaceText(message.bytes(), offset) : "byte " + std::to_string(offset);
 }
 
-// Reads the message in its form, and adds to `findings` what is ignored of JSON. The fault, with its
-// place; empty if there is none.
+// Reads the message into `record`, and adds to `findings` what is ignored of JSON. Returns the
+// fault and where it is; empty if there is none.
 template <class R>
 std::string Read(const Message& message, R& record, tstl::Chunk& arena, Findings& findings) {
   arena.set_limit(kMaxMemory);
@@ -141,7 +141,7 @@ void DecodeRaw(const MessageOptions& options) {
   if (!listing.fault.empty()) throw Refusal(message.name + ": " + listing.fault);
 }
 
-// What the JSON of a message in the binary form does not show.
+// Notes how many findings of a binary message its JSON does not show.
 void NoteUnseen(const Message& message, const RecordInfo& record, const MessageOptions& options) {
   const std::uint64_t unseen = CheckBinary(message.bytes(), record).count();
   if (unseen == 0 || options.speech.quiet) return;
@@ -340,6 +340,15 @@ void Diff(const MessageOptions& options) {
 
 // ---- Options
 
+void AddFile(CLI::App& command, MessageOptions& options, const char* what) {
+  command.add_option("FILE", options.file, what)->type_name("")->required();
+}
+
+void AddOut(CLI::App& command, MessageOptions& options) {
+  command.add_option("--out", options.out, "The result; standard output if not given")
+      ->type_name("FILE");
+}
+
 CLI::Option* AddType(CLI::App& command, MessageOptions& options) {
   return command.add_option("--type", options.type, "What message it is")
       ->type_name("request|response")
@@ -347,7 +356,7 @@ CLI::Option* AddType(CLI::App& command, MessageOptions& options) {
 }
 
 void AddForm(CLI::App& command, MessageOptions& options) {
-  command.add_option("--form", options.form, "The form it has; told by its bytes if not given")
+  command.add_option("--form", options.form, "Its form; detected from its bytes if not given")
       ->type_name("json|binary")
       ->check(CLI::IsMember({"json", "binary"}).description(""));
 }
@@ -355,17 +364,14 @@ void AddForm(CLI::App& command, MessageOptions& options) {
 using Options = std::shared_ptr<MessageOptions>;
 
 void DefineDecode(CLI::App& command, const Options& options) {
-  command.add_option("FILE", options->file, "The message, binary; - is standard input")
-      ->type_name("")
-      ->required();
+  AddFile(command, *options, "The message, binary; - is standard input");
   AddType(command, *options);
   command.add_flag("--raw", options->raw,
-                   "Every field with offset, number and type, of bytes of\n"
-                   "any kind; --type gives the keys of those that it knows");
+                   "List every field of any bytes with offset, number and\n"
+                   "type; --type adds the keys of known fields");
   command.add_flag("--compact", options->compact, "JSON without blanks and line ends");
   command.add_flag("--partial", options->partial, "Write what is whole of a broken message");
-  command.add_option("--out", options->out, "The result; standard output if not given")
-      ->type_name("FILE");
+  AddOut(command, *options);
   AddSpeechOptions(command, options->speech);
   command.footer(
       "Writes a binary message as JSON, laid out for people. What the JSON does not show, an\n"
@@ -380,15 +386,12 @@ void DefineDecode(CLI::App& command, const Options& options) {
 }
 
 void DefineEncode(CLI::App& command, const Options& options) {
-  command.add_option("FILE", options->file, "The message as JSON; - is standard input")
-      ->type_name("")
-      ->required();
+  AddFile(command, *options, "The message as JSON; - is standard input");
   AddType(command, *options)->required();
-  command.add_option("--out", options->out, "The result; standard output if not given")
-      ->type_name("FILE");
+  AddOut(command, *options);
   AddQuietOption(command, options->speech);
   command.footer(
-      "Writes a message that is JSON in the binary form. What no member takes in is told on\n"
+      "Converts a message from JSON to the binary form. What a reader ignores is reported on\n"
       "standard error, with line and column.\n"
       "\n"
       "Example:\n"
@@ -398,16 +401,14 @@ void DefineEncode(CLI::App& command, const Options& options) {
 }
 
 void DefineCheck(CLI::App& command, const Options& options) {
-  command.add_option("FILE", options->file, "The message; - is standard input")
-      ->type_name("")
-      ->required();
+  AddFile(command, *options, "The message; - is standard input");
   AddType(command, *options)->required();
   AddForm(command, *options);
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Tells what is broken, unknown, of the wrong type or otherwise not taken in as it stands,\n"
-      "and where: at which byte, or in JSON at which line and column. Exit status 1 if there is\n"
-      "anything.\n"
+      "Reports what is broken, unknown, of the wrong type or otherwise ignored or changed by a\n"
+      "reader, and where: at which byte, or in JSON at which line and column. Exit status 1 if\n"
+      "there is anything.\n"
       "\n"
       "Example:\n"
       "  zentactl message check answer.json --type response");
@@ -423,9 +424,9 @@ void DefineDiff(CLI::App& command, const Options& options) {
   AddForm(command, *options);
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Tells which members differ: - is in the first only, + in the second only. The two may have\n"
-      "different forms. Zeros and empty texts are the same as members that are not there. Exit\n"
-      "status 1 if they differ.\n"
+      "Reports which members differ: - is only in the first, + only in the second. The two may\n"
+      "have different forms. Zeros and empty texts are the same as members that are not there.\n"
+      "Exit status 1 if they differ.\n"
       "\n"
       "Example:\n"
       "  zentactl message diff before.bin after.json --type request");
@@ -440,10 +441,10 @@ void DefineMessage(CLI::App& command) {
     const char* summary;
     void (*define)(CLI::App&, const Options&);
   } rows[] = {
-      {"decode", "write a binary message as JSON", DefineDecode},
-      {"encode", "write a message that is JSON in the binary form", DefineEncode},
-      {"check", "tell what a reader does not take in, and where it is", DefineCheck},
-      {"diff", "tell where two messages differ", DefineDiff},
+      {"decode", "convert a binary message to JSON", DefineDecode},
+      {"encode", "convert a message from JSON to the binary form", DefineEncode},
+      {"check", "report what a reader ignores or changes, and where", DefineCheck},
+      {"diff", "report where two messages differ", DefineDiff},
   };
   for (const auto& row : rows) {
     row.define(*command.add_subcommand(row.name, row.summary), std::make_shared<MessageOptions>());

@@ -17,7 +17,7 @@ class BinaryCheck {
  public:
   explicit BinaryCheck(Findings& findings) : findings_(findings) {}
 
-  // `path`: of the record, with the dot that its members stand behind.
+  // `path` is that of the record with a dot after it: "attach."; empty for the message itself.
   void CheckRecord(Bytes message, std::uint32_t base, const RecordInfo& record,
                    const std::string& path);
 
@@ -40,7 +40,7 @@ void BinaryCheck::CheckRecord(Bytes message, std::uint32_t base, const RecordInf
   WireWalk walk(message, base);
   for (WireItem item; walk.Next(item);) {
     if (item.groups != 0 || item.type == WireType::kGroupEnd)
-      continue;  // told at the group's start
+      continue;  // reported at the group's start
     const FieldInfo* const field = record.Find(item.number);
     if (field == nullptr) {
       findings_.Add(item.offset, self, Unknown(item));
@@ -98,7 +98,7 @@ void BinaryCheck::CheckField(const WireItem& item, const FieldInfo& field,
   }
 }
 
-// A negative value is sent with all its 64 bits.
+// A negative value is sent sign-extended to 64 bits.
 void BinaryCheck::CheckInteger(const WireItem& item, const FieldInfo& field,
                                const std::string& member) {
   if (field.bits >= 64) return;

@@ -1,4 +1,4 @@
-// What is in a message that its reader does not take in, or not as it stands.
+// Finds what a reader of a message ignores or changes.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ namespace zenta::zentactl {
 
 struct Finding {
   std::uint32_t offset = 0;  // in bytes
-  std::string member;  // "attach.suglogs[0]"; in JSON the key alone; empty: the message itself
+  std::string member;        // "attach.suglogs[0]"; in JSON only the key; empty: the message itself
   std::string what;
 };
 
-// Of many findings the first are kept and the others counted.
+// Keeps the first kMost findings and counts all of them.
 class Findings {
  public:
   static constexpr std::size_t kMost = 100;
@@ -32,8 +32,8 @@ class Findings {
   std::uint64_t count_ = 0;
 };
 
-// Of a message in the binary form: what is broken; fields that the record does not have, or that are of
-// another wire type; values that are cut, and texts that are no UTF-8; what is replaced by what follows.
+// Checks a message in the binary form. Reports faults, unknown fields, fields of another wire type,
+// values that are cut, texts that are not UTF-8, and values that a later one replaces.
 [[nodiscard]] Findings CheckBinary(tstl::BufferRef<unsigned char> message,
                                    const RecordInfo& record);
 

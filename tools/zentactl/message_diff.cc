@@ -17,7 +17,7 @@ class Comparison {
  public:
   explicit Comparison(Differences& found) : found_(found) {}
 
-  // Null: the value is not there.
+  // A null pointer stands for a missing value.
   void Compare(JsonNode* a, JsonNode* b, const std::string& member);
 
  private:
@@ -28,7 +28,7 @@ class Comparison {
   Differences& found_;
 };
 
-// A scalar as it stands in the text; an empty object or array.
+// A scalar as it stands in the text, {} or [] for an object or an array, empty for a missing value.
 std::string Scalar(JsonNode* node) {
   if (node == nullptr) return {};
   if (node->type() == JsonType::kObject) return "{}";
@@ -40,7 +40,7 @@ std::string Scalar(JsonNode* node) {
 JsonNode* FirstOf(JsonNode* node) { return node == nullptr ? nullptr : node->first_child(); }
 JsonNode* NextOf(JsonNode* node) { return node == nullptr ? nullptr : node->next(); }
 
-// An empty record is written as {} and means no more than one that is not there.
+// An empty record, which is written as {}, equals a missing one.
 void Comparison::Compare(JsonNode* a, JsonNode* b, const std::string& member) {
   JsonNode* const any = a == nullptr ? b : a;
   if (any->type() == JsonType::kObject) return CompareObjects(a, b, member);
@@ -54,8 +54,8 @@ void Comparison::Add(const std::string& member, JsonNode* a, JsonNode* b) {
   found_.first.push_back({member, Scalar(a), Scalar(b)});
 }
 
-// A record's members always come in the order of its table, so each of `b` that `a` does not have
-// stands before the next one that both have.
+// Members come in the order of the record's table. So the members that only `b` has stand before
+// the next one that both have.
 void Comparison::CompareObjects(JsonNode* a, JsonNode* b, const std::string& member) {
   const auto path = [&](JsonNode* node) {
     return (member.empty() ? "" : member + '.') + std::string(node->raw_key().std_view());

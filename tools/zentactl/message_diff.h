@@ -1,4 +1,4 @@
-// Where two messages differ, member by member.
+// Compares two messages member by member.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 
 namespace zenta::zentactl {
 
-// A member, "attach.suglogs[0].sug_word", and its values as JSON; empty where it is not there.
+// A member, "attach.suglogs[0].sug_word", and its values as JSON; empty where it is missing.
 struct Difference {
   std::string member;
   std::string first, second;
@@ -21,8 +21,9 @@ struct Differences {
   std::uint64_t count = 0;
 };
 
-// Both texts are JSON that a record was written to: well-formed, members in the same order. Elements of
-// arrays are compared by their index. Throws Failure when memory is short.
+// Compares two records that were written as JSON. Elements of arrays are compared by index. Throws
+// Failure when out of memory. REQUIRES: both texts are well-formed, and their members are in the
+// order of the record's table.
 [[nodiscard]] Differences CompareJson(tstl::BufferRef<unsigned char> first,
                                       tstl::BufferRef<unsigned char> second);
 

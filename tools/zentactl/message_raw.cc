@@ -18,7 +18,7 @@ using tools::ForTerminal;
 using tstl::WireFault;
 using tstl::WireType;
 
-constexpr std::size_t kShownBytes = 48;  // of a value on a line
+constexpr std::size_t kShownBytes = 48;  // of a value in a line
 
 // How the payload of a field is shown.
 enum class Form { kRecord, kText, kUnits, kHex };
@@ -40,7 +40,7 @@ Form FormOf(const WireItem& item, const FieldInfo* field, unsigned depth) {
   return is_free && LooksLikeMessage(item.bytes) ? Form::kRecord : Form::kHex;
 }
 
-// A table's field, if the item has its wire type; null for others.
+// The field of `record` that has the item's number and wire type; null if there is none.
 const FieldInfo* FieldOf(const WireItem& item, const RecordInfo* record) {
   const FieldInfo* const field =
       record == nullptr || item.groups != 0 ? nullptr : record->Find(item.number);
@@ -70,7 +70,7 @@ std::string UnitsAsText(Bytes bytes) {
   return text;
 }
 
-// The first fault of a listing.
+// Keeps the first fault of a listing.
 void Note(RawListing& listing, const WireWalk& walk) {
   if (walk.fault() == WireFault::kNone || !listing.fault.empty()) return;
   listing.fault =

@@ -1,5 +1,5 @@
-// Every field of a message as it lies in its bytes, whatever message it is: for bytes of which nobody
-// knows what they are, and for those that a reader does not take in.
+// Lists every field of a message as it lies in its bytes. That needs no schema, so it works for
+// unknown messages, and for broken ones too.
 #pragma once
 
 #include <string>
@@ -9,16 +9,17 @@
 
 namespace zenta::zentactl {
 
-// The text of a listing, and what is wrong with the bytes, as a sentence; empty if nothing is.
+// The text of a listing, and the first fault in the bytes as a sentence; empty if there is none.
 struct RawListing {
   std::string text;
   std::string fault;
 };
 
-// A line for each field: its offset, indented by its depth its number, the key that `record` has for it,
-// its wire type, its value. Bytes are shown as a record where `record` says so or, where it does not
-// know the field, where they look like one; as text where they are text; else in hexadecimal. Long
-// values are cut. `record` may be null. Reading goes on behind a nested record that is broken.
+// Writes a line for each field: its offset; its number, indented by depth; its key in `record`, if
+// the field is known; its wire type; its value. Bytes that `record` declares as a record or as
+// 16-bit units are shown as that. Others are shown as text if they are readable UTF-8, as a record
+// if the field is unknown and they parse as one, else in hexadecimal. Long values are cut. `record`
+// may be null. The listing goes on after a broken nested record.
 [[nodiscard]] RawListing ListFields(tstl::BufferRef<unsigned char> message,
                                     const RecordInfo* record);
 

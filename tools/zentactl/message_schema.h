@@ -1,5 +1,5 @@
-// What a message may have, as data: the tables of its records, for commands that look at bytes which no
-// reader takes in.
+// The field tables of the records as data, for commands that walk the bytes of a message
+// themselves.
 #pragma once
 
 #include <algorithm>
@@ -96,7 +96,7 @@ struct InfoOf {
 
 }  // namespace detail
 
-// REQUIRES: every field of R has a binary form, and no record lies in one of its own type.
+// REQUIRES: every field of R has a binary form, and no record contains one of its own type.
 template <records::Record R>
 inline constexpr const RecordInfo& kRecordInfo = detail::InfoOf<R>::kInfo;
 

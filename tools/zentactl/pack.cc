@@ -16,7 +16,7 @@ using packaging::WriteFlatPackage;
 using tools::IsStandard;
 using tools::OutputName;
 
-// The line of progress is gone when this returns, so that the result does not stand behind it.
+// The progress line is wiped when this returns, before the result is printed.
 PackageSummary PackWithProgress(PackageOptions options, bool quiet) {
   Progress progress("packing", quiet);
   options.progress = [&progress](std::uint64_t done, std::uint64_t all) {

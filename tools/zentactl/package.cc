@@ -73,11 +73,11 @@ struct PackageOptions {
   fs::path out;          // extract
   fs::path digest_file;  // info; empty: inputPkg.txt beside the package, if there is one
   std::string config;
-  bool scripts = false;  // extract these, and not the payloads
+  bool scripts = false;  // extract: the scripts instead of the payloads
   Speech speech;
 };
 
-// A package is read from several places of it, and more than once.
+// Refuses standard input, because a package is read at several offsets and more than once.
 std::unique_ptr<PackageFile> Open(const fs::path& path) {
   std::setlocale(LC_CTYPE, "C.UTF-8");  // names in payloads are UTF-8
   if (IsStandard(path)) {
@@ -92,7 +92,7 @@ std::unique_ptr<PackageFile> Open(const fs::path& path) {
   return std::make_unique<PackageFile>(path.string(), path.string());
 }
 
-// Has the reader's sentences begin with the package's name.
+// Runs `action`, and puts the package's name before the message of a Failure.
 template <class Action>
 auto InNameOf(const fs::path& path, Action action) {
   try {
@@ -111,8 +111,8 @@ const XarFile* FileOf(const std::vector<XarFile>& files, const Component& compon
   return found == files.end() ? nullptr : &*found;
 }
 
-// What the package holds as the payloads of its components, or as their scripts, which are archives of
-// the same kind.
+// The package with the payloads of its components, or with their archives of scripts in place of
+// the payloads: both have one format. Components without scripts are then left out.
 PackageDescription Archives(const PackageDescription& package, const std::vector<XarFile>& files,
                             bool scripts) {
   if (!scripts) return package;
@@ -136,7 +136,7 @@ struct Entry {
   std::string link;
 };
 
-// Tells a person who watches how many bytes were read.
+// Shows how many bytes were read.
 struct Watch {
   explicit Watch(bool quiet) : progress("listing", quiet) {}
   void Count(std::uint64_t bytes) {
@@ -147,7 +147,7 @@ struct Watch {
   std::uint64_t done = 0;
 };
 
-// Reads the entry's contents.
+// Reads the entry's contents to their end. Returns their SHA-256 in hexadecimal.
 std::string Checksum(archive* cpio, const std::string& path, Watch& watch) {
   const signing::Owned<EVP_MD_CTX, EVP_MD_CTX_free> digest(EVP_MD_CTX_new());
   if (digest == nullptr || EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) != 1) {
@@ -306,7 +306,8 @@ std::string ReadPackageInfo(const PackageFile& package, const XarFile& file) {
   return xml;
 }
 
-// Whose signature a digest file holds, if there is one.
+// Adds whether the package has a digest file, and whether it was signed with the configuration's
+// key.
 void ReportSignature(const PackageOptions& options, Report& report) {
   fs::path digest_file = options.digest_file;
   if (digest_file.empty()) digest_file = options.package.parent_path() / "inputPkg.txt";
@@ -350,8 +351,8 @@ void Info(const PackageOptions& options) {
 
 // ---- extract
 
-// A folder of an unused, hidden name beside `target`, which it becomes; removed if that does not come
-// about.
+// A new folder with an unused, hidden name beside `target`. Keep() renames it to `target`; without
+// that the destructor removes it.
 class FreshFolder {
  public:
   explicit FreshFolder(const fs::path& target)
@@ -366,7 +367,7 @@ class FreshFolder {
   }
 
   [[nodiscard]] const std::string& path() const { return path_.native(); }
-  // A folder cannot take the place of another one that holds anything.
+  // Fails if there is a `target` by now that is not an empty folder.
   void Keep() {
     if (rename(path_.c_str(), target_.c_str()) != 0) {
       throw SystemFailure("cannot make " + target_.string());
@@ -393,10 +394,10 @@ void Extract(const PackageOptions& options) {
 
   const SignalsHeld held;  // Ctrl-C waits until the folder is whole, or gone again
   FreshFolder folder(target);
-  const std::uint64_t room = fs::space(folder.path()).available;
+  const std::uint64_t available = fs::space(folder.path()).available;
   InNameOf(options.package, [&] {
     Unpacker unpacker(folder.path());
-    ForEachPayload(*package, archives, std::min(room, kMaxUnpackedBytes),
+    ForEachPayload(*package, archives, std::min(available, kMaxUnpackedBytes),
                    [&](const Component& component, archive* cpio) {
                      unpacker.Unpack(component.folder, cpio);
                    });
@@ -441,7 +442,7 @@ void DefineInfo(CLI::App& command, const Options& options) {
   AddConfigOption(command, options->config);
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Tells a package's identifier, version and install location, whether it has scripts, and\n"
+      "Shows a package's identifier, version and install location, whether it has scripts, and\n"
       "whether its digest file was signed with the configuration's key.\n"
       "\n"
       "Example:\n"
@@ -454,7 +455,7 @@ void DefineExtract(CLI::App& command, const Options& options) {
   command.add_option("--out", options->out, "The folder, which must not be there yet")
       ->type_name("DIR")
       ->required();
-  command.add_flag("--scripts", options->scripts, "The scripts, and not the payload");
+  command.add_flag("--scripts", options->scripts, "Unpack the scripts instead of the payload");
   AddSpeechOptions(command, options->speech);
   command.footer(
       "Unpacks the payload (of a product each in a folder named as its component) by the\n"
@@ -475,7 +476,7 @@ void DefinePackage(CLI::App& command) {
     void (*define)(CLI::App&, const Options&);
   } rows[] = {
       {"list", "list what a package holds", DefineList},
-      {"info", "tell what a package is, and whose signature it has", DefineInfo},
+      {"info", "show what a package is, and whether it is signed", DefineInfo},
       {"extract", "unpack a package into a folder", DefineExtract},
   };
   for (const auto& row : rows) {

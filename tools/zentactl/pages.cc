@@ -1,5 +1,5 @@
-// The man page and the shells' completions, made of the same definitions as --help. The build runs this
-// command and installs what it writes.
+// The man page and the shells' completions, made from the same definitions as --help. The build
+// runs this command, and the files that it writes are installed.
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
@@ -20,8 +20,8 @@ using CLI::App;
 using CLI::Option;
 using tools::WriteOutput;
 
-// A command and the words that lead to it, each after a blank: " message decode". Those of zentactl
-// itself are "".
+// A command and the words that lead to it, each after a blank: " message decode". zentactl itself
+// has none.
 struct Place {
   std::string words;
   const App* app;
@@ -32,7 +32,7 @@ std::vector<const App*> Below(const App& app) {
   return app.get_subcommands([](const App* command) { return !command->get_group().empty(); });
 }
 
-// The command and all below it, depth first.
+// Appends the command and all commands below it, depth first.
 void Gather(const App& app, const std::string& words, std::vector<Place>& places) {
   places.push_back({words, &app});
   for (const App* command : Below(app)) Gather(*command, words + " " + command->get_name(), places);
@@ -52,8 +52,8 @@ bool TakesValue(const Option& option) { return option.get_items_expected_max() >
 
 bool IsFolder(const Option& option) { return option.get_type_name() == "DIR"; }
 
-// The words that an option takes, blanks between: "request response" of the type name
-// "request|response". Empty if its value is not one of a few words.
+// The values that an option accepts, separated by blanks: "request response" for the type name
+// "request|response". Empty if the type name does not list them.
 std::string WordsOf(const Option& option) {
   std::string words = option.get_type_name();
   if (words.find('|') == words.npos) return "";
@@ -75,7 +75,7 @@ std::string Quoted(const std::string& text) { return "'" + ReplaceAll(text, "'",
 
 // ---- zentactl(1)
 
-// Text that troff prints as it stands, in a line of its own.
+// The text, escaped so that troff prints it unchanged on a line of its own.
 std::string Troff(std::string text) {
   text = ReplaceAll(std::move(text), "\\", "\\e");
   text = ReplaceAll(std::move(text), "-", "\\-");
@@ -93,8 +93,8 @@ std::string WithValue(const Option& option) {
   return TakesValue(option) ? name + " " + Italic(option.get_type_name()) : name;
 }
 
-// What follows the options in a help text: lines that begin with a blank are examples and tables and
-// stay as they are, others are filled.
+// Prints the part of a help text after the options. Lines that begin with a blank are examples and
+// tables and stay as they are; others are filled.
 void PrintFooter(std::ostream& out, const std::string& footer) {
   std::istringstream lines(footer);
   bool literal = false;
@@ -119,7 +119,7 @@ void PrintCommand(std::ostream& out, const Place& place) {
   for (const Option* option : OptionsOf(app, false)) {
     if (option->get_required()) out << WithValue(*option) << '\n';
   }
-  out << "[" << Italic("OPTION") << " ...]\\&\n";  // no end of a sentence
+  out << "[" << Italic("OPTION") << " ...]\\&\n";  // \&: the dots do not end a sentence
   for (const Option* argument : OptionsOf(app, true)) {
     const std::string word =
         Italic(argument->get_name(true)) + (argument->get_items_expected_max() > 1 ? " ..." : "");
@@ -158,8 +158,8 @@ void PrintMan(std::ostream& out, const std::vector<Place>& places) {
   out << ".SH SEE ALSO\n.BR zenta\\-update (8)\n";
 }
 
-// ---- Completions. Each finds the words of the line that are commands, as a Place has them, and offers
-// what can follow: commands, options, the words that an option takes, folders, or files.
+// ---- Completions. Each collects the words of the line that are commands, as in Place::words, and
+// offers what can follow: commands, options, the values of an option, folders or files.
 
 // Calls `use(place, option)` for every option of every command.
 void ForEachOption(const std::vector<Place>& places,
@@ -169,7 +169,8 @@ void ForEachOption(const std::vector<Place>& places,
   }
 }
 
-// ' keygen' 'SEPARATOR' ' key show' ...: all but zentactl itself.
+// The words of all commands but zentactl itself, quoted, with `separator` between them:
+// ' keygen' | ' key' | ' key show' ...
 std::string AllWords(const std::vector<Place>& places, const char* separator) {
   std::string all;
   for (const Place& place : places) {
@@ -186,7 +187,7 @@ constexpr const char* kBashHead =
     "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
     "    case \"$at ${COMP_WORDS[i]}\" in\n";
 
-// What stays empty is completed by bash itself: with the names of files.
+// Where COMPREPLY stays empty, bash completes the names of files by itself (-o default).
 constexpr const char* kBashTail =
     "  case $cur in\n"
     "    -*) words=$options ;;\n"
@@ -219,7 +220,7 @@ void PrintBash(std::ostream& out, const std::vector<Place>& places) {
   out << "  esac\n" << kBashTail;
 }
 
-// A description as _arguments and _describe take it.
+// A description, escaped for _arguments and _describe.
 std::string ForZsh(const std::string& text) {
   std::string escaped = OneLine(text);
   for (const char* special : {"\\", ":", "[", "]"}) {
@@ -239,7 +240,8 @@ void PrintZshOption(std::ostream& out, const Option& option) {
   out << " \\\n    " << Quoted(spec);
 }
 
-// A function for each command: its options, and its files or the function of the command below it.
+// Writes a function for each command. It completes the options, and then the names of files, or
+// calls the function of the next command on the line.
 void PrintZsh(std::ostream& out, const std::vector<Place>& places) {
   out << "#compdef zentactl\n# Completion of zentactl for zsh.\n";
   for (const Place& place : places) {
@@ -302,7 +304,7 @@ void DefinePages(CLI::App& command) {
   };
   const auto options = std::make_shared<PagesOptions>();
   command.group("");  // --help does not show it
-  command.add_option("KIND", options->kind, "man, or the shell whose completion it is to be")
+  command.add_option("KIND", options->kind, "man, or the shell to complete for")
       ->type_name("")
       ->required()
       ->check(CLI::IsMember({"man", "bash", "zsh", "fish"}).description(""));

@@ -10,7 +10,7 @@ namespace zenta::zentactl {
 namespace {
 
 constexpr std::uint64_t kNothing = UINT64_MAX;
-constexpr std::chrono::milliseconds kUnseen(500);  // what takes no longer needs no line
+constexpr std::chrono::milliseconds kUnseen(500);  // nothing is drawn before
 
 }  // namespace
 

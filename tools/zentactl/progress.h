@@ -1,4 +1,4 @@
-// One line of progress on standard error while something long runs, if a person watches.
+// A progress line on standard error for long operations.
 #pragma once
 
 #include <chrono>
@@ -7,24 +7,24 @@
 
 namespace zenta::zentactl {
 
-// Draws only if standard error is a terminal, and only what takes longer than half a second; wipes its
-// line when it is destroyed. Plain text: it needs no colour.
+// Draws only if standard error is a terminal, and nothing in the first half second. The destructor
+// wipes the line. Plain text without colours.
 class Progress {
  public:
-  // `what` stands before the percentage: "packing". `quiet`: nothing is drawn.
+  // `what` is printed before the percentage: "packing". With `quiet` nothing is drawn.
   explicit Progress(std::string what, bool quiet = false);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   ~Progress();
 
-  // Redraws when the whole percentage changed, or, where nobody knows how much there is in all (`all` is
-  // 0), the number of whole megabytes. REQUIRES: done <= all, unless that is 0.
+  // `done` of `all` bytes are done; `all` is 0 if the total is unknown. Redraws when the percentage
+  // changed, or, without a total, the number of MiB. REQUIRES: done <= all, or all == 0.
   void Show(std::uint64_t done, std::uint64_t all);
 
  private:
   std::string what_;
-  bool drawn_;                        // somebody watches
-  std::uint64_t shown_ = UINT64_MAX;  // the number on the screen
+  bool drawn_;                        // on a terminal, and not quiet
+  std::uint64_t shown_ = UINT64_MAX;  // the number on the screen; this one: nothing yet
   std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
 };
 

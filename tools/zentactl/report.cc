@@ -12,12 +12,12 @@
 namespace zenta::zentactl {
 
 void AddSpeechOptions(CLI::App& command, Speech& speech) {
-  command.add_flag("--json", speech.json, "Say the result as a JSON object, for programs");
+  command.add_flag("--json", speech.json, "Print the result as a JSON object, for programs");
   AddQuietOption(command, speech);
 }
 
 void AddQuietOption(CLI::App& command, Speech& speech) {
-  command.add_flag("--quiet", speech.quiet, "Say nothing but errors: no summary, no progress");
+  command.add_flag("--quiet", speech.quiet, "Print nothing but errors: no summary, no progress");
 }
 
 Report& Report::Add(std::string label, std::string value, std::string remark) {

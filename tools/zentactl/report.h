@@ -1,5 +1,5 @@
-// What a command says of its work: rows of a label and a value. A person gets them in two columns, a
-// program (--json) as one JSON object; with --quiet nobody gets anything.
+// The result of a command as rows of a label and a value. They are printed in two columns for
+// people, or as one JSON object for programs (--json). With --quiet nothing is printed.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -12,25 +12,25 @@
 
 namespace zenta::zentactl {
 
-// How a command speaks; every command has these options.
+// The options for what a command prints. A command whose result is a file's contents has no --json.
 struct Speech {
   bool json = false;
   bool quiet = false;
 };
 
-// Adds --json and --quiet to `command`; they fill `speech`, which has to live as long as the command.
+// Adds --json and --quiet to `command`. They set `speech`, which must outlive `command`.
 void AddSpeechOptions(CLI::App& command, Speech& speech);
 
-// Adds --quiet alone, to a command whose result is a file's contents.
+// Adds --quiet alone.
 void AddQuietOption(CLI::App& command, Speech& speech);
 
 class Report {
  public:
-  // The label is a word or two, the JSON key the same with underscores. `value` may be foreign text;
-  // `remark` stands behind it in parentheses, for people only.
+  // Adds a row. Its JSON key is the label with underscores for blanks. `value` may be foreign text.
+  // `remark` follows it in parentheses and is left out of JSON.
   Report& Add(std::string label, std::string value, std::string remark = {});
   Report& Add(std::string label, std::uint64_t value, std::string remark = {});
-  // For programs only.
+  // Adds a row that only JSON has.
   Report& AddFlag(std::string label, bool value);
 
   void Print(const Speech& speech, std::ostream& out) const;

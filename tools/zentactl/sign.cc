@@ -2,6 +2,7 @@
 #include <iostream>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "tools/common/failure.h"
@@ -31,6 +32,8 @@ using tools::ReadWholeFile;
 using tools::WriteOutput;
 
 constexpr std::size_t kMaxKeyBytes = 64 << 10;  // a PEM file has about 900
+// The MD5 of no bytes (RFC 1321, A.5).
+constexpr std::string_view kEmptyDigest = "d41d8cd98f00b204e9800998ecf8427e";
 
 struct SignOptions {
   fs::path package;
@@ -48,7 +51,7 @@ Signer LoadKey(const fs::path& path) {
   return std::get<Signer>(std::move(key));
 }
 
-// Without this the mistake would show only as a signature that does not verify.
+// A key that does not belong to the configuration signs all the same, but its updater refuses that.
 void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& path) {
   if (key.Matches(config)) return;
   throw Failure(
@@ -57,8 +60,8 @@ void CheckMatch(const Signer& key, const SigningConfig& config, const fs::path& 
       Fingerprint(config.modulus) + "; give the --config that was made with the key");
 }
 
-// Digested anew: a package that changed meanwhile shows here and not at the user's. Standard input can be
-// read once only.
+// Reads the package again, so that a change in between is found here and not by a user's updater.
+// Standard input can be read only once.
 void CheckAgain(const SignOptions& options, const std::string& text, const std::string& digest,
                 const SigningConfig& config) {
   const std::string again = IsStandard(options.package)
@@ -68,7 +71,7 @@ void CheckAgain(const SignOptions& options, const std::string& text, const std::
   if (refusal) throw Failure("what was written does not verify: " + *refusal);
 }
 
-// The digest file takes its name only after it was read back and found good against the package.
+// The digest file is read back and verified against the package before it takes its name.
 void Sign(const SignOptions& options) {
   const SigningConfig config = LoadConfig(options.config);
   const Signer key = LoadKey(options.key);
@@ -77,6 +80,9 @@ void Sign(const SignOptions& options) {
       options.out.empty() ? options.package.parent_path() / "inputPkg.txt" : options.out;
 
   const std::string digest = PackageDigest(options.package, "signing", options.speech.quiet);
+  if (digest == kEmptyDigest) {
+    throw Failure(InputName(options.package) + " is empty: there is no package to sign");
+  }
   const auto text = SignDigest(digest, config, key);
   if (!text) throw Failure("the key could not sign");
   if (IsStandard(out)) {
@@ -116,6 +122,7 @@ void DefineSign(CLI::App& command) {
       "Writes the text that the updater wants beside a package before it installs it: the\n"
       "package's MD5, signed with the key. The new file is read back and checked as the updater\n"
       "will, and only then takes its name; one that was there before is replaced in one step.\n"
+      "An empty package is refused.\n"
       "\n"
       "Examples:\n"
       "  zentactl sign update.pkg --key keys/private-key.pem --config keys/signing.conf\n"

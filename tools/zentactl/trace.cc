@@ -40,11 +40,11 @@ using trace::TraceRecord;
 
 struct TraceOptions {
   fs::path file;
-  fs::path svg, html, csv;  // what to make of it; empty: nothing
+  fs::path svg, html, csv;  // outputs; empty: not wanted
   bool check = false;
   Speech speech;
 
-  // The files to be written, with what they are called in the summary.
+  // The outputs that are wanted, with their labels in the summary.
   [[nodiscard]] std::vector<std::pair<std::string, fs::path>> Outputs() const {
     std::vector<std::pair<std::string, fs::path>> outputs;
     for (const auto& [what, path] : {std::pair("picture", svg), {"page", html}, {"table", csv}}) {
@@ -54,7 +54,7 @@ struct TraceOptions {
   }
 };
 
-// Two outputs in one place would leave one of them.
+// Of two outputs with one name only the later would be left.
 void RefuseSamePlace(const TraceOptions& options) {
   const auto outputs = options.Outputs();
   for (std::size_t i = 0; i < outputs.size(); ++i) {
@@ -74,10 +74,10 @@ std::uint64_t SizeOf(const fs::path& path) {
   return error ? 0 : size;
 }
 
-// Puts every record of the file into all of them; `csv` may be null.
+// Gives every record of the file to `data`, `findings` and `csv`, which may be null.
 void Read(TraceReader& reader, const TraceOptions& options, TraceData& data,
           TraceFindings& findings, TraceCsv* csv) {
-  // The reader opens files by their names; standard input has one on every system that this runs on.
+  // The reader opens files by name; /dev/stdin exists on Linux and on a Mac.
   const fs::path opened = IsStandard(options.file) ? "/dev/stdin" : options.file;
   Progress progress("reading", options.speech.quiet);
   if (reader.Open(opened.c_str())) {
@@ -98,7 +98,7 @@ void Read(TraceReader& reader, const TraceOptions& options, TraceData& data,
                 (reader.bad_lines() != 0 ? Describe(reader.first_fault()) : "it is empty"));
 }
 
-// Everything is drawn before the first of them is written.
+// Makes all texts before it writes the first file, so that a failure leaves the old files.
 void WritePictures(const TraceData& data, const TraceOptions& options) {
   if (data.layouts.kept().empty()) {
     throw Failure("nothing to draw: the trace has neither a layout nor touches");
@@ -122,7 +122,7 @@ void Trace(const TraceOptions& options) {
   if (csv) csv->Finish();
 
   TraceSummary summary{InputName(options.file), reader, data.totals, findings, {}};
-  bool to_standard = false;  // which the result has for itself then
+  bool to_standard = false;  // an output goes to standard output, so the summary to standard error
   for (const auto& [what, path] : options.Outputs()) {
     to_standard = to_standard || IsStandard(path);
     summary.written.emplace_back(what, OutputName(path));
@@ -156,11 +156,10 @@ void DefineTrace(CLI::App& command) {
   command.add_flag("--check", options->check, "Exit status 1 if anything was ignored");
   AddSpeechOptions(command, options->speech);
   command.footer(
-      "Tells what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
-      "touches, times, of the whole trace however long it is. A line that is no record is "
-      "counted,\n"
-      "and the first of them explained. So is every value that a reader ignores: which member it\n"
-      "is of, why, and in which line the first one stands.\n"
+      "Reports what a trace of the on-screen keyboard holds: records of each kind, pads, keys,\n"
+      "touches, times, of the whole trace however long it is. Lines that are no records are\n"
+      "counted, and the first of them is explained. Values that a reader ignores are counted for\n"
+      "each member, with the reason and the line of the first one.\n"
       "\n"
       "The picture opens in a browser: each layout with its keys, to scale, and on them the "
       "touches\n"

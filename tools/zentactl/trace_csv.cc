@@ -24,7 +24,7 @@ using trace::TraceRecord;
 constexpr std::size_t kMaxPending = 64 << 10;  // bytes
 constexpr std::size_t kMaxText = 200;          // characters of a text
 
-// Whether it is for NewFile to write there, or to say why not.
+// Whether NewFile replaces what is at `path`, or says why not: false for a pipe or a device, too.
 bool IsFile(const fs::path& path) {
   std::error_code none;  // usually there is no such file yet
   const fs::file_status there = fs::status(path, none);
@@ -32,7 +32,7 @@ bool IsFile(const fs::path& path) {
          (!fs::exists(there) || fs::is_regular_file(there) || fs::is_directory(there));
 }
 
-// A text in quotes, if it needs them.
+// A cell, in quotes if it needs them.
 std::string Quoted(const std::string& text) {
   if (text.find_first_of(",\"\r\n") == text.npos) return text;
   std::string quoted = "\"";

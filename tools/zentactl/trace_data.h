@@ -1,4 +1,4 @@
-// TraceData: what one pass over a trace gathers, for its summary and its pictures.
+// TraceData: what one pass over a trace collects for its summary and its pictures.
 #pragma once
 
 #include <vector>

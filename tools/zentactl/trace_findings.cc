@@ -33,7 +33,7 @@ void TraceFindings::Check(const TraceRecord& record) {
   }
   records::kFields<TraceRecord>.each([&](auto field) {
     using F = decltype(field);
-    if (F::kKey == "time" || F::in_json(record)) return;  // the reader tells about a wrong time
+    if (F::kKey == "time" || F::in_json(record)) return;  // the reader reports a wrong time
     if (!F::FieldCodec::is_empty(F::of(record))) Add(F::kKey, "not of this type of record");
   });
 }

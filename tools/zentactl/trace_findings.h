@@ -1,5 +1,5 @@
-// TraceFindings: what a reader of a trace ignored: of which member, why, how often, and in which line
-// first.
+// TraceFindings: what a reader of a trace ignored: of which member, why, how often, and in which
+// line first.
 #pragma once
 
 #include <cstdint>
@@ -26,16 +26,16 @@ class TraceFindings final : public records::IgnoredListener {
   TraceFindings& operator=(const TraceFindings&) = delete;
   ~TraceFindings() { reader_.Listen(nullptr); }
 
-  // What the reader tells.
+  // Called by the reader.
   void ignored(const records::Ignored& value) override;
-  // What the record, which was read last, holds to no effect: a type, a pad, times or members that
-  // nobody can do anything with.
+  // Checks the record that was read last for what has no effect: an unknown type or pad, times that
+  // do not match the touches, members of another type of record.
   void Check(const trace::TraceRecord& record);
 
   [[nodiscard]] std::uint64_t count() const { return count_; }
-  // The first kinds of them, in the order of the trace.
+  // The first kMaxRows kinds of findings, in the order of the trace.
   [[nodiscard]] const std::vector<Row>& rows() const { return rows_; }
-  // How many are in no row.
+  // The number of findings that are in no row.
   [[nodiscard]] std::uint64_t unnamed() const { return unnamed_; }
 
  private:

@@ -34,8 +34,8 @@ void HeatMap::Add(const trace::ScreenPoint& at) {
   if (column >= 0 && column < columns_ && row >= 0 && row < rows_) ++cells_[index(column, row)];
 }
 
-// Binomial filter: a quarter of each cell goes to either neighbour, along the rows and then along the
-// columns.
+// Binomial filter: a quarter of each cell goes to either neighbour, along the rows and then along
+// the columns.
 void HeatMap::Smooth() {
   const auto filter = [this](int lines, int length, auto index_of) {
     for (int line = 0; line < lines; ++line) {
@@ -54,7 +54,7 @@ void HeatMap::Smooth() {
   most_ = *std::ranges::max_element(cells_);
 }
 
-// By the square root, so that rare places are seen beside dense ones.
+// The scale is the square root, so that sparse areas are seen beside dense ones.
 int HeatMap::LevelOf(int column, int row) const {
   const double part = cells_[index(column, row)] / most_;
   if (!(part > kLeast)) return 0;

@@ -1,4 +1,4 @@
-// HeatMap: where on a pad touches lie densely, as areas of eight levels.
+// HeatMap: the density of touches on a pad, as areas of eight levels.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,15 @@ class HeatMap {
  public:
   static constexpr int kLevels = 8;
 
-  // Of a part of the screen, in its pixels. REQUIRES: width and height above 0.
+  // Covers a part of the screen, in pixels. REQUIRES: width and height above 0.
   HeatMap(int left, int top, int width, int height);
 
-  // Counts a touch; those outside do not matter.
+  // Counts a touch; one outside is ignored.
   void Add(const trace::ScreenPoint& at);
-  // Spreads every touch over its surroundings. Call it when all are added, once.
+  // Spreads every touch over its surroundings. Call once, after the last Add().
   void Smooth();
-  // The area of a level from 1, where touches are rarest, to kLevels, as the path data of SVG in
-  // pixels of the screen.
+  // The area of a level from 1, where touches are rarest, to kLevels, as SVG path data in pixels of
+  // the screen.
   [[nodiscard]] std::string Path(int level) const;
 
  private:

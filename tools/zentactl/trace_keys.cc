@@ -38,7 +38,7 @@ std::uint16_t KeyOf(std::span<const KeyRect> keys, char32_t character) {
   return key;
 }
 
-// An ill-formed byte is a character that no key has.
+// The characters of UTF-8 text. An ill-formed byte becomes U+FFFD, which no key enters.
 std::u32string Characters(records::Bytes text) {
   std::u32string characters;
   tstl::BufferRefMutable<unsigned char> rest = text;

@@ -1,4 +1,4 @@
-// Which key a touch hit, and which one it was meant for.
+// Finds the key that a touch hit, and the key that it was meant for.
 #pragma once
 
 #include <cstdint>
@@ -18,16 +18,17 @@ struct TouchKeys {
   std::uint16_t meant = kNoKey;  // it enters the character that the touch was for
 };
 
-// The keys of each touch of an input. The key meant is known where the input's code (its expected text
-// if it has no code) has as many characters as the input has touches, apostrophes and blanks left out
-// if need be: then the i-th touch was for the i-th character. That is entered by the key of this number,
-// of the other case's letter, or of the digit that bears the letter on a telephone.
+// The keys of each touch of an input. The key meant is known if the input's code (without a code,
+// its expected text) has as many characters as the input has touches, counted with or without
+// apostrophes and blanks. Then the i-th touch was for the i-th character. Its key is the one with
+// the character's number, else that of the letter's other case, else the digit with that letter on
+// a telephone.
 // REQUIRES: fewer than kNoKey keys.
 [[nodiscard]] std::vector<TouchKeys> FindKeys(std::span<const trace::KeyRect> keys,
                                               const trace::TraceRecord& input);
 
-// How far a point lies from the middle of a key: 0 in the middle, 1 on the edge, 2 as far outside.
-// 0 for a key without an area.
+// The distance of a point from the middle of a key, along the axis where it is greater: 0 in the
+// middle, 1 on the edge, 2 at twice that distance. 0 along an axis on which the key has no extent.
 [[nodiscard]] double FromMiddle(const trace::ScreenRect& key, const trace::ScreenPoint& at);
 
 }  // namespace zenta::zentactl

@@ -1,8 +1,8 @@
 // TraceLayouts: follows a trace from pad to pad, and knows which layout a touch belongs to.
 //
-// Touches belong to the layout that was set last; showing a pad again brings back the layout that was
-// set for it last. Layouts that are the same in all are one. It owns copies of what it keeps, and keeps a
-// bounded number of layouts and keys, however long the trace: of those beyond that, the one that is in
+// Touches belong to the layout that was set last; showing a pad again brings back the layout that
+// was set for it last. Equal layouts (pad, rectangle and keys) are kept once. It owns copies of
+// what it keeps: at most kMaxLayouts layouts of kMaxKeys keys, and beyond those only the layout in
 // use.
 #pragma once
 
@@ -20,10 +20,11 @@ namespace zenta::zentactl {
 
 struct TraceLayout {
   std::string pad;           // its name as Shown() makes it; empty if no record said
-  trace::ScreenRect rect{};  // empty if no record said; the keys then, too
+  trace::ScreenRect rect{};  // empty, like the keys, if no record set a layout
   std::vector<trace::KeyRect> keys;
 
-  // How many touches of the whole trace were on it, and how many of them on each key and for it.
+  // Touches of the whole trace: on the layout, and for each key those that hit it or were meant for
+  // it.
   struct Count {
     std::uint64_t hit = 0, meant = 0;
   };
@@ -38,18 +39,19 @@ class TraceLayouts {
 
   // Takes the next record of the trace.
   void Add(const trace::TraceRecord& record);
-  // Counts the touches of an input that was added last.
+  // Counts the touches of the input that was added last.
   void Count(std::span<const TouchKeys> touches);
 
   // The layout that touches belong to now. REQUIRES: an input was added, or a layout.
   [[nodiscard]] const TraceLayout& current() const { return At(current_); }
-  // Its index in kept(), where it is none if there were too many.
+  // Its index in kept(); not below kept().size() if the layout is not kept.
   [[nodiscard]] std::size_t current_index() const { return current_; }
   [[nodiscard]] const std::vector<TraceLayout>& kept() const { return layouts_; }
-  // A heading for one of them: the pad's name, and which of the pad's layouts it is if there are more.
+  // A heading for one of them: the pad's name, and which of the pad's layouts it is if there are
+  // more.
   [[nodiscard]] std::string Heading(std::size_t index) const;
 
-  // What there was too much of.
+  // How much was too much to keep.
   struct LeftOut {
     std::uint64_t layouts = 0, keys = 0, touches = 0;
   };
@@ -65,7 +67,7 @@ class TraceLayouts {
   }
 
   std::vector<TraceLayout> layouts_;
-  TraceLayout beyond_;                               // the one after kMaxLayouts that is in use
+  TraceLayout beyond_;                               // the layout in use, if it is not kept
   std::map<std::string, std::size_t> last_layouts_;  // by the pad's name, its index in layouts_
   std::string name_;                                 // of the pad that is shown
   std::size_t current_ = kNone;  // index of a layout in layouts_; kMaxLayouts is beyond_

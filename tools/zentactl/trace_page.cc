@@ -66,8 +66,8 @@ void PutLeftOut(JsonWrite& out, const TraceLayouts::LeftOut& left) {
   out.end_object();
 }
 
-// What could end a script, begin a comment, or was once a line end in JavaScript stands in the texts
-// only, where JSON has escapes for it.
+// Escapes what could end the script element or begin a comment, and the two separators that older
+// JavaScript takes for line ends. In JSON they occur only inside strings, which allow escapes.
 std::string EscapedForScript(std::string_view json) {
   constexpr std::pair<std::string_view, std::string_view> kEscapes[] = {{"<", "\\u003c"},
                                                                         {">", "\\u003e"},
@@ -87,7 +87,7 @@ std::string EscapedForScript(std::string_view json) {
   return out;
 }
 
-// The script's digest, by which the page's policy knows it: SHA-256 in base64.
+// The SHA-256 of the script in base64, by which the page's policy (CSP) allows it.
 std::string DigestOf(std::string_view script) {
   unsigned char digest[EVP_MAX_MD_SIZE];
   unsigned length = 0;
@@ -134,7 +134,8 @@ std::string MakeTracePage(const TraceData& data, std::string_view title) {
       {"{{data}}", TracePageData(data)},
       {"{{script}}", std::string(kTracePageJs)},
   };
-  // In the order of the page, and each place once: what was put into one is not looked at again.
+  // Each placeholder is replaced once, in the order of the page; text that was put in is not
+  // searched.
   std::string page;
   std::string_view rest = kTracePageHtml;
   for (const auto& [place, text] : places) {

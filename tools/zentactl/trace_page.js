@@ -1,12 +1,12 @@
 
 'use strict';
-// The page of a trace. What it shows follows from `trace`, which never changes, and `state`; whoever changes the
-// state calls what shows the part of it that changed.
+// The page of a trace. It shows `trace`, which never changes, and `state`. Code that changes the state then calls the
+// functions that show the changed part.
 //
-// The time line is the trace's own time without its long pauses: a touch comes `when` milliseconds after the first one.
+// The time line is the trace's time with long pauses cut short: a touch is `when` milliseconds after the first one.
 
 const LONGEST_PAUSE = 2000, UNTIMED_PAUSE = 300;  // milliseconds between two touches
-const MANY = 300;       // touches on a layout, from which on they are dots
+const MANY = 300;       // touches on a layout; where there are more, they are dots
 const PER_PAGE = 100;   // inputs in the list
 const MAX_ROWS = 200;   // of the table
 const NEAR = 12;        // pixels from the pointer to a touch
@@ -35,8 +35,8 @@ const inputs = trace.inputs.map(([number, text, code, layout, count, length]) =>
 const touches = readTouches();
 const total = touches.length === 0 ? 0 : touches[touches.length - 1].when;
 
-// All touches in the order of the trace; each is also in its layout, and its input knows its first and the one after
-// its last.
+// All touches in the order of the trace. Each is also listed in its layout. An input has the index of its first touch
+// and that of the one after its last.
 function readTouches() {
   const all = [];
   let when = 0, before = null;
@@ -70,7 +70,7 @@ function fromMiddle(key, x, y) {
   return Math.max(along(x, left, right), along(y, top, bottom));
 }
 
-// How many of the touches, which are in the order of time, come no later than `at`.
+// The number of touches with `when` <= `at` in a list that is sorted by time.
 function countUpTo(list, at) {
   let low = 0, high = list.length;
   while (low < high) {
@@ -88,11 +88,11 @@ const state = {
   layout: 0,         // the one that is shown
   colour: 'time',
   playing: false,
-  found: inputs.map((_, index) => index),  // those inputs that the list has
+  found: inputs.map((_, index) => index),  // indices of the inputs in the list
   page: 0,
 };
 
-// The input that is looked at: the chosen one, or on the way through the trace the one of the last touch.
+// The input that is shown: the chosen one, else, before the end of the time line, that of the last touch; -1 for none.
 function currentInput() {
   if (state.chosen >= 0 || touches.length === 0) return state.chosen;
   if (state.at >= total && !state.playing) return -1;
@@ -154,7 +154,7 @@ function touchWords(touch) {
 
 const ramp = (colour) => RAMPS[root.dataset.theme][colour];
 
-// Those of the style that canvases use, as the theme has them.
+// The colours of the style sheet that canvases use, in the current theme.
 const palette = {};
 function readPalette() {
   const style = getComputedStyle(root);
@@ -164,7 +164,7 @@ function readPalette() {
   for (const colour of ['time', 'middle']) steps[colour] = stepsOf(ramp(colour));
 }
 
-// The ramps of the theme in STEPS steps of one colour, from 0 to 1.
+// The ramps of the theme as STEPS colours for the values 0 to 1.
 const STEPS = 64;
 const stepAt = (value) => Math.round(value * (STEPS - 1));
 const steps = {};
@@ -183,14 +183,14 @@ function touchColour(touch) {
   return touch.middle === null ? palette.untimed : steps.middle[stepAt(Math.min(touch.middle, 2) / 2)];
 }
 
-// ---- The pad: ground (keys) and dots (touches) are layers that are kept while only the time moves
+// ---- The pad: ground (keys) and dots (touches) are layers that are reused while only the time moves
 
 const fonts = getComputedStyle(document.body).fontFamily;
 const pad = $('pad'), context = pad.getContext('2d');
 const layers = {ground: document.createElement('canvas'), dots: document.createElement('canvas')};
 const drawn = {ground: '', dots: '', count: 0};
 
-// The part of the screen that a layout is shown with: left, top, width, height.
+// The part of the screen that is shown of a layout: left, top, width, height.
 function boxOf(layout) {
   if (layout.box) return layout.box;
   let rects = [layout.rect, ...layout.keys.map((key) => key.rect)].filter(([l, t, r, b]) => l < r && t < b);
@@ -199,12 +199,12 @@ function boxOf(layout) {
   for (const [l, t, r, b] of rects) {
     left = Math.min(left, l), top = Math.min(top, t), right = Math.max(right, r), bottom = Math.max(bottom, b);
   }
-  const air = Math.max((right - left) / 40, (bottom - top) / 40, 1);
-  layout.box = {left: left - air, top: top - air, width: right - left + 2 * air, height: bottom - top + 2 * air};
+  const gap = Math.max((right - left) / 40, (bottom - top) / 40, 1);
+  layout.box = {left: left - gap, top: top - gap, width: right - left + 2 * gap, height: bottom - top + 2 * gap};
   return layout.box;
 }
 
-// Sizes the canvas for the layout; `scale` is in the canvas's own pixels, `unit` of them are one of the page.
+// Sizes the canvases for the layout. `scale` is canvas pixels per pixel of the screen, `unit` per pixel of the page.
 function viewOf(layout) {
   const box = boxOf(layout), unit = devicePixelRatio || 1;
   const width = $('frame').clientWidth, most = Math.max(innerHeight * 0.58, 240);
@@ -255,7 +255,7 @@ function drawGround(layout, view) {
   }
 }
 
-// Above the dots, in the keys' own ground so that they can be read on many.
+// Labels lie above the dots, with an outline in the colour of the keys so that they can be read on many dots.
 function drawLabels(layout, view) {
   context.textAlign = 'center';
   context.lineJoin = 'round';
@@ -273,7 +273,7 @@ function drawLabels(layout, view) {
   }
 }
 
-// Adds those dots that are new; begins anew when others go or change.
+// Adds new dots; draws all again when some disappear or change.
 function drawDots(layout, view, kind) {
   const to = layers.dots.getContext('2d'), count = countUpTo(layout.touches, state.at);
   if (drawn.dots !== kind || drawn.count > count) {
@@ -304,7 +304,7 @@ function drawTouch(to, view, touch, radius) {
   to.stroke();
 }
 
-// The input that is looked at, as far as the time line has come: joined and numbered.
+// The touches of the current input up to the position on the time line, joined and numbered.
 function drawInput(layout, view) {
   const index = currentInput();
   if (index < 0 || layouts[inputs[index].layout] !== layout) return;
@@ -326,7 +326,7 @@ function drawInput(layout, view) {
   });
 }
 
-// What lies under the pointer, in words: a touch that is drawn, or else a key.
+// The touch under the pointer, if one is drawn there, and what to say of it, or else of the key there.
 function underPointer(event) {
   const layout = layouts[state.layout], view = viewOf(layout);
   const x = event.offsetX * view.unit, y = event.offsetY * view.unit;
@@ -373,7 +373,7 @@ function showPosition() {
   showInput();
 }
 
-// The table, and the mark in the list: only when it is another input than before.
+// Updates the table and the mark in the list, but only when the current input has changed.
 let shownInput = null;
 function showInput() {
   const index = currentInput();
@@ -403,13 +403,13 @@ function showInput() {
   $('more').textContent = hidden > 0 ? `${touchesText(hidden)} more are not in this table.` : '';
 }
 
-// So that it is set, and read aloud, as Chinese.
+// Marks an element as Chinese, for the choice of fonts and for screen readers.
 function chinese(made) {
   made.lang = 'zh-Hans';
   return made;
 }
 
-// Turns the list to an input, if it has it, and marks it.
+// Turns the list to the page that has the input, if any, and marks it.
 function showInList(index) {
   const place = state.found.indexOf(index), page = Math.floor(place / PER_PAGE);
   if (place >= 0 && page !== state.page) {
@@ -420,7 +420,7 @@ function showInList(index) {
   reveal($('list').querySelector('.current'));
 }
 
-// Scrolls the list, and not the page, until the option is seen. It may be null.
+// Scrolls the list, and not the page, until the option is visible. It may be null.
 function reveal(option) {
   const list = $('list');
   if (option === null) return;
@@ -473,7 +473,7 @@ function find(text) {
   say(many(state.found.length, 'input', 'inputs') + ' found');
 }
 
-// How many touches there are along the time line, in bars.
+// The number of touches along the time line, as bars.
 function drawStrip() {
   const strip = $('strip'), to = strip.getContext('2d'), unit = devicePixelRatio || 1;
   strip.width = Math.round(strip.clientWidth * unit), strip.height = Math.round(strip.clientHeight * unit);
@@ -539,7 +539,7 @@ function pause() {
   $('play').textContent = 'Play';
 }
 
-// Those who want less motion get two pictures a second.
+// Where reduced motion is preferred, two frames a second are drawn.
 function frame(now) {
   if (!state.playing) return;
   if (!calm.matches || now - lastFrame >= 500) {

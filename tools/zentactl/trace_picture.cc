@@ -29,7 +29,7 @@ void TracePicture::Add(const TraceRecord& record, std::span<const TouchKeys> key
                      record.points.size(),
                      Spread({record.times.data(), record.times.size()}),
                      {}};
-  const std::size_t each = keys.size() / kMaxTouches + 1;  // every how many touches one is kept
+  const std::size_t each = keys.size() / kMaxTouches + 1;  // one in this many touches is kept
   if (input.layout < layouts.kept().size()) {
     for (std::size_t i = 0; i < keys.size(); i += each) {
       std::optional<std::uint32_t> time;

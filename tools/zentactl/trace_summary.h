@@ -17,10 +17,10 @@ struct TraceSummary {
   const trace::TraceReader& reader;
   const TraceTotals& totals;
   const TraceFindings& findings;
-  std::vector<std::pair<std::string, std::string>> written;  // what was made of it, and its name
+  std::vector<std::pair<std::string, std::string>> written;  // outputs: label and file
 
   void Print(std::ostream& out) const;
-  // Throws Failure when memory is short.
+  // Throws Failure when out of memory.
   void PrintJson(std::ostream& out) const;
 };
 

@@ -22,7 +22,7 @@ using trace::KeyRect;
 using trace::ScreenPoint;
 using trace::ScreenRect;
 
-// Lengths of the page, in its pixels.
+// Lengths in pixels of the picture.
 constexpr double kPageWidth = 1000;
 constexpr double kMargin = 28;
 constexpr double kInnerWidth = kPageWidth - 2 * kMargin;
@@ -31,7 +31,7 @@ constexpr double kTouchRadius = 9;
 constexpr double kLegendWidth = 260;
 constexpr std::size_t kMaxNumbered = 300;            // touches on one layout; more are a heat map
 constexpr std::size_t kMaxListed = 100;              // inputs
-constexpr std::size_t kMaxText = 24, kMaxCode = 36;  // characters that a line has room for
+constexpr std::size_t kMaxText = 24, kMaxCode = 36;  // characters that fit a line
 
 struct Colour {
   int red, green, blue;
@@ -121,7 +121,7 @@ struct Box {
   [[nodiscard]] int height() const { return bottom - top; }
 };
 
-// The pad with all its keys, or where no layout is known the touches; and some air around.
+// The pad with all its keys, or the touches where no layout is known; and a margin around them.
 Box BoxOf(const Pad& pad) {
   Box box;
   box.Include(pad.layout.rect);
@@ -130,13 +130,13 @@ Box BoxOf(const Pad& pad) {
     for (const auto& [touch, input] : pad.touches) box.Include(touch->at[0], touch->at[1]);
   }
   if (box.is_empty()) box.Include(0, 0);
-  const int air = std::max({box.width() / 40, box.height() / 40, 1});
-  box.Include(box.left - air, box.top - air);
-  box.Include(box.right + air, box.bottom + air);
+  const int margin = std::max({box.width() / 40, box.height() / 40, 1});
+  box.Include(box.left - margin, box.top - margin);
+  box.Include(box.right + margin, box.bottom + margin);
   return box;
 }
 
-// The middle of what a tooltip says of a touch: which key it hit, and which was meant.
+// The part of a touch's tooltip about keys: which one it hit, and which one was meant.
 std::string KeysText(const TraceLayout& layout, const TouchKeys& keys) {
   const auto label = [&](std::uint16_t key) { return KeyLabel(layout.keys[key].id); };
   std::string text = keys.hit == kNoKey ? "hit no key" : "hit " + label(keys.hit);
@@ -166,7 +166,7 @@ class Page {
   void DrawLeftOut();
   [[nodiscard]] Colour ColourOf(const PictureTouch& touch) const;
 
-  // The attributes of an element: names and values by turns.
+  // Writes the attributes of an element; names and values alternate.
   template <class Value, class... Rest>
   void Attributes(const char* name, const Value& value, const Rest&... rest) {
     svg_ << ' ' << name << "=\"" << value << '"';
@@ -186,8 +186,8 @@ class Page {
     Attributes(attributes...);
     svg_ << '>' << XmlText(text) << "</text>\n";
   }
-  // A text in the current line of the page, from its left side, `indent` from the margin, or up to
-  // its right side.
+  // A text in the current line of the page: from `indent` after the left margin on, or up to the
+  // right margin.
   void Left(const char* style, double indent, const std::string& text) {
     Text(text, "class", style, "x", kMargin + indent, "y", y_);
   }
@@ -198,8 +198,8 @@ class Page {
   const TraceData& data_;
   const std::vector<Pad> pads_;
   std::ostringstream svg_;
-  double y_ = 0;     // how far down the page is used
-  double unit_ = 1;  // pixels of the screen in one of the page, in the pad being drawn
+  double y_ = 0;     // how far down the page is filled
+  double unit_ = 1;  // pixels of the screen per pixel of the page, in the pad being drawn
 };
 
 Colour Page::ColourOf(const PictureTouch& touch) const {
@@ -257,7 +257,7 @@ void Page::DrawPadHead(const Pad& pad, const Box& box) {
   y_ += 12;
 }
 
-// In a coordinate system of its own: that of the screen.
+// Draws a pad as a nested element with the coordinates of the screen.
 void Page::DrawPad(const Pad& pad) {
   const Box box = BoxOf(pad);
   const double scale = std::min(kInnerWidth / box.width(), kMaxPadHeight / box.height());
@@ -297,7 +297,7 @@ void Page::DrawKey(const TraceLayout& layout, std::size_t index) {
   svg_ << "</g>\n";
 }
 
-// High in the key, so that touches do not hide it.
+// The label is high in the key, so that touches do not hide it.
 void Page::DrawLabel(const KeyRect& key) {
   const auto& [left, top, right, bottom] = key.rect;
   if (left >= right || top >= bottom) return;
@@ -348,7 +348,7 @@ void Page::DrawTouch(const Pad& pad, std::size_t index) {
   svg_ << "</g>\n";
 }
 
-// As many as there is room for, spread over the whole trace.
+// Lists up to kMaxListed inputs, spread over the whole trace.
 void Page::DrawInputs() {
   const auto& inputs = data_.picture.inputs();
   if (inputs.empty()) return;

@@ -1,7 +1,7 @@
-// Draws a picture of a trace as SVG 1.1: one drawing for each layout, its keys to scale, and on them the
-// touches, numbered, coloured by their time, and joined within an input, or where there are many of
-// them a heat map; a legend; a list of inputs. It shows in every browser, needs nothing but fonts, and
-// explains a touch or a key under the mouse.
+// Draws a picture of a trace as SVG 1.1: each layout with its keys to scale and the touches on
+// them, a legend, and a list of inputs. Touches are numbered, coloured by time and joined within an
+// input; a layout with many touches has a heat map instead. Every browser shows the picture, which
+// needs nothing but fonts, and its tooltips explain touches and keys.
 #pragma once
 
 #include <string>

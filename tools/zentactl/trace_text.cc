@@ -9,7 +9,7 @@
 namespace zenta::zentactl {
 namespace {
 
-// The two last of each plane are no characters, and XML has no place for some of them.
+// The last two code points of each plane are noncharacters, and XML forbids U+FFFE and U+FFFF.
 bool IsShown(char32_t c) { return !tools::IsHidden(c) && (c & 0xFFFE) != 0xFFFE; }
 
 }  // namespace

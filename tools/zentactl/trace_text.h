@@ -1,4 +1,4 @@
-// What a trace holds, and counts of it, as texts for people.
+// Formats the texts, keys, times and counts of a trace for people.
 #pragma once
 
 #include <cstddef>
@@ -9,14 +9,14 @@
 
 namespace zenta::zentactl {
 
-// A text from a trace as a person may be shown it, in a picture or on a terminal: valid UTF-8, at
-// most `limit` characters and an ellipsis. Control characters, those that turn the direction of
-// writing, and whatever is no character become U+FFFD.
+// A text of a trace, made safe for pictures and terminals: valid UTF-8 of at most `limit`
+// characters, and an ellipsis where it is cut. Control characters, those that change the direction
+// of writing, and whatever is no character become U+FFFD.
 std::string Shown(tstl::BufferRef<unsigned char> text, std::size_t limit);
 std::string Shown(tstl::BufferRef<unsigned short> text, std::size_t limit);
 
-// What a key shows: the character that its number is, a sign for those that show nothing, or the
-// number: "q", "␣", "#4294967295".
+// The label of a key: the character with its number; a sign for space, Enter and the like; or the
+// number itself: "q", "␣", "#4294967295".
 std::string KeyLabel(std::uint32_t id);
 
 // "1.25 s".

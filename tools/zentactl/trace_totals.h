@@ -1,4 +1,4 @@
-// TraceTotals: counts and times of a whole trace, however much of it is shown.
+// TraceTotals: counts and times of a whole trace, also of what is not shown.
 #pragma once
 
 #include <cstdint>

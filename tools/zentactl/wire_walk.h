@@ -1,5 +1,5 @@
-// WireWalk: the fields of a message in the Protocol Buffers wire format, with nothing left out: where
-// each begins, and groups with all that is in them, which a reader of messages skips.
+// WireWalk: visits every field of a message in the Protocol Buffers wire format, with its offset.
+// Unlike a reader of messages it visits unknown fields, and groups with the fields in them.
 #pragma once
 
 #include <cstdint>
@@ -15,22 +15,24 @@ struct WireItem {
   std::uint32_t offset = 0;  // of its key
   std::uint32_t number = 0;
   tstl::WireType type = tstl::WireType::kVarint;
-  std::uint64_t value = 0;               // of a varint, or of the bits of a fixed value
+  std::uint64_t value = 0;               // of a varint; the bits of a fixed32 or fixed64
   std::uint32_t payload_offset = 0;      // of kBytes
-  tstl::BufferRef<unsigned char> bytes;  // of kBytes: a part of the message
-  std::uint32_t groups = 0;              // around it; a group's start and end are outside of it
+  tstl::BufferRef<unsigned char> bytes;  // of kBytes: a view of the message
+  std::uint32_t groups = 0;              // that it lies in; a group's start and end lie outside it
 };
 
 class WireWalk {
  public:
-  // Offsets count from `base`: where the message lies in another one.
+  // `message` must outlive the items. `base` is added to all offsets: where a nested message
+  // begins.
   explicit WireWalk(tstl::BufferRef<unsigned char> message, std::uint32_t base = 0)
       : begin_(message.cbegin()), at_(begin_), end_(message.cend()), base_(base) {}
 
-  // The next field, or the start or the end of a group. False at the end and at the first fault.
+  // Gets the next field, or the start or end of a group. False at the end and at the first fault.
   [[nodiscard]] bool Next(WireItem& item);
 
-  // The fault, and the offset of what is broken: that of the innermost group that does not end, too.
+  // The fault, and the offset of the broken part. If groups do not end, that is the innermost
+  // one's.
   [[nodiscard]] tstl::WireFault fault() const { return fault_; }
   [[nodiscard]] std::uint32_t fault_offset() const { return fault_offset_; }
 
@@ -58,7 +60,8 @@ class WireWalk {
   std::uint32_t fault_offset_ = 0;
 };
 
-// Whether the bytes are a whole message, one level deep, that is not empty: each field ends within them.
+// Whether the bytes are a message that is not empty: every field ends within them. Nested messages
+// are not looked into.
 [[nodiscard]] bool LooksLikeMessage(tstl::BufferRef<unsigned char> bytes);
 
 // "varint", "bytes".
