@@ -70,7 +70,7 @@ int show_json() {
   const tstl::JsonParse parse = tstl::json_parse(text, arena);
   if (!parse) std::printf("%s at byte %u\n", json_fault_text(parse.fault), parse.position);
   for (auto* node = parse ? parse.root->first_child() : nullptr; node; node = node->next()) {
-    if (node->key_is("word")) word = node->str8(arena);  // decoded into the arena; empty: no text
+    if (node->key_is("word")) word = node->str8(arena);  // decoded into the arena
   }
   return word == "你好" ? 0 : 1;
 }
@@ -80,13 +80,13 @@ int show_message() {
   const Text received;
   zenta::cloud::CloudRequest request;
   request.ipt.input = "nihao";
-  if (!write_binary(request, bytes)) return 1;  // a message too long, or memory short
+  if (!write_binary(request, bytes)) return 1;  // too long, or out of memory
 
   tstl::Chunk arena;
   arena.set_limit(4 << 20);  // where messages come from others
   zenta::cloud::CloudResponse response;
   const auto read = replace_binary(response, received, arena);
-  if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // the rest is there
+  if (!read) std::printf("%s at byte %u\n", read.text(), read.position);  // see BinaryResult
   return read && bytes ? 0 : 1;
 }
 
