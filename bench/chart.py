@@ -98,7 +98,12 @@ def read_areas(folder):
     def place(path):
         return (AREAS.index(path.stem) if path.stem in AREAS else len(AREAS), path.stem)
 
-    return [read_area(path) for path in sorted(folder.glob("*.json"), key=place) if path.stat().st_size]
+    for path in sorted(folder.glob("*.json"), key=place):
+        try:
+            if path.stat().st_size:
+                yield read_area(path)
+        except (ValueError, KeyError):
+            print(f"chart.py: {path} is left out: it is no complete report", file=sys.stderr)
 
 
 def processor():
@@ -301,7 +306,7 @@ def page(areas, pictures):
 
 
 def main(folder):
-    areas = read_areas(folder)
+    areas = list(read_areas(folder))
     if not areas:
         print(f"chart.py: no results in {folder}", file=sys.stderr)
         return 1

@@ -148,9 +148,9 @@ void miss_find_all(benchmark::State& state) { find<sum_together>(state, &Words::
 
 BENCHMARK(insert)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
 BENCHMARK(insert_all)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
-BENCHMARK(hit_in_order)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
-BENCHMARK(hit_shuffled)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
-BENCHMARK(miss)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
+BENCHMARK(hit_in_order)->ArgName("synthetic")->DenseRange(0, 2)->Iterations(5);
+BENCHMARK(hit_shuffled)->ArgName("synthetic")->DenseRange(0, 2)->Iterations(5);
+BENCHMARK(miss)->ArgName("synthetic")->DenseRange(0, 2)->Iterations(5);
 BENCHMARK(hit_shuffled_find_all)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
 BENCHMARK(miss_find_all)->ArgName("synthetic")->DenseRange(0, 1)->Iterations(5);
 

@@ -1,5 +1,5 @@
 // The keys that the container benchmarks run on: a real Chinese word list, where it is installed,
-// and a million synthetic ones of 4 to 24 bytes.
+// and a million or 100,000 synthetic ones of 4 to 24 bytes.
 #pragma once
 
 #include <algorithm>
@@ -61,10 +61,11 @@ inline const Words& word_list() {
   return words;
 }
 
-inline const Words& synthetic() {
+template <std::size_t kCount = 1000000>
+const Words& synthetic() {
   static const Words words = [] {
     std::mt19937_64 random(77);
-    std::vector<std::string> list(1000000);
+    std::vector<std::string> list(kCount);
     std::vector<std::uint64_t> counts(list.size());
     for (std::size_t i = 0; i < list.size(); ++i) {
       list[i].resize(4 + random() % 21);
@@ -80,9 +81,10 @@ inline const Words& synthetic() {
   return words;
 }
 
-// The argument of a benchmark: which of the two.
-enum Source { kWordList, kSynthetic };
+// The argument of a benchmark: which of the three.
+enum Source { kWordList, kSynthetic, kFewSynthetic };
 inline const Words& words_from(std::int64_t source) {
+  if (source == kFewSynthetic) return synthetic<100000>();
   return source == kWordList ? word_list() : synthetic();
 }
 
