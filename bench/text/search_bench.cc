@@ -2,9 +2,14 @@
 // 40 bytes (a line, a field) and 64 KiB (a file); what is looked for stands at its end or nowhere.
 #include <benchmark/benchmark.h>
 
+#include <bit>
 #include <cstring>
 #include <random>
 #include <string>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "bench/ratio.h"
 #include "corelib/text/buffer_ref.h"
@@ -70,7 +75,12 @@ void BM_FindCrlf(benchmark::State& state) {
   const Contestant ours{"ours", [&] { return view.find_crlf(brk_len); }};
   const Contestant std_view{"string_view", [&] { return view.std_view().find_first_of(breaks); }};
   if constexpr (sizeof(T) == 1) {
-    Race(state, {.bytes = double(n)}, ours, std_view,
+    const auto by_memchr = [&] {
+      const auto* const lf = static_cast<const char*>(std::memchr(text.data(), '\n', text.size()));
+      return static_cast<std::size_t>(lf - text.data()) - (lf != text.data() && lf[-1] == '\r');
+    };
+    CheckSame(state, view.find_crlf(brk_len), by_memchr());
+    Race(state, {.bytes = double(n)}, ours, std_view, Contestant{"memchr", by_memchr},
          Contestant{"strcspn", [&] { return std::strcspn(text.c_str(), "\r\n"); }});
   } else {
     Race(state, {.bytes = 2.0 * double(n)}, ours, std_view);
@@ -108,6 +118,39 @@ void BM_Lines(benchmark::State& state) {
        Contestant{"memchr", by_memchr});
 }
 
+// A plain filter: compares the first and the last unit of the needle with 16 bytes of text at a time,
+// and in full where both are equal. Without SSE2, std's search.
+template <class T>
+std::size_t FindByFilter(const StdString<T>& text, const StdString<T>& sought) {
+  using Char = CharOf<T>;
+#if defined(__SSE2__)
+  constexpr std::size_t kStep = 16 / sizeof(T);
+  const auto fill = [](Char unit) {
+    return sizeof(T) == 1 ? _mm_set1_epi8(static_cast<char>(unit))
+                          : _mm_set1_epi16(static_cast<short>(unit));
+  };
+  const auto hits = [](const Char* at, __m128i unit) {
+    const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+    return sizeof(T) == 1 ? _mm_cmpeq_epi8(units, unit) : _mm_cmpeq_epi16(units, unit);
+  };
+  const __m128i first = fill(sought.front()), last = fill(sought.back());
+  std::size_t i = 0;
+  for (; i + sought.size() - 1 + kStep <= text.size(); i += kStep) {
+    const Char* const at = text.data() + i;
+    auto mask = static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_and_si128(hits(at, first), hits(at + sought.size() - 1, last))));
+    while (mask != 0) {
+      const unsigned unit = static_cast<unsigned>(std::countr_zero(mask)) / sizeof(T);
+      if (std::memcmp(at + unit, sought.data(), sought.size() * sizeof(T)) == 0) return i + unit;
+      mask &= ~0u << (unit + 1) * sizeof(T);
+    }
+  }
+  return text.find(sought, i);
+#else
+  return text.find(sought);
+#endif
+}
+
 template <class T>
 void BM_FindStr(benchmark::State& state) {
   // The first letter decides how a scan fares that looks for it alone.
@@ -117,15 +160,17 @@ void BM_FindStr(benchmark::State& state) {
   const StdString<T> sought = Widen<T>(needle);
   const BufferRef<T> view = text;
   CheckSame(state, view.find_str(sought), text.find(sought));
+  CheckSame(state, view.find_str(sought), FindByFilter<T>(text, sought));
   const Contestant ours{"ours", [&] { return view.find_str(sought); }};
   const Contestant std_view{"string_view", [&] { return view.std_view().find(sought); }};
+  const Contestant filter{"filter", [&] { return FindByFilter<T>(text, sought); }};
   if constexpr (sizeof(T) == 1) {
-    Race(state, {.bytes = double(n)}, ours, std_view,
+    Race(state, {.bytes = double(n)}, ours, std_view, filter,
          Contestant{"memmem", [&] {
                       return memmem(text.data(), text.size(), sought.data(), sought.size());
                     }});
   } else {
-    Race(state, {.bytes = 2.0 * double(n)}, ours, std_view);
+    Race(state, {.bytes = 2.0 * double(n)}, ours, std_view, filter);
   }
 }
 
