@@ -156,7 +156,8 @@ TEST(RecordModelTest, NoRecordChangesAnother) {
           break;
         case 1:
           if (i == j) break;
-          records[i] = step % 2 == 0 ? Sample(std::move(records[j])) : std::move(records[j]);
+          if (step % 2 == 0) records[i] = Sample(std::move(records[j]));
+          if (step % 2 != 0) records[i] = std::move(records[j]);
           models[i] = models[j];
           break;
         case 2:

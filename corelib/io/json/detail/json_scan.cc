@@ -10,11 +10,9 @@
 namespace tstl::detail {
 namespace {
 
-constexpr std::size_t kWindow = 64;
-
 std::uint64_t stops_of(const unsigned char* window) {
   std::uint64_t stops = 0;
-  for (unsigned i = 0; i < kWindow; i += base::Block<unsigned char>::kUnits) {
+  for (unsigned i = 0; i < kStopWindow; i += base::Block<unsigned char>::kUnits) {
     const auto found = json_stops<Plain::kText>(base::Block<unsigned char>::load(window + i));
     stops |= found.mask().bit_per_byte() << i;
   }
@@ -24,7 +22,7 @@ std::uint64_t stops_of(const unsigned char* window) {
 // The last window is padded with zeros, which are stops. So a search always ends, at the end of the
 // text at the latest.
 std::uint64_t stops_of_last(const unsigned char* window, std::size_t left) {
-  unsigned char bytes[kWindow] = {};
+  unsigned char bytes[kStopWindow] = {};
   if (left != 0) std::memcpy(bytes, window, left);
   return stops_of(bytes);
 }
@@ -49,13 +47,13 @@ ZENTA_TARGET_AVX2 inline std::uint64_t stops_of_avx2(const unsigned char* window
 
 StopFinder::StopFinder(const unsigned char* begin, const unsigned char* end)
     : window_(begin), end_(end) {
-  stops_ = left(begin) >= kWindow ? stops_of(begin) : stops_of_last(begin, left(begin));
+  stops_ = left(begin) >= kStopWindow ? stops_of(begin) : stops_of_last(begin, left(begin));
 }
 
 template <std::uint64_t (*kStopsOf)(const unsigned char* window)>
 const unsigned char* StopFinder::walk(const unsigned char* at) {
-  const bool is_inside = static_cast<std::size_t>(at - window_) < kWindow;
-  for (at = is_inside ? window_ + kWindow : at; left(at) >= kWindow; at += kWindow) {
+  const bool is_inside = static_cast<std::size_t>(at - window_) < kStopWindow;
+  for (at = is_inside ? window_ + kStopWindow : at; left(at) >= kStopWindow; at += kStopWindow) {
     const std::uint64_t stops = kStopsOf(at);
     if (stops == 0) continue;
     window_ = at;

@@ -63,6 +63,9 @@ std::uint64_t plain_json_run(const T* p, std::uint64_t n) {
   return i;
 }
 
+// The bytes whose stops a StopFinder finds at once.
+inline constexpr std::size_t kStopWindow = 64;
+
 // Finds the end of each plain run of a text that is parsed from left to right. The text is scanned
 // in windows of 64 bytes, and all stops of a window are found at once. So most searches are a shift
 // and a bit scan in a register and do not wait for memory. A search that begins before the current
@@ -75,15 +78,13 @@ class StopFinder {
   [[gnu::always_inline]] inline const unsigned char* next(const unsigned char* at) {
     assert(at <= end_);
     const auto offset = static_cast<std::size_t>(at - window_);
-    if (offset < kWindow) [[likely]] {
+    if (offset < kStopWindow) [[likely]] {
       if (const std::uint64_t stops = stops_ >> offset) return at + std::countr_zero(stops);
     }
     return next_window(at);
   }
 
  private:
-  static constexpr std::size_t kWindow = 64;
-
   // next() when the current window has no stop from `at` on. Makes the window of the next stop, or
   // the last window of the text, the current one.
   const unsigned char* next_window(const unsigned char* at);
