@@ -120,6 +120,20 @@ ZENTA_TARGET_SHUFFLE inline unsigned char* put(unsigned char* dst,
   return dst + 24;
 }
 
+// 32 units at a time, as long as they are ASCII and fit.
+ZENTA_TARGET_SHUFFLE inline ToUtf8 ascii_to_utf8(ToUtf8 at, ToUtf8 end) noexcept {
+  const std::size_t most = std::min(count(at.src, end.src), count(at.dst, end.dst));
+  std::size_t i = 0;
+  for (; most - i >= 32; i += 32) {
+    const Units a = load<Units>(at.src + i), b = load<Units>(at.src + i + 8);
+    const Units c = load<Units>(at.src + i + 16), d = load<Units>(at.src + i + 24);
+    if (!all((a | b | c | d) < 0x80)) break;
+    store(at.dst + i, low_bytes(a, b));
+    store(at.dst + i + 16, low_bytes(c, d));
+  }
+  return {at.src + i, at.dst + i};
+}
+
 // 16 units at a time, as long as source and capacity have enough for them without further checks.
 ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcept {
   while (count(at.src, end.src) >= 16 && count(at.dst, end.dst) >= 16) {
@@ -127,14 +141,15 @@ ZENTA_TARGET_SHUFFLE inline ToUtf8 to_utf8_freely(ToUtf8 at, ToUtf8 end) noexcep
     const Units b = load<Units>(at.src + 8);
     if (all((a | b) < 0x80)) {
       store(at.dst, low_bytes(a, b));
-      at.dst += 16;
-    } else {
-      if (count(at.dst, end.dst) < 64 || any(is_surrogate(a) | is_surrogate(b))) break;
-      if (any(Units(a < 0x800) | Units(b < 0x800))) {
-        at.dst = put(put(at.dst, encode(a)), encode(b));
-      } else {  // all take three bytes, as in Chinese text
-        at.dst = put(put(at.dst, encode_in_three(a)), encode_in_three(b));
-      }
+      at = {at.src + 16, at.dst + 16};
+      if (count(at.src, end.src) >= 32) at = ascii_to_utf8(at, end);
+      continue;
+    }
+    if (count(at.dst, end.dst) < 64 || any(is_surrogate(a) | is_surrogate(b))) break;
+    if (any(Units(a < 0x800) | Units(b < 0x800))) {
+      at.dst = put(put(at.dst, encode(a)), encode(b));
+    } else {  // all take three bytes, as in Chinese text
+      at.dst = put(put(at.dst, encode_in_three(a)), encode_in_three(b));
     }
     at.src += 16;
   }
