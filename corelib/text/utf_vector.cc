@@ -10,6 +10,10 @@
 
 #include "corelib/text/detail/utf_kernels.h"
 
+#if defined(__x86_64__) && !defined(ZENTA_PLAIN_VECTORS)
+#define ZENTA_UTF_AVX2
+#endif
+
 #if defined(ZENTA_TARGET_SHUFFLE)
 
 namespace tstl::detail::utf {
@@ -533,14 +537,69 @@ ZENTA_TARGET_SHUFFLE inline ToValid blocks(ToValid at, ToValid end) noexcept {
   return {walk(at.src, end.src, validate)};
 }
 
+// A beginning in ASCII ----------------------------------------------------------------------------
+
+#if defined(ZENTA_UTF_AVX2)
+ZENTA_TARGET_AVX2 inline __m256i load_avx2(const void* src) noexcept {
+  return _mm256_loadu_si256(static_cast<const __m256i_u*>(src));
+}
+ZENTA_TARGET_AVX2 inline void store_avx2(void* dst, __m256i v) noexcept {
+  _mm256_storeu_si256(static_cast<__m256i_u*>(dst), v);
+}
+
+// Convert the first units of a text, as long as they are ASCII, and return how many.
+ZENTA_TARGET_AVX2 std::size_t ascii_avx2(const unsigned short* src, unsigned char* dst,
+                                         std::size_t n) noexcept {
+  const __m256i not_ascii = _mm256_set1_epi16(~0x7F);
+  std::size_t i = 0;
+  for (; n - i >= 32; i += 32) {
+    const __m256i a = load_avx2(src + i);
+    const __m256i b = load_avx2(src + i + 16);
+    if (_mm256_testz_si256(_mm256_or_si256(a, b), not_ascii) == 0) break;
+    // Packs each half of 16 bytes by itself, so the middle quarters trade places.
+    store_avx2(dst + i, _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0b11'01'10'00));
+  }
+  return i;
+}
+ZENTA_TARGET_AVX2 std::size_t ascii_avx2(const unsigned char* src, unsigned short* dst,
+                                         std::size_t n) noexcept {
+  std::size_t i = 0;
+  for (; n - i >= 32; i += 32) {
+    const __m256i b = load_avx2(src + i);
+    if (_mm256_movemask_epi8(b) != 0) break;
+    store_avx2(dst + i, _mm256_cvtepu8_epi16(_mm256_castsi256_si128(b)));
+    store_avx2(dst + i + 16, _mm256_cvtepu8_epi16(_mm256_extracti128_si256(b, 1)));
+  }
+  return i;
+}
+#endif
+
+// Converts a part of the ASCII that a text begins with, and returns its length. Long texts in ASCII
+// are so frequent that they have a loop of their own, in the widest vectors.
+template <class From, class To>
+inline std::size_t convert_ascii([[maybe_unused]] const From* src, [[maybe_unused]] std::size_t n,
+                                 [[maybe_unused]] To* dst,
+                                 [[maybe_unused]] std::size_t capacity) noexcept {
+#if defined(ZENTA_UTF_AVX2)
+  constexpr std::size_t kLong = 64;
+  if (n >= kLong && (src[0] | src[kLong - 1]) < 0x80 &&
+      base::cpu_level() >= base::CpuLevel::kAvx2) {
+    return ascii_avx2(src, dst, std::min(n, capacity));
+  }
+#endif
+  return 0;
+}
+
 ZENTA_TARGET_SHUFFLE std::size_t utf16_to_utf8(const unsigned short* src, std::size_t n,
                                                unsigned char* dst, std::size_t capacity,
                                                LoneSurrogate lone) noexcept {
-  return convert(blocks, src, n, dst, capacity, lone);
+  const std::size_t ascii = convert_ascii(src, n, dst, capacity);
+  return ascii + convert(blocks, src + ascii, n - ascii, dst + ascii, capacity - ascii, lone);
 }
 ZENTA_TARGET_SHUFFLE std::size_t utf8_to_utf16(const unsigned char* src, std::size_t n,
                                                unsigned short* dst, std::size_t capacity) noexcept {
-  return convert(blocks, src, n, dst, capacity);
+  const std::size_t ascii = convert_ascii(src, n, dst, capacity);
+  return ascii + convert(blocks, src + ascii, n - ascii, dst + ascii, capacity - ascii);
 }
 ZENTA_TARGET_SHUFFLE std::size_t utf16_size(const unsigned char* src, std::size_t n) noexcept {
   return measure(blocks, src, n);

@@ -165,7 +165,7 @@ TEST_P(UtfTest, EveryUnitAndEveryPairOfEdgesConvertsWhereverItStands) {
                                               0xDBFF, 0xDC00, 0xDFFF, 0xE000, 0xFFFF};
   for (const auto first : kEdges) {
     for (const auto second : kEdges) {
-      for (std::size_t at = 0; at < 52; ++at) {
+      for (std::size_t at = 0; at < 100; ++at) {
         Units16 text(at, at % 2 == 0 ? 'x' : 0x6587);
         text.insert(text.end(), {first, second, 'y'});
         ExpectBothWaysAsReference(text);
