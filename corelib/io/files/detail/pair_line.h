@@ -24,9 +24,30 @@ bool all_digits(BufferRef<T> text) noexcept {
   }
 }
 
-// The value of the text after the separator, see TextRead::read_pair.
+// Reads a number of 9 to 24 digits. False, with `value` unspecified, if another unit is among them
+// or the number may not fit. REQUIRES: as for find_last.
+template <Unit T>
+bool long_value(BufferRef<T> digits, std::uint64_t& value) noexcept {
+  const T* const end = digits.cend();
+  const unsigned n = digits.len();
+  const unsigned before_low = std::min(n - 8, 8u);
+  const auto low = DigitWord::load_before(end, 8);
+  const auto middle = DigitWord::load_before(end - 8, before_low);
+  if (low.count() != 8 || middle.count() != before_low) return false;
+  value = middle.value() * 100'000'000 + low.value();
+  if (n <= 16) return true;
+  const auto high = DigitWord::load_before(end - 16, n - 16);
+  value += high.value() * 10'000'000'000'000'000;
+  return high.count() == n - 16 && high.value() < 1844;  // 2^64 begins with 1844
+}
+
+// The value of the text after the separator, see TextRead::read_pair. REQUIRES: as for find_last.
 template <Unit T>
 [[gnu::noinline]] long long pair_value(BufferRef<T> text, PairFaults& faults) noexcept {
+  if (text.len() - 9 <= 24 - 9) {
+    std::uint64_t value;
+    if (long_value(text, value)) return static_cast<long long>(value);
+  }
   const bool negative = text && text.front() == '-';
   const BufferRef<T> digits = text.sub_tail(negative);
   const long long value = negative ? text.to_int64() : static_cast<long long>(text.to_uint64());

@@ -47,13 +47,17 @@ TYPED_TEST(TextReadTest, ReadsWhatAPlainReaderFindsHoweverTheSystemDelivers) {
                                     u"\xD83D\xDE00", u"\xD801", u"\xDC01", u"\x0A0D", u"\x0D0A"};
   const auto numbers = Rows(
       "-70 12345678 123456789 1234567x 00000000004 _12 12_ 9223372036854775808 "
-      "18446744073709551615 18446744073709551616 -9223372036854775809");
+      "18446744073709551615 18446744073709551616 -9223372036854775809 18439999999999999999 "
+      "90000000000000000000 1234567890123456 12345678901234567 1x345678901234567 123456789x1234567 "
+      "12345678901234567x9 1234x6789 000000018439999999999999 0000000018439999999999999");
+  const auto number_cnt = static_cast<unsigned>(numbers.size());
   RandomTexts random(77);
   for (int round = 0; round < 400; ++round) {
     std::u16string text;
     for (unsigned n = round < 2 ? 0 : random.below(round % 10 == 0 ? 1000 : 150); n != 0; --n) {
       text += pieces[random.below(round % 4 == 0 ? 15 : 11)];
-      if (random.below(9) == 0) text += u'\t' + Widen<unsigned short>(numbers[random.below(11)][0]);
+      const auto& number = numbers[random.below(number_cnt)][0];
+      if (random.below(9) == 0) text += u'\t' + Widen<unsigned short>(number);
       if (round % 7 == 0) text += u"a line that is long";
     }
     const unsigned fail_at = round % 3 == 0 ? random.below(60) : ~0u;
